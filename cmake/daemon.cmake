@@ -1,0 +1,13 @@
+# The program time_check: the daemon's objects on the chosen ground. Linked by the C compiler, which proves that nothing
+# of the C++ library is needed.
+add_executable(time_check ${PROJECT_SOURCE_DIR}/time_check/link.c)
+set_target_properties(time_check PROPERTIES LINKER_LANGUAGE C)
+
+if(TIME_CHECK_PLATFORM STREQUAL "sim")
+    target_link_libraries(time_check PRIVATE time_check_on_sim)
+    set_target_properties(time_check PROPERTIES LINKER_LANGUAGE CXX) # the virtual router is a C++ program
+elseif(TIME_CHECK_PLATFORM STREQUAL "linux")
+    target_link_libraries(time_check PRIVATE time_check_daemon platform_linux)
+else()
+    target_link_libraries(time_check PRIVATE time_check_daemon time_check_ground)
+endif()

@@ -1,0 +1,341 @@
+#include "time_check/time_check_common.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "platform/statistics.h"
+#include "platform/system.h"
+#include "time_check/time_check.h"
+
+users_info *ip_info;
+
+// ---- text ----
+
+int32_t time_check_atoi(const char *text)
+{
+    const long long number = strtoll(text, nullptr, 10);
+    if (number > INT32_MAX)
+        return INT32_MAX;
+    return number < INT32_MIN ? INT32_MIN : static_cast<int32_t>(number);
+}
+
+void copy_text(char *buffer, size_t size, const char *text)
+{
+    copy_text_n(buffer, size, text, strlen(text));
+}
+
+void copy_text_n(char *buffer, size_t size, const char *text, size_t length)
+{
+    const size_t kept = length < size ? length : size - 1;
+    memcpy(buffer, text, kept);
+    buffer[kept] = '\0';
+}
+
+bool copy_column(char *buffer, size_t size, const char *text, unsigned number)
+{
+    static const char blanks[] = " \t\n\v\f\r";
+    text += strspn(text, blanks);
+    for (unsigned i = 1; i < number; i++) {
+        text += strcspn(text, blanks);
+        text += strspn(text, blanks);
+    }
+    const size_t length = strcspn(text, blanks);
+    copy_text_n(buffer, size, text, length);
+    return length > 0;
+}
+
+bool open_lines(line_reader *reader, const char *path)
+{
+    reader->fd = open(path, O_RDONLY | O_CLOEXEC);
+    reader->begin = 0;
+    reader->end = 0;
+    return reader->fd >= 0;
+}
+
+static bool fill(line_reader *reader)
+{
+    ssize_t got = 0;
+    do
+        got = read(reader->fd, reader->buffer, sizeof reader->buffer);
+    while (got < 0 && errno == EINTR);
+    reader->begin = 0;
+    reader->end = got > 0 ? static_cast<size_t>(got) : 0;
+    return reader->end > 0;
+}
+
+bool read_line(line_reader *reader, char *line, size_t size)
+{
+    size_t length = 0;
+    while (length < size - 1 && (reader->begin < reader->end || fill(reader))) {
+        const char c = reader->buffer[reader->begin++];
+        line[length++] = c;
+        if (c == '\n')
+            break;
+    }
+    line[length] = '\0';
+    return length > 0;
+}
+
+void close_lines(line_reader *reader)
+{
+    close(reader->fd);
+}
+
+// ---- clock ----
+
+int32_t time_check_get_now_time(time_check_clock *snapshot, time_t *now)
+{
+    *now = time(nullptr);
+    struct tm local = {};
+    localtime_r(now, &local);
+    *snapshot = {.tm_sec = local.tm_sec,
+                 .tm_min = local.tm_min,
+                 .tm_hour = local.tm_hour,
+                 .tm_mday = local.tm_mday,
+                 .tm_mon = local.tm_mon,
+                 .tm_year = local.tm_year};
+    return 1;
+}
+
+int32_t time_check_get_run_time(uint64_t *run_time)
+{
+    *run_time = static_cast<uint64_t>(static_cast<int64_t>(get_uptime()));
+    return 1;
+}
+
+bool time_check_clock_is_set(const time_check_clock *snapshot)
+{
+    return snapshot->tm_year + 1900 >= FIRST_VALID_YEAR;
+}
+
+uint32_t time_check_time_of_day(const time_check_clock *snapshot)
+{
+    return static_cast<uint32_t>(snapshot->tm_hour) * SECONDS_AN_HOUR +
+           static_cast<uint32_t>(snapshot->tm_min) * SECONDS_A_MINUTE + static_cast<uint32_t>(snapshot->tm_sec);
+}
+
+int32_t time_check_in_time_check(uint32_t start, uint32_t end)
+{
+    time_check_clock snapshot;
+    time_t calendar = 0;
+    time_check_get_now_time(&snapshot, &calendar);
+    const uint32_t now = time_check_time_of_day(&snapshot);
+    if (start <= end)
+        return start <= now && now <= end;
+    return now >= start || now <= end;
+}
+
+// The bridge's byte count is the random number: traffic spreads the devices, no generator does. Kept on purpose.
+uint32_t time_check_get_sleep_rand()
+{
+    constexpr uint32_t RANGE_S = 600;
+    char text[64];
+    const int fd = open("/sys/class/net/br0/statistics/tx_bytes", O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        srand(static_cast<unsigned>(time(nullptr)));
+        return static_cast<uint32_t>(rand()) % RANGE_S;
+    }
+    const ssize_t got = read(fd, text, sizeof text - 1);
+    close(fd);
+    text[got > 0 ? got : 0] = '\0';
+    return static_cast<uint32_t>(time_check_atoi(text)) % RANGE_S;
+}
+
+// ---- schedule settings ----
+
+uint32_t time_check_parse_time_of_day(const char *text, uint32_t default_hour, uint32_t default_minute)
+{
+    const char *colon = strchr(text, ':');
+    char minute[64];
+    if (colon == nullptr || colon == text || !copy_column(minute, sizeof minute, colon + 1, 1))
+        return default_hour * SECONDS_AN_HOUR + default_minute * SECONDS_A_MINUTE;
+    return static_cast<uint32_t>(time_check_atoi(text)) * SECONDS_AN_HOUR +
+           static_cast<uint32_t>(time_check_atoi(minute)) * SECONDS_A_MINUTE;
+}
+
+void time_check_parse_wday(const char *text, uint32_t (&wday_en)[7])
+{
+    memset(wday_en, 0, sizeof wday_en);
+    for (uint32_t &day : wday_en) {
+        if (*text == '\0' || *text == ';')
+            return;
+        const char first[2] = {*text, '\0'};
+        day = static_cast<uint32_t>(time_check_atoi(first));
+        text += strcspn(text, ";");
+        if (*text == ';')
+            text++;
+    }
+}
+
+// ---- traffic and clients ----
+
+int32_t time_check_get_client(const char *ifname)
+{
+    constexpr char path[] = "/proc/net/arp";
+    constexpr size_t LINE_MAX_LENGTH = 128;
+    if (ifname == nullptr)
+        return 0;
+    line_reader reader;
+    if (!open_lines(&reader, path)) {
+        LOG_ERROR("open %s fail!\n", path);
+        return 0;
+    }
+
+    int32_t found = 0;
+    char line[LINE_MAX_LENGTH + 1];
+    read_line(&reader, line, sizeof line); // the header
+    while (found == 0 && read_line(&reader, line, sizeof line)) {
+        char flags[16];
+        if (strstr(line, ifname) == nullptr || strstr(line, "00:00:00:00:00:00") != nullptr)
+            continue;
+        copy_column(flags, sizeof flags, line, 3);
+        found = strcmp(flags, "0x0") != 0; // 0x0: an entry without an answer
+    }
+    close_lines(&reader);
+    return found;
+}
+
+// Only the last eight digits count, which keeps the number within 32 bits; the checks take the wrap for a reset.
+static uint64_t counter_value(const char *text)
+{
+    constexpr size_t DIGITS = 8;
+    const size_t length = strlen(text);
+    return static_cast<uint64_t>(time_check_atoi(length > DIGITS ? text + length - DIGITS : text));
+}
+
+static bool read_counter(const char *ifname, const char *direction, uint64_t *value)
+{
+    char path[128];
+    snprintf(path, sizeof path, "/sys/class/net/%s/statistics/%s_bytes", ifname, direction);
+    line_reader reader;
+    if (!open_lines(&reader, path))
+        return false;
+    char line[64];
+    char word[64];
+    read_line(&reader, line, sizeof line);
+    close_lines(&reader);
+    copy_column(word, sizeof word, line, 1);
+    *value = counter_value(word);
+    return true;
+}
+
+int32_t time_check_get_RX_TX_pack(const char *ifname, P_FLOW_SPEED flow)
+{
+    if (!read_counter(ifname, "tx", &flow->tx_flow)) {
+        LOG_ERROR("fopen (/sys/class/net/%s/statistics/tx_bytes) error\n", ifname);
+        return 0;
+    }
+    if (!read_counter(ifname, "rx", &flow->rx_flow)) {
+        LOG_ERROR("fopen (/sys/class/net/%s/statistics/rx_bytes) error\n", ifname);
+        return 0;
+    }
+    return 1;
+}
+
+int32_t time_check_get_forword_RX_TX_pack(P_FLOW_SPEED flow)
+{
+    uint64_t first = 0;
+    uint64_t second = 0;
+    int count = 0;
+    if (get_statistic_info(&first, &second, &count) != 0)
+        return 1;
+    if (ip_info == nullptr)
+        return 1;
+    for (int i = 0; i < count; i++) {
+        flow->rx_flow += ip_info[i].down_bytes;
+        flow->tx_flow += ip_info[i].up_bytes;
+    }
+    free(ip_info);
+    ip_info = nullptr;
+    return 1;
+}
+
+int32_t time_check_get_multicast_forword_RX_TX_pack(P_FLOW_SPEED flow)
+{
+    constexpr char path[] = "/proc/net/ip_mr_vif";
+    constexpr size_t LINE_MAX_LENGTH = 256;
+    line_reader reader;
+    if (!open_lines(&reader, path)) {
+        LOG_ERROR("open %s fail!\n", path);
+        return 0;
+    }
+
+    char line[LINE_MAX_LENGTH + 1];
+    read_line(&reader, line, sizeof line); // the header
+    while (read_line(&reader, line, sizeof line)) {
+        char ifname[16];
+        char bytes_out[64];
+        copy_column(ifname, sizeof ifname, line, 2);
+        const bool is_lan = strcmp(ifname, "br0") == 0 || strcmp(ifname, "br1") == 0;
+        if (is_lan && copy_column(bytes_out, sizeof bytes_out, line, 5))
+            flow->rx_flow += counter_value(bytes_out); // what is sent into the LAN is what its hosts receive
+    }
+    close_lines(&reader);
+    return 1;
+}
+
+int32_t time_check_get_bridge_clients()
+{
+    return time_check_get_client("br0") + time_check_get_client("br1");
+}
+
+FLOW_SPEED time_check_get_forwarded_flow()
+{
+    FLOW_SPEED routed = {};
+    FLOW_SPEED multicast = {};
+    time_check_get_forword_RX_TX_pack(&routed);
+    time_check_get_multicast_forword_RX_TX_pack(&multicast);
+    return {.rx_flow = routed.rx_flow + multicast.rx_flow, .tx_flow = routed.tx_flow + multicast.tx_flow};
+}
+
+// ---- the quiet-network count ----
+
+static bool went_back(const flow_counter *counters, size_t counter_num)
+{
+    for (size_t i = 0; i < counter_num; i++)
+        if (*counters[i].now < *counters[i].before)
+            return true;
+    return false;
+}
+
+static bool all_low(const flow_counter *counters, size_t counter_num, uint32_t limit)
+{
+    for (size_t i = 0; i < counter_num; i++)
+        if (*counters[i].now - *counters[i].before >= limit)
+            return false;
+    return true;
+}
+
+QUIET_SAMPLE time_check_quiet_sample(uint32_t *count, const flow_counter *counters, size_t counter_num, uint32_t limit)
+{
+    constexpr uint32_t LAST_COMPARED = 1800; // half an hour of samples, the first of them the baseline
+    QUIET_SAMPLE sample = QUIET_BASELINE;
+    *count += 1;
+    if (*count > LAST_COMPARED) {
+        *count = 0;
+        return QUIET_LONG_ENOUGH;
+    }
+    if (*count > 1) {
+        if (went_back(counters, counter_num)) {
+            sample = QUIET_WENT_BACK;
+            *count -= 1;
+        } else if (all_low(counters, counter_num, limit)) {
+            sample = QUIET_LOW;
+        } else {
+            sample = QUIET_BUSY;
+            *count = 0;
+        }
+    }
+    for (size_t i = 0; i < counter_num; i++)
+        *counters[i].before = *counters[i].now;
+    return sample;
+}
+
+float time_check_flow_rate(uint64_t now, uint64_t before, uint32_t period)
+{
+    const uint32_t kilo_period = 1000 * period;
+    return static_cast<float>(now - before) / static_cast<float>(kilo_period == 0 ? 1 : kilo_period);
+}
