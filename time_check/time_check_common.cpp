@@ -1,6 +1,5 @@
 #include "time_check/time_check_common.h"
 
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -11,78 +10,6 @@
 #include "time_check/time_check.h"
 
 users_info *ip_info;
-
-// ---- text ----
-
-int32_t time_check_atoi(const char *text)
-{
-    const long long number = strtoll(text, nullptr, 10);
-    if (number > INT32_MAX)
-        return INT32_MAX;
-    return number < INT32_MIN ? INT32_MIN : static_cast<int32_t>(number);
-}
-
-void copy_text(char *buffer, size_t size, const char *text)
-{
-    copy_text_n(buffer, size, text, strlen(text));
-}
-
-void copy_text_n(char *buffer, size_t size, const char *text, size_t length)
-{
-    const size_t kept = length < size ? length : size - 1;
-    memcpy(buffer, text, kept);
-    buffer[kept] = '\0';
-}
-
-bool copy_column(char *buffer, size_t size, const char *text, unsigned number)
-{
-    static const char blanks[] = " \t\n\v\f\r";
-    text += strspn(text, blanks);
-    for (unsigned i = 1; i < number; i++) {
-        text += strcspn(text, blanks);
-        text += strspn(text, blanks);
-    }
-    const size_t length = strcspn(text, blanks);
-    copy_text_n(buffer, size, text, length);
-    return length > 0;
-}
-
-bool open_lines(line_reader *reader, const char *path)
-{
-    reader->fd = open(path, O_RDONLY | O_CLOEXEC);
-    reader->begin = 0;
-    reader->end = 0;
-    return reader->fd >= 0;
-}
-
-static bool fill(line_reader *reader)
-{
-    ssize_t got = 0;
-    do
-        got = read(reader->fd, reader->buffer, sizeof reader->buffer);
-    while (got < 0 && errno == EINTR);
-    reader->begin = 0;
-    reader->end = got > 0 ? static_cast<size_t>(got) : 0;
-    return reader->end > 0;
-}
-
-bool read_line(line_reader *reader, char *line, size_t size)
-{
-    size_t length = 0;
-    while (length < size - 1 && (reader->begin < reader->end || fill(reader))) {
-        const char c = reader->buffer[reader->begin++];
-        line[length++] = c;
-        if (c == '\n')
-            break;
-    }
-    line[length] = '\0';
-    return length > 0;
-}
-
-void close_lines(line_reader *reader)
-{
-    close(reader->fd);
-}
 
 // ---- clock ----
 

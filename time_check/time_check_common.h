@@ -1,4 +1,4 @@
-// Probes, clock helpers and text helpers that several modules share.
+// Probes, clock helpers and quiet-network counts that several modules share, and the text helpers with them.
 #ifndef TIME_CHECK_TIME_CHECK_COMMON_H
 #define TIME_CHECK_TIME_CHECK_COMMON_H
 
@@ -6,37 +6,7 @@
 #include <cstdint>
 #include <ctime>
 
-// ---- text ----
-
-// The leading decimal integer of `text`, 0 when there is none, saturating at the signed 32-bit limits: the same on
-// every machine.
-int32_t time_check_atoi(const char *text);
-
-// Copies `text` into a buffer of `size` bytes, cut to it and terminated.
-void copy_text(char *buffer, size_t size, const char *text);
-
-// The same for the first `length` characters of `text`.
-void copy_text_n(char *buffer, size_t size, const char *text, size_t length);
-
-// Copies the `number`-th (from 1) run of non-blank characters of `text`, cut to the buffer; "" when there is none.
-// Gives whether there was one.
-bool copy_column(char *buffer, size_t size, const char *text, unsigned number);
-
-// A text file read without stdio, which would allocate in every tick.
-struct line_reader {
-    int fd;
-    size_t begin;
-    size_t end;
-    char buffer[512];
-};
-
-// False: the file cannot be opened.
-bool open_lines(line_reader *reader, const char *path);
-
-// Reads up to and including the next line end, or size - 1 characters of a longer line. False at the end of the file.
-bool read_line(line_reader *reader, char *line, size_t size);
-
-void close_lines(line_reader *reader);
+#include "time_check/time_check_text.h" // IWYU pragma: export
 
 // ---- clock ----
 
