@@ -39,9 +39,35 @@ bool copy_column(char *buffer, size_t size, const char *text, unsigned number)
     return length > 0;
 }
 
+const char *shell_quoted(char *buffer, size_t size, const char *text)
+{
+    static const char plain[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_@%+=:,./-";
+    static const char quote[] = "'\\''"; // ends the quotes, adds one of its own, opens them again
+    if (text[strspn(text, plain)] == '\0') {
+        copy_text(buffer, size, text);
+        return buffer;
+    }
+
+    const size_t room = size - 2; // all but the closing quote and the end
+    size_t length = 0;
+    buffer[length++] = '\'';
+    for (; *text != '\0'; text++) {
+        const bool is_quote = *text == '\'';
+        const size_t needed = is_quote ? strlen(quote) : 1;
+        if (length + needed > room)
+            break;
+        memcpy(buffer + length, is_quote ? quote : text, needed);
+        length += needed;
+    }
+    buffer[length++] = '\'';
+    buffer[length] = '\0';
+    return buffer;
+}
+
 bool open_lines(line_reader *reader, const char *path)
 {
     reader->fd = open(path, O_RDONLY | O_CLOEXEC);
+    reader->failed = false;
     reader->begin = 0;
     reader->end = 0;
     return reader->fd >= 0;
@@ -53,6 +79,7 @@ static bool fill(line_reader *reader)
     do
         got = read(reader->fd, reader->buffer, sizeof reader->buffer);
     while (got < 0 && errno == EINTR);
+    reader->failed = got < 0;
     reader->begin = 0;
     reader->end = got > 0 ? static_cast<size_t>(got) : 0;
     return reader->end > 0;

@@ -19,9 +19,21 @@ void copy_text_n(char *buffer, size_t size, const char *text, size_t length);
 // Gives whether there was one.
 bool copy_column(char *buffer, size_t size, const char *text, unsigned number);
 
+// The buffer that shell_quoted needs for any text of a buffer of `text_size` bytes.
+constexpr size_t shell_quoted_size(size_t text_size)
+{
+    return 4 * text_size;
+}
+
+// Writes `text` for a shell command line: as it is when nothing in it is special to the shell (an empty text stays
+// empty), else quoted, so that the program gets exactly the text and nothing else runs. What does not fit is cut, the
+// quotes still closed. Gives `buffer`, of at least 4 bytes.
+const char *shell_quoted(char *buffer, size_t size, const char *text);
+
 // A text file read without stdio, which would allocate in every tick.
 struct line_reader {
     int fd;
+    bool failed; // the file could not be read to its end
     size_t begin;
     size_t end;
     char buffer[512];
