@@ -86,13 +86,14 @@ extern uint32_t
 #define LOG_INFO(body, ...)                                                                                            \
     printf("\033[1;32m[TIMER_CHECK >>%s(%d)]:\033[m" body, __func__, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
 
-// Printed while the module's debug switch is on.
-#define LOG_DEBUG(module, body, ...)                                                                                   \
+// Printed while the module's debug switch is on. LOG_DEBUG_OF as LOG_ERROR_OF.
+#define LOG_DEBUG_OF(module, function, body, ...)                                                                      \
     do {                                                                                                               \
         if (_DEBUG_LIST_[module] == 1)                                                                                 \
-            printf("\033[1;32m[TIMER_CHECK_DEBUG >>%s(%d)]:\033[m" body, __func__,                                     \
+            printf("\033[1;32m[TIMER_CHECK_DEBUG >>%s(%d)]:\033[m" body, function,                                     \
                    __LINE__ __VA_OPT__(, ) __VA_ARGS__);                                                               \
     } while (0)
+#define LOG_DEBUG(module, body, ...) LOG_DEBUG_OF(module, __func__, body __VA_OPT__(, ) __VA_ARGS__)
 
 enum DEBUG_LEVEL { DEBUG_NONE = 0, DEBUG_INFO = 1, DEBUG_ERROR = 2, DEBUG_MAX_LEVEL = 3 };
 

@@ -266,3 +266,20 @@ float time_check_flow_rate(uint64_t now, uint64_t before, uint32_t period)
     const uint32_t kilo_period = 1000 * period;
     return static_cast<float>(now - before) / static_cast<float>(kilo_period == 0 ? 1 : kilo_period);
 }
+
+int32_t time_check_count_forwarded(const forwarded_count *watch, uint32_t speed, uint32_t period)
+{
+    double rates[2];
+    for (size_t i = 0; i < 2; i++)
+        rates[i] =
+            static_cast<double>(time_check_flow_rate(*watch->counters[i].now, *watch->counters[i].before, period));
+    const uint32_t number = *watch->count + 1;
+    const QUIET_SAMPLE sample = time_check_quiet_sample(watch->count, watch->counters, 2, speed * period);
+    if (sample == QUIET_LOW || sample == QUIET_BUSY)
+        LOG_DEBUG_OF(watch->module, watch->function, "num %d:froward_rx = %.2fkB/s,froward_tx = %.2fkB/s!!\n", number,
+                     rates[0], rates[1]);
+    if (sample == QUIET_BUSY)
+        LOG_ERROR_OF(watch->function, "num %d:froward_rx = %.2fkB/s,froward_tx = %.2fkB/s !!\n", number, rates[0],
+                     rates[1]);
+    return sample == QUIET_LONG_ENOUGH;
+}

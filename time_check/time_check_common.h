@@ -47,6 +47,12 @@ bool time_check_clock_is_set(const time_check_clock *snapshot);
 // Seconds since local midnight at `snapshot`.
 uint32_t time_check_time_of_day(const time_check_clock *snapshot);
 
+// The seconds between two moments, whichever comes first.
+constexpr uint32_t time_check_seconds_apart(uint32_t one, uint32_t other)
+{
+    return one > other ? one - other : other - one;
+}
+
 // 1 when the local time of day lies in the daily window, both ends included; end before start passes midnight. Else 0.
 int32_t time_check_in_time_check(uint32_t start, uint32_t end);
 
@@ -112,5 +118,17 @@ QUIET_SAMPLE time_check_quiet_sample(uint32_t *count, const flow_counter *counte
 
 // A counter's rate in kB/s over `period` seconds.
 float time_check_flow_rate(uint64_t now, uint64_t before, uint32_t period);
+
+// A module's count of the forwarded traffic, and in whose name its samples print.
+struct forwarded_count {
+    const char *function;
+    uint32_t module; // whose debug switch shows them
+    uint32_t *count;
+    flow_counter counters[2]; // received, sent
+};
+
+// Counts one sample of the forwarded traffic, `period` seconds after the previous one, low below `speed` bytes per
+// second, and prints its lines. 1 when it has been quiet for long enough, else 0.
+int32_t time_check_count_forwarded(const forwarded_count *watch, uint32_t speed, uint32_t period);
 
 #endif

@@ -165,7 +165,11 @@ int32_t flow_check_forword_reboot(uint32_t period)
     static uint64_t now_tx_flow;
     static uint64_t before_rx_flow;
     static uint64_t before_tx_flow;
-    static const flow_counter counters[] = {{&now_rx_flow, &before_rx_flow}, {&now_tx_flow, &before_tx_flow}};
+    static const forwarded_count watch = {
+        .function = __func__,
+        .module = TIME_CHECK_REBOOT,
+        .count = &time_check_reboot_pack_check_count,
+        .counters = {{&now_rx_flow, &before_rx_flow}, {&now_tx_flow, &before_tx_flow}}};
 
     const int32_t clients = time_check_get_bridge_clients();
     if (clients == 0) {
@@ -177,18 +181,7 @@ int32_t flow_check_forword_reboot(uint32_t period)
     const FLOW_SPEED flow = time_check_get_forwarded_flow();
     now_rx_flow = flow.rx_flow;
     now_tx_flow = flow.tx_flow;
-    const float rx_rate = time_check_flow_rate(now_rx_flow, before_rx_flow, period);
-    const float tx_rate = time_check_flow_rate(now_tx_flow, before_tx_flow, period);
-    const uint32_t number = time_check_reboot_pack_check_count + 1;
-    const QUIET_SAMPLE sample = time_check_quiet_sample(&time_check_reboot_pack_check_count, counters, 2,
-                                                        time_check_reboot_pack_check_speed * period);
-    if (sample == QUIET_LOW || sample == QUIET_BUSY)
-        LOG_DEBUG(TIME_CHECK_REBOOT, "num %d:froward_rx = %.2fkB/s,froward_tx = %.2fkB/s!!\n", number,
-                  static_cast<double>(rx_rate), static_cast<double>(tx_rate));
-    if (sample == QUIET_BUSY)
-        LOG_ERROR("num %d:froward_rx = %.2fkB/s,froward_tx = %.2fkB/s !!\n", number, static_cast<double>(rx_rate),
-                  static_cast<double>(tx_rate));
-    return sample == QUIET_LONG_ENOUGH;
+    return time_check_count_forwarded(&watch, time_check_reboot_pack_check_speed, period);
 }
 
 int32_t flow_check_reboot(uint32_t period)
@@ -319,7 +312,7 @@ void time_check_reboot_each_day_flow()
         add_random_start_offset(__func__);
         return;
     }
-    const uint32_t period = now > tmp_last_time ? now - tmp_last_time : tmp_last_time - now;
+    const uint32_t period = time_check_seconds_apart(now, tmp_last_time);
     if (period > 0) {
         if (flow_check_forword_reboot(period) == 1) {
             rand_sleep_time = time_check_get_sleep_rand(); // a delay of 0 is not armed, the next decision draws again
