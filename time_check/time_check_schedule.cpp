@@ -1,0 +1,94 @@
+#include "time_check/time_check_schedule.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "platform/config_store.h"
+#include "platform/system.h"
+#include "time_check/time_check_common.h"
+
+// ---- loading ----
+
+// A time whose text fills the buffer may have lost its last digit, so it is not taken.
+static bool load_time(const char *family, const char *name, uint32_t number, struct tm *time)
+{
+    char key[64];
+    char text[512];
+    snprintf(key, sizeof key, "%s.%s.list%u", family, name, number);
+    return GetValue(key, text) == 1 && strlen(text) < sizeof text - 1 && utc2tm(text, time) == 0;
+}
+
+// The days of the start count for both ends, whatever days the end was written with.
+static void derive_type(sched_rule *rule)
+{
+    const struct tm *off = &rule->tv[WLAN_PWDN_TM];
+    struct tm *on = &rule->tv[WLAN_PWUP_TM];
+    if (sched_time_of_day(off) > sched_time_of_day(on)) {
+        rule->type = WLAN_SW_DIFFDAY;
+        const auto days = static_cast<uint32_t>(off->tm_wday);
+        on->tm_wday = static_cast<int>((days << 1 | days >> 6) & 0x7f); // the days after, Sunday after Saturday
+    } else {
+        rule->type = WLAN_SW_SAMEDAY;
+        on->tm_wday = off->tm_wday;
+    }
+}
+
+uint32_t load_sched_rules(const char *family, sched_rule (&rules)[SCHED_RULES_MAX])
+{
+    char key[64];
+    char text[64];
+    snprintf(key, sizeof key, "%s.listnum", family);
+    GetValue(key, text);
+    auto count = static_cast<uint32_t>(time_check_atoi(text));
+    if (count > SCHED_RULES_MAX)
+        count = 0; // not cut to the maximum: kept on purpose
+
+    for (uint32_t i = 0; i < count; i++) {
+        sched_rule *rule = &rules[i];
+        if (!load_time(family, "offtime", i + 1, &rule->tv[WLAN_PWDN_TM]) ||
+            !load_time(family, "ontime", i + 1, &rule->tv[WLAN_PWUP_TM]))
+            return i;
+        derive_type(rule);
+    }
+    return count;
+}
+
+// ---- matching ----
+
+uint32_t sched_time_of_day(const struct tm *time)
+{
+    return static_cast<uint32_t>(time->tm_hour) * SECONDS_AN_HOUR +
+           static_cast<uint32_t>(time->tm_min) * SECONDS_A_MINUTE;
+}
+
+static bool has_day(const struct tm *time, int day)
+{
+    return (static_cast<uint32_t>(time->tm_wday) >> static_cast<uint32_t>(day) & 1U) != 0;
+}
+
+bool sched_rules_hold(const sched_rule *rules, uint32_t num, const struct tm *local, unknown_rule_fn report_unknown)
+{
+    const uint32_t now = sched_time_of_day(local) + static_cast<uint32_t>(local->tm_sec);
+    for (uint32_t i = 0; i < num; i++) {
+        const struct tm *off = &rules[i].tv[WLAN_PWDN_TM];
+        const struct tm *on = &rules[i].tv[WLAN_PWUP_TM];
+        const uint32_t start = sched_time_of_day(off);
+        const uint32_t end = sched_time_of_day(on);
+        bool holds = false;
+        switch (rules[i].type) {
+        case WLAN_SW_SAMEDAY:
+            holds = has_day(off, local->tm_wday) && start <= now && now <= end;
+            break;
+        case WLAN_SW_DIFFDAY: // the end's own second is outside, unlike the same day's: kept on purpose
+            holds = (has_day(off, local->tm_wday) && now >= start) || (has_day(on, local->tm_wday) && now < end);
+            break;
+        default:
+            if (report_unknown != nullptr)
+                report_unknown(i + 1);
+            break;
+        }
+        if (holds)
+            return true;
+    }
+    return false;
+}

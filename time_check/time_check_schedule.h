@@ -1,0 +1,46 @@
+// Weekly off periods: how they are read from the store and when they hold. Wi-Fi and LEDs share them.
+#ifndef TIME_CHECK_TIME_CHECK_SCHEDULE_H
+#define TIME_CHECK_TIME_CHECK_SCHEDULE_H
+
+#include <cstdint>
+#include <ctime>
+
+enum wlan_sw_type : uint32_t {
+    WLAN_SW_SAMEDAY = 0, // ends on the day it starts
+    WLAN_SW_DIFFDAY = 1, // passes midnight
+};
+
+// Indexes of the times in a rule.
+enum {
+    WLAN_PWDN_TM = 0, // when the period starts
+    WLAN_PWUP_TM = 1, // when it ends
+    WLAN_SW_CN = 2,
+};
+
+// One weekly off period. Of its times only tm_hour, tm_min and tm_wday count, the last a mask of days: bit 0 Sunday.
+struct sched_rule {
+    wlan_sw_type type;
+    struct tm tv[WLAN_SW_CN];
+};
+
+constexpr uint32_t SCHED_RULES_MAX = 20;
+
+// Seconds of the clock, either way, after which rules are looked at again.
+constexpr uint32_t SCHED_PERIOD_S = 2;
+
+// Reads the rules of a family of keys: "nkgw.wlan" has "nkgw.wlan.listnum", "nkgw.wlan.offtime.list1" and
+// "nkgw.wlan.ontime.list1" and so on. The first rule with a missing or unreadable time ends the list and may be left
+// half filled. Gives the number of rules before it.
+uint32_t load_sched_rules(const char *family, sched_rule (&rules)[SCHED_RULES_MAX]);
+
+// Seconds since midnight at which a time of a rule strikes.
+uint32_t sched_time_of_day(const struct tm *time);
+
+// Told the number (from 1) of a rule whose type is none.
+using unknown_rule_fn = void (*)(uint32_t number);
+
+// Whether one of the first `num` rules holds at the local time `local`; those of unknown type never do.
+// `report_unknown` may be null.
+bool sched_rules_hold(const sched_rule *rules, uint32_t num, const struct tm *local, unknown_rule_fn report_unknown);
+
+#endif
