@@ -5,11 +5,15 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "platform/config_store.h"
 #include "platform/statistics.h"
 #include "platform/system.h"
 #include "time_check/time_check.h"
+#include "time_check/time_check_power.h"
 
 users_info *ip_info;
+
+constexpr int BAND_PAUSE_S = 1; // netctrl takes the bands one after the other
 
 // ---- clock ----
 
@@ -69,6 +73,138 @@ uint32_t time_check_get_sleep_rand()
     close(fd);
     text[got > 0 ? got : 0] = '\0';
     return static_cast<uint32_t>(time_check_atoi(text)) % RANGE_S;
+}
+
+// ---- Wi-Fi and LED switching ----
+
+bool time_check_key_is_on(const char *key)
+{
+    char value[16];
+    GetValue(key, value);
+    return strcmp(value, "1") == 0;
+}
+
+void time_check_post_wifi_op(const wifi_band *band, int op)
+{
+    doSystemCmd("cfm post netctrl %d?op=%d,wl_rate=%d", WIFI_MODULE, op, band->wl_rate);
+}
+
+void time_check_close_guest_network()
+{
+    SetValue("wl.guest.dhcps_enable", "0");
+    SetValue("wl5g.ssid1.enable", "0");
+    SetValue("wl2g.ssid1.enable", "0");
+    SetValue("wl2g.ssid1.guest_enable", "0");
+    SetValue("wl5g.ssid1.guest_enable", "0");
+}
+
+void time_check_store_band_switches(const wifi_band *band, const char *value)
+{
+    SetValue(band->public_enable, value);
+    SetValue(band->ssid0_enable, value);
+}
+
+int32_t time_check_get_wifi_status()
+{
+    for (const wifi_band &band : wifi_bands)
+        if (time_check_key_is_on(band.public_enable) && time_check_key_is_on(band.ssid0_enable))
+            return 1;
+    return 0;
+}
+
+// `function` is whose lines are printed.
+static void switch_wifi_on(const char *function)
+{
+    char enable_2g[16];
+    char enable_5g[16];
+    GetValue(wifi_bands[BAND_2G].enable, enable_2g);
+    GetValue(wifi_bands[BAND_5G].enable, enable_5g);
+    const bool on_2g = strcmp(enable_2g, "1") == 0;
+    const bool on_5g = strcmp(enable_5g, "1") == 0;
+
+    printf("[%s:%d] wl2g.enable == %s, wl5g.enable == %s\n", function, __LINE__, enable_2g, enable_5g);
+    if (on_2g)
+        time_check_store_band_switches(&wifi_bands[BAND_2G], "1");
+    if (on_5g)
+        time_check_store_band_switches(&wifi_bands[BAND_5G], "1");
+    if (CommitCfm() == 0)
+        return;
+
+    printf("[%s:%d] wl2g.enable == %s, wl5g.enable == %s\n", function, __LINE__, enable_2g, enable_5g);
+    if (on_2g) {
+        printf("[%s:%d] wl2g.enable == %s\n", function, __LINE__, enable_2g);
+        time_check_post_wifi_op(&wifi_bands[BAND_2G], OP_START);
+        system_sleep(BAND_PAUSE_S);
+    }
+    if (on_5g) {
+        printf("[%s:%d] wl2g.enable == %s\n", function, __LINE__, enable_2g); // the other band's text: kept on purpose
+        time_check_post_wifi_op(&wifi_bands[BAND_5G], OP_START);
+    }
+}
+
+static void switch_wifi_off()
+{
+    char effective_time[16];
+    GetValue("wl.guest.effective_time", effective_time);
+    for (const wifi_band &band : wifi_bands)
+        time_check_store_band_switches(&band, "0");
+    if (strcmp(effective_time, "0") != 0) // even a missing one closes the guest network: kept on purpose
+        time_check_close_guest_network();
+    if (CommitCfm() == 0)
+        return;
+
+    time_check_post_wifi_op(&wifi_bands[BAND_2G], OP_STOP);
+    system_sleep(BAND_PAUSE_S);
+    time_check_post_wifi_op(&wifi_bands[BAND_5G], OP_STOP);
+}
+
+int32_t time_check_set_wifi_status(int32_t on)
+{
+    const int32_t status = time_check_get_wifi_status();
+    if (on == WIFI_ON && status == WIFI_OFF)
+        switch_wifi_on(__func__);
+    else if (on == WIFI_OFF && status == WIFI_ON)
+        switch_wifi_off();
+    return 1;
+}
+
+int32_t time_check_get_led_sta()
+{
+    char state[16];
+    const bool found = GetValue("nkgw.led.state", state) == 1;
+    return found && strcmp(state, "0") != 0 ? LED_AUTO : LED_OFF;
+}
+
+// Whether a schedule that is in use turns the LEDs off by other means than the LEDs' own switch.
+static bool leds_close_unpowered()
+{
+    char close_type[16];
+    char type[16];
+    GetValue("sys.sched.led.closetype", close_type);
+    GetValue("sys.sched.led.type", type);
+    return strcmp(close_type, "unpowerClose") == 0 &&
+           (strcmp(type, "time") == 0 || time_check_key_is_on("sys.powersleep.enable"));
+}
+
+int32_t time_check_set_led_status(uint32_t state)
+{
+    if (state > LED_AUTO || state == static_cast<uint32_t>(time_check_get_led_sta()))
+        return 1;
+    char text[16];
+    snprintf(text, sizeof text, "%u", state);
+    SetValue("nkgw.led.state", text);
+    CommitCfm();
+    if (state != LED_OFF || !leds_close_unpowered())
+        set_all_led(static_cast<int>(state));
+    return 1;
+}
+
+int32_t time_check_ledclose_power_flag()
+{
+    time_check_clock clock;
+    time_t now = 0;
+    time_check_get_now_time(&clock, &now);
+    return time_check_clock_is_set(&clock) && time_check_power_is_in_power_time() != 0;
 }
 
 // ---- schedule settings ----

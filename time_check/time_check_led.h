@@ -1,14 +1,32 @@
-// The LED schedule (module 4).
+// The LED setting (module 4): always off, always on, or off in weekly periods. Power saving comes first.
 #ifndef TIME_CHECK_TIME_CHECK_LED_H
 #define TIME_CHECK_TIME_CHECK_LED_H
+
+#include <ctime>
 
 #include "time_check/time_check.h"
 
 void time_check_led_init();
 
-// The tick.
+// The tick: what the setting says, again and again. 1, or 0 for an unknown setting.
 int32_t time_check_led();
 
+// Always 1.
 int32_t time_check_led_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg);
+
+// Reloads the setting from the store and applies "close" and "open" at once. TIMER_CHECK_ERR for an unknown word.
+TIMERCHECKINFO set_time_check_led_info();
+
+// 1 when the setting wants the LEDs off at this moment, else 0. Of weekly periods only the first is looked at, as a
+// daily one.
+int32_t time_check_led_is_in_led_time();
+
+// What the tick does in each setting.
+void time_check_led_open();
+void time_check_led_close();
+void time_check_led_time();
+
+// Sets the LEDs as the weekly periods want them at `now`.
+void time_check_led_for_time(time_t now);
 
 #endif
