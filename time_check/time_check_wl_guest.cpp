@@ -1,7 +1,14 @@
-// Not built yet: registers its handler and does nothing.
 #include "time_check/time_check_wl_guest.h"
 
+#include <cstring>
+
+#include "platform/config_store.h"
+#include "platform/netctrl.h"
+#include "time_check/time_check_common.h"
 #include "time_check/time_check_module.h"
+
+static uint64_t first_up_time; // up-time at which the guest network was switched on, seconds
+static int32_t time_up_flag;   // 1: its time is running
 
 static time_check_msg_ops sys_time_check_wl_guest_ops = {
     .list = {},
@@ -11,16 +18,118 @@ static time_check_msg_ops sys_time_check_wl_guest_ops = {
     .ops = time_check_wl_guest_msg_handle,
 };
 
+// ---- the store and netctrl ----
+
+// How long the guest network may be open, in seconds; 0: for ever.
+static int32_t lifetime()
+{
+    char value[64];
+    GetValue("wl.guest.effective_time", value);
+    return time_check_atoi(value);
+}
+
+// An empty or missing value counts as on: kept on purpose.
+static bool is_on(const char *guest_switch)
+{
+    return strncmp(guest_switch, "1", strlen(guest_switch)) == 0;
+}
+
+static void post_op_of_band(int wl_rate)
+{
+    char text[64];
+    snprintf(text, sizeof text, "op=%d,wl_rate=%d,index=1", OP_RESTART, wl_rate);
+    send_msg_to_netctrl(WIFI_MODULE, text);
+}
+
+void do_wifi_handle(int32_t wl2g_op, int32_t wl5g_op)
+{
+    if (wl2g_op < OP_DEFAULT || wl2g_op > OP_RESTART || wl5g_op < OP_DEFAULT || wl5g_op > OP_RESTART) {
+        printf("[qx debug]:%s,%d,wl2g_op=%d,wl5g_op=%d\n", __func__, __LINE__, wl2g_op, wl5g_op);
+        return;
+    }
+    if (wl2g_op != OP_DEFAULT)
+        post_op_of_band(WL_RATE_2G);
+    if (wl5g_op != OP_DEFAULT)
+        post_op_of_band(WL_RATE_5G);
+}
+
+static void have_netctrl_close_it()
+{
+    char text[16];
+    snprintf(text, sizeof text, "op=%d", OP_WIFI_GUEST);
+    send_msg_to_netctrl(WIFI_MODULE, text);
+    do_wifi_handle(OP_RESTART, OP_RESTART);
+}
+
+// ---- start and messages ----
+
+void time_check_wl_guest_first_init()
+{
+    char guest_switch[16];
+    const int32_t effect_time = lifetime();
+    GetValue("wl.guest.dhcps_enable", guest_switch);
+    LOG_TRACE(DEBUG_INFO, "guest_wifi_enable == %s, effect_time == %d\n", guest_switch, effect_time);
+    if (!is_on(guest_switch) || effect_time == 0)
+        return;
+    LOG_TRACE(DEBUG_INFO, "guest wifi is going to shutdown!\n");
+    time_check_close_guest_network(); // not committed: kept on purpose
+    have_netctrl_close_it();
+}
+
+void time_check_wl_guest_info()
+{
+    char guest_switch[16];
+    GetValue("wl.guest.dhcps_enable", guest_switch);
+    if (!is_on(guest_switch))
+        return;
+    time_check_get_run_time(&first_up_time);
+    LOG_TRACE(DEBUG_INFO, "get first start time of guest wifi: first_up_time == %llu\n",
+              static_cast<unsigned long long>(first_up_time));
+    time_up_flag = 1;
+}
+
+int32_t time_check_wl_guest_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
+{
+    if (strcmp(msg->string_info, "wl_guest") != 0)
+        return TIMER_CHECK_ERR;
+    time_check_wl_guest_info();
+    return TIMER_CHECK_SUC;
+}
+
 void time_check_wl_guest_init()
 {
+    time_check_wl_guest_first_init();
     register_time_check_module_msg_opses(&sys_time_check_wl_guest_ops, 1);
 }
 
-int32_t time_check_wl_guest_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT * /*msg*/)
-{
-    return 1;
-}
+// ---- the time ----
 
 void time_check_wl_guest()
 {
+    const int32_t effect_time = lifetime();
+    if (effect_time == 0 || time_up_flag == 0) {
+        LOG_TRACE(DEBUG_INFO, "need not checking, effect_time == %d, time_up_flag == %d\n", effect_time, time_up_flag);
+        return;
+    }
+
+    char guest_switch[16];
+    uint64_t now = 0;
+    GetValue("wl.guest.dhcps_enable", guest_switch);
+    time_check_get_run_time(&now);
+    const uint64_t interval = now - first_up_time;
+    LOG_TRACE(DEBUG_INFO,
+              "guest_wifi_enable == %s, effect_time == %ds[ %d hours ], now_up_time == %llu, interval == %d\n",
+              guest_switch, effect_time, effect_time / 3600, static_cast<unsigned long long>(now),
+              static_cast<int32_t>(interval));
+    // A negative lifetime is a huge one.
+    if (interval < static_cast<uint64_t>(static_cast<int64_t>(effect_time)) || !is_on(guest_switch))
+        return;
+
+    time_check_close_guest_network();
+    time_up_flag = 0; // also when the commit fails: kept on purpose
+    LOG_TRACE(DEBUG_INFO, "guest wifi need to shutdown\n");
+    if (CommitCfm() == 0)
+        return;
+    LOG_TRACE(DEBUG_INFO, "guest wifi is going to shutdown\n");
+    have_netctrl_close_it();
 }
