@@ -1,7 +1,44 @@
-// Not built yet: registers its handler and does nothing.
 #include "time_check/time_check_cpu.h"
 
+#include <cstring>
+#include <sys/select.h>
+
 #include "time_check/time_check_module.h"
+#include "time_check/time_check_text.h"
+#include "time_check/time_check_watchdog.h"
+
+// The first line of /proc/stat. What a kernel does not print stays 0.
+struct time_check_exe_totle_cpu_time {
+    unsigned long long user;
+    unsigned long long nice;
+    unsigned long long system;
+    unsigned long long idle;
+    unsigned long long iowait;
+    unsigned long long irq;
+    unsigned long long softirq;
+    unsigned long long stealstolen;
+    unsigned long long guest;
+};
+
+// The times in /proc/PID/stat.
+struct time_check_exe_process_cpu_time {
+    unsigned long long utime;
+    unsigned long long stime;
+    unsigned long long cutime;
+    unsigned long long cstime;
+};
+
+constexpr char machine_stat[] = "/proc/stat";
+constexpr size_t STAT_LINE_SIZE = 1024;
+constexpr uint32_t UTIME_FIELD = 14; // of /proc/PID/stat
+constexpr uint32_t SAMPLE_US = 100000;
+
+constexpr uint32_t FIRST_PERIOD = 1; // periods are in ticks
+constexpr uint32_t LONGEST_PERIOD = 256;
+constexpr uint32_t OVER_LIMIT_PERIOD = 8;
+constexpr uint32_t KILL_SAMPLES = 32;
+
+static struct time_check_cpu time_check_cpu_struct;
 
 static time_check_msg_ops sys_time_check_cpu_ops = {
     .list = {},
@@ -11,17 +48,334 @@ static time_check_msg_ops sys_time_check_cpu_ops = {
     .ops = time_check_cpu_msg_handle,
 };
 
+// ---- table and messages ----
+
+int32_t set_time_check_cpu_info()
+{
+    struct time_check_cpu *s = &time_check_cpu_struct;
+    memset(s, 0, sizeof *s);
+    const float cpus = static_cast<float>(time_check_cpu_get_cpu_num()); // 0 makes the limits infinite
+    s->enable = 1;
+    for (uint32_t i = 0; i < exe_info_num && i < TIME_CHECK_EXE_MAX; i++) {
+        s->exe_info[i] = exe_info[i];
+        s->exe_info[i].exe_cpu_max = exe_info[i].exe_cpu_max / cpus;
+        s->user_exe_num++;
+    }
+    time_check_print_struct_info();
+    return 1;
+}
+
 void time_check_cpu_init()
 {
+    set_time_check_cpu_info();
     register_time_check_module_msg_opses(&sys_time_check_cpu_ops, 1);
 }
 
-int32_t time_check_cpu_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT * /*msg*/)
+int32_t time_check_cpu_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 {
+    switch (msg->op) {
+    case OP_START:
+        time_check_cpu_start(msg);
+        break;
+    case OP_STOP:
+        time_check_cpu_stop(msg);
+        break;
+    case OP_RESTART:
+        time_check_cpu_restart(msg);
+        break;
+    default:
+        break;
+    }
+    return 1;
+}
+
+// Switches the rows that `target` names, each back at its first period. The lines are those of `function`.
+static void switch_rows(const char *function, const char *target, uint32_t enable)
+{
+    const bool all = time_check_names_all_programs(target);
+    bool found = false;
+    for (uint32_t i = 0; i < time_check_cpu_struct.user_exe_num; i++) {
+        time_check_exe_struct *row = &time_check_cpu_struct.exe_info[i];
+        if (row->exe_name[0] == '\0')
+            break;
+        if (!all && strcmp(row->exe_name, target) != 0)
+            continue;
+        row->exe_enable = enable;
+        row->exe_check_in = 0;
+        row->exe_check_reslut = 0;
+        row->exe_spa_time = FIRST_PERIOD;
+        row->exe_check_num = 0;
+        row->exe_problem_check_num = 0;
+        LOG_ERROR_OF(function, "%s check %s\n", row->exe_name, enable == 1 ? "enable" : "disable");
+        found = true;
+        if (!all)
+            break;
+    }
+    if (!found)
+        LOG_ERROR_OF(function, "connot found (%s) in TIME_CHECK_CPU_STRUCT!\n", target);
+    time_check_print_struct_info();
+}
+
+int32_t time_check_cpu_start(const TIME_CHECK_MODULES_COMMON_STRUCT *msg)
+{
+    time_check_cpu_struct.enable = 1;
+    switch_rows(__func__, msg->string_info, 1);
+    return 1;
+}
+
+int32_t time_check_cpu_stop(const TIME_CHECK_MODULES_COMMON_STRUCT *msg)
+{
+    time_check_cpu_struct.enable = 0;
+    switch_rows(__func__, msg->string_info, 0);
+    return 1;
+}
+
+int32_t time_check_cpu_restart(const TIME_CHECK_MODULES_COMMON_STRUCT *msg)
+{
+    return time_check_cpu_start(msg);
+}
+
+// The lines that both dumps have, printed for `function`.
+static void print_check(const char *function, const time_check_exe_struct *row)
+{
+    LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_CHECK_IN:\t%d!\n", row->exe_check_in);
+    LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_CPU:\t%.1f!\n", static_cast<double>(row->exe_cpu));
+    LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_CHECK_RESULT:\t%d!\n", row->exe_check_reslut);
+    LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_PID:\t%d!\n", row->exe_pid);
+    LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_PID_FILE:\t%s!\n", row->exe_pid_file);
+    LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_SPA_TIME:\t%d!\n", row->exe_spa_time);
+    LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_CHECK_NUM:\t%d!\n", row->exe_check_num);
+    LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_PROBLEM_CHECK_NUM:\t%d!\n", row->exe_problem_check_num);
+}
+
+void time_check_print_struct_info()
+{
+    LOG_DEBUG(TIME_CHECK_CPU, "totle %d exe!\n", time_check_cpu_struct.user_exe_num);
+    for (uint32_t i = 0; i < time_check_cpu_struct.user_exe_num; i++) {
+        const time_check_exe_struct *row = &time_check_cpu_struct.exe_info[i];
+        LOG_DEBUG(TIME_CHECK_CPU, "num:\t%d!\n", i);
+        LOG_DEBUG(TIME_CHECK_CPU, "EXE_NAME:\t%s!\n", row->exe_name);
+        LOG_DEBUG(TIME_CHECK_CPU, "EXE_ENABLE:\t%d!\n", row->exe_enable);
+        print_check(__func__, row);
+    }
+}
+
+void time_check_print_check_info()
+{
+    for (uint32_t i = 0; i < time_check_cpu_struct.user_exe_num; i++) {
+        const time_check_exe_struct *row = &time_check_cpu_struct.exe_info[i];
+        LOG_DEBUG(TIME_CHECK_CPU, "EXE_NAME:\t%s!\n", row->exe_name);
+        print_check(__func__, row);
+    }
+}
+
+// ---- accounting ----
+
+uint32_t time_check_cpu_get_cpu_num()
+{
+    line_reader reader;
+    if (!open_lines(&reader, machine_stat)) {
+        LOG_DEBUG(TIME_CHECK_CPU, "open /proc/stat file error\n");
+        return 1;
+    }
+    uint32_t cpus = 0;
+    char line[STAT_LINE_SIZE];
+    read_line(&reader, line, sizeof line); // all CPUs together
+    while (read_line(&reader, line, sizeof line))
+        if (strstr(line, "cpu") != nullptr)
+            cpus++;
+    close_lines(&reader);
+    return cpus;
+}
+
+// The first line of `path`, "" when the file is empty. False: it cannot be opened.
+static bool read_first_line(const char *path, char *line, size_t size)
+{
+    line_reader reader;
+    if (!open_lines(&reader, path))
+        return false;
+    read_line(&reader, line, size);
+    close_lines(&reader);
+    return true;
+}
+
+uint32_t time_check_cpu_get_total_cpu_time()
+{
+    char line[STAT_LINE_SIZE];
+    if (!read_first_line(machine_stat, line, sizeof line)) {
+        LOG_DEBUG(TIME_CHECK_CPU, "open /proc/stat file error\n");
+        return 0;
+    }
+    LOG_DEBUG(TIME_CHECK_CPU, "buff=%s\n", line);
+    time_check_exe_totle_cpu_time t = {};
+    sscanf(line, "%*s %llu %llu %llu %llu %llu %llu %llu %llu %llu", &t.user, &t.nice, &t.system, &t.idle, &t.iowait,
+           &t.irq, &t.softirq, &t.stealstolen, &t.guest);
+    LOG_DEBUG(TIME_CHECK_CPU, "%llu %llu %llu %llu %llu %llu %llu %llu %llu\n", t.user, t.nice, t.system, t.idle,
+              t.iowait, t.irq, t.softirq, t.stealstolen, t.guest);
+    return static_cast<uint32_t>(t.user + t.nice + t.system + t.idle + t.iowait + t.irq + t.softirq + t.stealstolen +
+                                 t.guest);
+}
+
+uint32_t time_check_cpu_get_pid(uint32_t index)
+{
+    const char *path = time_check_cpu_struct.exe_info[index].exe_pid_file;
+    char line[128];
+    LOG_DEBUG(TIME_CHECK_CPU, "file %s!\n", path);
+    if (!read_first_line(path, line, sizeof line)) {
+        LOG_DEBUG(TIME_CHECK_CPU, "open %s fail!\n", path);
+        return 0;
+    }
+    return static_cast<uint32_t>(time_check_atoi(line));
+}
+
+const char *time_check_cpu_get_items(const char *line, uint32_t number)
+{
+    if (line == nullptr)
+        return nullptr;
+    for (uint32_t field = 1; field < number && *line != '\0'; line++)
+        if (*line == ' ')
+            field++;
+    return line;
+}
+
+uint32_t time_check_cpu_get_total_cpu_time_by_pid(uint32_t pid)
+{
+    if (pid == 0)
+        return 0;
+    char path[32];
+    char line[STAT_LINE_SIZE];
+    snprintf(path, sizeof path, "/proc/%d/stat", static_cast<int32_t>(pid));
+    if (!read_first_line(path, line, sizeof line)) {
+        LOG_DEBUG(TIME_CHECK_CPU, "open %s file error\n", path);
+        return 0;
+    }
+    LOG_DEBUG(TIME_CHECK_CPU, "buff=%s\n", line);
+    const char *value = time_check_cpu_get_items(line, UTIME_FIELD);
+    LOG_DEBUG(TIME_CHECK_CPU, "value=%s\n", value);
+    time_check_exe_process_cpu_time t = {};
+    sscanf(value, "%llu %llu %llu %llu", &t.utime, &t.stime, &t.cutime, &t.cstime);
+    LOG_DEBUG(TIME_CHECK_CPU, "%llu %llu %llu %llu\n", t.utime, t.stime, t.cutime, t.cstime);
+    return static_cast<uint32_t>(t.utime + t.stime + t.cutime + t.cstime);
+}
+
+int velto_usleep(uint32_t us)
+{
+    constexpr uint32_t US_PER_S = 1000000;
+    struct timeval pause = {.tv_sec = us / US_PER_S, .tv_usec = us % US_PER_S};
+    return select(0, nullptr, nullptr, nullptr, &pause);
+}
+
+// What a process used between two samples, in percent of what the machine did. A total that went back counts as 0.
+static float cpu_share(uint64_t machine_before, uint64_t machine_after, uint64_t before, uint64_t after)
+{
+    if (machine_after <= machine_before || after <= before)
+        return 0;
+    return static_cast<float>(static_cast<double>(after - before) * 100.0 /
+                              static_cast<double>(machine_after - machine_before));
+}
+
+int32_t time_check_cpu_get_cpu()
+{
+    struct time_check_cpu *s = &time_check_cpu_struct;
+    uint64_t before[TIME_CHECK_EXE_MAX] = {};
+    uint64_t after[TIME_CHECK_EXE_MAX] = {};
+    uint64_t machine_before = 0;
+    bool sampled = false;
+    for (uint32_t i = 0; i < s->user_exe_num; i++) {
+        time_check_exe_struct *row = &s->exe_info[i];
+        if (row->exe_check_in != 1) {
+            row->exe_cpu = 0;
+            continue;
+        }
+        row->exe_pid = time_check_cpu_get_pid(i);
+        if (!sampled)
+            machine_before = time_check_cpu_get_total_cpu_time();
+        before[i] = time_check_cpu_get_total_cpu_time_by_pid(row->exe_pid);
+        sampled = true;
+    }
+    if (!sampled)
+        return 1;
+
+    velto_usleep(SAMPLE_US);
+    const uint64_t machine_after = time_check_cpu_get_total_cpu_time();
+    for (uint32_t i = 0; i < s->user_exe_num; i++)
+        if (s->exe_info[i].exe_check_in == 1)
+            after[i] = time_check_cpu_get_total_cpu_time_by_pid(s->exe_info[i].exe_pid);
+    for (uint32_t i = 0; i < s->user_exe_num; i++)
+        s->exe_info[i].exe_cpu = cpu_share(machine_before, machine_after, before[i], after[i]);
+    return 1;
+}
+
+int32_t time_check_cpu_get_check_results()
+{
+    struct time_check_cpu *s = &time_check_cpu_struct;
+    time_check_cpu_get_cpu();
+    for (uint32_t i = 0; i < s->user_exe_num; i++) {
+        time_check_exe_struct *row = &s->exe_info[i];
+        row->exe_check_reslut = 0;
+        if (row->exe_check_in != 1)
+            continue;
+        LOG_DEBUG(TIME_CHECK_CPU, "(%s)cpu=%.1f,cpu_max=%.1f\n", row->exe_name, static_cast<double>(row->exe_cpu),
+                  static_cast<double>(row->exe_cpu_max));
+        const bool over = row->exe_cpu >= row->exe_cpu_max;
+        const bool excused = over && row->func != nullptr && row->func(i, s) == 1;
+        row->exe_check_reslut = over && !excused;
+    }
+    return 1;
+}
+
+// ---- the tick ----
+
+// Decides which rows this tick samples.
+static void schedule_samples()
+{
+    for (uint32_t i = 0; i < time_check_cpu_struct.user_exe_num; i++) {
+        time_check_exe_struct *row = &time_check_cpu_struct.exe_info[i];
+        row->exe_check_num++;
+        row->exe_check_reslut = 0;
+        row->exe_check_in = row->exe_check_num == row->exe_spa_time;
+        if (row->exe_check_in == 1)
+            row->exe_check_num = 0;
+    }
+}
+
+// The count of samples stays, so that a successor which is over its limit too is killed at its first sample. The lines
+// are those of `function`.
+static void kill_program(const char *function, const time_check_exe_struct *row)
+{
+    LOG_ERROR_OF(function, "(%s) used cpu up %.1f for %d times(totle %ds)\n", row->exe_name,
+                 static_cast<double>(row->exe_cpu_max), row->exe_problem_check_num, KILL_SAMPLES * OVER_LIMIT_PERIOD);
+    time_check_kill_program(function, row->exe_name, row->exe_system_cmd);
+}
+
+int32_t time_check_cpu_main()
+{
+    schedule_samples();
+    LOG_DEBUG(TIME_CHECK_CPU, "before!\n");
+    time_check_print_check_info();
+    time_check_cpu_get_check_results();
+    LOG_DEBUG(TIME_CHECK_CPU, "after!\n");
+    time_check_print_check_info();
+
+    for (uint32_t i = 0; i < time_check_cpu_struct.user_exe_num; i++) {
+        time_check_exe_struct *row = &time_check_cpu_struct.exe_info[i];
+        if (row->exe_check_in != 1)
+            continue;
+        if (row->exe_check_reslut != 1) {
+            row->exe_problem_check_num = 0;
+            if (row->exe_spa_time < LONGEST_PERIOD)
+                row->exe_spa_time *= 2;
+            continue;
+        }
+        row->exe_problem_check_num++;
+        row->exe_spa_time = OVER_LIMIT_PERIOD;
+        if (row->exe_problem_check_num >= KILL_SAMPLES)
+            kill_program(__func__, row);
+    }
     return 1;
 }
 
 int32_t time_check_cpu()
 {
-    return 1;
+    return time_check_cpu_struct.enable == 0 ? 1 : time_check_cpu_main();
 }

@@ -1,7 +1,15 @@
-// Not built yet: registers its handler and does nothing.
 #include "time_check/time_check_daemon.h"
 
+#include <cstring>
+#include <dirent.h>
+
+#include "platform/config_store.h"
 #include "time_check/time_check_module.h"
+#include "time_check/time_check_text.h"
+#include "time_check/time_check_watchdog.h"
+
+static struct time_check_daemon time_check_daemon_struct;
+static uint32_t time_check_daemon_check_num[TIME_CHECK_DAEMON_EXE_MAX]; // ticks since the row's last look
 
 static time_check_msg_ops sys_time_check_daemon_ops = {
     .list = {},
@@ -11,17 +19,190 @@ static time_check_msg_ops sys_time_check_daemon_ops = {
     .ops = time_check_daemon_msg_handle,
 };
 
+// ---- table and messages ----
+
+// The number under the row's key, which overrules `wanted`; 0 when the key is missing.
+static uint32_t enable_by_key(const time_check_daemon_exe_struct *row, uint32_t wanted)
+{
+    char value[64];
+    if (row->daemon_exe_enable_mib[0] == '\0')
+        return wanted;
+    GetValue(row->daemon_exe_enable_mib, value);
+    return static_cast<uint32_t>(time_check_atoi(value));
+}
+
+int32_t set_time_check_daemon_info()
+{
+    struct time_check_daemon *s = &time_check_daemon_struct;
+    memset(s, 0, sizeof *s);
+    s->enable = 1;
+    for (uint32_t i = 0; i < daemon_exe_info_num && i < TIME_CHECK_DAEMON_EXE_MAX; i++) {
+        time_check_daemon_exe_struct *row = &s->daemon_exe_info[i];
+        *row = daemon_exe_info[i];
+        row->daemon_exe_enable = enable_by_key(row, row->daemon_exe_enable);
+        s->user_daemon_exe_num++;
+    }
+    time_check_daemon_exe_print_struct_info();
+    return 1;
+}
+
 void time_check_daemon_init()
 {
+    set_time_check_daemon_info();
     register_time_check_module_msg_opses(&sys_time_check_daemon_ops, 1);
 }
 
-int32_t time_check_daemon_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT * /*msg*/)
+// Switches the rows that `target` names; their ticks go on. The lines are those of `function`.
+static void switch_rows(const char *function, const char *target, bool start)
 {
+    const bool all = time_check_names_all_programs(target);
+    bool found = false;
+    for (uint32_t i = 0; i < time_check_daemon_struct.user_daemon_exe_num; i++) {
+        time_check_daemon_exe_struct *row = &time_check_daemon_struct.daemon_exe_info[i];
+        if (row->daemon_exe_name[0] == '\0')
+            break;
+        if (!all && strcmp(row->daemon_exe_name, target) != 0)
+            continue;
+        row->daemon_exe_enable = start ? enable_by_key(row, 1) : 0;
+        row->daemon_exe_problem_check_num = 0;
+        LOG_ERROR_OF(function, "%s check %s\n", row->daemon_exe_name,
+                     row->daemon_exe_enable == 1 ? "enable" : "disable");
+        found = true;
+        if (!all)
+            break;
+    }
+    if (!found)
+        LOG_ERROR_OF(function, "connot found (%s) in TIME_CHECK_DAEMON_STRUCT!\n", target);
+    time_check_daemon_exe_print_struct_info();
+}
+
+static void time_check_daemon_start(const TIME_CHECK_MODULES_COMMON_STRUCT *msg)
+{
+    time_check_daemon_struct.enable = 1;
+    switch_rows(__func__, msg->string_info, true);
+}
+
+// Stopping one program switches the whole module off: kept on purpose, as in the CPU watchdog.
+static void time_check_daemon_stop(const TIME_CHECK_MODULES_COMMON_STRUCT *msg)
+{
+    time_check_daemon_struct.enable = 0;
+    switch_rows(__func__, msg->string_info, false);
+}
+
+static void time_check_daemon_restart(const TIME_CHECK_MODULES_COMMON_STRUCT *msg)
+{
+    time_check_daemon_start(msg);
+}
+
+int32_t time_check_daemon_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
+{
+    switch (msg->op) {
+    case OP_START:
+        time_check_daemon_start(msg);
+        break;
+    case OP_STOP:
+        time_check_daemon_stop(msg);
+        break;
+    case OP_RESTART:
+        time_check_daemon_restart(msg);
+        break;
+    default:
+        break;
+    }
     return 1;
+}
+
+void time_check_daemon_exe_print_struct_info()
+{
+    LOG_DEBUG(TIME_CHECK_DAEMON, "totle %d exe!\n", time_check_daemon_struct.user_daemon_exe_num);
+    for (uint32_t i = 0; i < time_check_daemon_struct.user_daemon_exe_num; i++) {
+        const time_check_daemon_exe_struct *row = &time_check_daemon_struct.daemon_exe_info[i];
+        LOG_DEBUG(TIME_CHECK_DAEMON, "num:\t%d!\n", i);
+        LOG_DEBUG(TIME_CHECK_DAEMON, "DAEMON_EXE_NAME:\t%s!\n", row->daemon_exe_name);
+        LOG_DEBUG(TIME_CHECK_DAEMON, "DAEMON_EXE_ENABLE:\t%d!\n", row->daemon_exe_enable);
+        LOG_DEBUG(TIME_CHECK_DAEMON, "DAEMON_EXE_SYSTEM_CMD:\t%s!\n", row->daemon_exe_system_cmd);
+        LOG_DEBUG(TIME_CHECK_DAEMON, "DAEMON_EXE_SPA_TIME:\t%d!\n", row->daemon_exe_spa_time);
+        LOG_DEBUG(TIME_CHECK_DAEMON, "DAEMON_EXE_CHECK_NUM:\t%d!\n", row->daemon_exe_check_num);
+        LOG_DEBUG(TIME_CHECK_DAEMON, "DAEMON_EXE_PROBLEM_CHECK_NUM:\t%d!\n", row->daemon_exe_problem_check_num);
+    }
+}
+
+// ---- the look ----
+
+int32_t time_check_daemon_uload(const char *name)
+{
+    constexpr int OWN_LINES = 2; // the pipeline's own shell and grep have the name in their command lines too
+    char command[64];
+    char line[64];
+    snprintf(command, sizeof command, "ps | grep %s", name);
+    FILE *pipe = popen(command, "r");
+    if (pipe == nullptr)
+        return -1;
+    int reads = 0;
+    while (reads <= OWN_LINES && fgets(line, sizeof line, pipe) != nullptr)
+        reads++;
+    const bool runs = reads > OWN_LINES;
+    if (runs)
+        LOG_DEBUG(TIME_CHECK_DAEMON, "exe(%s) not exit!\n", name);
+    pclose(pipe);
+    return runs ? 0 : 1;
+}
+
+int32_t time_check_daemon_need_restart(int8_t index)
+{
+    const time_check_daemon_exe_struct *row = &time_check_daemon_struct.daemon_exe_info[index];
+    if (row->daemon_exe_enable != 1)
+        return 0;
+    const int32_t missing = time_check_daemon_uload(row->daemon_exe_name);
+    if (missing != 1)
+        return missing;
+    return row->func == nullptr || row->func(&time_check_daemon_struct) == 1;
+}
+
+int32_t check_if_dir_empty(const char *path)
+{
+    DIR *directory = opendir(path);
+    if (directory == nullptr)
+        return 0;
+    int32_t found = 0;
+    for (const dirent *entry = readdir(directory); entry != nullptr && found == 0; entry = readdir(directory))
+        found = strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0;
+    closedir(directory);
+    return found;
+}
+
+// ---- the tick ----
+
+// One more missing look. The line and those of a restart are `function`'s.
+static void count_missing(const char *function, time_check_daemon_exe_struct *row)
+{
+    row->daemon_exe_problem_check_num++;
+    LOG_DEBUG_OF(TIME_CHECK_DAEMON, function, "DAEMON_EXE_PROBLEM_CHECK_NUM:%d!\n", row->daemon_exe_problem_check_num);
+    if (row->daemon_exe_problem_check_num != row->daemon_exe_check_num)
+        return;
+    row->daemon_exe_problem_check_num = 0;
+    time_check_kill_program(function, row->daemon_exe_name, row->daemon_exe_system_cmd);
+}
+
+static void time_check_daemon_main()
+{
+    for (uint32_t i = 0; i < time_check_daemon_struct.user_daemon_exe_num; i++) {
+        time_check_daemon_exe_struct *row = &time_check_daemon_struct.daemon_exe_info[i];
+        time_check_daemon_check_num[i]++;
+        if (time_check_daemon_check_num[i] != row->daemon_exe_spa_time)
+            continue;
+        time_check_daemon_check_num[i] = 0;
+        const int32_t missing = time_check_daemon_need_restart(static_cast<int8_t>(i));
+        if (missing == 1)
+            count_missing(__func__, row);
+        else if (missing == 0)
+            row->daemon_exe_problem_check_num = 0;
+    }
 }
 
 int32_t time_check_daemon()
 {
+    if (time_check_daemon_struct.enable != 0)
+        time_check_daemon_main();
     return 1;
 }
