@@ -77,11 +77,16 @@ uint32_t time_check_get_sleep_rand()
 
 // ---- Wi-Fi and LED switching ----
 
+bool time_check_key_is(const char *key, const char *text)
+{
+    char value[32];
+    GetValue(key, value);
+    return strcmp(value, text) == 0;
+}
+
 bool time_check_key_is_on(const char *key)
 {
-    char value[16];
-    GetValue(key, value);
-    return strcmp(value, "1") == 0;
+    return time_check_key_is(key, "1");
 }
 
 void time_check_post_wifi_op(const wifi_band *band, int op)

@@ -92,6 +92,9 @@ inline constexpr wifi_band wifi_bands[BAND_NUM] = {
      .wl_rate = WL_RATE_5G},
 };
 
+// Whether the key holds exactly `text`, of at most 30 characters; a missing key holds "".
+bool time_check_key_is(const char *key, const char *text);
+
 // Whether the key holds exactly "1".
 bool time_check_key_is_on(const char *key);
 
