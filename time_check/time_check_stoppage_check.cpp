@@ -1,6 +1,226 @@
-// Not built yet: does nothing.
 #include "time_check/time_check_stoppage_check.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "platform/config_store.h"
+#include "platform/netctrl.h"
+#include "platform/network.h"
+#include "platform/system.h"
+#include "time_check/time_check.h"
+#include "time_check/time_check_common.h"
+#include "time_check/time_check_text.h"
+
+constexpr int32_t NO_INTERFACE = -1;
+constexpr char DIAGNOSIS_SERVER[] = "dhttpd";
+
+static uint64_t first_up_time;                 // run time when the fault was first seen
+static uint64_t up_time;                       // run time at the latest look
+static int32_t time_up_flag;                   // 1: a fault is being timed
+[[maybe_unused]] static int32_t first_up_flag; // without use: kept on purpose
+static int32_t check_result;                   // the fault that is being timed
+static int32_t recheck_result;                 // the fault as last seen
+
+int32_t get_work_mode(char *mode)
+{
+    const bool wisp = time_check_key_is("wl2g.public.mode", "wisp") || time_check_key_is("wl5g.public.mode", "wisp");
+    if (time_check_key_is("wl2g.public.mode", "ap") && time_check_key_is("sys.workmode", "router"))
+        copy_text(mode, WORK_MODE_SIZE, "router");
+    else if (time_check_key_is("sys.workmode", "ap"))
+        copy_text(mode, WORK_MODE_SIZE, "ap");
+    else if (time_check_key_is("wl2g.public.mode", "apclient"))
+        copy_text(mode, WORK_MODE_SIZE, "client+ap");
+    else if (wisp)
+        copy_text(mode, WORK_MODE_SIZE, "wisp");
+    return 0;
+}
+
+// ---- the signs of a fault ----
+
+// The interface of a WAN, or null and a line of `function`.
+static const char *wan_ifname(int wan, const char *function)
+{
+    const char *ifname = getWanIfName(wan, get_sys_mode(), getWanConnType(wan));
+    if (ifname == nullptr)
+        printf("[%s:%d]get wanifname failure!!!!!!!!!!!\n", function, __LINE__);
+    return ifname;
+}
+
+static bool has_address(int wan, const char *ifname)
+{
+    char address[WAN_ADDRESS_SIZE];
+    return tpi_wan_get_ip(ifname, address, wan) == 0;
+}
+
+int32_t get_wan_online_result()
+{
+    char value[16];
+    GetValue("wans.flag", value);
+    const int32_t count = time_check_atoi(value);
+    for (int32_t wan = 1; wan <= count; wan++) {
+        const char *ifname = wan_ifname(wan, __func__);
+        if (ifname == nullptr)
+            return 0;
+        if (has_address(wan, ifname))
+            return 1;
+    }
+    return 0;
+}
+
+int32_t get_dhcp_noreponse_status()
+{
+    line_reader reader;
+    if (!open_lines(&reader, "etc/dhcpc/noresp"))
+        return -1;
+    int32_t status = 0;
+    bool begins = true; // the buffer holds the beginning of a line
+    char line[64];
+    while (read_line(&reader, line, sizeof line)) {
+        if (begins && (line[0] == '0' || line[0] == '1'))
+            status = line[0] - '0';
+        begins = strchr(line, '\n') != nullptr;
+    }
+    close_lines(&reader);
+    return status;
+}
+
+// A rejected account is no fault while the WAN was never online and is being taken down or rebooted.
+static bool account_is_rejected()
+{
+    return time_check_key_is("wan1_err_check", "2") && time_check_key_is("wan1.pppoe.auth.changed", "0") &&
+           (time_check_key_is_on("wan1.onln.beforestart") ||
+            (time_check_key_is("wan1.down.flag", "0") && time_check_key_is("reboot.flag", "0")));
+}
+
+static bool account_is_still_rejected()
+{
+    return time_check_key_is("wan1_err_check", "2");
+}
+
+// ---- diagnosis ----
+
+static int32_t dial_up_fault(bool (*rejected)())
+{
+    if (rejected())
+        return WRONG_AUTH_CODE;
+    return time_check_key_is("wan1_err_check", "4") ? PPPOE_CONNECT_TIMEOUT : STOPPAGE_DEFAULT;
+}
+
+static int32_t diagnose(bool (*rejected)(), const char *function)
+{
+    if (get_wan_online_result() == 1)
+        return STOPPAGE_DEFAULT;
+    if (__GetPortLink(wanid_to_sw_port(1)) == 0)
+        return WAN_UNLINED;
+    const char *ifname = wan_ifname(1, function);
+    if (ifname == nullptr)
+        return NO_INTERFACE;
+    if (has_address(1, ifname))
+        return STOPPAGE_DEFAULT;
+
+    char type[16];
+    GetValue("wan1.connecttype", type);
+    switch (time_check_atoi(type)) {
+    case WAN_DHCP:
+        return get_dhcp_noreponse_status() == 1 ? DHCP_CONNECT_TIMEOUT : STOPPAGE_DEFAULT;
+    case WAN_PPPOE:
+        return dial_up_fault(rejected);
+    default:
+        return STOPPAGE_DEFAULT;
+    }
+}
+
+static void publish(int32_t code)
+{
+    if (code > STOPPAGE_DEFAULT) {
+        const char digit[2] = {static_cast<char>('0' + code), '\0'};
+        time_up_flag = 1;
+        SetValue("wan_stoppage_err", digit);
+    } else if (code == STOPPAGE_DEFAULT) {
+        time_up_flag = 0;
+        SetValue("stoppage_flag", "0");
+    }
+}
+
+int32_t stoppage_check_result()
+{
+    const int32_t code = diagnose(account_is_rejected, __func__);
+    publish(code);
+    if (code > STOPPAGE_DEFAULT)
+        time_check_get_run_time(&first_up_time);
+    return code;
+}
+
+int32_t stoppage_recheck_result()
+{
+    const int32_t code = diagnose(account_is_still_rejected, __func__);
+    publish(code);
+    return code;
+}
+
+uint32_t get_check_polling_time(int32_t code)
+{
+    switch (code) {
+    case WAN_UNLINED:
+        return 30;
+    case WRONG_AUTH_CODE:
+        return 600;
+    case PPPOE_CONNECT_TIMEOUT:
+    case DHCP_CONNECT_TIMEOUT:
+        return 300;
+    default:
+        return 0;
+    }
+}
+
+// ---- the tick ----
+
+static void start_server()
+{
+    if (check_app(DIAGNOSIS_SERVER) == 0)
+        doSystemCmd("cfm post netctrl %d?op=%d", DHTTPD_MODULE, OP_START);
+}
+
+static void stop_server()
+{
+    if (check_app(DIAGNOSIS_SERVER) == 1)
+        doSystemCmd("cfm post netctrl %d?op=%d", DHTTPD_MODULE, OP_STOP);
+}
+
+// The fault's clock runs; raises the flag once the same fault has lasted.
+static void time_the_fault()
+{
+    if (up_time < first_up_time)
+        time_check_get_run_time(&up_time);
+    recheck_result = stoppage_recheck_result();
+    if (recheck_result <= STOPPAGE_DEFAULT)
+        return;
+    if (recheck_result != check_result) {
+        SetValue("stoppage_flag", "0");
+        check_result = recheck_result;
+        stoppage_check_result(); // only restarts the clock
+        return;
+    }
+    if (up_time - first_up_time < get_check_polling_time(check_result))
+        return;
+    SetValue("stoppage_flag", "1");
+    start_server();
+}
 
 void time_check_stoppage()
 {
+    char mode[WORK_MODE_SIZE] = "";
+    get_work_mode(mode);
+    if (time_check_key_is_on("wan1_isonln") || strcmp(mode, "router") != 0) {
+        stop_server();
+        return;
+    }
+    if (time_up_flag != 0)
+        time_check_get_run_time(&up_time);
+    else
+        check_result = stoppage_check_result();
+    if (check_result > STOPPAGE_DEFAULT)
+        time_the_fault();
+    else
+        stop_server();
 }

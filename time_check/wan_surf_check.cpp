@@ -1,7 +1,296 @@
-// Not built yet: the thread ends at once.
 #include "time_check/wan_surf_check.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+
+#include "platform/config_store.h"
+#include "platform/netctrl.h"
+#include "platform/network.h"
+#include "platform/system.h"
+#include "platform/wifi.h"
+#include "time_check/time_check_common.h"
+#include "time_check/time_check_text.h"
+#include "time_check/wan_surf_probe.h"
+
+constexpr int WIRED = 0;
+constexpr int WISP = 1;
+constexpr int AP_CLIENT = 2; // or AP
+
+constexpr int QUIET_INTERVAL_S = 20;
+constexpr int START_INTERVAL_S = 5;
+constexpr int SHORTEST_INTERVAL_S = 2;
+
+static int wann;                          // number of WANs
+static int sleep_time = START_INTERVAL_S; // seconds to the next pass
+static int WAN_MODE = WIRED;
+static internet_status current_internet_status[WAN_NUM] = {
+    {.current_status = IS_INTERNET,
+     .internal_count = -1,
+     .last_status = IS_INTERNET,
+     .dns_resolve_status = DNS_RESOLVE_FAILED},
+    {.current_status = IS_INTERNET,
+     .internal_count = -1,
+     .last_status = IS_INTERNET,
+     .dns_resolve_status = DNS_RESOLVE_FAILED},
+};
+static char lan_ip[16] = "255.255.255.255"; // as configured, not as obtained from the upstream
+static char wl_ifname[16];
+static char sys_mode[16];
+static char conn_type[WAN_NUM][16];
+static TPI_WAN_CONN_TYPE wifi_wan_type[WAN_NUM];
+static int32_t ISLONE_TAG[WAN_NUM] = {1, 1}; // 1: down at the last look, the link must settle first
+
+// ---- settings ----
+
+static void read_conn_type(int wan_id)
+{
+    char(&text)[16] = conn_type[wan_id - 1];
+    GetValue(wan_key(wan_id, ".connecttype").text, text);
+    wifi_wan_type[wan_id - 1] = static_cast<TPI_WAN_CONN_TYPE>(time_check_atoi(text));
+}
+
+// A 5 GHz uplink is seen from every WAN, a 2.4 GHz uplink from the first only: kept on purpose.
+static int uplink_mode(int wan_id)
+{
+    if (time_check_key_is("sys.workmode", "ap"))
+        return AP_CLIENT;
+    if (time_check_key_is("wl5g.public.mode", "apclient") ||
+        (wan_id == 1 && time_check_key_is("wl2g.public.mode", "apclient")))
+        return AP_CLIENT;
+    if (time_check_key_is("wl5g.public.mode", "wisp") || (wan_id == 1 && time_check_key_is("wl2g.public.mode", "wisp")))
+        return WISP;
+    return WIRED;
+}
+
+void init_value(int wan_id)
+{
+    char country[16];
+    GetValue("wl2g.public.country", country);
+    set_probe_hosts(country);
+    GetValue("lan.ip", lan_ip);
+    GetValue("wl.wisp.ifname", wl_ifname);
+    GetValue("sys.mode", sys_mode);
+    WAN_MODE = uplink_mode(wan_id);
+    ISLONE_TAG[wan_id - 1] = 1;
+    read_conn_type(wan_id);
+}
+
+void check_wan_connttype(int wan_num)
+{
+    for (int wan_id = 1; wan_id <= wan_num && wan_id <= WAN_NUM; wan_id++)
+        read_conn_type(wan_id);
+}
+
+void wan_surf_check_init()
+{
+    sleep_time = START_INTERVAL_S;
+    printf("[%s:%d] renew config of wan_surf_check\n", __func__, 903);
+    wann = configured_wans();
+    for (int wan_id = 1; wan_id <= wann; wan_id++)
+        init_value(wan_id);
+    reset_probe();
+}
+
+// ---- what is published ----
+
+static void publish_online(int wan_id, bool online)
+{
+    set_wan_tag(wan_key(wan_id, "_isonln").text, online ? "1" : "0");
+}
+
+static void publish_check(int wan_id, bool probed)
+{
+    set_check_tag(wan_key(wan_id, "_check").text, probed ? "1" : "0");
+}
+
+static void publish_probe(int wan_id, bool online)
+{
+    publish_check(wan_id, true);
+    publish_online(wan_id, online);
+}
+
+static void publish_down(int wan_id)
+{
+    publish_online(wan_id, false);
+    publish_check(wan_id, false);
+    ISLONE_TAG[wan_id - 1] = 1;
+}
+
+void check_wanonln_status(int wan_id)
+{
+    const wan_key_name before_start = wan_key(wan_id, ".onln.beforestart");
+    const wan_key_name taken_down = wan_key(wan_id, ".down.flag");
+    const wan_key_name account_changed = wan_key(wan_id, ".pppoe.auth.changed");
+    if (!time_check_key_is(wan_key(wan_id, "_err_check").text, "3")) {
+        if (time_check_key_is(taken_down.text, "0") && time_check_key_is("reboot.flag", "0") &&
+            time_check_key_is_on(before_start.text)) {
+            SetValue(before_start.text, "0");
+            CommitCfm();
+        }
+        return;
+    }
+    if (!time_check_key_is_on(wan_key(wan_id, "_isonln").text))
+        return;
+    if (time_check_key_is(before_start.text, "0") || time_check_key_is_on(taken_down.text) ||
+        time_check_key_is_on(account_changed.text) || time_check_key_is_on("reboot.flag")) {
+        SetValue(before_start.text, "1");
+        SetValue(taken_down.text, "0");
+        SetValue(account_changed.text, "0");
+        SetValue("reboot.flag", "0");
+        CommitCfm();
+    }
+}
+
+// ---- a wired router ----
+
+static void let_settle(int wan_id)
+{
+    constexpr int SETTLE_S = 6;
+    if (ISLONE_TAG[wan_id - 1] != 1)
+        return;
+    ISLONE_TAG[wan_id - 1] = 0;
+    system_sleep(SETTLE_S);
+}
+
+// The interface of a WAN that has link and address; null: the WAN is down.
+static const char *up_interface(int wan_id)
+{
+    if (__GetPortLink(wanid_to_sw_port(wan_id)) == 0)
+        return nullptr;
+    const char *interface = getWanIfName(wan_id, time_check_atoi(sys_mode), time_check_atoi(conn_type[wan_id - 1]));
+    char address[WAN_ADDRESS_SIZE];
+    if (interface == nullptr || tpi_wan_get_ip(interface, address, wan_id) != 0)
+        return nullptr;
+    return interface;
+}
+
+// Tells netctrl of a change, and keeps queries off a WAN without internet while there is another one. A failed
+// resolution proves nothing about this WAN and is not told.
+static void announce(int wan_id, int wan_num, const char *interface, uint32_t state)
+{
+    internet_status *status = &current_internet_status[wan_id - 1];
+    if (status->last_status == state || status->dns_resolve_status != DNS_RESOLVE_SUCCESS)
+        return;
+    const bool internet = state == IS_INTERNET;
+    doSystemCmd("cfm post netctrl %d?op=%d,wan_id=%d", LOAD_BALANCE_MODULE,
+                internet ? OP_WAN_PING_RESULT_INTERNET : OP_WAN_PING_RESULT_INTERNAL, wan_id);
+    status->last_status = state;
+    if (wan_num >= 2)
+        config_iptables_rule(interface, internet ? IPTABLES_DEL : IPTABLES_ADD);
+}
+
+// Gives whether the WAN is in trouble: down, without internet, or with failed probes that are still forgiven.
+static bool check_wired_wan(int wan_id, int wan_num)
+{
+    internet_status *status = &current_internet_status[wan_id - 1];
+    const char *interface = up_interface(wan_id);
+    if (interface == nullptr) {
+        publish_down(wan_id);
+        status->current_status = IS_INTERNAL;
+        status->last_status = IS_INTERNAL; // untold: netctrl sees the link itself
+        return true;
+    }
+    let_settle(wan_id);
+    const bool online = ping_connet_check(interface, status, wan_id) == 1;
+    publish_probe(wan_id, online);
+    announce(wan_id, wan_num, interface, online ? IS_INTERNET : IS_INTERNAL);
+    return !online || status->internal_count > 0;
+}
+
+int ap_wan_surf_check(int *interval_s, int wan_num)
+{
+    constexpr int MOST_SAVED_S = 16;
+    const bool too_many = wan_num >= 3;
+    const bool too_few = wan_num <= 0;
+    if (too_many && too_few) { // never both: kept inert on purpose
+        printf("%s %d: the agrv is invalid, wann = %d\n", __func__, 539, wan_num);
+        return 0;
+    }
+    if (interval_s == nullptr)
+        return 0;
+
+    int penalty_s = 0;
+    for (int wan_id = 1; wan_id <= wan_num && wan_id <= WAN_NUM; wan_id++)
+        if (check_wired_wan(wan_id, wan_num))
+            penalty_s += MOST_SAVED_S / wan_num;
+    const int left_s = QUIET_INTERVAL_S - penalty_s;
+    *interval_s = left_s <= 0 ? SHORTEST_INTERVAL_S : left_s;
+    return 1;
+}
+
+// ---- a wireless uplink ----
+
+int wisp_wan_surf_check(int *interval_s)
+{
+    if (interval_s == nullptr)
+        return 0;
+    const bool connected = tpi_wifi_wisp_connect_check(wl_ifname, wifi_wan_type[0]) == TPI_CONNECTED;
+    if (connected) {
+        let_settle(1);
+        publish_probe(1, ping_connet_check(nullptr, &current_internet_status[0], 1) == 1);
+    } else {
+        publish_down(1);
+    }
+    *interval_s = connected ? QUIET_INTERVAL_S : SHORTEST_INTERVAL_S;
+    return 1;
+}
+
+int ap_clinet_wan_surf_check(int *interval_s)
+{
+    constexpr int NO_LEASE_INTERVAL_S = 5; // the upstream has not given an address yet
+    if (interval_s == nullptr)
+        return 0;
+    char address[IF_ADDRESS_SIZE];
+    if (getIfIp(getLanIfName(), address) < 0)
+        GetValue("lan.ip", address);
+    *interval_s = strcmp(address, lan_ip) == 0 ? NO_LEASE_INTERVAL_S : QUIET_INTERVAL_S;
+
+    if (ping_connet_check(nullptr, &current_internet_status[0], 1) == 1) {
+        publish_online(1, true);
+        publish_check(1, true);
+    } else {
+        publish_probe(1, false);
+    }
+    return 1;
+}
+
+// ---- the thread ----
+
+int surf_check(int *interval_s, int wan_num)
+{
+    switch (WAN_MODE) {
+    case WISP:
+        check_wan_connttype(wan_num);
+        return wan_num == 1 ? wisp_wan_surf_check(interval_s) : -1;
+    case AP_CLIENT:
+        return wan_num == 1 ? ap_clinet_wan_surf_check(interval_s) : -1;
+    case WIRED:
+        check_wan_connttype(wan_num);
+        check_wanonln_status(1);
+        return ap_wan_surf_check(interval_s, wan_num);
+    default:
+        return -1;
+    }
+}
+
+static bool renewal_wanted()
+{
+    char flag[16];
+    GetValue("surf_check_renew_flag", flag);
+    return flag[0] == '1';
+}
 
 void *wan_surf_check(void * /*unused*/)
 {
-    return nullptr;
+    wan_surf_check_init();
+    for (;;) {
+        surf_check(&sleep_time, wann);
+        if (renewal_wanted()) {
+            SetValue("surf_check_renew_flag", "0");
+            wan_surf_check_init();
+        } else {
+            system_sleep(sleep_time);
+        }
+    }
 }

@@ -1,8 +1,32 @@
 // The reachability check: whether the internet is really there, per WAN, on a thread of its own.
+//
+// All functions belong to that thread. What it finds it publishes in the store ("wan%d_isonln", "wan%d_check") and
+// tells netctrl; it shares no memory with the modules of the main loop.
 #ifndef TIME_CHECK_WAN_SURF_CHECK_H
 #define TIME_CHECK_WAN_SURF_CHECK_H
 
-// The thread function.
+// The thread function; never returns.
 void *wan_surf_check(void *unused);
+
+// Reads the settings and starts the probe's rules afresh. What is known of the WANs stays.
+void wan_surf_check_init();
+
+// Reads the settings of WAN `wan_id` (1 or 2) and, from its point of view, how the router is connected.
+void init_value(int wan_id);
+
+// One pass over `wan_num` WANs; `interval_s` takes the seconds until the next.
+// 1: done. 0: bad argument. -1: there is no procedure for so many WANs in this mode; the interval stays.
+int surf_check(int *interval_s, int wan_num);
+
+// The passes of a wired router, over a radio as WISP client, and as AP client or AP. Results as above.
+int ap_wan_surf_check(int *interval_s, int wan_num);
+int wisp_wan_surf_check(int *interval_s);
+int ap_clinet_wan_surf_check(int *interval_s);
+
+// Reads anew how each WAN gets its address.
+void check_wan_connttype(int wan_num);
+
+// Keeps and commits the note whether the WAN has been online since it was last taken down.
+void check_wanonln_status(int wan_id);
 
 #endif
