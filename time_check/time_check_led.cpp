@@ -128,10 +128,8 @@ void time_check_led_time()
     static uint32_t tmp_last_time; // calendar seconds of the last evaluation
 
     const time_t now = time(nullptr);
-    if (time_check_seconds_apart(static_cast<uint32_t>(now), tmp_last_time) >= SCHED_PERIOD_S) {
-        tmp_last_time = static_cast<uint32_t>(now);
+    if (sched_is_due(&tmp_last_time, now))
         time_check_led_for_time(now);
-    }
 }
 
 void time_check_led_for_time(time_t now)

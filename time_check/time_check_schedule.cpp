@@ -61,6 +61,16 @@ uint32_t sched_time_of_day(const struct tm *time)
            static_cast<uint32_t>(time->tm_min) * SECONDS_A_MINUTE;
 }
 
+bool sched_is_due(uint32_t *last_time, time_t now)
+{
+    constexpr uint32_t PERIOD_S = 2;
+    const auto seconds = static_cast<uint32_t>(now);
+    if (time_check_seconds_apart(seconds, *last_time) < PERIOD_S)
+        return false;
+    *last_time = seconds;
+    return true;
+}
+
 static bool has_day(const struct tm *time, int day)
 {
     return (static_cast<uint32_t>(time->tm_wday) >> static_cast<uint32_t>(day) & 1U) != 0;

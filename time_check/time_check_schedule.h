@@ -25,9 +25,6 @@ struct sched_rule {
 
 constexpr uint32_t SCHED_RULES_MAX = 20;
 
-// Seconds of the clock, either way, after which rules are looked at again.
-constexpr uint32_t SCHED_PERIOD_S = 2;
-
 // Reads the rules of a family of keys: "nkgw.wlan" has "nkgw.wlan.listnum", "nkgw.wlan.offtime.list1" and
 // "nkgw.wlan.ontime.list1" and so on. The first rule with a missing or unreadable time ends the list and may be left
 // half filled. Gives the number of rules before it.
@@ -35,6 +32,10 @@ uint32_t load_sched_rules(const char *family, sched_rule (&rules)[SCHED_RULES_MA
 
 // Seconds since midnight at which a time of a rule strikes.
 uint32_t sched_time_of_day(const struct tm *time);
+
+// Whether rules are to be looked at again: the clock has moved by 2 s or more, either way, since `last_time` (calendar
+// seconds), which then becomes `now`.
+bool sched_is_due(uint32_t *last_time, time_t now);
 
 // Told the number (from 1) of a rule whose type is none.
 using unknown_rule_fn = void (*)(uint32_t number);
