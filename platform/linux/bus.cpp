@@ -1,0 +1,232 @@
+#include "platform/linux/bus.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include "platform/linux/deadline.h"
+#include "platform/linux/run_directory.h"
+#include "platform/linux/small_file.h"
+
+constexpr int64_t ROOM_TIMEOUT_MS = 2000;
+
+const char *bus_result_text(bus_result result)
+{
+    switch (result) {
+    case BUS_DONE:
+        return "done";
+    case BUS_NOTHING:
+        return "no message is waiting";
+    case BUS_BAD_NAME:
+        return "not a name for the bus";
+    case BUS_TOO_LONG:
+        return "the text is too long";
+    case BUS_FOREIGN_SENDER:
+        return "another user's message";
+    case BUS_HELD:
+        return "another process holds the name";
+    case BUS_NO_HOLDER:
+        return "no process holds the name";
+    case BUS_NO_ROOM:
+        return "the receiver's queue stayed full";
+    case BUS_SYSTEM_ERROR:
+        return strerror(errno);
+    }
+    return "";
+}
+
+// ---- names ----
+
+// A name becomes a file name, so nothing that could leave the run directory, and no dot: the lock's suffix has one.
+static bool is_bus_name(const char *name)
+{
+    const size_t length = strlen(name);
+    return length > 0 && length <= BUS_NAME_MAX &&
+           strspn(name, "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-") == length;
+}
+
+static bus_result address_of(const char *name, sockaddr_un *address)
+{
+    if (!is_bus_name(name))
+        return BUS_BAD_NAME;
+    *address = {};
+    address->sun_family = AF_UNIX;
+    const int length = snprintf(address->sun_path, sizeof address->sun_path, "%s/bus.%s", run_directory(), name);
+    if (length < 0 || static_cast<size_t>(length) >= sizeof address->sun_path) {
+        errno = ENAMETOOLONG;
+        return BUS_SYSTEM_ERROR;
+    }
+    return BUS_DONE;
+}
+
+static const sockaddr *generic(const sockaddr_un *address)
+{
+    return reinterpret_cast<const sockaddr *>(address); // NOLINT(*-reinterpret-cast): how the socket calls are made
+}
+
+static int datagram_socket()
+{
+    return socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+}
+
+// The lock, and not the socket's file, tells whether a holder lives: the kernel frees it however the holder ends, and
+// two processes that find the same dead holder cannot both get it.
+static bus_result take_lock(const char *socket_path, int *lock)
+{
+    char path[sizeof sockaddr_un::sun_path + sizeof ".lock"];
+    snprintf(path, sizeof path, "%s.lock", socket_path);
+    *lock = open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
+    if (*lock < 0)
+        return BUS_SYSTEM_ERROR;
+    if (flock(*lock, LOCK_EX | LOCK_NB) == 0)
+        return BUS_DONE;
+    const bus_result result = errno == EWOULDBLOCK ? BUS_HELD : BUS_SYSTEM_ERROR;
+    close(*lock);
+    return result;
+}
+
+static int bound_socket(const sockaddr_un *address)
+{
+    const int socket = datagram_socket();
+    if (socket < 0)
+        return -1;
+    const int on = 1;
+    unlink(address->sun_path);
+    if (setsockopt(socket, SOL_SOCKET, SO_PASSCRED, &on, sizeof on) == 0 &&
+        bind(socket, generic(address), sizeof *address) == 0)
+        return socket;
+    const int kept_errno = errno;
+    close(socket);
+    errno = kept_errno;
+    return -1;
+}
+
+bus_result bus_open(const char *name, bus_end *end)
+{
+    sockaddr_un address;
+    bus_result result = address_of(name, &address);
+    if (result != BUS_DONE)
+        return result;
+    if (!make_run_directory())
+        return BUS_SYSTEM_ERROR;
+    result = take_lock(address.sun_path, &end->lock);
+    if (result != BUS_DONE)
+        return result;
+    end->socket = bound_socket(&address);
+    if (end->socket >= 0)
+        return BUS_DONE;
+    const int kept_errno = errno;
+    close(end->lock);
+    errno = kept_errno;
+    return BUS_SYSTEM_ERROR;
+}
+
+void bus_close(bus_end *end)
+{
+    sockaddr_un address = {};
+    socklen_t length = sizeof address;
+    sockaddr *const generic_address = reinterpret_cast<sockaddr *>(&address); // NOLINT(*-reinterpret-cast)
+    if (getsockname(end->socket, generic_address, &length) == 0)
+        unlink(address.sun_path);
+    close(end->socket);
+    close(end->lock); // last: only then may another process take the name
+}
+
+// ---- posting ----
+
+static bus_result result_of_send_error()
+{
+    return errno == ENOENT || errno == ECONNREFUSED || errno == ECONNRESET ? BUS_NO_HOLDER : BUS_SYSTEM_ERROR;
+}
+
+// The kernel queues only some ten datagrams a socket. A connected socket becomes writable when the peer has room.
+static bus_result send_when_there_is_room(int socket, const char *text, size_t length)
+{
+    const int64_t deadline = monotonic_ms() + ROOM_TIMEOUT_MS;
+    for (;;) {
+        if (send(socket, text, length, MSG_NOSIGNAL) >= 0)
+            return BUS_DONE;
+        if (errno != EAGAIN && errno != ENOBUFS && errno != EINTR)
+            return result_of_send_error();
+        const int64_t left_ms = deadline - monotonic_ms();
+        if (left_ms <= 0)
+            return BUS_NO_ROOM;
+        const timespec timeout = timespec_of_ms(left_ms);
+        pollfd writable = {.fd = socket, .events = POLLOUT, .revents = 0};
+        ppoll(&writable, 1, &timeout, nullptr);
+    }
+}
+
+bus_result bus_post(const char *to, const char *text)
+{
+    sockaddr_un address;
+    const bus_result named = address_of(to, &address);
+    if (named != BUS_DONE)
+        return named;
+    const size_t length = strlen(text);
+    if (length > BUS_TEXT_MAX)
+        return BUS_TOO_LONG;
+    const int socket = datagram_socket();
+    if (socket < 0)
+        return BUS_SYSTEM_ERROR;
+    const bus_result result = connect(socket, generic(&address), sizeof address) == 0
+                                  ? send_when_there_is_room(socket, text, length)
+                                  : result_of_send_error();
+    const int kept_errno = errno;
+    close(socket);
+    errno = kept_errno;
+    return result;
+}
+
+// ---- receiving ----
+
+static const ucred *credentials_of(msghdr *header)
+{
+    for (cmsghdr *item = CMSG_FIRSTHDR(header); item != nullptr; item = CMSG_NXTHDR(header, item))
+        if (item->cmsg_level == SOL_SOCKET && item->cmsg_type == SCM_CREDENTIALS)
+            return static_cast<const ucred *>(static_cast<const void *>(CMSG_DATA(item)));
+    return nullptr;
+}
+
+static void name_sender(char (&sender)[48], pid_t pid)
+{
+    char path[32];
+    char program[24];
+    snprintf(path, sizeof path, "/proc/%d/comm", pid);
+    if (read_first_line(path, program, sizeof program))
+        snprintf(sender, sizeof sender, "%s[%d]", program, pid);
+    else
+        snprintf(sender, sizeof sender, "pid %d", pid);
+}
+
+bus_result bus_receive(const bus_end *end, bus_message *message)
+{
+    // Room for the credentials alone: descriptors that ride along have nowhere to go, and the kernel closes them.
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
+    iovec text = {.iov_base = message->text, .iov_len = BUS_TEXT_MAX};
+    msghdr header = {};
+    header.msg_iov = &text;
+    header.msg_iovlen = 1;
+    header.msg_control = control;
+    header.msg_controllen = sizeof control;
+
+    ssize_t length = 0;
+    do
+        length = recvmsg(end->socket, &header, MSG_CMSG_CLOEXEC);
+    while (length < 0 && errno == EINTR);
+    if (length < 0)
+        return errno == EAGAIN ? BUS_NOTHING : BUS_SYSTEM_ERROR;
+    message->text[length] = '\0';
+
+    const ucred *credentials = credentials_of(&header);
+    if (credentials == nullptr || (credentials->uid != geteuid() && credentials->uid != 0))
+        return BUS_FOREIGN_SENDER;
+    name_sender(message->sender, credentials->pid);
+    return (header.msg_flags & MSG_TRUNC) != 0 ? BUS_TOO_LONG : BUS_DONE;
+}

@@ -1,0 +1,234 @@
+// Commands and programs, all started by one runner.
+#include "platform/system.h"
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/linux/deadline.h"
+#include "platform/linux/ground_log.h"
+#include "platform/linux/settings.h"
+
+constexpr size_t COMMAND_SIZE = 4096;
+constexpr int DEFAULT_DEADLINE_S = 60;
+constexpr int64_t KILL_TIMEOUT_MS = 2000; // for the end of a killed program; only the kernel can hold it longer
+constexpr int NOT_RUN = -1;
+
+// ---- starting ----
+
+struct program {
+    const char *path; // looked up in PATH
+    char *const *argv;
+    int output; // what becomes standard output and error; -1: the caller's
+};
+
+static void default_signals()
+{
+    struct sigaction action = {};
+    action.sa_handler = SIG_DFL;
+    for (int number = 1; number < NSIG; number++)
+        sigaction(number, &action, nullptr);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+static void close_inherited_descriptors()
+{
+    constexpr int FIRST = STDERR_FILENO + 1;
+    constexpr int LAST_WITHOUT_CLOSE_RANGE = 1023; // kernels before 5.9
+#ifdef SYS_close_range
+    if (syscall(SYS_close_range, FIRST, UINT_MAX, 0) == 0)
+        return;
+#endif
+    for (int fd = FIRST; fd <= LAST_WITHOUT_CLOSE_RANGE; fd++)
+        close(fd);
+}
+
+// Runs between vfork and exec, in the parent's memory: system calls only.
+[[noreturn]] static void become(const program *program, volatile int *error)
+{
+    setpgid(0, 0);
+    const int empty = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    if (empty >= 0)
+        dup2(empty, STDIN_FILENO);
+    else
+        close(STDIN_FILENO);
+    if (program->output >= 0) {
+        dup2(program->output, STDOUT_FILENO);
+        dup2(program->output, STDERR_FILENO);
+    }
+    close_inherited_descriptors();
+    default_signals();
+    execvp(program->path, program->argv);
+    *error = errno;
+    _exit(127);
+}
+
+// The process id, or -1 with errno set. Signals wait meanwhile: a handler must not run in the child.
+static pid_t start(const program *program)
+{
+    volatile int error = 0;
+    sigset_t all;
+    sigset_t kept;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &kept);
+    const pid_t pid = vfork(); // NOLINT(clang-analyzer-security.insecureAPI.vfork): fork would copy the page tables
+    if (pid == 0)
+        become(program, &error);
+    const int kept_errno = errno;
+    pthread_sigmask(SIG_SETMASK, &kept, nullptr);
+    errno = kept_errno;
+    if (pid > 0 && error != 0) {
+        waitpid(pid, nullptr, 0);
+        errno = error;
+        return -1;
+    }
+    return pid;
+}
+
+// ---- waiting ----
+
+// True: the process has ended, and *status is its wait status.
+static bool has_ended(pid_t pid, int *status)
+{
+    pid_t ended = 0;
+    do
+        ended = waitpid(pid, status, WNOHANG);
+    while (ended < 0 && errno == EINTR);
+    if (ended < 0)
+        *status = 0; // somebody else reaped it; its status is lost
+    return ended != 0;
+}
+
+// Kernels before 5.3 have no descriptor for a process: looks with growing pauses, 1 to 32 ms.
+static bool wait_by_looking(pid_t pid, int *status, int64_t deadline)
+{
+    constexpr int64_t LONGEST_PAUSE_MS = 32;
+    int64_t pause_ms = 1;
+    while (!has_ended(pid, status)) {
+        if (monotonic_ms() >= deadline)
+            return false;
+        const timespec pause = timespec_of_ms(pause_ms);
+        clock_nanosleep(CLOCK_MONOTONIC, 0, &pause, nullptr);
+        if (pause_ms < LONGEST_PAUSE_MS)
+            pause_ms *= 2;
+    }
+    return true;
+}
+
+static bool wait_until(pid_t pid, int *status, int64_t deadline)
+{
+    const int descriptor = static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+    if (descriptor < 0)
+        return wait_by_looking(pid, status, deadline);
+    bool ended = has_ended(pid, status);
+    for (int64_t left_ms = deadline - monotonic_ms(); !ended && left_ms > 0; left_ms = deadline - monotonic_ms()) {
+        const timespec timeout = timespec_of_ms(left_ms);
+        pollfd end = {.fd = descriptor, .events = POLLIN, .revents = 0};
+        ppoll(&end, 1, &timeout, nullptr);
+        ended = has_ended(pid, status);
+    }
+    close(descriptor);
+    return ended;
+}
+
+static int deadline_s()
+{
+    const char *configured = getenv("TIME_CHECK_COMMAND_DEADLINE_S");
+    const int seconds = configured == nullptr ? 0 : leading_integer(configured);
+    return seconds > 0 ? seconds : DEFAULT_DEADLINE_S;
+}
+
+// A command may carry a password, so lines show its first word alone.
+static int first_word_length(const char *command)
+{
+    return static_cast<int>(strcspn(command, " \t\n"));
+}
+
+// Waits for the end; ends the whole process group when it takes longer than `timeout_s`.
+static int finish(pid_t pid, int timeout_s, const char *name)
+{
+    int status = 0;
+    if (!wait_until(pid, &status, monotonic_ms() + timeout_s * MS_A_SECOND)) {
+        ground_log("command %.*s: ended after %d s", first_word_length(name), name, timeout_s);
+        kill(-pid, SIGKILL);
+        if (!wait_until(pid, &status, monotonic_ms() + KILL_TIMEOUT_MS))
+            return NOT_RUN;
+    }
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+// Once for each kind of failure: what fails every second must not fill the log.
+static void log_not_run(const char *name)
+{
+    static std::atomic<int> logged_error;
+    if (logged_error.exchange(errno) != errno)
+        ground_log("command %.*s: cannot be run: %s", first_word_length(name), name, strerror(errno));
+}
+
+// ---- the calls ----
+
+int doSystemCmd(const char *format, ...)
+{
+    char command[COMMAND_SIZE];
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = vsnprintf(command, sizeof command, format, arguments);
+    va_end(arguments);
+    if (length < 0 || static_cast<size_t>(length) >= sizeof command) {
+        errno = E2BIG;
+        log_not_run(format);
+        return NOT_RUN;
+    }
+
+    char shell[] = "sh";
+    char option[] = "-c";
+    char *const argv[] = {shell, option, command, nullptr};
+    const program program = {.path = "/bin/sh", .argv = argv, .output = -1};
+    const pid_t pid = start(&program);
+    if (pid < 0) {
+        log_not_run(command);
+        return NOT_RUN;
+    }
+    return finish(pid, deadline_s(), command);
+}
+
+// The file of ">PATH"; -1: none, or it cannot be opened, and then the output goes where the caller's goes.
+static int open_redirect(const char *redirect)
+{
+    if (redirect == nullptr || redirect[0] != '>')
+        return -1;
+    return open(redirect + 1, O_WRONLY | O_CREAT | O_TRUNC | O_NOCTTY | O_CLOEXEC, 0644);
+}
+
+int _eval(char *const argv[], const char *redirect, int timeout, int *pid) // NOLINT(bugprone-reserved-identifier)
+{
+    if (argv == nullptr || argv[0] == nullptr)
+        return NOT_RUN;
+    const program program = {.path = argv[0], .argv = argv, .output = open_redirect(redirect)};
+    const pid_t started = start(&program);
+    const int kept_errno = errno;
+    if (program.output >= 0)
+        close(program.output);
+    if (started < 0) {
+        errno = kept_errno;
+        log_not_run(argv[0]);
+        return NOT_RUN;
+    }
+    if (pid != nullptr) {
+        *pid = started;
+        return 0;
+    }
+    return finish(started, timeout > 0 ? timeout : deadline_s(), argv[0]);
+}

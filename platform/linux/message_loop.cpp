@@ -1,0 +1,82 @@
+// The daemon's own end of the bus, and its sleep, in which messages are handed over: between ticks, on the main thread.
+// So no handler ever runs beside a tick.
+#include "platform/message_bus.h"
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <poll.h>
+#include <pthread.h>
+
+#include "platform/linux/bus.h"
+#include "platform/linux/deadline.h"
+#include "platform/linux/ground_log.h"
+
+static bus_end own_end;
+static bool is_registered;
+static pthread_t message_thread; // who registered, and so who is served
+static message_handle_fn handle_message;
+
+int RegMsgHandle(const char *name, const char *filter, message_handle_fn handle)
+{
+    if (name == nullptr || filter == nullptr || handle == nullptr || strcmp(filter, "*") != 0 || is_registered)
+        return 0;
+    const bus_result result = bus_open(name, &own_end);
+    if (result != BUS_DONE) {
+        ground_log("bus: cannot take the name %s: %s", name, bus_result_text(result));
+        return 0;
+    }
+    handle_message = handle;
+    message_thread = pthread_self();
+    is_registered = true;
+    return 1;
+}
+
+// False: nothing waits any more.
+static bool hand_over_one_message()
+{
+    static bus_message message;
+    const bus_result result = bus_receive(&own_end, &message);
+    if (result == BUS_DONE)
+        handle_message(message.sender, message.text);
+    else if (result == BUS_TOO_LONG)
+        ground_log("bus: over-long message of %s dropped", message.sender);
+    else if (result == BUS_FOREIGN_SENDER)
+        ground_log("bus: message of another user dropped");
+    return result != BUS_NOTHING && result != BUS_SYSTEM_ERROR;
+}
+
+// Hands messages over as they come until the time is up, even when more are waiting: a flood must not stop the ticks.
+static void serve_messages(int64_t milliseconds)
+{
+    const int64_t deadline = monotonic_ms() + milliseconds;
+    for (;;) {
+        const int64_t left_ms = deadline - monotonic_ms();
+        if (left_ms <= 0)
+            return;
+        const timespec timeout = timespec_of_ms(left_ms);
+        pollfd readable = {.fd = own_end.socket, .events = POLLIN, .revents = 0};
+        if (ppoll(&readable, 1, &timeout, nullptr) == 0)
+            return;
+        while (readable.revents != 0 && hand_over_one_message() && monotonic_ms() < deadline) {
+        }
+    }
+}
+
+static void plain_sleep(unsigned seconds)
+{
+    timespec left = {.tv_sec = static_cast<time_t>(seconds), .tv_nsec = 0};
+    while (clock_nanosleep(CLOCK_MONOTONIC, 0, &left, &left) == EINTR) {
+    }
+}
+
+// Every call of sleep in the program comes here (linker option --wrap=sleep).
+extern "C" unsigned __wrap_sleep(unsigned seconds); // NOLINT(bugprone-reserved-identifier): the linker's name
+unsigned __wrap_sleep(unsigned seconds)             // NOLINT(bugprone-reserved-identifier)
+{
+    if (is_registered && pthread_equal(pthread_self(), message_thread) != 0)
+        serve_messages(static_cast<int64_t>(seconds) * MS_A_SECOND);
+    else
+        plain_sleep(seconds);
+    return 0;
+}
