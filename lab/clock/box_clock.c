@@ -1,0 +1,214 @@
+// The box's clock, preloaded into its programs: time passes BOX_CLOCK_RATE times as fast as outside, and the wall clock
+// stands at BOX_CLOCK_ZERO (seconds since 1970) when the up-time is 0.
+//
+// Everything is computed from the kernel's up-time of the box, nothing is remembered: so a program, its children and
+// one started an hour later all agree. A call that waits, waits the shorter real time; one that reports time, reports
+// the box's. Statically linked programs do not see it.
+#include <errno.h>
+#include <poll.h>
+#include <stdlib.h>
+#include <sys/epoll.h>
+#include <sys/select.h>
+#include <sys/syscall.h>
+#include <sys/sysinfo.h>
+#include <sys/time.h>
+#include <time.h>
+#include <unistd.h>
+
+enum { NS_A_SECOND = 1000000000, NS_A_MILLISECOND = 1000000, NS_A_MICROSECOND = 1000, KERNEL_SIGSET_SIZE = 8 };
+
+typedef long long ns_t;
+
+static ns_t rate = 1;
+static ns_t zero;
+
+static ns_t number_from(const char *variable, ns_t otherwise)
+{
+    const char *text = getenv(variable);
+    const ns_t number = text == NULL ? 0 : atoll(text);
+    return number > 0 ? number : otherwise;
+}
+
+__attribute__((constructor)) static void read_settings(void)
+{
+    rate = number_from("BOX_CLOCK_RATE", 1);
+    zero = number_from("BOX_CLOCK_ZERO", 0) * NS_A_SECOND;
+}
+
+static ns_t to_ns(const struct timespec *time)
+{
+    return time->tv_sec * (ns_t)NS_A_SECOND + time->tv_nsec;
+}
+
+static struct timespec from_ns(ns_t ns)
+{
+    return (struct timespec){.tv_sec = ns / NS_A_SECOND, .tv_nsec = ns % NS_A_SECOND};
+}
+
+static ns_t timeval_ns(const struct timeval *time)
+{
+    return time->tv_sec * (ns_t)NS_A_SECOND + time->tv_usec * (ns_t)NS_A_MICROSECOND;
+}
+
+static struct timeval to_timeval(ns_t ns)
+{
+    return (struct timeval){.tv_sec = ns / NS_A_SECOND, .tv_usec = ns % NS_A_SECOND / NS_A_MICROSECOND};
+}
+
+// A wait of the box's time as real time; never 0 for a wait that was not.
+static struct timespec real_wait(ns_t ns)
+{
+    return from_ns(ns > 0 && ns < rate ? 1 : ns / rate);
+}
+
+static ns_t box_now(clockid_t clock)
+{
+    struct timespec time;
+    switch (clock) {
+    case CLOCK_REALTIME:
+    case CLOCK_REALTIME_COARSE:
+    case CLOCK_TAI:
+        syscall(SYS_clock_gettime, CLOCK_BOOTTIME, &time);
+        return zero + to_ns(&time) * rate;
+    default:
+        syscall(SYS_clock_gettime, clock, &time);
+        return to_ns(&time) * rate;
+    }
+}
+
+static int is_cpu_clock(clockid_t clock)
+{
+    return clock < 0 || clock == CLOCK_PROCESS_CPUTIME_ID || clock == CLOCK_THREAD_CPUTIME_ID;
+}
+
+// ---- what time it is ----
+
+int clock_gettime(clockid_t clock, struct timespec *time)
+{
+    if (is_cpu_clock(clock))
+        return (int)syscall(SYS_clock_gettime, clock, time);
+    *time = from_ns(box_now(clock));
+    return 0;
+}
+
+time_t time(time_t *seconds)
+{
+    const time_t now = box_now(CLOCK_REALTIME) / NS_A_SECOND;
+    if (seconds != NULL)
+        *seconds = now;
+    return now;
+}
+
+int gettimeofday(struct timeval *restrict time, void *restrict zone)
+{
+    (void)zone;
+    *time = to_timeval(box_now(CLOCK_REALTIME));
+    return 0;
+}
+
+int sysinfo(struct sysinfo *info)
+{
+    const int result = (int)syscall(SYS_sysinfo, info);
+    info->uptime = box_now(CLOCK_BOOTTIME) / NS_A_SECOND;
+    return result;
+}
+
+// ---- sleeping ----
+
+static int sleep_ns(ns_t ns, struct timespec *left)
+{
+    const struct timespec wait = real_wait(ns);
+    struct timespec real_left = {0};
+    const int result = (int)syscall(SYS_nanosleep, &wait, &real_left);
+    if (result != 0 && left != NULL)
+        *left = from_ns(to_ns(&real_left) * rate);
+    return result;
+}
+
+int nanosleep(const struct timespec *wait, struct timespec *left)
+{
+    return sleep_ns(to_ns(wait), left);
+}
+
+int clock_nanosleep(clockid_t clock, int flags, const struct timespec *wait, struct timespec *left)
+{
+    const int absolute = (flags & TIMER_ABSTIME) != 0;
+    const ns_t ns = absolute ? to_ns(wait) - box_now(clock) : to_ns(wait);
+    if (ns <= 0)
+        return 0;
+    return sleep_ns(ns, absolute ? NULL : left) == 0 ? 0 : errno;
+}
+
+unsigned sleep(unsigned seconds)
+{
+    struct timespec left = {0};
+    return sleep_ns(seconds * (ns_t)NS_A_SECOND, &left) == 0 ? 0 : (unsigned)left.tv_sec;
+}
+
+int usleep(useconds_t microseconds)
+{
+    return sleep_ns(microseconds * (ns_t)NS_A_MICROSECOND, NULL);
+}
+
+// ---- waiting for something, with a deadline ----
+
+int poll(struct pollfd *fds, nfds_t count, int timeout_ms)
+{
+    struct timespec wait = real_wait(timeout_ms * (ns_t)NS_A_MILLISECOND);
+    return (int)syscall(SYS_ppoll, fds, count, timeout_ms < 0 ? NULL : &wait, NULL, KERNEL_SIGSET_SIZE);
+}
+
+int ppoll(struct pollfd *fds, nfds_t count, const struct timespec *timeout, const sigset_t *mask)
+{
+    struct timespec wait = real_wait(timeout == NULL ? 0 : to_ns(timeout));
+    return (int)syscall(SYS_ppoll, fds, count, timeout == NULL ? NULL : &wait, mask, KERNEL_SIGSET_SIZE);
+}
+
+int select(int count, fd_set *restrict reads, fd_set *restrict writes, fd_set *restrict others,
+           struct timeval *restrict timeout)
+{
+    if (timeout == NULL)
+        return (int)syscall(SYS_pselect6, count, reads, writes, others, NULL, NULL);
+    struct timespec wait = real_wait(timeval_ns(timeout));
+    const int result = (int)syscall(SYS_pselect6, count, reads, writes, others, &wait, NULL);
+    *timeout = to_timeval(to_ns(&wait) * rate);
+    return result;
+}
+
+int epoll_wait(int epoll, struct epoll_event *events, int count, int timeout_ms)
+{
+    struct timespec wait = real_wait(timeout_ms * (ns_t)NS_A_MILLISECOND);
+    return (int)syscall(SYS_epoll_pwait2, epoll, events, count, timeout_ms < 0 ? NULL : &wait, NULL,
+                        KERNEL_SIGSET_SIZE);
+}
+
+// ---- timers ----
+
+static struct timeval real_interval(struct timeval interval)
+{
+    const struct timespec wait = real_wait(timeval_ns(&interval));
+    const long microseconds = wait.tv_nsec / NS_A_MICROSECOND;
+    const int too_short = wait.tv_sec == 0 && wait.tv_nsec > 0 && microseconds == 0; // 0 would disarm the timer
+    return (struct timeval){.tv_sec = wait.tv_sec, .tv_usec = too_short ? 1 : microseconds};
+}
+
+int setitimer(__itimer_which_t which, const struct itimerval *restrict new, struct itimerval *restrict old)
+{
+    if (which != ITIMER_REAL)
+        return (int)syscall(SYS_setitimer, which, new, old);
+    const struct itimerval real = {real_interval(new->it_interval), real_interval(new->it_value)};
+    const int result = (int)syscall(SYS_setitimer, which, &real, old);
+    if (old != NULL) {
+        old->it_value = to_timeval(timeval_ns(&old->it_value) * rate);
+        old->it_interval = to_timeval(timeval_ns(&old->it_interval) * rate);
+    }
+    return result;
+}
+
+unsigned alarm(unsigned seconds)
+{
+    const struct itimerval new = {.it_value = {.tv_sec = (time_t)seconds}};
+    struct itimerval old = {0};
+    setitimer(ITIMER_REAL, &new, &old);
+    return (unsigned)old.it_value.tv_sec;
+}

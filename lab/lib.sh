@@ -1,0 +1,142 @@
+# shellcheck shell=bash
+# Sourced by every script of the lab: the box's clock, the lines of its story, and the ways into it.
+#
+# In the environment of all of them:
+#   BOX_DIR          the box's folder: flash/ (survives a restart), log/, outer.pid
+#   BOX_LOG          its log/, under the name that it has where the script runs
+#   BOX_CLOCK_RATE   how many times faster than outside the box's clock goes
+#   BOX_CLOCK_START  the box's wall clock when it was started, seconds since 1970
+#   BOX_CLOCK_ZERO   its wall clock when /proc/uptime was 0; another number in each time namespace
+export TZ=UTC0
+
+die()
+{
+    echo "$*" >&2
+    exit 1
+}
+
+# ---- the box's clock ----
+
+uptime_ms()
+{
+    local up
+    read -r up _ </proc/uptime
+    echo $((10#${up/./} * 10))
+}
+
+# box_clock: the box's wall clock, seconds since 1970
+box_clock()
+{
+    echo $((BOX_CLOCK_ZERO + BOX_CLOCK_RATE * $(uptime_ms) / 1000))
+}
+
+# box_uptime: for how long this boot has been up, by the box's clock, in seconds. In the box only.
+box_uptime()
+{
+    echo $((BOX_CLOCK_RATE * $(uptime_ms) / 1000))
+}
+
+# box_time_of HH:MM: when the box's clock shows this next after its start, seconds since 1970
+box_time_of()
+{
+    local midnight=$((BOX_CLOCK_START / 86400 * 86400)) hour=${1%:*} minute=${1#*:} moment
+    moment=$((midnight + 10#$hour * 3600 + 10#$minute * 60))
+    echo $((moment < BOX_CLOCK_START ? moment + 86400 : moment))
+}
+
+# at HH:MM COMMAND...: runs the command when the box's clock shows this
+at()
+{
+    local moment now
+    moment=$(box_time_of "$1")
+    shift
+    now=$(box_clock)
+    if [[ $now -lt $moment ]]; then
+        local wait_ms=$(((moment - now) * 1000 / BOX_CLOCK_RATE))
+        sleep "$((wait_ms / 1000)).$(printf %03d $((wait_ms % 1000)))"
+    fi
+    "$@"
+}
+
+# ---- its story ----
+
+# tell TEXT...: one line with the real seconds since the start and the box's time of day
+tell()
+{
+    local now tenths
+    now=$(box_clock)
+    tenths=$(((now - BOX_CLOCK_START) * 10 / BOX_CLOCK_RATE))
+    printf '%4d.%d s  %(%H:%M)T  %s\n' $((tenths / 10)) $((tenths % 10)) "$now" "$*" >>"$BOX_LOG/box.log"
+}
+
+# wait_for SECONDS COMMAND...: until the command succeeds; non-zero when it never did
+wait_for()
+{
+    local end=$(($(uptime_ms) + $1 * 1000))
+    shift
+    until "$@"; do
+        [[ $(uptime_ms) -lt $end ]] || return 1
+        sleep 0.02
+    done
+}
+
+# ---- from outside: the processes that hold the box together, and the ways in ----
+
+# outer_pid: what was started for BOX_DIR; non-zero when that does not run any more
+outer_pid()
+{
+    local pid started
+    read -r pid started 2>/dev/null <"$BOX_DIR/outer.pid" || return 1
+    [[ $(process_start "$pid") == "$started" ]] && echo "$pid"
+}
+
+# process_start PID: when it started, in clock ticks; with the PID it names one process for ever
+process_start()
+{
+    local stat
+    stat=$(cat "/proc/$1/stat" 2>/dev/null) || return 1
+    stat=${stat##*) }
+    cut -d ' ' -f 20 <<<"$stat"
+}
+
+# child_named PID NAME: the child of PID whose first argument is NAME
+child_named()
+{
+    pgrep --parent "$1" --full "^$2( |\$)"
+}
+
+rig_pid()
+{
+    local outer
+    outer=$(outer_pid) && pgrep --parent "$outer"
+}
+
+# init_pid: PID 1 of the box
+init_pid()
+{
+    local rig boot
+    rig=$(rig_pid) && boot=$(child_named "$rig" box-boot) && pgrep --parent "$boot"
+}
+
+enter()
+{
+    local pid=$1
+    shift
+    nsenter --target "$pid" --user --preserve-credentials "$@"
+}
+
+# in_box COMMAND...: as a program of the router, with its clock
+in_box()
+{
+    local pid
+    pid=$(init_pid) || die "no box runs in $BOX_DIR"
+    enter "$pid" --mount --pid --net --uts --ipc --time -- /run/box/lab/box/enter /run/box/environment "$@"
+}
+
+# in_rig COMMAND...: where the LAN client and the internet are made
+in_rig()
+{
+    local pid
+    pid=$(rig_pid) || die "no box runs in $BOX_DIR"
+    enter "$pid" --mount --pid --net -- /run/rig/lab/box/enter /run/rig/environment "$@"
+}

@@ -1,0 +1,13 @@
+# shellcheck shell=bash
+# Sourced by the scripts that run in the scene around the router: its LAN client, its internet, its stories.
+. "$BOX_LAB/lib.sh"
+
+in_lan()
+{
+    nsenter --target "$(child_named 1 box-lan)" --net "$@"
+}
+
+in_internet()
+{
+    nsenter --target "$(child_named 1 box-internet)" --net "$@"
+}
