@@ -1,7 +1,43 @@
-// Not built yet: registers its handler and does nothing.
 #include "time_check/time_check_wifi_connect.h"
 
+#include <cstring>
+#include <ctime>
+
+#include "platform/config_store.h"
+#include "platform/netctrl.h"
+#include "platform/network.h"
+#include "platform/system.h"
+#include "time_check/time_check_common.h"
 #include "time_check/time_check_module.h"
+#include "time_check/time_check_uplink.h"
+
+constexpr uint32_t TRY_TICKS = 6;    // of each stage of the cipher fallback
+constexpr int32_t GATE_TICKS = 60;   // without a DHCP client
+constexpr int32_t NOT_ASKED = -1;    // a radio that is off or cannot be asked
+constexpr size_t ACCOUNT_SIZE = 256; // PPP carries names and passwords of at most 255 characters
+
+static WIFI_CONNECT _WIFI_CONNECT_STRUCT_; // NOLINT(bugprone-reserved-identifier) the snapshot's known name
+
+// The start-up gate; it opens once.
+static int32_t wifiRestart = 4; // ticks until the supervision; the last looks at the DHCP server
+static int32_t first = 1;       // 1: no DHCP client has been seen
+static int32_t counts;          // ticks spent waiting for one
+
+// last_link_status: 3 once the WAN connection was seen up, 1 after the loss was told or while nobody wants supervision.
+static link_watch wisp_link = {.last_link_status = TPI_NOT_CONNECTED,
+                               .link_not_connect_count = 0,
+                               .link_connect_count = 0,
+                               .wl_not_conn_time = 0,
+                               .last_time = 0,
+                               .wlconf_restart = 0,
+                               .wlconf_up = 0,
+                               .wlconf_up_time = 0,
+                               .restart_wpa2_check = 0};
+static int32_t wisp_send_msgNetctrl = 1;            // 1: netctrl has not been told that the static WAN is up
+static int32_t last_connect_status = TPI_CONNECTED; // as netctrl was last told about the WISP radio link
+
+// last_link_status: 0 not yet known, else 1 or 3 as netctrl was last told, or as first seen.
+static link_watch apclient_link;
 
 static time_check_msg_ops sys_time_check_wifi_connect_ops = {
     .list = {},
@@ -11,16 +47,482 @@ static time_check_msg_ops sys_time_check_wifi_connect_ops = {
     .ops = time_check_wifi_connect_msg_handle,
 };
 
+// ---- settings and messages ----
+
+// A radio that may carry the uplink, and where its settings are.
+struct uplink_radio {
+    const char *mode;
+    const char *enable;
+    const char *prefix;
+    int band;
+    const char *wpapsk_type_key;
+    const char *crypto_key;
+    const char *ssid_key;
+};
+
+// The first that is a client wins.
+static const uplink_radio uplink_radios[] = {
+    {.mode = _WIFI_CONNECT_STRUCT_.wl2g_mode,
+     .enable = _WIFI_CONNECT_STRUCT_.wl2g_enable,
+     .prefix = "wl0_",
+     .band = WL_RATE_2G,
+     .wpapsk_type_key = "wl2g.extra.wpapsk_type",
+     .crypto_key = "wl2g.extra.wpapsk_crypto",
+     .ssid_key = "wl2g.extra.ssid"},
+    {.mode = _WIFI_CONNECT_STRUCT_.wl5g_mode,
+     .enable = _WIFI_CONNECT_STRUCT_.wl5g_enable,
+     .prefix = "wl1_",
+     .band = WL_RATE_5G,
+     .wpapsk_type_key = "wl5g.extra.wpapsk_type",
+     .crypto_key = "wl5g.extra.wpapsk_crypto",
+     .ssid_key = "wl5g.extra.ssid"},
+};
+
+static bool mode_is(const char *mode, const char *wanted)
+{
+    return strcmp(mode, wanted) == 0;
+}
+
+static void arm_fallback(P_WIFI_CONNECT wifi)
+{
+    wifi->aes_try = TRY_TICKS;
+    wifi->tkip_try = TRY_TICKS;
+    wifi->tkip_aes_try = TRY_TICKS;
+    wifi->first_time = 1;
+}
+
+static void forget_uplink(P_WIFI_CONNECT wifi)
+{
+    copy_text(wifi->wl_mode, sizeof wifi->wl_mode, "ap");
+    wifi->prefix[0] = '\0';
+    wifi->ifname[0] = '\0';
+    wifi->wpapsk_type[0] = '\0';
+    wifi->crypto[0] = '\0';
+    wifi->wl_BSSID[0] = '\0';
+}
+
+static void take_uplink(P_WIFI_CONNECT wifi, const uplink_radio *radio)
+{
+    copy_text(wifi->wl_enable, sizeof wifi->wl_enable, radio->enable);
+    copy_text(wifi->wl_mode, sizeof wifi->wl_mode, radio->mode);
+    copy_text(wifi->prefix, sizeof wifi->prefix, radio->prefix);
+    tpi_wifi_get_ifname(radio->band, TPI_WIFI_KIND_CLIENT, wifi->ifname);
+    GetValue(radio->wpapsk_type_key, wifi->wpapsk_type);
+    GetValue(radio->crypto_key, wifi->crypto);
+    GetValue(radio->ssid_key, wifi->wl_BSSID);
+}
+
+void set_time_check_wifi_connect_info()
+{
+    WIFI_CONNECT *wifi = &_WIFI_CONNECT_STRUCT_;
+    GetValue("wl2g.public.enable", wifi->wl2g_enable);
+    GetValue("wl5g.public.enable", wifi->wl5g_enable);
+    GetValue("wl2g.public.mode", wifi->wl2g_mode);
+    GetValue("wl5g.public.mode", wifi->wl5g_mode);
+    GetValue("lan.ip", wifi->lan_ip);
+    GetValue("wl.wisp.access_mode", wifi->access_mode);
+    arm_fallback(wifi);
+    if (mode_is(wifi->wl2g_mode, "ap") && mode_is(wifi->wl5g_mode, "ap")) {
+        forget_uplink(wifi);
+        return;
+    }
+    for (const uplink_radio &radio : uplink_radios) {
+        if (mode_is(radio.mode, "wisp") || mode_is(radio.mode, "apclient")) {
+            take_uplink(wifi, &radio);
+            return;
+        }
+    }
+    // Without a client radio, yet not both access points, the uplink stays as it was: kept on purpose.
+}
+
+int32_t time_check_wifi_connect_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *var)
+{
+    if (strcmp(var->string_info, "wifi_connect_init") == 0)
+        return TIMER_CHECK_ERR;
+    set_time_check_wifi_connect_info();
+    return TIMER_CHECK_SUC;
+}
+
 void time_check_wifi_connect_init()
 {
+    set_time_check_wifi_connect_info();
     register_time_check_module_msg_opses(&sys_time_check_wifi_connect_ops, 1);
 }
 
-int32_t time_check_wifi_connect_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT * /*msg*/)
+// ---- what both kinds of uplink do ----
+
+enum LAN_ADDRESS { LAN_WITHOUT_ADDRESS, LAN_CONFIGURED_ADDRESS, LAN_UPSTREAM_ADDRESS };
+
+static LAN_ADDRESS lan_address(const WIFI_CONNECT *wifi)
 {
+    char address[IF_ADDRESS_SIZE];
+    if (getIfIp(getLanIfName(), address) < 0)
+        return LAN_WITHOUT_ADDRESS;
+    return strcmp(address, wifi->lan_ip) == 0 ? LAN_CONFIGURED_ADDRESS : LAN_UPSTREAM_ADDRESS;
+}
+
+static void post_op(int module, int op, const char *rest)
+{
+    char text[64];
+    snprintf(text, sizeof text, "op=%d%s", op, rest);
+    send_msg_to_netctrl(module, text);
+}
+
+static void restart_radio_in_mode(const WIFI_CONNECT *wifi, const char *mode)
+{
+    if (mode_is(wifi->wl2g_mode, mode))
+        time_check_post_wifi_op(&wifi_bands[BAND_2G], OP_RESTART);
+    else if (mode_is(wifi->wl5g_mode, mode))
+        time_check_post_wifi_op(&wifi_bands[BAND_5G], OP_RESTART);
+}
+
+// ---- WISP ----
+
+// Whether `access_mode` is one that there is.
+static bool access_type_of(const char *access_mode, TPI_WAN_CONN_TYPE *type)
+{
+    if (mode_is(access_mode, "dhcp"))
+        *type = TPI_WAN_DHCP;
+    else if (mode_is(access_mode, "static"))
+        *type = TPI_WAN_STATIC;
+    else if (mode_is(access_mode, "pppoe"))
+        *type = TPI_WAN_PPPOE;
+    else
+        return false;
+    return true;
+}
+
+static void wisp_connected(TPI_WAN_CONN_TYPE type)
+{
+    wisp_link.last_link_status = TPI_CONNECTED;
+    wisp_link.wl_not_conn_time = 0;
+    if (type == TPI_WAN_STATIC && wisp_send_msgNetctrl == 1) {
+        post_op(WAN_MODULE, OP_WISP_UP, ",wan_id=1");
+        wisp_send_msgNetctrl = 0;
+    }
+}
+
+// The loss is told only if the WAN was seen up since the last one, the return only after a loss was told: two different
+// memories, on purpose.
+static void watch_wisp_radio(bool up)
+{
+    if (up) {
+        const bool lasts = time_check_state_lasts(&wisp_link.link_connect_count, &wisp_link.link_not_connect_count);
+        if (lasts && last_connect_status == TPI_NOT_CONNECTED) {
+            post_op(WIFI_MODULE, OP_WISP_START, "");
+            time_check_link_return_told(&wisp_link, TPI_NOT_CONNECTED); // the WAN has yet to be seen up
+            last_connect_status = TPI_CONNECTED;
+            wisp_send_msgNetctrl = 1;
+        }
+    } else {
+        const bool lasts = time_check_state_lasts(&wisp_link.link_not_connect_count, &wisp_link.link_connect_count);
+        if (lasts && wisp_link.last_link_status == TPI_CONNECTED) {
+            post_op(WIFI_MODULE, OP_WISP_STOP, "");
+            time_check_link_loss_told(&wisp_link);
+            last_connect_status = TPI_NOT_CONNECTED;
+        }
+    }
+}
+
+void wifi_wisp_link_check(P_WIFI_CONNECT wifi)
+{
+    const time_t now = time(nullptr);
+    if (tpi_wisp_get_webpage_status() == 0) {
+        wisp_link.last_link_status = TPI_NOT_CONNECTED;
+        wisp_link.link_not_connect_count = 0;
+        wisp_link.link_connect_count = 0;
+        return;
+    }
+    char access_mode[sizeof wifi->access_mode];
+    TPI_WAN_CONN_TYPE type = TPI_WAN_DHCP;
+    GetValue("wl.wisp.access_mode", access_mode);
+    if (!access_type_of(access_mode, &type))
+        return;
+
+    const int32_t phy = tpi_wifi_wisp_phy_link_check(wifi->ifname);
+    const bool radio_waits = phy == TPI_NOT_CONNECTED; // a radio that cannot be asked does not count the delays down
+    if (tpi_wifi_wisp_connect_check(wifi->ifname, type) == TPI_CONNECTED) {
+        wisp_connected(type);
+    } else {
+        wisp_send_msgNetctrl = 1;
+        time_check_link_add_lost_time(&wisp_link, now);
+        if (time_check_link_schedule_fallback(&wisp_link))
+            LOG_TRACE(DEBUG_INFO, "restart_wpa2_check = %d !!\n", wisp_link.restart_wpa2_check);
+        time_check_link_count_grace_down(&wisp_link, radio_waits);
+        printf("wisp NOT_CONNECTED,  wl_not_conn_time:%lld cur_time:%lld last_time:%lld \n",
+               static_cast<long long>(wisp_link.wl_not_conn_time), static_cast<long long>(now),
+               static_cast<long long>(wisp_link.last_time));
+        time_check_link_bounce_when_due(&wisp_link, wifi->ifname, "wisp not connected time over 60 s.");
+    }
+    if (time_check_link_fallback_is_due(&wisp_link) && radio_waits)
+        restart_wpa2_tkip_aes_check();
+    watch_wisp_radio(phy == TPI_CONNECTED);
+    wisp_link.last_time = now;
+}
+
+// Starts the PPPoE client in the background, on the WAN port's interface.
+static void start_pppoe_client()
+{
+    char text[ACCOUNT_SIZE];
+    char mtu_text[16];
+    char name[shell_quoted_size(sizeof text)];
+    char password[shell_quoted_size(sizeof text)];
+    char mtu[shell_quoted_size(sizeof mtu_text)];
+    GetValue("wl.wisp.pppoe_name", text);
+    shell_quoted(name, sizeof name, text);
+    GetValue("wl.wisp.pppoe_password", text);
+    shell_quoted(password, sizeof password, text);
+    GetValue("wl.wisp.pppoe_mtu", mtu_text);
+    shell_quoted(mtu, sizeof mtu, mtu_text);
+    doSystemCmd("echo nameserver > /etc/resolv_wisp.conf");
+    doSystemCmd("pppoecd eth1 -u %s -p %s -r %s -t %s -i 0 -U 0 &", name, password, mtu, mtu);
+}
+
+void check_wisp_pppoe_exist(P_WIFI_CONNECT wifi)
+{
+    static int32_t count; // ticks in a row without the client
+    constexpr int32_t MISSING_TICKS = 2;
+    constexpr int LINE_NUMBER = 659; // belongs to the line's fixed text
+    if (!mode_is(wifi->wl_mode, "wisp") || !mode_is(wifi->access_mode, "pppoe"))
+        return;
+    if (check_app("pppoecd") != 0) {
+        count = 0;
+        return;
+    }
+    count++;
+    if (count < MISSING_TICKS)
+        return;
+    printf("%s %d: pppoecd process not exist, restart pppoecd\n", __func__, LINE_NUMBER);
+    start_pppoe_client();
+    count = 0;
+}
+
+void wifi_wisp_check(P_WIFI_CONNECT wifi)
+{
+    wifi_wisp_link_check(wifi);
+    check_wisp_pppoe_exist(wifi);
+}
+
+void wispRebootWifi(P_WIFI_CONNECT wifi)
+{
+    TPI_WAN_CONN_TYPE type = TPI_WAN_DHCP;
+    if (access_type_of(wifi->access_mode, &type) && tpi_wifi_wisp_connect_check(wifi->ifname, type) != TPI_CONNECTED)
+        restart_radio_in_mode(wifi, "wisp");
+}
+
+void autoRebootWifi(P_WIFI_CONNECT wifi)
+{
+    if (mode_is(wifi->wl2g_mode, "wisp") || mode_is(wifi->wl5g_mode, "wisp"))
+        wispRebootWifi(wifi);
+    else if (mode_is(wifi->wl2g_mode, "apclient") || mode_is(wifi->wl5g_mode, "apclient"))
+        apClientRebootWifi(wifi);
+}
+
+// ---- AP client ----
+
+int32_t wl_get_sta_info(const char *ifname)
+{
+    return tpi_wifi_relay_phy_check(ifname) != WIFI_RELAY_CONNECTED;
+}
+
+// The first look only says how things stand.
+static void watch_apclient_radio(bool up)
+{
+    link_watch *link = &apclient_link;
+    if (link->last_link_status == 0)
+        link->last_link_status = up ? TPI_CONNECTED : TPI_NOT_CONNECTED;
+    if (up) {
+        const bool lasts = time_check_state_lasts(&link->link_connect_count, &link->link_not_connect_count);
+        if (lasts && link->last_link_status == TPI_NOT_CONNECTED) {
+            time_check_post_upstream(true);
+            time_check_link_return_told(link, TPI_CONNECTED);
+        }
+    } else {
+        const bool lasts = time_check_state_lasts(&link->link_not_connect_count, &link->link_connect_count);
+        if (lasts && link->last_link_status == TPI_CONNECTED) {
+            time_check_post_upstream(false);
+            time_check_link_loss_told(link);
+        }
+    }
+}
+
+void wifi_apclient_link_check(P_WIFI_CONNECT wifi)
+{
+    link_watch *link = &apclient_link;
+    const time_t now = time(nullptr);
+    const int32_t not_associated = wl_get_sta_info(wifi->ifname);
+    // Never: an AP client's grace and fallback do not count down, so a link loss does not arm the fallback. Kept on
+    // purpose.
+    const bool counts_down = not_associated == NOT_ASKED;
+    if (not_associated == 1) {
+        time_check_link_add_lost_time(link, now);
+        LOG_TRACE(DEBUG_INFO, "wireless phy disconnected! not_conn_time:%lld cur_time:%lld last_time:%lld \n",
+                  static_cast<long long>(link->wl_not_conn_time), static_cast<long long>(now),
+                  static_cast<long long>(link->last_time));
+    } else {
+        LOG_TRACE(DEBUG_INFO, "wireless phy connected!\n");
+        link->wl_not_conn_time = 0;
+    }
+    // An address from the upstream means that the association works, whatever the radio says.
+    if (mode_is(wifi->wl_enable, "1") && lan_address(wifi) == LAN_CONFIGURED_ADDRESS) {
+        time_check_link_schedule_fallback(link);
+        time_check_link_count_grace_down(link, counts_down);
+        time_check_link_bounce_when_due(link, wifi->ifname, "apclient not connected time over 60 s.");
+    }
+    if (time_check_link_fallback_is_due(link) && counts_down)
+        restart_wpa2_tkip_aes_check();
+    watch_apclient_radio(not_associated != 1);
+    link->last_time = now;
+}
+
+void wifi_apclient_check(P_WIFI_CONNECT wifi)
+{
+    wifi_apclient_link_check(wifi);
+}
+
+void APclientOpenDHCPS(P_WIFI_CONNECT wifi)
+{
+    if (!mode_is(wifi->wl_mode, "apclient"))
+        return;
+    SetValue("dhcps.en", "1");
+    if (CommitCfm() != 0)
+        post_op(DHCP_SERVER_MODULE, OP_RESTART, ",index=1");
+}
+
+void apClientRebootWifi(P_WIFI_CONNECT wifi)
+{
+    if (lan_address(wifi) == LAN_CONFIGURED_ADDRESS)
+        restart_radio_in_mode(wifi, "apclient");
+}
+
+// ---- cipher fallback ----
+// An upstream that says "tkip+aes" may take only one of them: tries "aes", then "tkip", then both again.
+
+static void run_on_console(char *program, char *argument)
+{
+    char *const argv[] = {program, argument, nullptr};
+    _eval(argv, ">/dev/console", 0, nullptr);
+}
+
+int32_t wpa2_tkip_aes_change(P_WIFI_CONNECT wifi, const char *crypto)
+{
+    constexpr int LINE_NUMBER = 297; // belongs to the line's fixed text
+    static char killall[] = "killall";
+    static char nas[] = "nas";
+    char key[32];
+    char ifname[shell_quoted_size(sizeof wifi->ifname)];
+
+    printf("[qx debug]:%s,%d,SET %s to continue!-\n", __func__, LINE_NUMBER, crypto);
+    snprintf(key, sizeof key, "%scrypto", wifi->prefix); // written nowhere, the cipher is only named: kept on purpose
+    shell_quoted(ifname, sizeof ifname, wifi->ifname);
+    doSystemCmd("wlconf %s down", ifname);
+    run_on_console(killall, nas);
+    doSystemCmd("wlconf %s up", ifname);
+    doSystemCmd("wlconf %s start", ifname);
+    run_on_console(nas, nullptr);
     return 1;
+}
+
+// From an exhausted "aes" the count wraps to the largest number: kept on purpose.
+static void fall_back_unasked(P_WIFI_CONNECT wifi)
+{
+    if (wifi->aes_try != TRY_TICKS)
+        wifi->aes_try--;
+    if (wifi->aes_try != 0 || wifi->tkip_try != TRY_TICKS)
+        return;
+    wpa2_tkip_aes_change(wifi, "tkip");
+    wifi->tkip_try--;
+}
+
+static void fall_back(P_WIFI_CONNECT wifi)
+{
+    if (wifi->tkip_aes_try != 0) {
+        wifi->tkip_aes_try--;
+        return;
+    }
+    if (wifi->aes_try == TRY_TICKS) {
+        wpa2_tkip_aes_change(wifi, "aes");
+    } else if (wifi->aes_try == 0 && wifi->tkip_try == TRY_TICKS) {
+        wpa2_tkip_aes_change(wifi, "tkip");
+    } else if (wifi->aes_try == 0 && wifi->tkip_try == 0 && wifi->first_time == 1) {
+        wpa2_tkip_aes_change(wifi, "tkip+aes");
+        wifi->first_time = 0;
+    }
+    if (wifi->aes_try != 0)
+        wifi->aes_try--;
+    else if (wifi->tkip_try != 0)
+        wifi->tkip_try--;
+}
+
+int32_t wpa2_tkip_aes_connect(P_WIFI_CONNECT wifi)
+{
+    if (mode_is(wifi->wl_mode, "ap"))
+        return -1;
+    if (wifi->aes_try == 0 && wifi->tkip_try == 0 && wifi->tkip_aes_try == 0 && wifi->first_time == 0)
+        return 1;
+
+    const int32_t phy = tpi_wifi_wisp_phy_link_check(wifi->ifname);
+    if (phy == TPI_CONNECTED || strcmp(wifi->wpapsk_type, "psk2") != 0 || strcmp(wifi->crypto, "tkip+aes") != 0) {
+        wifi->aes_try = 0;
+        wifi->tkip_try = 0;
+        wifi->tkip_aes_try = 0;
+        wifi->first_time = 0;
+        return 1;
+    }
+    if (phy == NOT_ASKED) {
+        fall_back_unasked(wifi);
+        return -1;
+    }
+    fall_back(wifi);
+    return 0;
+}
+
+void restart_wpa2_tkip_aes_check()
+{
+    LOG_TRACE(DEBUG_INFO, "restart wpa2_tkip_aes_check !!\n");
+    arm_fallback(&_WIFI_CONNECT_STRUCT_);
+}
+
+// ---- the tick ----
+
+static bool dhcp_client_runs(const WIFI_CONNECT *wifi)
+{
+    if (mode_is(wifi->wl_mode, "wisp"))
+        return check_app("udhcpc") != 0;
+    return mode_is(wifi->wl_mode, "apclient") && check_app("dhcpcd_lan") != 0;
+}
+
+// Keeps the supervision idle until the uplink's DHCP client has been started, or has had its time.
+static bool is_past_gate(const WIFI_CONNECT *wifi)
+{
+    if (first == 1 && dhcp_client_runs(wifi))
+        first = 0;
+    if (first == 1 && counts++ >= GATE_TICKS)
+        first = 0;
+    return first == 0;
+}
+
+static void supervise(P_WIFI_CONNECT wifi)
+{
+    if (wpa2_tkip_aes_connect(wifi) != 1)
+        return;
+    if (mode_is(wifi->wl_enable, "1") && mode_is(wifi->wl_mode, "wisp"))
+        wifi_wisp_check(wifi);
+    else if (mode_is(wifi->wl_mode, "apclient")) // whether or not the radio is enabled
+        wifi_apclient_check(wifi);
 }
 
 void time_check_wifi_connect()
 {
+    WIFI_CONNECT *wifi = &_WIFI_CONNECT_STRUCT_;
+    if (mode_is(wifi->wl_mode, "ap") || !is_past_gate(wifi))
+        return;
+    LOG_TRACE(DEBUG_INFO, "Begin to check wifi connect! \n");
+    if (wifiRestart == 0) {
+        supervise(wifi);
+        return;
+    }
+    if (wifiRestart == 1 && lan_address(wifi) != LAN_UPSTREAM_ADDRESS)
+        APclientOpenDHCPS(wifi);
+    wifiRestart--;
 }
