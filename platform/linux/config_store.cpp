@@ -47,6 +47,8 @@ static bool prepare_once()
     if (!is_prepared)
         is_prepared = pthread_key_create(&reader_key, end_thread) == 0 &&
                       pthread_atfork(nullptr, nullptr, forget_after_fork) == 0;
+    if (!is_prepared)
+        store_line("cannot be opened: the process has no room for its keys");
     return is_prepared;
 }
 

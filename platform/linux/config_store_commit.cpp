@@ -15,7 +15,7 @@
 static constexpr char COMMITTED[] = "config.txt";
 static constexpr char PREVIOUS[] = "config.txt.previous";
 static constexpr char DAMAGED[] = "config.txt.damaged"; // for people to look at
-static constexpr char NEW[] = "config.txt.new";
+static constexpr char BESIDE[] = "config.txt.new";
 
 // ---- the file as it is known ----
 
@@ -162,8 +162,8 @@ static int write_text(MDB_txn *transaction, int fd)
 // Writes the new file and syncs it, and ends the transaction in between: a disk may take its time. 0, or an errno.
 static int write_new(int dir, MDB_txn *transaction, struct stat *file)
 {
-    unlinkat(dir, NEW, 0); // left by a commit that was killed
-    const int fd = openat(dir, NEW, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    unlinkat(dir, BESIDE, 0); // left by a commit that was killed
+    const int fd = openat(dir, BESIDE, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     int rc = fd < 0 ? errno : write_text(transaction, fd);
     store_end_read(transaction);
     if (rc == 0 && (fsync(fd) != 0 || fstat(fd, file) != 0))
@@ -171,7 +171,7 @@ static int write_new(int dir, MDB_txn *transaction, struct stat *file)
     if (fd >= 0 && close(fd) != 0 && rc == 0)
         rc = errno;
     if (rc != 0)
-        unlinkat(dir, NEW, 0);
+        unlinkat(dir, BESIDE, 0);
     return rc;
 }
 
@@ -190,10 +190,10 @@ static int keep_old(int dir, const char *name)
 static int replace(int dir, const char *keep_as)
 {
     int rc = keep_as == nullptr ? 0 : keep_old(dir, keep_as);
-    if (rc == 0 && renameat(dir, NEW, dir, COMMITTED) != 0)
+    if (rc == 0 && renameat(dir, BESIDE, dir, COMMITTED) != 0)
         rc = errno;
     if (rc != 0)
-        unlinkat(dir, NEW, 0);
+        unlinkat(dir, BESIDE, 0);
     else if (fsync(dir) != 0)
         rc = errno;
     return rc;

@@ -103,8 +103,8 @@ void store_state_forget()
     store_state_close();
     pthread_mutex_init(&state_mutex, nullptr);
     pthread_mutex_init(&line_mutex, nullptr);
-    for (pthread_mutex_t &lock : thread_locks)
-        pthread_mutex_init(&lock, nullptr);
+    for (size_t lock = 0; lock < STORE_LOCKS; lock++)
+        pthread_mutex_init(thread_locks + lock, nullptr);
 }
 
 // ---- locks ----

@@ -91,31 +91,36 @@ static void put_char(store_text_writer *writer, char c)
     writer->buffer[writer->used++] = c;
 }
 
+// The letter behind the backslash for a character that has one, else 0.
+static char escape_letter(char c)
+{
+    switch (c) {
+    case '\\':
+        return '\\';
+    case '\n':
+        return 'n';
+    case '\r':
+        return 'r';
+    case '\t':
+        return 't';
+    default:
+        return '\0';
+    }
+}
+
 static void put_escaped(store_text_writer *writer, const char *text, size_t length)
 {
     static constexpr char DIGITS[] = "0123456789abcdef";
     for (size_t i = 0; i < length; i++) {
         const char c = text[i];
-        if (c != '\\' && !is_control(c)) {
+        const char letter = escape_letter(c);
+        if (letter == '\0' && !is_control(c)) {
             put_char(writer, c);
             continue;
         }
         put_char(writer, '\\');
-        switch (c) {
-        case '\\':
-            put_char(writer, '\\');
-            break;
-        case '\n':
-            put_char(writer, 'n');
-            break;
-        case '\r':
-            put_char(writer, 'r');
-            break;
-        case '\t':
-            put_char(writer, 't');
-            break;
-        default:
-            put_char(writer, 'x');
+        put_char(writer, letter == '\0' ? 'x' : letter);
+        if (letter == '\0') {
             put_char(writer, DIGITS[static_cast<unsigned char>(c) >> 4]);
             put_char(writer, DIGITS[static_cast<unsigned char>(c) & 15]);
         }
