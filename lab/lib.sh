@@ -80,6 +80,33 @@ wait_for()
     done
 }
 
+# ---- from outside: start and end ----
+
+# start_box: a new box in BOX_DIR, which is emptied; KEEPER is the process that keeps it
+start_box()
+{
+    rm -rf "$BOX_DIR"
+    mkdir -p "$BOX_DIR/log"
+    : >"$BOX_DIR/log/box.log"
+    export BOX_DIR BOX_PROGRAMS
+    setsid setpriv --pdeathsig KILL "$(dirname "${BASH_SOURCE[0]}")/box/outer" </dev/null &
+    KEEPER=$!
+}
+
+# end_box: everything in it ends at once; of its folder log/ alone is left
+end_box()
+{
+    local rig
+    rig=$(rig_pid) && kill -KILL "$rig"
+    wait_for 10 box_is_gone || die "the box in $BOX_DIR does not end"
+    rm -rf "$BOX_DIR"/{outer.pid,flash} "$BOX_DIR/log/ready"
+}
+
+box_is_gone()
+{
+    ! outer_pid >/dev/null
+}
+
 # ---- from outside: the processes that hold the box together, and the ways in ----
 
 # outer_pid: what was started for BOX_DIR; non-zero when that does not run any more

@@ -1,0 +1,35 @@
+// What people and their tools need of the store beyond platform/config_store.h. Each call prints a line on standard
+// error when it fails. Any thread, unless said otherwise.
+#ifndef PLATFORM_LINUX_CONFIG_STORE_ADMIN_H
+#define PLATFORM_LINUX_CONFIG_STORE_ADMIN_H
+
+#include <cstddef>
+
+constexpr size_t CONFIG_STORE_KEY_MAX = 511;     // bytes: what LMDB takes for a key
+constexpr size_t CONFIG_STORE_VALUE_MAX = 65536; // bytes
+
+// Opens the running store, and fills it from the committed file if this is its first use since the router started. The
+// other calls do so themselves; this one tells whether it worked.
+bool config_store_open();
+
+// Gives back what the process holds of the store; the next call opens it again. No other thread may be using the store.
+void config_store_close();
+
+// 1: the key is gone. 0: there was none (without a line). -1: the store could not be changed.
+int config_store_unset(const char *key);
+
+// Takes the next piece of a text, `length` bytes at `text`; false ends the call.
+typedef bool (*config_store_sink)(void *context, const char *text, size_t length);
+
+// Hands over the settings whose keys begin with `prefix`, sorted, as lines "key=value" with escapes. The whole store is
+// seen at one moment, and the store holds on to that moment until the call ends: a sink must not wait for anything.
+bool config_store_list(const char *prefix, config_store_sink sink, void *context);
+
+// The same for the whole store, with the last line by which a damaged file is recognised: what CommitCfm writes.
+bool config_store_export(config_store_sink sink, void *context);
+
+// Stores the settings of a text in that form, read from `fd` to its end: all or, when a line is wrong or they do not
+// fit, none. `name` stands for the text in the lines about it. The last line may be missing or wrong here.
+bool config_store_import(int fd, const char *name);
+
+#endif
