@@ -63,6 +63,7 @@ public:
     // and is remembered.
     void missing(const std::string &path);
     const std::vector<std::string> &unknown_paths() const;
+    void directory(const std::string &path); // an empty one; a path with files under it is a directory by itself
     std::vector<std::string> open_descriptors() const; // paths of what the daemon has open now
 
     // /sys/class/net/IFNAME/statistics/{rx,tx}_bytes
@@ -133,7 +134,8 @@ public:
     // ---- faults ----
 
     // The `nth` call (from 1, counted from now) of a wrapped or contract call fails with `error` in errno, once or
-    // from then on. An unknown name throws std::invalid_argument. faults.list has the names.
+    // from then on. An unknown name throws std::invalid_argument; calls() has them
+    // all.
     void fail(const std::string &call, unsigned nth = 1, int error = 5, bool forever = false);
     void clear_faults();
     uint64_t calls_made(const std::string &call) const; // since the process began

@@ -1,0 +1,74 @@
+#include "platform/sim/faults.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "platform/sim/model.h"
+#include "platform/sim/virtual_router.h"
+
+namespace sim
+{
+namespace
+{
+
+size_t index_of(std::string_view call)
+{
+    const auto &names = Faults::names();
+    const auto found = std::ranges::find(names, call);
+    if (found == names.end())
+        throw std::invalid_argument("no call that can fail: " + std::string(call));
+    return static_cast<size_t>(found - names.begin());
+}
+
+} // namespace
+
+const std::vector<std::string> &Faults::names()
+{
+#define SIM_CALL_NAME(name) #name,
+    static const std::vector<std::string> all = {SIM_CALLS(SIM_CALL_NAME)};
+#undef SIM_CALL_NAME
+    return all;
+}
+
+void Faults::order(std::string_view call, unsigned nth, int error, bool forever)
+{
+    Counter &counter = counters_[index_of(call)];
+    counter.fails_at = counter.made + nth;
+    counter.error = error;
+    counter.forever = forever;
+}
+
+void Faults::clear()
+{
+    for (Counter &counter : counters_)
+        counter.fails_at = NEVER;
+}
+
+uint64_t Faults::made(std::string_view call) const
+{
+    return counters_[index_of(call)].made;
+}
+
+// ---- what tests ask for ----
+
+void VirtualRouter::fail(const std::string &call, unsigned nth, int error, bool forever)
+{
+    model().faults.order(call, nth, error, forever);
+}
+
+void VirtualRouter::clear_faults()
+{
+    model().faults.clear();
+}
+
+uint64_t VirtualRouter::calls_made(const std::string &call) const
+{
+    return model().faults.made(call);
+}
+
+const std::vector<std::string> &VirtualRouter::calls()
+{
+    return Faults::names();
+}
+
+} // namespace sim

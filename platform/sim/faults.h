@@ -1,0 +1,91 @@
+// Calls that fail on order, and how often each was made.
+#ifndef PLATFORM_SIM_FAULTS_H
+#define PLATFORM_SIM_FAULTS_H
+
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace sim
+{
+
+// Every wrapped and contract call that can fail.
+#define SIM_CALLS(CALL)                                                                                                \
+    CALL(open)                                                                                                         \
+    CALL(read)                                                                                                         \
+    CALL(write)                                                                                                        \
+    CALL(lseek)                                                                                                        \
+    CALL(fsync)                                                                                                        \
+    CALL(close)                                                                                                        \
+    CALL(access)                                                                                                       \
+    CALL(rename)                                                                                                       \
+    CALL(unlink)                                                                                                       \
+    CALL(fopen)                                                                                                        \
+    CALL(popen)                                                                                                        \
+    CALL(opendir)                                                                                                      \
+    CALL(readdir)                                                                                                      \
+    CALL(select)                                                                                                       \
+    CALL(gethostbyname)                                                                                                \
+    CALL(pthread_create)                                                                                               \
+    CALL(GetValue)                                                                                                     \
+    CALL(SetValue)                                                                                                     \
+    CALL(CommitCfm)                                                                                                    \
+    CALL(RegMsgHandle)                                                                                                 \
+    CALL(send_msg_to_netctrl)                                                                                          \
+    CALL(doSystemCmd)                                                                                                  \
+    CALL(_eval)                                                                                                        \
+    CALL(tpi_systool_reboot)                                                                                           \
+    CALL(get_statistic_info)                                                                                           \
+    CALL(getIfIp)                                                                                                      \
+    CALL(getWanIfName)                                                                                                 \
+    CALL(get_eth_name)                                                                                                 \
+    CALL(tpi_wan_get_ip)                                                                                               \
+    CALL(wan_lan_check)                                                                                                \
+    CALL(wanid_to_sw_port)                                                                                             \
+    CALL(simple_ping)                                                                                                  \
+    CALL(ping_by_interface)                                                                                            \
+    CALL(tpi_wifi_get_ifname)                                                                                          \
+    CALL(tpi_wifi_wisp_connect_check)                                                                                  \
+    CALL(tpi_wifi_wisp_phy_link_check)                                                                                 \
+    CALL(tpi_wifi_relay_phy_check)                                                                                     \
+    CALL(vos_get_value_from_file)
+
+#define SIM_CALL_ID(name) name,
+enum class Call : uint8_t { SIM_CALLS(SIM_CALL_ID) COUNT };
+#undef SIM_CALL_ID
+
+class Faults
+{
+public:
+    // Counts the call; true when it has to fail, and then errno is set.
+    bool hits(Call call)
+    {
+        Counter &counter = counters_[static_cast<size_t>(call)];
+        counter.made++;
+        if (counter.made < counter.fails_at || (counter.made > counter.fails_at && !counter.forever))
+            return false;
+        errno = counter.error;
+        return true;
+    }
+    void order(std::string_view call, unsigned nth, int error, bool forever);
+    void clear();
+    uint64_t made(std::string_view call) const;
+    static const std::vector<std::string> &names();
+
+private:
+    static constexpr uint64_t NEVER = UINT64_MAX;
+    struct Counter {
+        uint64_t made = 0;
+        uint64_t fails_at = NEVER;
+        int error = 0;
+        bool forever = false;
+    };
+    std::array<Counter, static_cast<size_t>(Call::COUNT)> counters_ = {};
+};
+
+} // namespace sim
+
+#endif

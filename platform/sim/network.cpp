@@ -1,0 +1,279 @@
+#include "platform/sim/network.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <cstdlib>
+#include <sstream>
+
+#include "platform/sim/model.h"
+
+namespace sim
+{
+namespace
+{
+
+constexpr std::string_view NEIGHBOURS_HEADER =
+    "IP address       HW type     Flags       HW address            Mask     Device\n";
+constexpr std::string_view MULTICAST_HEADER =
+    "Interface      BytesIn  PktsIn  BytesOut PktsOut Flags Local    Remote\n";
+
+} // namespace
+
+// ---- counters and neighbours ----
+
+void Network::set_counters(const std::string &ifname, uint64_t rx_bytes, uint64_t tx_bytes)
+{
+    const std::string folder = "/sys/class/net/" + ifname + "/statistics/";
+    counted_.insert(ifname);
+    model().files.set(folder + "rx_bytes", std::to_string(rx_bytes) + "\n");
+    model().files.set(folder + "tx_bytes", std::to_string(tx_bytes) + "\n");
+}
+
+void Network::set_neighbour(const std::string &ip, const std::string &flags, const std::string &mac,
+                            const std::string &ifname)
+{
+    const Neighbour neighbour = {.ip = ip, .flags = flags, .mac = mac, .ifname = ifname};
+    const auto same = std::ranges::find_if(
+        neighbours_, [&](const Neighbour &each) { return each.ip == ip && each.ifname == ifname; });
+    if (same == neighbours_.end())
+        neighbours_.push_back(neighbour);
+    else
+        *same = neighbour;
+    write_neighbours();
+}
+
+void Network::clear_neighbours()
+{
+    neighbours_.clear();
+    write_neighbours();
+}
+
+void Network::write_neighbours()
+{
+    std::string text(NEIGHBOURS_HEADER);
+    for (const Neighbour &each : neighbours_) {
+        char line[256];
+        snprintf(line, sizeof line, "%-16s 0x1         %-12s%s     *        %s\n", each.ip.c_str(), each.flags.c_str(),
+                 each.mac.c_str(), each.ifname.c_str());
+        text += line;
+    }
+    model().files.set("/proc/net/arp", text);
+}
+
+void Network::set_multicast(const std::string &ifname, uint64_t bytes_out)
+{
+    multicast_[ifname] = bytes_out;
+    write_multicast();
+}
+
+void Network::write_multicast()
+{
+    std::string text(MULTICAST_HEADER);
+    int number = 0;
+    for (const auto &[ifname, bytes_out] : multicast_) {
+        char line[256];
+        snprintf(line, sizeof line, "%2d %-10s %8d %7d  %8llu %7d %05X %08X %08X\n", number++, ifname.c_str(), 0, 0,
+                 static_cast<unsigned long long>(bytes_out), 0, 0, 0, 0);
+        text += line;
+    }
+    model().files.set("/proc/net/ip_mr_vif", text);
+}
+
+void Network::set_host(const std::string &ip, uint64_t up_bytes, uint64_t down_bytes)
+{
+    const auto found = std::ranges::find(hosts_, ip, &Host::ip);
+    Host &host = found != hosts_.end() ? *found : hosts_.emplace_back();
+    host = {.ip = ip, .up_bytes = up_bytes, .down_bytes = down_bytes};
+}
+
+void Network::remove_host(std::string_view ip)
+{
+    std::erase_if(hosts_, [ip](const Host &each) { return each.ip == ip; });
+}
+
+// ---- interfaces ----
+
+const char *Network::kept(const std::string &text) const
+{
+    return text.empty() ? nullptr : kept_.insert(text).first->c_str();
+}
+
+void Network::set_address(const std::string &ifname, const std::string &ip)
+{
+    if (ip.empty())
+        addresses_.erase(ifname);
+    else
+        addresses_.at_key(ifname) = ip;
+}
+
+const std::string *Network::address(std::string_view ifname) const
+{
+    return addresses_.value_of(ifname);
+}
+
+void Network::set_link(int port, bool up)
+{
+    links_[port] = up;
+}
+
+bool Network::link(int port) const
+{
+    const auto found = links_.find(port);
+    return found != links_.end() && found->second;
+}
+
+void Network::set_wan(int wan_id, const std::string &ifname)
+{
+    wans_[wan_id] = ifname;
+}
+
+const char *Network::wan(int wan_id) const
+{
+    const auto found = wans_.find(wan_id);
+    return found == wans_.end() ? nullptr : kept(found->second);
+}
+
+void Network::set_wan_port(int wan_id, int port)
+{
+    wan_ports_[wan_id] = port;
+}
+
+int Network::wan_port(int wan_id) const
+{
+    const auto found = wan_ports_.find(wan_id);
+    return found == wan_ports_.end() ? wan_id : found->second;
+}
+
+void Network::set_eth_name(int id, const std::string &name)
+{
+    eth_names_[id] = name;
+}
+
+const char *Network::eth_name(int id) const
+{
+    const auto found = eth_names_.find(id);
+    return found == eth_names_.end() ? nullptr : kept(found->second);
+}
+
+// ---- names ----
+
+void Network::set_name(const std::string &host_name, const std::string &ip)
+{
+    names_[host_name] = ip;
+}
+
+void Network::set_dns(bool up)
+{
+    dns_up_ = up;
+}
+
+void Network::set_name_server(const std::string &ip, bool up)
+{
+    name_servers_[ip] = up;
+}
+
+void Network::set_dns_durations(Micros answered, Micros failed)
+{
+    dns_answered_ = answered;
+    dns_failed_ = failed;
+}
+
+void Network::set_internet(bool up)
+{
+    internet_ = up;
+}
+
+// Only the first name server of the file is asked.
+bool Network::name_server_answers() const
+{
+    std::istringstream lines(model().files.text_of("/etc/resolv.conf"));
+    std::string word;
+    std::string server;
+    for (std::string line; server.empty() && std::getline(lines, line);) {
+        std::istringstream words(line);
+        words >> word;
+        if (word == "nameserver")
+            words >> server;
+    }
+    const auto found = name_servers_.find(server);
+    return dns_up_ && !server.empty() && (found == name_servers_.end() || found->second);
+}
+
+std::string Network::lookup(const std::string &host_name)
+{
+    if (!name_server_answers())
+        return "";
+    const auto found = names_.find(host_name);
+    if (found != names_.end())
+        return found->second;
+    if (!internet_)
+        return "";
+    const std::string ip = "198.51.100." + std::to_string(names_.size() + 1);
+    names_[host_name] = ip;
+    return ip;
+}
+
+struct hostent *Network::resolve(const char *host_name)
+{
+    const std::string ip = lookup(host_name);
+    model().scheduler.wait(ip.empty() ? dns_failed_ : dns_answered_);
+    if (inet_pton(AF_INET, ip.c_str(), &answer_.address) != 1) {
+        h_errno = HOST_NOT_FOUND;
+        return nullptr;
+    }
+    answer_.name = host_name;
+    answer_.addresses = {reinterpret_cast<char *>(&answer_.address), nullptr};
+    answer_.aliases = {nullptr};
+    answer_.entry.h_name = answer_.name.data();
+    answer_.entry.h_aliases = answer_.aliases.data();
+    answer_.entry.h_addrtype = AF_INET;
+    answer_.entry.h_length = sizeof answer_.address;
+    answer_.entry.h_addr_list = answer_.addresses.data();
+    return &answer_.entry;
+}
+
+// ---- pings ----
+
+void Network::set_reachable(const std::string &ip, const std::string &ifname, bool answers)
+{
+    reachable_[{ip, ifname}] = answers;
+}
+
+void Network::set_ping_durations(Micros answered, Micros failed)
+{
+    ping_answered_ = answered;
+    ping_failed_ = failed;
+}
+
+bool Network::answers(const std::string &ip, const std::string &ifname) const
+{
+    const std::array<std::pair<std::string, std::string>, 4> told = {
+        {{ip, ifname}, {ip, ""}, {"*", ifname}, {"*", ""}}};
+    for (const auto &each : told)
+        if (const auto found = reachable_.find(each); found != reachable_.end())
+            return found->second;
+    return internet_;
+}
+
+bool Network::ping(const char *ip, int count, const char *ifname)
+{
+    in_addr_t address = 0;
+    if (inet_pton(AF_INET, ip, &address) != 1)
+        return false;
+    const bool answered = answers(ip, ifname == nullptr ? "" : ifname);
+    model().scheduler.wait(answered ? ping_answered_ : ping_failed_ * count);
+    return answered;
+}
+
+void Network::machine_restarted()
+{
+    for (Host &host : hosts_)
+        host.up_bytes = host.down_bytes = 0;
+    for (auto &[ifname, bytes_out] : multicast_)
+        bytes_out = 0;
+    write_multicast();
+    for (const std::string &ifname : counted_)
+        set_counters(ifname, 0, 0);
+}
+
+} // namespace sim

@@ -1,0 +1,61 @@
+// The processes of the router, and the CPU time that they use.
+#ifndef PLATFORM_SIM_PROCESSES_H
+#define PLATFORM_SIM_PROCESSES_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/sim/scheduler.h"
+
+namespace sim
+{
+
+class Processes
+{
+public:
+    // Takes over /proc/stat.
+    void begin();
+    void start(const std::string &name, int pid, const std::string &argv);
+    // Starts it under a process id of its own choosing.
+    void start(const std::string &name, const std::string &argv)
+    {
+        start(name, next_pid_++, argv);
+    }
+    // Whether there was one.
+    bool end(std::string_view name);
+    bool runs(std::string_view name) const;
+    void set_cpus(int number)
+    {
+        cpus_ = number;
+    }
+    void set_share(std::string_view name, double percent_of_one_cpu);
+    // What "ps | grep PATTERN" prints, its own shell and grep included.
+    std::string listed(std::string_view pattern);
+
+private:
+    struct Process {
+        std::string name;
+        int pid;
+        std::string argv;
+        int64_t share; // hundredths of a percent of one CPU
+        Micros since;  // when it got this share
+        Micros used;   // CPU time until then
+        Micros used_at(Micros now) const
+        {
+            return used + (now - since) * share / 10000;
+        }
+    };
+    void describe(int pid, std::string &text) const;
+    void describe_machine(std::string &text) const;
+
+    std::vector<Process> processes_;
+    Micros used_by_ended_ = 0;
+    int cpus_ = 1;
+    int next_pid_ = 1000;
+};
+
+} // namespace sim
+
+#endif

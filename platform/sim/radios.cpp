@@ -1,0 +1,88 @@
+#include "platform/sim/radios.h"
+
+#include <cstdio>
+
+#include "platform/sim/model.h"
+#include "platform/sim/virtual_router.h"
+#include "platform/wifi.h"
+
+using sim::Call;
+using sim::model;
+using sim::Radio;
+
+static Radio radio_of(const char *ifname)
+{
+    const Radio *const radio = model().radios.by_name.value_of(ifname);
+    return radio == nullptr ? Radio{} : *radio;
+}
+
+extern "C" {
+
+int tpi_wifi_get_ifname(int band, int kind, char *ifname)
+{
+    const auto found = model().radios.names.find(band);
+    const bool fails = model().faults.hits(Call::tpi_wifi_get_ifname);
+    ifname[0] = '\0';
+    if (fails || kind != TPI_WIFI_KIND_CLIENT || found == model().radios.names.end())
+        return -1;
+    snprintf(ifname, WIFI_IFNAME_SIZE, "%s", found->second.c_str());
+    return 0;
+}
+
+int tpi_wifi_wisp_connect_check(const char *ifname, int /*access_type*/)
+{
+    if (model().faults.hits(Call::tpi_wifi_wisp_connect_check))
+        return TPI_NOT_CONNECTED;
+    const Radio radio = radio_of(ifname);
+    if (radio.connection)
+        return *radio.connection;
+    if (radio.phy != TPI_CONNECTED)
+        return TPI_NOT_CONNECTED;
+    return model().network.address(ifname) != nullptr ? TPI_CONNECTED : TPI_CONNECTING;
+}
+
+int tpi_wifi_wisp_phy_link_check(const char *ifname)
+{
+    return model().faults.hits(Call::tpi_wifi_wisp_phy_link_check) ? -1 : radio_of(ifname).phy;
+}
+
+int tpi_wifi_relay_phy_check(const char *ifname)
+{
+    return model().faults.hits(Call::tpi_wifi_relay_phy_check) ? WIFI_RELAY_DOWN : radio_of(ifname).relay;
+}
+
+int tpi_wisp_get_webpage_status(void)
+{
+    return model().radios.webpage_status;
+}
+
+} // extern "C"
+
+// ---- what tests set ----
+
+namespace sim
+{
+
+void VirtualRouter::radio(const std::string &ifname, int phy_state, int relay_state)
+{
+    Radio &radio = model().radios.by_name.at_key(ifname);
+    radio.phy = phy_state;
+    radio.relay = relay_state;
+}
+
+void VirtualRouter::radio_connection(const std::string &ifname, int state)
+{
+    model().radios.by_name.at_key(ifname).connection = state;
+}
+
+void VirtualRouter::radio_name(int band, const std::string &ifname)
+{
+    model().radios.names[band] = ifname;
+}
+
+void VirtualRouter::wisp_page(int status)
+{
+    model().radios.webpage_status = status;
+}
+
+} // namespace sim

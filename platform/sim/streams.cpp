@@ -1,0 +1,122 @@
+#include "platform/sim/streams.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+
+#include "platform/sim/model.h"
+
+namespace sim
+{
+
+ssize_t Streams::read(void *cookie, char *buffer, size_t size)
+{
+    return model().faults.hits(Call::read) ? -1 : model().files.read(static_cast<Stream *>(cookie)->fd, buffer, size);
+}
+
+ssize_t Streams::write(void *cookie, const char *data, size_t size)
+{
+    const Stream *const stream = static_cast<Stream *>(cookie);
+    if (stream->owner->abandoned_)
+        return static_cast<ssize_t>(size);
+    if (model().faults.hits(Call::write))
+        return 0; // how a cookie stream tells stdio of an error
+    return model().files.write(stream->fd, data, size);
+}
+
+int Streams::seek(void *cookie, off64_t *offset, int whence)
+{
+    const off_t position = model().files.seek(static_cast<Stream *>(cookie)->fd, *offset, whence);
+    *offset = position;
+    return position < 0 ? -1 : 0;
+}
+
+int Streams::close(void *cookie)
+{
+    Stream *const stream = static_cast<Stream *>(cookie);
+    const int result = stream->owner->abandoned_ ? 0 : model().files.close(stream->fd);
+    std::erase_if(stream->owner->streams_, [stream](const auto &each) { return each.get() == stream; });
+    return result;
+}
+
+FILE *Streams::stream_of(int fd, const char *mode)
+{
+    if (fd < 0)
+        return nullptr;
+    Stream &stream = *streams_.emplace_back(std::make_unique<Stream>(Stream{.fd = fd, .file = nullptr, .owner = this}));
+    stream.file = fopencookie(&stream, mode, {.read = read, .write = write, .seek = seek, .close = close});
+    return stream.file;
+}
+
+FILE *Streams::open(const char *path, const char *mode)
+{
+    const bool update = strchr(mode, '+') != nullptr;
+    int flags = update ? O_RDWR : O_WRONLY;
+    if (mode[0] == 'r')
+        flags = update ? O_RDWR : O_RDONLY;
+    else if (mode[0] == 'w')
+        flags |= O_CREAT | O_TRUNC;
+    else if (mode[0] == 'a')
+        flags |= O_CREAT | O_APPEND;
+    else {
+        errno = EINVAL;
+        return nullptr;
+    }
+    return stream_of(model().files.open(path, flags), mode);
+}
+
+FILE *Streams::open_text(std::string_view name, std::string_view text)
+{
+    return stream_of(model().files.open_text(name, text), "r");
+}
+
+void Streams::machine_restarted()
+{
+    abandoned_ = true;
+    while (!streams_.empty())
+        fclose(streams_.back()->file);
+    abandoned_ = false;
+    directories_.clear();
+}
+
+// ---- directories ----
+
+DIR *Streams::open_directory(const char *path)
+{
+    std::vector<std::string> names;
+    if (!model().files.list(path, names))
+        return nullptr;
+    directories_.push_back(
+        std::make_unique<Directory>(Directory{.path = path, .names = std::move(names), .next = 0, .entry = {}}));
+    return reinterpret_cast<DIR *>(directories_.back().get());
+}
+
+struct dirent *Streams::next_entry(DIR *directory)
+{
+    Directory *const of = reinterpret_cast<Directory *>(directory);
+    if (of->next == of->names.size())
+        return nullptr;
+    const std::string &name = of->names[of->next++];
+    const size_t length = std::min(name.size(), sizeof of->entry.d_name - 1);
+    memcpy(of->entry.d_name, name.c_str(), length);
+    of->entry.d_name[length] = '\0';
+    return &of->entry;
+}
+
+int Streams::close_directory(DIR *directory)
+{
+    std::erase_if(directories_,
+                  [directory](const auto &each) { return reinterpret_cast<DIR *>(each.get()) == directory; });
+    return 0;
+}
+
+std::vector<std::string> Streams::open_directories() const
+{
+    std::vector<std::string> paths;
+    for (const auto &each : directories_)
+        paths.push_back(each->path);
+    return paths;
+}
+
+} // namespace sim

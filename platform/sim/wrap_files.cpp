@@ -1,0 +1,149 @@
+// The daemon's files: its libc calls, led to the virtual files.
+#include <cstdarg>
+#include <cstdio>
+#include <dirent.h>
+
+#include "platform/sim/model.h"
+#include "platform/sim/wrap.h"
+
+using sim::Call;
+using sim::model;
+
+extern "C" {
+
+int sim_open(const char *path, int flags, ...)
+{
+    return model().faults.hits(Call::open) ? -1 : model().files.open(path, flags);
+}
+
+ssize_t sim_read(int fd, void *buffer, size_t size)
+{
+    return model().faults.hits(Call::read) ? -1 : model().files.read(fd, static_cast<char *>(buffer), size);
+}
+
+ssize_t sim_write(int fd, const void *data, size_t size)
+{
+    if (fd == 1 || fd == 2) {
+        model().log.print({static_cast<const char *>(data), size});
+        return static_cast<ssize_t>(size);
+    }
+    return model().faults.hits(Call::write) ? -1 : model().files.write(fd, static_cast<const char *>(data), size);
+}
+
+off_t sim_lseek(int fd, off_t offset, int whence)
+{
+    return model().faults.hits(Call::lseek) ? -1 : model().files.seek(fd, offset, whence);
+}
+
+int sim_fsync(int fd)
+{
+    return model().faults.hits(Call::fsync) ? -1 : model().files.sync(fd);
+}
+
+int sim_close(int fd)
+{
+    const bool fails = model().faults.hits(Call::close); // the descriptor is gone all the same
+    const int error = errno;
+    const int result = model().files.close(fd);
+    errno = error;
+    return fails ? -1 : result;
+}
+
+int sim_access(const char *path, int /*mode*/)
+{
+    return model().faults.hits(Call::access) ? -1 : model().files.access(path);
+}
+
+int sim_rename(const char *from, const char *to)
+{
+    return model().faults.hits(Call::rename) ? -1 : model().files.rename(from, to);
+}
+
+int sim_unlink(const char *path)
+{
+    return model().faults.hits(Call::unlink) ? -1 : model().files.unlink(path);
+}
+
+FILE *sim_fopen(const char *path, const char *mode)
+{
+    return model().faults.hits(Call::fopen) ? nullptr : model().streams.open(path, mode);
+}
+
+FILE *sim_popen(const char *command, const char * /*mode*/)
+{
+    if (model().faults.hits(Call::popen))
+        return nullptr;
+    return model().streams.open_text(std::string("popen ") + command, model().commands.output_of(command));
+}
+
+int sim_pclose(FILE *stream)
+{
+    return fclose(stream);
+}
+
+DIR *sim_opendir(const char *path)
+{
+    return model().faults.hits(Call::opendir) ? nullptr : model().streams.open_directory(path);
+}
+
+struct dirent *sim_readdir(DIR *directory)
+{
+    return model().faults.hits(Call::readdir) ? nullptr : model().streams.next_entry(directory);
+}
+
+int sim_closedir(DIR *directory)
+{
+    return model().streams.close_directory(directory);
+}
+
+// ---- standard output ----
+
+int sim_setvbuf(FILE *stream, char *buffer, int mode, size_t size)
+{
+    return stream == stdout ? 0 : setvbuf(stream, buffer, mode, size);
+}
+
+int sim_fflush(FILE *stream)
+{
+    return stream == stdout ? 0 : fflush(stream);
+}
+
+int sim_vprintf(const char *format, va_list arguments)
+{
+    model().log.print_format(format, arguments);
+    return 0;
+}
+
+int sim_printf(const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    model().log.print_format(format, arguments);
+    va_end(arguments);
+    return 0;
+}
+
+int sim_printf_chk(int /*flag*/, const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    model().log.print_format(format, arguments);
+    va_end(arguments);
+    return 0;
+}
+
+int sim_puts(const char *text)
+{
+    model().log.print(text);
+    model().log.print("\n");
+    return 0;
+}
+
+int sim_putchar(int character)
+{
+    const char text = static_cast<char>(character);
+    model().log.print({&text, 1});
+    return character;
+}
+
+} // extern "C"

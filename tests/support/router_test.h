@@ -1,0 +1,69 @@
+// The fixture of tests on the virtual router: a factory router, and at the end of each test a look at whether the
+// daemon left its world in order.
+#ifndef TESTS_SUPPORT_ROUTER_TEST_H
+#define TESTS_SUPPORT_ROUTER_TEST_H
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <initializer_list>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/sim/virtual_router.h"
+
+using Lines = std::vector<std::string>;
+
+class RouterTest : public testing::Test
+{
+protected:
+    sim::VirtualRouter &box = sim::router();
+
+    void TearDown() override
+    {
+        EXPECT_EQ(box.unknown_paths(), Lines{}) << "the daemon opened paths that the test does not know of";
+        EXPECT_EQ(box.open_descriptors(), Lines{}) << "the daemon left these open";
+    }
+
+    // Sets several keys of the store.
+    void configure(std::initializer_list<std::pair<std::string_view, std::string_view>> settings)
+    {
+        for (const auto &[key, value] : settings)
+            box.set(key, value);
+    }
+
+    // Whether the daemon printed a line with this body.
+    bool has_body(std::string_view body) const
+    {
+        const Lines bodies = box.bodies();
+        return std::ranges::find(bodies, body) != bodies.end();
+    }
+
+    // Whether the daemon printed a line that holds this text. Console lines carry line numbers, which may change.
+    bool has_line(std::string_view text) const
+    {
+        return lines_with(text) > 0;
+    }
+
+    size_t lines_with(std::string_view text) const
+    {
+        return static_cast<size_t>(std::ranges::count_if(
+            box.log(), [text](const std::string &line) { return line.find(text) != std::string::npos; }));
+    }
+
+    // How often exactly this act happened.
+    size_t times(std::string_view act) const
+    {
+        return static_cast<size_t>(std::ranges::count(box.journal(), act));
+    }
+};
+
+// The whole journal, act by act; without arguments: nothing happened.
+#define EXPECT_ACTS(...) EXPECT_EQ(sim::router().journal(), (Lines{__VA_ARGS__}))
+
+// The bodies of all lines printed.
+#define EXPECT_BODIES(...) EXPECT_EQ(sim::router().bodies(), (Lines{__VA_ARGS__}))
+
+#endif

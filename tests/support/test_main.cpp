@@ -1,0 +1,121 @@
+// The main of every test program. The code under test starts once a process and has no reset, so each test runs in a
+// process of its own: with one test selected this is it, otherwise there is a child for each.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <fnmatch.h>
+#include <gtest/gtest.h>
+#include <string>
+#include <string_view>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace
+{
+
+bool matches_one(const std::string &name, std::string_view patterns)
+{
+    while (!patterns.empty()) {
+        const size_t end = std::min(patterns.find(':'), patterns.size());
+        if (fnmatch(std::string(patterns.substr(0, end)).c_str(), name.c_str(), FNM_NOESCAPE) == 0)
+            return true;
+        patterns.remove_prefix(std::min(end + 1, patterns.size()));
+    }
+    return false;
+}
+
+// GoogleTest's filter: patterns, then after a "-" patterns of what is left out.
+bool selected(const std::string &name, bool disabled)
+{
+    if (disabled && !GTEST_FLAG_GET(also_run_disabled_tests))
+        return false;
+    const std::string filter = GTEST_FLAG_GET(filter);
+    const size_t minus = std::min(filter.find('-'), filter.size());
+    const std::string_view wanted = std::string_view(filter).substr(0, minus);
+    const std::string_view unwanted = std::string_view(filter).substr(std::min(minus + 1, filter.size()));
+    return matches_one(name, wanted.empty() ? "*" : wanted) && !matches_one(name, unwanted);
+}
+
+std::vector<std::string> selected_tests()
+{
+    std::vector<std::string> names;
+    const testing::UnitTest &all = *testing::UnitTest::GetInstance();
+    for (int i = 0; i < all.total_test_suite_count(); i++) {
+        const testing::TestSuite &suite = *all.GetTestSuite(i);
+        for (int j = 0; j < suite.total_test_count(); j++) {
+            const std::string test = suite.GetTestInfo(j)->name();
+            const std::string name = std::string(suite.name()) + "." + test;
+            if (selected(name, name.find("DISABLED_") != std::string::npos))
+                names.push_back(name);
+        }
+    }
+    return names;
+}
+
+std::string read_all(int fd)
+{
+    std::string text;
+    char part[4096];
+    for (ssize_t got = read(fd, part, sizeof part); got > 0; got = read(fd, part, sizeof part))
+        text.append(part, static_cast<size_t>(got));
+    close(fd);
+    return text;
+}
+
+// What the test's process printed goes to `output`.
+bool passes_in_own_process(const std::string &name, std::string &output)
+{
+    int ends[2];
+    if (pipe(ends) != 0)
+        return false;
+    fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(ends[1], STDOUT_FILENO);
+        dup2(ends[1], STDERR_FILENO);
+        close(ends[0]);
+        close(ends[1]);
+        GTEST_FLAG_SET(filter, name);
+        exit(RUN_ALL_TESTS());
+    }
+    close(ends[1]);
+    output = read_all(ends[0]);
+    int status = 0;
+    const bool ended = child > 0 && waitpid(child, &status, 0) == child;
+    if (ended && WIFSIGNALED(status))
+        output += "ended by signal " + std::to_string(WTERMSIG(status)) + "\n";
+    return ended && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+int run_each_in_own_process(const std::vector<std::string> &names)
+{
+    std::vector<std::string> failed;
+    for (const std::string &name : names) {
+        const auto begin = std::chrono::steady_clock::now();
+        std::string output;
+        const bool passed = passes_in_own_process(name, output);
+        const auto took =
+            std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin).count();
+        if (!passed) {
+            failed.push_back(name);
+            printf("%s", output.c_str());
+        }
+        printf("[%s] %s (%lld ms)\n", passed ? "       OK " : "  FAILED  ", name.c_str(), static_cast<long long>(took));
+    }
+    printf("[==========] %zu tests ran.\n[  PASSED  ] %zu tests.\n", names.size(), names.size() - failed.size());
+    for (const std::string &name : failed)
+        printf("[  FAILED  ] %s\n", name.c_str());
+    return failed.empty() ? 0 : 1;
+}
+
+} // namespace
+
+int main(int count, char **arguments)
+{
+    testing::InitGoogleTest(&count, arguments);
+    if (GTEST_FLAG_GET(list_tests))
+        return RUN_ALL_TESTS();
+    const std::vector<std::string> names = selected_tests();
+    return names.size() > 1 ? run_each_in_own_process(names) : RUN_ALL_TESTS();
+}

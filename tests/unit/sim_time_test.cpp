@@ -1,0 +1,78 @@
+// The virtual router's own clocks, threads and restarts, as tests of the daemon rely on them.
+#include "tests/support/router_test.h"
+
+#include "platform/sim/wrap.h"
+#include "time_check/time_check.h"
+#include "time_check/time_check_debug.h"
+
+class SimTime : public RouterTest
+{
+};
+
+TEST_F(SimTime, ATickIsOnePassOfTheMainLoop)
+{
+    ASSERT_TRUE(box.boot());
+    EXPECT_EQ(box.ticks(), 1U);
+    EXPECT_EQ(box.uptime(), 0);
+    box.tick(10);
+    EXPECT_EQ(box.ticks(), 11U);
+    const int before = box.uptime();
+    box.run(60);
+    EXPECT_EQ(box.uptime(), before + 60);
+    EXPECT_GE(box.ticks(), 11U + 59U); // a tick may last longer than its second
+    EXPECT_LE(box.ticks(), 11U + 60U);
+}
+
+TEST_F(SimTime, RunUntilFollowsAClockThatIsStepped)
+{
+    ASSERT_TRUE(box.boot());
+    box.at(10, [this] { box.step_clock(3600); });
+    box.run_until("2026-01-01 14:00:00");
+    EXPECT_EQ(box.local_time(), "2026-01-01 14:00:00");
+    EXPECT_EQ(box.uptime(), 3600);
+}
+
+TEST_F(SimTime, SummerTimeSkipsAnHour)
+{
+    box.timezone("CET-1CEST,M3.5.0,M10.5.0/3");
+    box.clock("2026-03-29 01:59:59");
+    ASSERT_TRUE(box.boot());
+    box.run(1);
+    EXPECT_EQ(box.local_time(), "2026-03-29 03:00:00");
+}
+
+TEST_F(SimTime, MessageIsHandledAtOnceWhileTheDaemonSleeps)
+{
+    EXPECT_FALSE(box.post("time_check_debug?op=1"));
+    ASSERT_TRUE(box.boot());
+    box.clear_log();
+    EXPECT_TRUE(box.post("0?debug_id=1"));
+    EXPECT_TRUE(has_body("key = debug_id,value = 1"));
+    EXPECT_EQ(box.ticks(), 1U);
+    EXPECT_EQ(debug_tag, 1);
+}
+
+TEST_F(SimTime, RestartGivesTheDaemonFreshStateAndTheCommittedStore)
+{
+    ASSERT_TRUE(box.boot());
+    box.set("kept", "1");
+    box.set_uncommitted("lost", "1");
+    box.post("0?debug_id=1");
+    ASSERT_EQ(debug_tag, 1);
+    box.restart();
+    EXPECT_EQ(debug_tag, 0);
+    EXPECT_TRUE(box.has("kept"));
+    EXPECT_FALSE(box.has("lost"));
+    box.run(21);
+    EXPECT_EQ(box.uptime(), 1);
+    EXPECT_EQ(box.restarts(), 1U);
+    EXPECT_TRUE(box.running());
+}
+
+TEST_F(SimTime, ACallFromTheTestItselfMovesTheClock)
+{
+    const time_t before = sim_time(nullptr);
+    EXPECT_EQ(sim_sleep(5), 0U);
+    EXPECT_EQ(sim_usleep(500000), 0);
+    EXPECT_EQ(sim_time(nullptr), before + 5);
+}
