@@ -1,0 +1,379 @@
+// The guest Wi-Fi's expiry.
+#include "tests/unit/schedule_world.h"
+#include "time_check/time_check_wl_guest.h"
+
+using namespace schedule_world;
+
+using GuestExpiry = RouterTest;
+using GuestMessages = RouterTest;
+using GuestStart = RouterTest;
+using GuestNetctrl = RouterTest;
+using GuestTrace = RouterTest;
+
+namespace
+{
+
+const Lines SWITCHES_OFF = {"set wl.guest.dhcps_enable=0", "set wl5g.ssid1.enable=0", "set wl2g.ssid1.enable=0",
+                            "set wl2g.ssid1.guest_enable=0", "set wl5g.ssid1.guest_enable=0"};
+const Lines NETCTRL_IS_TOLD = {"netctrl 19?op=9", "netctrl 19?op=3,wl_rate=24,index=1",
+                               "netctrl 19?op=3,wl_rate=5,index=1"};
+
+const Lines EXPIRED = together({SWITCHES_OFF, {"commit"}, NETCTRL_IS_TOLD});
+
+int32_t post(std::string_view text, uint32_t op = OP_DEFAULT)
+{
+    TIME_CHECK_MODULES_COMMON_STRUCT msg = message(op, text);
+    return time_check_wl_guest_msg_handle(&msg);
+}
+
+// A guest network of this lifetime is opened at up-time 100.
+void open_for(std::string_view lifetime)
+{
+    router().set("wl.guest.effective_time", lifetime);
+    router().set("wl.guest.dhcps_enable", "1");
+    router().uptime(100);
+    EXPECT_EQ(post("wl_guest"), 1);
+    forget();
+}
+
+void tick_at(int uptime)
+{
+    router().uptime(uptime);
+    time_check_wl_guest();
+}
+
+} // namespace
+
+TEST_F(GuestExpiry, TheNetworkIsClosedWhenItsTimeIsUpAndNotASecondEarlier)
+{
+    open_for("3600");
+    tick_at(3699);
+    EXPECT_EQ(acts(), Lines{});
+    tick_at(3700);
+    EXPECT_EQ(acts(), EXPIRED);
+    tick_at(3701);
+    EXPECT_EQ(acts(), Lines{});
+}
+
+TEST_F(GuestExpiry, IsMeasuredInUptimeNotByTheClock)
+{
+    open_for("3600");
+    router().step_clock(1000000);
+    tick_at(3699);
+    router().step_clock(-2000000);
+    tick_at(3699);
+    EXPECT_EQ(acts(), Lines{});
+}
+
+TEST_F(GuestExpiry, NothingRunsWithoutTheMessage)
+{
+    router().set("wl.guest.effective_time", "1");
+    router().set("wl.guest.dhcps_enable", "1");
+    tick_at(1000000);
+    EXPECT_EQ(acts(), Lines{});
+}
+
+TEST_F(GuestExpiry, ASecondMessageStartsTheTimeAnew)
+{
+    open_for("3600");
+    router().uptime(2000);
+    post("wl_guest");
+    tick_at(5599);
+    EXPECT_EQ(acts(), Lines{});
+    tick_at(5600);
+    EXPECT_EQ(acts(), EXPIRED);
+}
+
+TEST_F(GuestExpiry, AMessageWhileTheSwitchIsOffStartsNothing)
+{
+    for (const std::string value : {"0", "10", "11", "2", "on", " 1", "\xc2\xb9"}) {
+        router().set("wl.guest.effective_time", "60");
+        router().set("wl.guest.dhcps_enable", value);
+        router().uptime(100);
+        EXPECT_EQ(post("wl_guest"), 1);
+        router().set("wl.guest.dhcps_enable", "1");
+        tick_at(1000);
+        EXPECT_EQ(acts(), Lines{}) << value;
+    }
+}
+
+TEST_F(GuestExpiry, AMessageWhileTheSwitchIsOffLeavesARunningTimeAlone)
+{
+    open_for("3600");
+    router().uptime(2000);
+    router().set("wl.guest.dhcps_enable", "0");
+    post("wl_guest");
+    router().set("wl.guest.dhcps_enable", "1");
+    tick_at(3700);
+    EXPECT_EQ(acts(), EXPIRED);
+}
+
+TEST_F(GuestExpiry, AnEmptySwitchIsOn)
+{
+    router().set("wl.guest.effective_time", "3600");
+    router().set("wl.guest.dhcps_enable", "");
+    router().uptime(100);
+    post("wl_guest");
+    tick_at(3700);
+    EXPECT_EQ(acts(), EXPIRED);
+}
+
+TEST_F(GuestExpiry, AMissingSwitchIsOn)
+{
+    router().set("wl.guest.effective_time", "3600");
+    router().unset("wl.guest.dhcps_enable");
+    router().uptime(100);
+    post("wl_guest");
+    tick_at(3700);
+    EXPECT_EQ(acts(), EXPIRED);
+}
+
+TEST_F(GuestExpiry, WithTheSwitchOffTheTimeWaitsForIt)
+{
+    open_for("3600");
+    router().set("wl.guest.dhcps_enable", "0");
+    tick_at(3700);
+    tick_at(9000);
+    EXPECT_EQ(acts(), Lines{});
+    router().set("wl.guest.dhcps_enable", "1");
+    tick_at(9001);
+    EXPECT_EQ(acts(), EXPIRED);
+}
+
+class GuestExpiryNever : public RouterTest, public testing::WithParamInterface<std::string>
+{
+};
+
+TEST_P(GuestExpiryNever, WithSuchALifetime)
+{
+    open_for(GetParam());
+    tick_at(2147483647);
+    EXPECT_EQ(acts(), Lines{});
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, GuestExpiryNever,
+                         testing::Values("0", "", "-1", "-99999999999999999999", "unlimited", "\xd9\xa3",
+                                         std::string(1000, '0')));
+
+TEST_F(GuestExpiry, AMissingLifetimeNeverEnds)
+{
+    open_for("60");
+    router().unset("wl.guest.effective_time");
+    tick_at(1000000);
+    EXPECT_EQ(acts(), Lines{});
+}
+
+TEST_F(GuestExpiry, ALifetimeThatIsChangedCountsFromTheSameOpening)
+{
+    open_for("0");
+    tick_at(5000);
+    router().set("wl.guest.effective_time", "7200");
+    tick_at(7299);
+    EXPECT_EQ(acts(), Lines{});
+    router().set("wl.guest.effective_time", "7199s");
+    tick_at(7299);
+    EXPECT_EQ(acts(), EXPIRED);
+}
+
+TEST_F(GuestExpiry, AHugeLifetimeSaturates)
+{
+    open_for(std::string(1000, '9'));
+    tick_at(2147483646);
+    EXPECT_EQ(acts(), Lines{});
+    EXPECT_TRUE(router().log().empty());
+}
+
+TEST_F(GuestExpiry, AFailedCommitIsNotTriedAgain)
+{
+    open_for("3600");
+    router().fail("CommitCfm");
+    tick_at(3700);
+    EXPECT_EQ(acts(), together({SWITCHES_OFF, {"commit failed"}}));
+    router().set("wl.guest.dhcps_enable", "1");
+    tick_at(3701);
+    EXPECT_EQ(acts(), Lines{});
+}
+
+// ---- messages ----
+
+TEST_F(GuestMessages, OnlyExactlyItsTextIsTaken)
+{
+    router().set("wl.guest.effective_time", "60");
+    router().set("wl.guest.dhcps_enable", "1");
+    router().uptime(100);
+    for (const std::string &text :
+         {std::string(""), std::string("wl_guest2"), std::string("wl_gues"), std::string("Wl_guest"),
+          std::string(" wl_guest"), "wl_guest" + std::string(300, 'x'), std::string(300, '\xff')})
+        EXPECT_EQ(post(text), 0) << text;
+    tick_at(1000);
+    EXPECT_EQ(acts(), Lines{});
+}
+
+TEST_F(GuestMessages, TheOpIsNotLookedAt)
+{
+    for (uint32_t op = 0; op < 10; op++) {
+        router().set("wl.guest.effective_time", "60");
+        router().set("wl.guest.dhcps_enable", "1");
+        router().uptime(100);
+        EXPECT_EQ(post("wl_guest", op), 1);
+        tick_at(160);
+        EXPECT_EQ(acts(), EXPIRED);
+    }
+}
+
+TEST_F(GuestMessages, ThroughTheBus)
+{
+    router().set("wl.guest.effective_time", "0");
+    router().set("wl.guest.dhcps_enable", "1");
+    ASSERT_TRUE(router().boot());
+    router().set("wl.guest.effective_time", "600");
+    ASSERT_TRUE(router().post("time_check_wl_guest?op=1,string_info=wl_guest"));
+    router().run(598);
+    EXPECT_EQ(router().get("wl.guest.dhcps_enable"), "1");
+    router().run(3);
+    EXPECT_EQ(router().get("wl.guest.dhcps_enable"), "0");
+    EXPECT_EQ(router().committed("wl.guest.dhcps_enable"), "0");
+}
+
+// ---- the start ----
+
+TEST_F(GuestStart, AnOpenNetworkWithALifetimeIsClosedWithoutCommit)
+{
+    router().set("wl.guest.effective_time", "7200");
+    router().set("wl.guest.dhcps_enable", "1");
+    time_check_wl_guest_first_init();
+    EXPECT_EQ(acts(), together({SWITCHES_OFF, NETCTRL_IS_TOLD}));
+    EXPECT_EQ(router().committed("wl.guest.dhcps_enable"), "1");
+}
+
+TEST_F(GuestStart, AnEmptyOrMissingSwitchIsOn)
+{
+    router().set("wl.guest.effective_time", "7200");
+    router().set("wl.guest.dhcps_enable", "");
+    time_check_wl_guest_first_init();
+    EXPECT_EQ(acts(), together({SWITCHES_OFF, NETCTRL_IS_TOLD}));
+    router().unset("wl.guest.dhcps_enable");
+    time_check_wl_guest_first_init();
+    EXPECT_EQ(acts(), together({SWITCHES_OFF, NETCTRL_IS_TOLD}));
+}
+
+TEST_F(GuestStart, ANegativeLifetimeCloses)
+{
+    router().set("wl.guest.effective_time", "-1");
+    router().set("wl.guest.dhcps_enable", "1");
+    time_check_wl_guest_first_init();
+    EXPECT_EQ(acts(), together({SWITCHES_OFF, NETCTRL_IS_TOLD}));
+}
+
+TEST_F(GuestStart, ANetworkWithoutALifetimeOrThatIsOffIsLeftAlone)
+{
+    router().set("wl.guest.effective_time", "0");
+    router().set("wl.guest.dhcps_enable", "1");
+    time_check_wl_guest_first_init();
+    router().set("wl.guest.effective_time", "7200");
+    router().set("wl.guest.dhcps_enable", "0");
+    time_check_wl_guest_first_init();
+    router().set("wl.guest.dhcps_enable", "11");
+    time_check_wl_guest_first_init();
+    EXPECT_EQ(acts(), Lines{});
+}
+
+TEST_F(GuestStart, NoTimeRunsAfterIt)
+{
+    router().set("wl.guest.effective_time", "60");
+    router().set("wl.guest.dhcps_enable", "1");
+    ASSERT_TRUE(router().boot());
+    EXPECT_EQ(router().get("wl.guest.dhcps_enable"), "0");
+    router().set("wl.guest.dhcps_enable", "1");
+    router().run(600);
+    EXPECT_EQ(router().get("wl.guest.dhcps_enable"), "1");
+}
+
+// ---- netctrl ----
+
+TEST_F(GuestNetctrl, EachBandIsToldWithOpThreeWhateverTheNumber)
+{
+    do_wifi_handle(1, 0);
+    EXPECT_EQ(acts(), Lines{"netctrl 19?op=3,wl_rate=24,index=1"});
+    do_wifi_handle(0, 2);
+    EXPECT_EQ(acts(), Lines{"netctrl 19?op=3,wl_rate=5,index=1"});
+    do_wifi_handle(0, 0);
+    EXPECT_EQ(acts(), Lines{});
+    EXPECT_TRUE(router().log().empty());
+}
+
+TEST_F(GuestNetctrl, NumbersOutOfRangeAreOnlyPrinted)
+{
+    do_wifi_handle(4, 3);
+    do_wifi_handle(-1, 3);
+    do_wifi_handle(3, 4);
+    do_wifi_handle(3, -1);
+    EXPECT_EQ(acts(), Lines{});
+    ASSERT_EQ(router().log().size(), 4U);
+    EXPECT_TRUE(router().log()[0].starts_with("[qx debug]:do_wifi_handle,"));
+    EXPECT_TRUE(router().log()[0].ends_with(",wl2g_op=4,wl5g_op=3"));
+    EXPECT_TRUE(router().log()[3].ends_with(",wl2g_op=3,wl5g_op=-1"));
+}
+
+// ---- trace lines ----
+
+TEST_F(GuestTrace, IsPrintedOnlyWhileSwitchedOn)
+{
+    open_for("3600");
+    for (const char *value : {"", "off", "On", "1"}) {
+        router().set("time_check_debug", value);
+        tick_at(200);
+    }
+    EXPECT_TRUE(router().log().empty());
+}
+
+TEST_F(GuestTrace, TellsTheWholeLifeOfANetwork)
+{
+    router().set("time_check_debug", "on");
+    router().set("wl.guest.effective_time", "7200");
+    router().set("wl.guest.dhcps_enable", "1");
+    router().uptime(100);
+    time_check_wl_guest();
+    post("wl_guest");
+    tick_at(150);
+    tick_at(7300);
+    EXPECT_EQ(router().bodies(),
+              (Lines{"need not checking, effect_time == 7200, time_up_flag == 0",
+                     "get first start time of guest wifi: first_up_time == 100",
+                     "guest_wifi_enable == 1, effect_time == 7200s[ 2 hours ], now_up_time == 150, interval == 50",
+                     "guest_wifi_enable == 1, effect_time == 7200s[ 2 hours ], now_up_time == 7300, interval == 7200",
+                     "guest wifi need to shutdown", "guest wifi is going to shutdown"}));
+}
+
+TEST_F(GuestTrace, TellsTheStart)
+{
+    router().set("time_check_debug", "on");
+    router().set("wl.guest.effective_time", "7200");
+    router().set("wl.guest.dhcps_enable", "1");
+    time_check_wl_guest_first_init();
+    time_check_wl_guest_first_init();
+    EXPECT_EQ(router().bodies(),
+              (Lines{"guest_wifi_enable == 1, effect_time == 7200", "guest wifi is going to shutdown!",
+                     "guest_wifi_enable == 0, effect_time == 7200"}));
+}
+
+TEST_F(GuestTrace, HoursOfANegativeLifetimeAreCutTowardsZero)
+{
+    open_for("-7199");
+    router().set("time_check_debug", "on");
+    tick_at(101);
+    EXPECT_EQ(router().bodies(),
+              Lines{"guest_wifi_enable == 1, effect_time == -7199s[ -1 hours ], now_up_time == 101, interval == 1"});
+}
+
+TEST_F(GuestTrace, TheLineHasThePrefixAndColoursOfTraceLines)
+{
+    router().set("time_check_debug", "on");
+    router().set("wl.guest.effective_time", "0");
+    time_check_wl_guest();
+    ASSERT_FALSE(router().log().empty());
+    const std::string &line = router().log()[0];
+    EXPECT_TRUE(line.starts_with("\033[0;33m[time_check:time_check_wl_guest:")) << line;
+    EXPECT_NE(line.find("] \033[0;32mneed not checking, effect_time == 0, time_up_flag == 0"), std::string::npos)
+        << line;
+}
