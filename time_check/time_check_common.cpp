@@ -149,11 +149,10 @@ static void switch_wifi_on(const char *function)
 
 static void switch_wifi_off()
 {
-    char effective_time[16];
-    GetValue("wl.guest.effective_time", effective_time);
     for (const wifi_band &band : wifi_bands)
         time_check_store_band_switches(&band, "0");
-    if (strcmp(effective_time, "0") != 0) // even a missing one closes the guest network: kept on purpose
+    // Even a missing lifetime closes the guest network: kept on purpose.
+    if (!time_check_key_is("wl.guest.effective_time", "0"))
         time_check_close_guest_network();
     if (CommitCfm() == 0)
         return;
@@ -183,12 +182,8 @@ int32_t time_check_get_led_sta()
 // Whether a schedule that is in use turns the LEDs off by other means than the LEDs' own switch.
 static bool leds_close_unpowered()
 {
-    char close_type[16];
-    char type[16];
-    GetValue("sys.sched.led.closetype", close_type);
-    GetValue("sys.sched.led.type", type);
-    return strcmp(close_type, "unpowerClose") == 0 &&
-           (strcmp(type, "time") == 0 || time_check_key_is_on("sys.powersleep.enable"));
+    return time_check_key_is("sys.sched.led.closetype", "unpowerClose") &&
+           (time_check_key_is("sys.sched.led.type", "time") || time_check_key_is_on("sys.powersleep.enable"));
 }
 
 int32_t time_check_set_led_status(uint32_t state)
