@@ -2,11 +2,11 @@
 # Sourced by every script of the lab: the box's clock, the lines of its story, and the ways into it.
 #
 # In the environment of all of them:
-#   BOX_DIR          the box's folder: flash/ (survives a restart), log/, outer.pid
-#   BOX_LOG          its log/, under the name that it has where the script runs
-#   BOX_CLOCK_RATE   how many times faster than outside the box's clock goes
-#   BOX_CLOCK_START  the box's wall clock when it was started, seconds since 1970
-#   BOX_CLOCK_ZERO   its wall clock when /proc/uptime was 0; another number in each time namespace
+#   BOX_DIR             the box's folder: flash/ (survives a restart), log/, outer.pid
+#   BOX_LOG             its log/, under the name that it has where the script runs
+#   BOX_CLOCK_RATE      how many times faster than outside the box's clock goes
+#   BOX_CLOCK_START_MS  the box's wall clock when it was started, since 1970
+#   BOX_CLOCK_ZERO_MS   its wall clock when /proc/uptime was 0; another number in each time namespace
 export TZ=UTC0
 
 die()
@@ -24,10 +24,10 @@ uptime_ms()
     echo $((10#${up/./} * 10))
 }
 
-# box_clock: the box's wall clock, seconds since 1970
-box_clock()
+# box_clock_ms: the box's wall clock, since 1970
+box_clock_ms()
 {
-    echo $((BOX_CLOCK_ZERO + BOX_CLOCK_RATE * $(uptime_ms) / 1000))
+    echo $((BOX_CLOCK_ZERO_MS + BOX_CLOCK_RATE * $(uptime_ms)))
 }
 
 # box_uptime: for how long this boot has been up, by the box's clock, in seconds. In the box only.
@@ -36,25 +36,21 @@ box_uptime()
     echo $((BOX_CLOCK_RATE * $(uptime_ms) / 1000))
 }
 
-# box_time_of HH:MM: when the box's clock shows this next after its start, seconds since 1970
+# box_time_of HH:MM: when the box's clock shows this next after its start, in ms since 1970
 box_time_of()
 {
-    local midnight=$((BOX_CLOCK_START / 86400 * 86400)) hour=${1%:*} minute=${1#*:} moment
-    moment=$((midnight + 10#$hour * 3600 + 10#$minute * 60))
-    echo $((moment < BOX_CLOCK_START ? moment + 86400 : moment))
+    local day_ms=86400000 hour=${1%:*} minute=${1#*:} moment
+    moment=$((BOX_CLOCK_START_MS / day_ms * day_ms + (10#$hour * 60 + 10#$minute) * 60000))
+    echo $((moment < BOX_CLOCK_START_MS ? moment + day_ms : moment))
 }
 
 # at HH:MM COMMAND...: runs the command when the box's clock shows this
 at()
 {
-    local moment now
-    moment=$(box_time_of "$1")
+    local wait_ms
+    wait_ms=$((($(box_time_of "$1") - $(box_clock_ms)) / BOX_CLOCK_RATE))
     shift
-    now=$(box_clock)
-    if [[ $now -lt $moment ]]; then
-        local wait_ms=$(((moment - now) * 1000 / BOX_CLOCK_RATE))
-        sleep "$((wait_ms / 1000)).$(printf %03d $((wait_ms % 1000)))"
-    fi
+    [[ $wait_ms -le 0 ]] || sleep "$((wait_ms / 1000)).$(printf %03d $((wait_ms % 1000)))"
     "$@"
 }
 
@@ -63,10 +59,10 @@ at()
 # tell TEXT...: one line with the real seconds since the start and the box's time of day
 tell()
 {
-    local now tenths
-    now=$(box_clock)
-    tenths=$(((now - BOX_CLOCK_START) * 10 / BOX_CLOCK_RATE))
-    printf '%4d.%d s  %(%H:%M)T  %s\n' $((tenths / 10)) $((tenths % 10)) "$now" "$*" >>"$BOX_LOG/box.log"
+    local now_ms tenths
+    now_ms=$(box_clock_ms)
+    tenths=$(((now_ms - BOX_CLOCK_START_MS) / BOX_CLOCK_RATE / 100))
+    printf '%4d.%d s  %(%H:%M)T  %s\n' $((tenths / 10)) $((tenths % 10)) $((now_ms / 1000)) "$*" >>"$BOX_LOG/box.log"
 }
 
 # wait_for SECONDS COMMAND...: until the command succeeds; non-zero when it never did
@@ -90,6 +86,7 @@ start_box()
     : >"$BOX_DIR/log/box.log"
     export BOX_DIR BOX_PROGRAMS
     setsid setpriv --pdeathsig KILL "$(dirname "${BASH_SOURCE[0]}")/box/outer" </dev/null &
+    # shellcheck disable=SC2034 # for the caller
     KEEPER=$!
 }
 

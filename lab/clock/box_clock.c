@@ -1,5 +1,5 @@
 // The box's clock, preloaded into its programs: time passes BOX_CLOCK_RATE times as fast as outside, and the wall clock
-// stands at BOX_CLOCK_ZERO (seconds since 1970) when the up-time is 0.
+// stands at BOX_CLOCK_ZERO_MS (since 1970) when the up-time is 0.
 //
 // Everything is computed from the kernel's up-time of the box, nothing is remembered: so a program, its children and
 // one started an hour later all agree. A call that waits, waits the shorter real time; one that reports time, reports
@@ -32,7 +32,7 @@ static ns_t number_from(const char *variable, ns_t otherwise)
 __attribute__((constructor)) static void read_settings(void)
 {
     rate = number_from("BOX_CLOCK_RATE", 1);
-    zero = number_from("BOX_CLOCK_ZERO", 0) * NS_A_SECOND;
+    zero = number_from("BOX_CLOCK_ZERO_MS", 0) * NS_A_MILLISECOND;
 }
 
 static ns_t to_ns(const struct timespec *time)

@@ -31,16 +31,21 @@ clean_up()
 {
     local status=$?
     trap '' INT TERM
-    outer_pid >/dev/null && end_box
-    if [[ $status -ne 0 ]]; then
-        echo "---- the story of the box ($BOX_DIR/log)"
-        cat "$BOX_DIR/log/box.log"
-        echo "---- the daemon's last lines"
-        tail -n 20 "$BOX_DIR/log/time_check.log" 2>/dev/null
-        echo "---- by hand: BOX_PROGRAMS=$BOX_PROGRAMS $0"
-    fi
+    close_box "$status"
     exit "$status"
 }
+
+# close_box STATUS: ends it, and shows what is worth knowing when the story has failed
+close_box()
+{
+    outer_pid >/dev/null && end_box
+    [[ $1 -ne 0 ]] || return 0
+    echo "---- the story of the box ($BOX_DIR/log)"
+    cat "$BOX_DIR/log/box.log"
+    echo "---- the daemon's last lines"
+    tail -n 20 "$BOX_DIR/log/time_check.log"
+    echo "---- by hand: BOX_PROGRAMS=$BOX_PROGRAMS $0"
+} 2>/dev/null
 
 # step TEXT...: what the story does next
 step()
@@ -61,6 +66,21 @@ expect()
     echo "  NOT SEEN within $seconds s: $what"
     echo "    looked at: $*"
     echo "    saw: ${seen:-nothing}"
+    exit 1
+}
+
+# expect_not WHAT COMMAND...: fails when the command succeeds
+expect_not()
+{
+    local what=$1 seen
+    shift
+    if ! seen=$("$@" 2>&1); then
+        echo "  ok: not so: $what"
+        return
+    fi
+    echo "  SEEN: $what"
+    echo "    looked at: $*"
+    echo "    saw: $seen"
     exit 1
 }
 
@@ -87,11 +107,11 @@ prints()
     [[ $("$@" 2>/dev/null) == "$expected" ]]
 }
 
-# boot_id: names this life of the router, by the namespace of its processes
+# boot_id: names this life of the router, by its PID 1 as the machine sees it
 boot_id()
 {
     local pid
-    pid=$(init_pid) && readlink "/proc/$pid/ns/pid"
+    pid=$(init_pid) && echo "$pid started at $(process_start "$pid")"
 }
 
 has_restarted_since()
@@ -100,8 +120,29 @@ has_restarted_since()
     id=$(boot_id) && [[ $id != "$1" ]] && box_is_up
 }
 
-# box_minutes: the box's clock as minutes since the midnight before its start
-box_minutes()
+# received_bytes IFNAME: as the box's kernel counts them
+received_bytes()
 {
-    in_box sh -c 'echo $(($(date +%s) / 60))'
+    in_box cat "/sys/class/net/$1/statistics/rx_bytes"
+}
+
+# receives IFNAME: whether bytes come in
+receives()
+{
+    local before
+    before=$(received_bytes "$1")
+    sleep 0.1
+    [[ $(received_bytes "$1") -gt $before ]]
+}
+
+# clock_is_past HH:MM: whether the box's clock shows this or later; not for stories past midnight
+clock_is_past()
+{
+    [[ $(in_box date +%H:%M) > $1 || $(in_box date +%H:%M) == "$1" ]]
+}
+
+# up_for MINUTES: whether this boot of the box has been up for so long by the box's clock
+up_for()
+{
+    in_box bash -c '. "$BOX_LAB/lib.sh"; [[ $(box_uptime) -ge $(($1 * 60)) ]]' - "$1"
 }
