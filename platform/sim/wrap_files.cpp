@@ -40,6 +40,11 @@ int sim_fsync(int fd)
     return model().faults.hits(Call::fsync) ? -1 : model().files.sync(fd);
 }
 
+int sim_ftruncate(int fd, off_t size)
+{
+    return model().faults.hits(Call::ftruncate) ? -1 : model().files.truncate(fd, size);
+}
+
 int sim_close(int fd)
 {
     const bool fails = model().faults.hits(Call::close); // the descriptor is gone all the same
@@ -62,6 +67,11 @@ int sim_rename(const char *from, const char *to)
 int sim_unlink(const char *path)
 {
     return model().faults.hits(Call::unlink) ? -1 : model().files.unlink(path);
+}
+
+ssize_t sim_readlink(const char *path, char *target, size_t size)
+{
+    return model().faults.hits(Call::readlink) ? -1 : model().files.read_link(path, target, size);
 }
 
 FILE *sim_fopen(const char *path, const char *mode)
