@@ -259,7 +259,7 @@ int Files::rename(const char *from, const char *to)
 {
     const Node *const node = nodes_.value_of(from);
     if (node == nullptr)
-        return absent(from);
+        return fail(ENOENT);
     Node moved = *node;
     remove(from);
     links_.erase(to);
@@ -271,7 +271,7 @@ int Files::rename(const char *from, const char *to)
 int Files::unlink(const char *path)
 {
     if (!exists(path))
-        return absent(path);
+        return fail(ENOENT);
     remove(path);
     model().journal.act(std::string("unlink ") + path);
     return 0;
