@@ -169,6 +169,10 @@ int select(int count, fd_set *restrict reads, fd_set *restrict writes, fd_set *r
 {
     if (timeout == NULL)
         return (int)syscall(SYS_pselect6, count, reads, writes, others, NULL, NULL);
+    if (count == 0) { // a pause between two looks at the kernel's counters, which count real time
+        const struct timespec pause = from_ns(timeval_ns(timeout));
+        return (int)syscall(SYS_nanosleep, &pause, NULL);
+    }
     struct timespec wait = real_wait(timeval_ns(timeout));
     const int result = (int)syscall(SYS_pselect6, count, reads, writes, others, &wait, NULL);
     *timeout = to_timeval(to_ns(&wait) * rate);

@@ -11,3 +11,12 @@ in_internet()
 {
     nsenter --target "$(child_named 1 box-internet)" --net "$@"
 }
+
+# in_router COMMAND...: as a program of the router
+in_router()
+{
+    local pid
+    pid=$(pgrep --parent "$(child_named 1 box-boot)")
+    nsenter --target "$pid" --mount --pid --net --uts --ipc --time -- \
+        /run/box/lab/box/enter /run/box/environment "$@"
+}

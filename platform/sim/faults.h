@@ -19,12 +19,10 @@ namespace sim
     CALL(write)                                                                                                        \
     CALL(lseek)                                                                                                        \
     CALL(fsync)                                                                                                        \
-    CALL(ftruncate)                                                                                                    \
     CALL(close)                                                                                                        \
     CALL(access)                                                                                                       \
     CALL(rename)                                                                                                       \
     CALL(unlink)                                                                                                       \
-    CALL(readlink)                                                                                                     \
     CALL(fopen)                                                                                                        \
     CALL(popen)                                                                                                        \
     CALL(opendir)                                                                                                      \
