@@ -1,0 +1,86 @@
+// What the tests of the uplink supervision share.
+#ifndef TESTS_UNIT_UPLINK_FIXTURE_H
+#define TESTS_UNIT_UPLINK_FIXTURE_H
+
+#include <array>
+#include <cstdio>
+#include <string>
+
+#include "platform/wifi.h"
+#include "tests/support/router_test.h"
+#include "time_check/time_check_text.h"
+#include "time_check/time_check_wifi_connect.h"
+
+template <size_t Size>
+void set_text(char (&field)[Size], const std::string &text)
+{
+    copy_text(field, Size, text.c_str());
+}
+
+// A router whose uplink is the 2.4 GHz radio "wlc0".
+class UplinkTest : public RouterTest
+{
+protected:
+    static constexpr const char *RADIO = "wlc0";
+
+    void SetUp() override
+    {
+        configure({{"wl2g.public.enable", "1"},
+                   {"wl5g.public.enable", "1"},
+                   {"wl5g.public.mode", "ap"},
+                   {"lan.ip", "192.168.1.1"},
+                   {"wl.wisp.access_mode", "dhcp"},
+                   {"wl2g.extra.ssid", "upstream"},
+                   {"wl2g.extra.wpapsk_type", "psk2"},
+                   {"wl2g.extra.wpapsk_crypto", "aes"}});
+        box.address("br0", "192.168.1.1");
+        set_text(wifi.wl_enable, "1");
+        set_text(wifi.wl2g_mode, "wisp");
+        set_text(wifi.wl5g_mode, "ap");
+        set_text(wifi.wl_mode, "wisp");
+        set_text(wifi.ifname, RADIO);
+        set_text(wifi.prefix, "wl0_");
+        set_text(wifi.lan_ip, "192.168.1.1");
+        set_text(wifi.access_mode, "dhcp");
+    }
+
+    // The lines that the daemon prints only on request.
+    void trace_on()
+    {
+        box.set("time_check_debug", "on");
+    }
+
+    // A snapshot of its own for functions that take one.
+    WIFI_CONNECT wifi = {};
+};
+
+// What a program gets when a shell runs `command` with a function of that name in its place: its arguments in brackets.
+// Whatever else would run is lost output or an error of the shell.
+inline std::string arguments_in_shell(const std::string &program, const std::string &command)
+{
+    const std::string script = program + "() { for a; do printf '[%s]' \"$a\"; done; }\n" + command + "\nwait\n";
+    char path[] = "/tmp/uplink_test_XXXXXX";
+    const int fd = mkstemp(path);
+    if (fd < 0 || write(fd, script.data(), script.size()) != static_cast<ssize_t>(script.size()))
+        return "cannot write the script";
+    close(fd);
+    std::string output;
+    if (FILE *const shell = popen(("sh " + std::string(path) + " 2>&1").c_str(), "r"); shell != nullptr) {
+        std::array<char, 4096> part;
+        for (size_t got = fread(part.data(), 1, part.size(), shell); got > 0;
+             got = fread(part.data(), 1, part.size(), shell))
+            output.append(part.data(), got);
+        pclose(shell);
+    }
+    unlink(path);
+    return output;
+}
+
+// Texts that a shell would make something else of, and their length-limited kin.
+inline const std::vector<std::string> hostile_texts = {
+    "two words",       "semi;touch /tmp/x", "$(touch /tmp/x)", "`touch /tmp/x`", "quote'in'it",  "double\"quote",
+    "back\\slash",     "line\nbreak",       "pipe|less",       "and&and",        "redirect>out", "*?[a]",
+    "#comment",        "!history",          "tab\there",       "(brackets)",     "{a,b}",        "~root",
+    "'; touch /tmp/x'"};
+
+#endif
