@@ -63,7 +63,7 @@ int32_t time_check_in_time_check(uint32_t start, uint32_t end)
 uint32_t time_check_get_sleep_rand()
 {
     constexpr uint32_t RANGE_S = 600;
-    char text[64];
+    char text[64 + 1];
     const int fd = open("/sys/class/net/br0/statistics/tx_bytes", O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
         srand(static_cast<unsigned>(time(nullptr)));

@@ -55,15 +55,15 @@ static_assert(MODULE_ROWS == TIME_CHECK_MAX_MODULE_NUM);
 constexpr uint8_t NO_ROW = 0xff;
 static uint8_t time_check_module_index[TIME_CHECK_MAX_MODULE_NUM];
 
-static time_check_module_entry *find_entry(int32_t id)
-{
-    const uint8_t row = time_check_module_index[id];
-    return row < MODULE_ROWS ? &time_check_modules[row] : nullptr;
-}
-
 static bool is_module_id(int32_t id)
 {
     return id >= 0 && id < TIME_CHECK_MAX_MODULE_NUM;
+}
+
+static time_check_module_entry *find_entry(int32_t id)
+{
+    const uint8_t row = is_module_id(id) ? time_check_module_index[id] : NO_ROW;
+    return row < MODULE_ROWS ? &time_check_modules[row] : nullptr;
 }
 
 static time_check_msg_ops *record_of(list_node *node)
@@ -180,6 +180,15 @@ void handle_time_check_module_msg(int32_t module_id, TIME_CHECK_MODULES_COMMON_S
     }
 }
 
+static void show_handlers(time_check_module_entry *entry)
+{
+    for (list_node *node = entry->ops_head.next; node != &entry->ops_head; node = node->next) {
+        const time_check_module_entry *owner = find_entry(record_of(node)->module_id);
+        if (owner != nullptr)
+            printf("%s,", owner->name);
+    }
+}
+
 void show_time_check_all_module_entries()
 {
     for (int32_t id = 0; id < TIME_CHECK_MAX_MODULE_NUM; id++) {
@@ -189,10 +198,8 @@ void show_time_check_all_module_entries()
         printf("id:%d\n", entry->id);
         printf("name:%s\n", entry->name);
         printf("ops_module:");
-        if (entry->ops_num > 0) {
-            for (list_node *node = entry->ops_head.next; node != &entry->ops_head; node = node->next)
-                printf("%s,", time_check_modules[record_of(node)->module_id].name);
-        }
+        if (entry->ops_num > 0)
+            show_handlers(entry);
         printf("\n");
     }
 }

@@ -79,7 +79,7 @@ static bool fill(line_reader *reader)
     do
         got = read(reader->fd, reader->buffer, sizeof reader->buffer);
     while (got < 0 && errno == EINTR);
-    reader->failed = got < 0;
+    reader->failed = reader->failed || got < 0;
     reader->begin = 0;
     reader->end = got > 0 ? static_cast<size_t>(got) : 0;
     return reader->end > 0;

@@ -83,9 +83,9 @@ static pid_t start(const program *program)
     sigset_t kept;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &kept);
-    const pid_t pid = vfork(); // NOLINT(clang-analyzer-security.insecureAPI.vfork): fork would copy the page tables
+    const pid_t pid = vfork(); // fork would copy the page tables
     if (pid == 0)
-        become(program, &error);
+        become(program, &error); // NOLINT(clang-analyzer-unix.Vfork): it only makes system calls
     const int kept_errno = errno;
     pthread_sigmask(SIG_SETMASK, &kept, nullptr);
     errno = kept_errno;

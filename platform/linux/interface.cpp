@@ -49,11 +49,12 @@ bool address_of_interface(const char *ifname, in_addr *address, in_addr *netmask
            (netmask == nullptr || query(ifname, SIOCGIFNETMASK, netmask));
 }
 
-// Carrier and not operstate: the latter may lag by a second.
+// Carrier and not operstate tells the link, since the latter may lag by a second. Only operstate tells that a radio has
+// carrier but is not let in yet.
 interface_link link_of_interface(const char *ifname)
 {
     char path[64];
-    char value[8];
+    char value[16];
     if (ifname[0] == '\0' || strlen(ifname) >= IFNAMSIZ || strchr(ifname, '/') != nullptr)
         return LINK_NO_INTERFACE;
     snprintf(path, sizeof path, "/sys/class/net/%s/carrier", ifname);
@@ -61,7 +62,7 @@ interface_link link_of_interface(const char *ifname)
         return errno == EINVAL ? LINK_INTERFACE_DOWN : LINK_NO_INTERFACE;
     if (strcmp(value, "1") != 0)
         return LINK_NONE;
-    snprintf(path, sizeof path, "/sys/class/net/%s/dormant", ifname);
-    const bool dormant = read_first_line(path, value, sizeof value) && strcmp(value, "1") == 0;
+    snprintf(path, sizeof path, "/sys/class/net/%s/operstate", ifname);
+    const bool dormant = read_first_line(path, value, sizeof value) && strcmp(value, "dormant") == 0;
     return dormant ? LINK_PENDING : LINK_UP;
 }

@@ -1,5 +1,264 @@
+// Bytes forwarded for each LAN host, counted by the kernel in a netfilter table of the ground's own.
 #include "platform/statistics.h"
-int get_statistic_info(uint64_t *, uint64_t *, int *)
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <libmnl/libmnl.h>
+#include <linux/netfilter.h>
+#include <linux/netfilter/nf_tables.h>
+#include <linux/netfilter/nfnetlink.h>
+#include <net/if.h>
+
+#include "platform/linux/deadline.h"
+#include "platform/linux/ground_log.h"
+#include "platform/linux/settings.h"
+#include "platform/network.h"
+#include "platform/system.h"
+
+constexpr char TABLE[] = "time_check_acct";
+constexpr int HOSTS_A_SET = 512;   // further hosts are forwarded, but not counted
+constexpr int BRIDGES = 2;         // the LAN's and the guests'
+constexpr int TRIES = 5;           // of a dump that a change of the table cut short
+constexpr int RETRY_CREATE_S = 60; // a kernel or router without nft gets no process every second
+
+// ---- the table ----
+
+// A host's addresses of the second kind change daily and would fill any set, so all of IPv6 counts as one host for each
+// bridge.
+constexpr char TABLE_FORMAT[] = R"(table inet %s {
+    set up { type ipv4_addr; size %d; flags dynamic; }
+    set down { type ipv4_addr; size %d; flags dynamic; }
+    set up6 { type iface_index; size %d; flags dynamic; }
+    set down6 { type iface_index; size %d; flags dynamic; }
+    chain count {
+        type filter hook forward priority 0;
+        iifname { "%s", "%s" } update @up { ip saddr counter }
+        oifname { "%s", "%s" } update @down { ip daddr counter }
+        iifname { "%s", "%s" } meta nfproto ipv6 update @up6 { iif counter }
+        oifname { "%s", "%s" } meta nfproto ipv6 update @down6 { oif counter }
+    }
+})";
+
+// The names go between quotes of nft's, and a "*" would be a pattern.
+static bool is_plain_ifname(const char *name)
 {
-    return -1;
+    return name[0] != '\0' &&
+           strspn(name, "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_.-") == strlen(name);
+}
+
+static bool create_table()
+{
+    const char *const lan = getLanIfName();
+    char guests[IFNAMSIZ];
+    if (!setting_text("lan2.ifname", "br1", guests, sizeof guests))
+        strcpy(guests, lan);
+    if (!is_plain_ifname(lan) || !is_plain_ifname(guests))
+        return false;
+    char script[1536];
+    snprintf(script, sizeof script, TABLE_FORMAT, TABLE, HOSTS_A_SET, HOSTS_A_SET, BRIDGES, BRIDGES, lan, guests, lan,
+             guests, lan, guests, lan, guests);
+    char nft[] = "nft";
+    char *const argv[] = {nft, script, nullptr};
+    return _eval(argv, ">/dev/null", 0, nullptr) == 0;
+}
+
+// ---- the hosts found by one call ----
+
+struct host {
+    uint64_t id;
+    users_info bytes;
+};
+
+static host hosts[2 * HOSTS_A_SET + BRIDGES];
+static size_t host_num;
+
+static host *host_with(uint64_t id)
+{
+    for (size_t i = 0; i < host_num; i++)
+        if (hosts[i].id == id)
+            return &hosts[i];
+    if (host_num == sizeof hosts / sizeof hosts[0])
+        return nullptr;
+    hosts[host_num] = {.id = id, .bytes = {}};
+    return &hosts[host_num++];
+}
+
+// ---- reading a set ----
+
+struct counted_set {
+    const char *name;
+    uint64_t users_info::*bytes;
+    uint64_t family; // keeps an interface's number apart from an address
+};
+
+static const counted_set sets[] = {
+    {.name = "up", .bytes = &users_info::up_bytes, .family = AF_INET},
+    {.name = "down", .bytes = &users_info::down_bytes, .family = AF_INET},
+    {.name = "up6", .bytes = &users_info::up_bytes, .family = AF_INET6},
+    {.name = "down6", .bytes = &users_info::down_bytes, .family = AF_INET6},
+};
+
+struct wanted_attribute {
+    uint16_t type;
+    const nlattr *found;
+};
+
+static int look_at_attribute(const nlattr *attribute, void *context)
+{
+    wanted_attribute *const wanted = static_cast<wanted_attribute *>(context);
+    if (mnl_attr_get_type(attribute) == wanted->type)
+        wanted->found = attribute;
+    return MNL_CB_OK;
+}
+
+// The attribute of this type inside `nest`; null: none.
+static const nlattr *inner(const nlattr *nest, uint16_t type)
+{
+    wanted_attribute wanted = {.type = type, .found = nullptr};
+    if (nest != nullptr)
+        mnl_attr_parse_nested(nest, look_at_attribute, &wanted);
+    return wanted.found;
+}
+
+static bool read_element(const nlattr *element, uint32_t *key, uint64_t *bytes)
+{
+    const nlattr *const value = inner(inner(element, NFTA_SET_ELEM_KEY), NFTA_DATA_VALUE);
+    const nlattr *const counter = inner(inner(element, NFTA_SET_ELEM_EXPR), NFTA_EXPR_DATA);
+    const nlattr *const counted = inner(counter, NFTA_COUNTER_BYTES);
+    if (value == nullptr || mnl_attr_get_payload_len(value) != sizeof *key || counted == nullptr)
+        return false;
+    *key = mnl_attr_get_u32(value);
+    *bytes = be64toh(mnl_attr_get_u64(counted));
+    return true;
+}
+
+static int take_element(const nlattr *element, void *context)
+{
+    const counted_set *const set = static_cast<const counted_set *>(context);
+    uint32_t key = 0;
+    uint64_t bytes = 0;
+    host *const host = read_element(element, &key, &bytes) ? host_with(set->family << 32U | key) : nullptr;
+    if (host != nullptr)
+        host->bytes.*(set->bytes) = bytes;
+    return MNL_CB_OK;
+}
+
+static int take_attribute(const nlattr *attribute, void *context)
+{
+    if (mnl_attr_get_type(attribute) == NFTA_SET_ELEM_LIST_ELEMENTS)
+        mnl_attr_parse_nested(attribute, take_element, context);
+    return MNL_CB_OK;
+}
+
+static int take_message(const nlmsghdr *message, void *context)
+{
+    return mnl_attr_parse(message, sizeof(nfgenmsg), take_attribute, context);
+}
+
+// Asks for the whole set.
+static bool request_set(mnl_socket *kernel, char *buffer, const char *name, uint32_t sequence)
+{
+    nlmsghdr *const message = mnl_nlmsg_put_header(buffer);
+    message->nlmsg_type = (NFNL_SUBSYS_NFTABLES << 8) | NFT_MSG_GETSETELEM;
+    message->nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
+    message->nlmsg_seq = sequence;
+    nfgenmsg *const header = static_cast<nfgenmsg *>(mnl_nlmsg_put_extra_header(message, sizeof(nfgenmsg)));
+    header->nfgen_family = NFPROTO_INET;
+    header->version = NFNETLINK_V0;
+    mnl_attr_put_strz(message, NFTA_SET_ELEM_LIST_TABLE, TABLE);
+    mnl_attr_put_strz(message, NFTA_SET_ELEM_LIST_SET, name);
+    return mnl_socket_sendto(kernel, message, message->nlmsg_len) >= 0;
+}
+
+static bool read_set_once(mnl_socket *kernel, const counted_set *set)
+{
+    static char buffer[16384];
+    static uint32_t sequence;
+    sequence++;
+    if (!request_set(kernel, buffer, set->name, sequence))
+        return false;
+    int more = MNL_CB_OK;
+    while (more == MNL_CB_OK) {
+        const ssize_t length = mnl_socket_recvfrom(kernel, buffer, sizeof buffer);
+        if (length < 0)
+            return false;
+        counted_set *const context = const_cast<counted_set *>(set); // NOLINT(*-const-cast): the library's signature
+        more = mnl_cb_run(buffer, static_cast<size_t>(length), sequence, mnl_socket_get_portid(kernel), take_message,
+                          context);
+    }
+    return more == MNL_CB_STOP;
+}
+
+// A reading that failed half-way leaves answers in the socket, so every reading has its own.
+static bool read_set(const counted_set *set)
+{
+    bool done = false;
+    for (int i = 0; i < TRIES && !done; i++) {
+        mnl_socket *const kernel = mnl_socket_open2(NETLINK_NETFILTER, SOCK_CLOEXEC);
+        if (kernel == nullptr)
+            return false;
+        done = mnl_socket_bind(kernel, 0, MNL_SOCKET_AUTOPID) == 0 && read_set_once(kernel, set);
+        const int kept_errno = errno;
+        mnl_socket_close(kernel);
+        errno = kept_errno;
+        if (!done && errno != EINTR)
+            return false;
+    }
+    return done;
+}
+
+static bool read_all_sets()
+{
+    host_num = 0;
+    for (const counted_set &set : sets)
+        if (!read_set(&set))
+            return false;
+    return true;
+}
+
+// ---- the call ----
+
+// Reads the sets, making the table when it is not there: at the first call, and after someone has removed it.
+static bool read_counters()
+{
+    static int64_t create_again_ms; // not before; 0: at once
+    if (read_all_sets())
+        return true;
+    if (errno != ENOENT || monotonic_ms() < create_again_ms)
+        return false;
+    if (create_table() && read_all_sets())
+        return true;
+    create_again_ms = monotonic_ms() + RETRY_CREATE_S * MS_A_SECOND;
+    return false;
+}
+
+static void log_unreadable()
+{
+    static bool logged;
+    if (!logged)
+        ground_log("statistics: the netfilter table %s cannot be made or read: %s", TABLE, strerror(errno));
+    logged = true;
+}
+
+int get_statistic_info(uint64_t *first, uint64_t *second, int *count)
+{
+    if (!read_counters()) {
+        log_unreadable();
+        return -1;
+    }
+    users_info *const records = host_num == 0 ? nullptr : static_cast<users_info *>(malloc(host_num * sizeof *records));
+    if (host_num != 0 && records == nullptr)
+        return -1;
+    *first = 0;
+    *second = 0;
+    for (size_t i = 0; i < host_num; i++) {
+        records[i] = hosts[i].bytes;
+        *first += records[i].up_bytes;
+        *second += records[i].down_bytes;
+    }
+    *count = static_cast<int>(host_num);
+    ip_info = records;
+    return 0;
 }

@@ -19,10 +19,12 @@ namespace sim
     CALL(write)                                                                                                        \
     CALL(lseek)                                                                                                        \
     CALL(fsync)                                                                                                        \
+    CALL(ftruncate)                                                                                                    \
     CALL(close)                                                                                                        \
     CALL(access)                                                                                                       \
     CALL(rename)                                                                                                       \
     CALL(unlink)                                                                                                       \
+    CALL(readlink)                                                                                                     \
     CALL(fopen)                                                                                                        \
     CALL(popen)                                                                                                        \
     CALL(opendir)                                                                                                      \

@@ -45,8 +45,14 @@ void Files::set_directory(std::string_view path)
     directories_.emplace(path);
 }
 
+void Files::set_link(std::string_view path, std::string_view target)
+{
+    links_.at_key(path) = target;
+}
+
 void Files::remove(std::string_view path)
 {
+    links_.erase(std::string(path));
     nodes_.erase(std::string(path));
     directories_.erase(std::string(path));
     missing_.emplace(path); // whoever takes a file away knows that it is not there
@@ -133,6 +139,8 @@ Files::Descriptor *Files::descriptor(int fd)
 
 int Files::open(const char *path, int flags)
 {
+    if (const std::string *const target = links_.value_of(path); target != nullptr)
+        path = target->c_str();
     Node *node = nodes_.value_of(path);
     if (node == nullptr && (flags & O_CREAT) == 0)
         return directories_.contains(std::string_view(path)) ? fail(EISDIR) : absent(path);
@@ -216,6 +224,19 @@ int Files::sync(int fd)
     return descriptor(fd) == nullptr ? -1 : 0;
 }
 
+int Files::truncate(int fd, off_t size)
+{
+    Descriptor *const of = descriptor(fd);
+    if (of == nullptr)
+        return -1;
+    if (!of->writable || size < 0)
+        return fail(EINVAL);
+    of->text.resize(static_cast<size_t>(size), '\0');
+    of->written = true;
+    set(of->path, of->text);
+    return 0;
+}
+
 int Files::close(int fd)
 {
     Descriptor *const closed = descriptor(fd);
@@ -238,9 +259,10 @@ int Files::rename(const char *from, const char *to)
 {
     const Node *const node = nodes_.value_of(from);
     if (node == nullptr)
-        return absent(from);
+        return fail(ENOENT);
     Node moved = *node;
     remove(from);
+    links_.erase(to);
     nodes_.at_key(to) = std::move(moved);
     model().journal.act(std::string("rename ") + from + " " + to);
     return 0;
@@ -249,10 +271,20 @@ int Files::rename(const char *from, const char *to)
 int Files::unlink(const char *path)
 {
     if (!exists(path))
-        return absent(path);
+        return fail(ENOENT);
     remove(path);
     model().journal.act(std::string("unlink ") + path);
     return 0;
+}
+
+ssize_t Files::read_link(const char *path, char *target, size_t size)
+{
+    const std::string *const link = links_.value_of(path);
+    if (link == nullptr)
+        return exists(path) ? fail(EINVAL) : absent(path);
+    const size_t length = std::min(size, link->size());
+    memcpy(target, link->data(), length);
+    return static_cast<ssize_t>(length);
 }
 
 bool Files::list(const char *path, std::vector<std::string> &names)
@@ -286,6 +318,11 @@ std::string VirtualRouter::file(const std::string &path) const
 bool VirtualRouter::file_exists(const std::string &path) const
 {
     return model().files.exists(path);
+}
+
+void VirtualRouter::link_file(const std::string &path, const std::string &target)
+{
+    model().files.set_link(path, target);
 }
 
 void VirtualRouter::remove_file(const std::string &path)

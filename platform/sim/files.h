@@ -27,6 +27,8 @@ public:
     void set_unreadable(std::string_view path, int error);
     void set_missing(std::string_view path);
     void set_directory(std::string_view path);
+    // Opening `path` opens `target`, which is no link itself.
+    void set_link(std::string_view path, std::string_view target);
     void remove(std::string_view path);
     bool exists(std::string_view path) const
     {
@@ -47,10 +49,12 @@ public:
     ssize_t write(int fd, const char *data, size_t size);
     off_t seek(int fd, off_t offset, int whence);
     int sync(int fd);
+    int truncate(int fd, off_t size);
     int close(int fd);
     int access(const char *path);
     int rename(const char *from, const char *to);
     int unlink(const char *path);
+    ssize_t read_link(const char *path, char *target, size_t size);
     // The names in a directory; false: there is no such directory.
     bool list(const char *path, std::vector<std::string> &names);
 
@@ -79,6 +83,7 @@ private:
     void load(const Node &node, std::string &text) const;
 
     TextMap<Node> nodes_;
+    TextMap<std::string> links_;
     std::set<std::string, std::less<>> directories_;
     std::set<std::string, std::less<>> missing_;
     std::vector<std::string> unknown_;

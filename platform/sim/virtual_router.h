@@ -57,6 +57,7 @@ public:
     void file(const std::string &path, std::string_view text);
     std::string file(const std::string &path) const; // "" when there is none
     bool file_exists(const std::string &path) const;
+    void link_file(const std::string &path, const std::string &target); // a symbolic link
     void remove_file(const std::string &path);
     void unreadable(const std::string &path, int error = 13); // opening fails with this errno (EACCES)
     // Declares a path absent on purpose. Opening a path that is neither there nor declared fails like any absent file

@@ -20,10 +20,12 @@ ssize_t sim_read(int fd, void *buffer, size_t size);
 ssize_t sim_write(int fd, const void *data, size_t size);
 off_t sim_lseek(int fd, off_t offset, int whence);
 int sim_fsync(int fd);
+int sim_ftruncate(int fd, off_t size);
 int sim_close(int fd);
 int sim_access(const char *path, int mode);
 int sim_rename(const char *from, const char *to);
 int sim_unlink(const char *path);
+ssize_t sim_readlink(const char *path, char *target, size_t size);
 
 FILE *sim_fopen(const char *path, const char *mode);
 FILE *sim_popen(const char *command, const char *mode);

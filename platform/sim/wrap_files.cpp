@@ -40,13 +40,19 @@ int sim_fsync(int fd)
     return model().faults.hits(Call::fsync) ? -1 : model().files.sync(fd);
 }
 
+int sim_ftruncate(int fd, off_t size)
+{
+    return model().faults.hits(Call::ftruncate) ? -1 : model().files.truncate(fd, size);
+}
+
 int sim_close(int fd)
 {
-    const bool fails = model().faults.hits(Call::close); // the descriptor is gone all the same
+    if (!model().faults.hits(Call::close))
+        return model().files.close(fd);
     const int error = errno;
-    const int result = model().files.close(fd);
+    model().files.close(fd); // the descriptor is gone all the same
     errno = error;
-    return fails ? -1 : result;
+    return -1;
 }
 
 int sim_access(const char *path, int /*mode*/)
@@ -62,6 +68,11 @@ int sim_rename(const char *from, const char *to)
 int sim_unlink(const char *path)
 {
     return model().faults.hits(Call::unlink) ? -1 : model().files.unlink(path);
+}
+
+ssize_t sim_readlink(const char *path, char *target, size_t size)
+{
+    return model().faults.hits(Call::readlink) ? -1 : model().files.read_link(path, target, size);
 }
 
 FILE *sim_fopen(const char *path, const char *mode)

@@ -1,5 +1,5 @@
 // The guest Wi-Fi's expiry.
-#include "tests/unit/schedule_world.h"
+#include "tests/support/schedule_world.h"
 #include "time_check/time_check_wl_guest.h"
 
 using namespace schedule_world;

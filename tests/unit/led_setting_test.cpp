@@ -1,6 +1,6 @@
 // The LED setting: what is loaded, what the tick does, the question of power saving, messages.
 #include "platform/netctrl.h"
-#include "tests/unit/schedule_world.h"
+#include "tests/support/schedule_world.h"
 #include "time_check/time_check_led.h"
 #include "time_check/time_check_power.h"
 

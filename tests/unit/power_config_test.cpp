@@ -1,5 +1,5 @@
 // Power saving: its configuration and the questions of others.
-#include "tests/unit/schedule_world.h"
+#include "tests/support/schedule_world.h"
 #include "time_check/time_check_power.h"
 
 using namespace schedule_world;

@@ -1,5 +1,5 @@
 // Power saving: the tick and the two daily drivers.
-#include "tests/unit/schedule_world.h"
+#include "tests/support/schedule_world.h"
 #include "time_check/time_check_debug.h"
 #include "time_check/time_check_led.h"
 #include "time_check/time_check_power.h"

@@ -1,5 +1,5 @@
 // Power saving: entering and leaving sleep, the app's wake-up, messages.
-#include "tests/unit/schedule_world.h"
+#include "tests/support/schedule_world.h"
 #include "time_check/time_check_led.h"
 #include "time_check/time_check_power.h"
 #include "time_check/time_check_wifi.h"

@@ -1,5 +1,5 @@
 // Weekly off periods: what is read from the store, and when a rule holds.
-#include "tests/unit/schedule_world.h"
+#include "tests/support/schedule_world.h"
 #include "time_check/time_check_schedule.h"
 
 using namespace schedule_world;

@@ -1,5 +1,5 @@
 // Switching the LEDs.
-#include "tests/unit/schedule_world.h"
+#include "tests/support/schedule_world.h"
 #include "time_check/time_check_common.h"
 #include "time_check/time_check_power.h"
 

@@ -1,5 +1,5 @@
 // Switching both radios on and off.
-#include "tests/unit/schedule_world.h"
+#include "tests/support/schedule_world.h"
 #include "time_check/time_check_common.h"
 
 using namespace schedule_world;

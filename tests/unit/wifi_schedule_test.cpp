@@ -1,5 +1,5 @@
 // The Wi-Fi schedule: the first load, switching at the edges, switching by hand, messages.
-#include "tests/unit/schedule_world.h"
+#include "tests/support/schedule_world.h"
 #include "time_check/time_check_debug.h"
 #include "time_check/time_check_power.h"
 #include "time_check/time_check_wifi.h"

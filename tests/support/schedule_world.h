@@ -1,6 +1,6 @@
 // Words in which the tests of schedules, power saving and the guest network speak.
-#ifndef TESTS_UNIT_SCHEDULE_WORLD_H
-#define TESTS_UNIT_SCHEDULE_WORLD_H
+#ifndef TESTS_SUPPORT_SCHEDULE_WORLD_H
+#define TESTS_SUPPORT_SCHEDULE_WORLD_H
 
 #include <initializer_list>
 #include <string>

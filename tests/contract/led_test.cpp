@@ -1,0 +1,122 @@
+// The LEDs of the front panel, on a folder that looks like the kernel's LED class.
+#include "platform/system.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <string>
+
+#include "tests/contract/contract_support.h"
+#include "tests/contract/memory_store.h"
+
+namespace
+{
+
+class Leds : public testing::Test
+{
+protected:
+    Leds()
+    {
+        setenv("TIME_CHECK_LED_DIR", folder.path().c_str(), 1);
+        stored().clear();
+    }
+
+    void add(const std::string &name, const std::string &most, const std::string &trigger = "")
+    {
+        std::filesystem::create_directory(folder.path() / name);
+        write_text(folder.path() / name / "brightness", "0\n");
+        write_text(folder.path() / name / "max_brightness", most + "\n");
+        if (!trigger.empty())
+            write_text(folder.path() / name / "trigger", trigger + "\n");
+    }
+
+    std::string brightness(const std::string &name) const
+    {
+        return text_of(folder.path() / name / "brightness");
+    }
+
+    std::string trigger(const std::string &name) const
+    {
+        return text_of(folder.path() / name / "trigger");
+    }
+
+    TemporaryFolder folder;
+};
+
+TEST_F(Leds, OnIsEachLedsFullBrightness)
+{
+    add("power", "1");
+    add("wan", "255");
+    set_all_led(1);
+    EXPECT_EQ(brightness("power"), "1");
+    EXPECT_EQ(brightness("wan"), "255");
+    set_all_led(0);
+    EXPECT_EQ(brightness("power"), "0");
+    EXPECT_EQ(brightness("wan"), "0");
+}
+
+TEST_F(Leds, BlinkingIsTheTimerTrigger)
+{
+    add("wan", "255", "none [netdev] timer");
+    set_all_led(2);
+    EXPECT_EQ(trigger("wan"), "timer");
+}
+
+TEST_F(Leds, BlinkingWithoutTriggersIsOn)
+{
+    add("wan", "255");
+    set_all_led(2);
+    EXPECT_EQ(brightness("wan"), "255");
+}
+
+TEST_F(Leds, AutomaticGivesTheBoardsTriggerBack)
+{
+    add("wan", "255", "none [netdev] timer");
+    set_all_led(0);
+    EXPECT_EQ(trigger("wan"), "none");
+    EXPECT_EQ(brightness("wan"), "0");
+    write_text(folder.path() / "wan" / "trigger", "[none] netdev timer\n"); // as the kernel would show it now
+    set_all_led(3);
+    EXPECT_EQ(trigger("wan"), "netdev");
+    EXPECT_EQ(stored()["led.wan.trigger"], "netdev");
+}
+
+TEST_F(Leds, AutomaticWithoutATriggerIsOn)
+{
+    add("wan", "7", "[none] timer");
+    add("power", "1");
+    set_all_led(3);
+    EXPECT_EQ(brightness("wan"), "7");
+    EXPECT_EQ(brightness("power"), "1");
+}
+
+TEST_F(Leds, StoreMayNameTheBoardsTrigger)
+{
+    add("wan", "255", "[none] heartbeat");
+    stored()["led.wan.trigger"] = "heartbeat";
+    set_all_led(3);
+    EXPECT_EQ(trigger("wan"), "heartbeat");
+}
+
+TEST_F(Leds, OtherStatesAndAMissingFolderDoNothing)
+{
+    add("wan", "255");
+    set_all_led(4);
+    set_all_led(-1);
+    EXPECT_EQ(brightness("wan"), "0\n");
+    setenv("TIME_CHECK_LED_DIR", "/there/is/no/such/folder", 1);
+    set_all_led(1);
+}
+
+TEST_F(Leds, ManyLedsAndAFileAmongThem)
+{
+    write_text(folder.path() / "not_a_led", "text");
+    for (int i = 0; i < 200; i++)
+        add("a_led_with_a_long_name_" + std::to_string(i), "9");
+    set_all_led(1);
+    for (int i = 0; i < 200; i++)
+        EXPECT_EQ(brightness("a_led_with_a_long_name_" + std::to_string(i)), "9");
+    EXPECT_EQ(text_of(folder.path() / "not_a_led"), "text");
+}
+
+} // namespace

@@ -1,0 +1,45 @@
+// Networks of a test's own, inside its namespaces.
+#ifndef TESTS_CONTRACT_NETWORK_SUPPORT_H
+#define TESTS_CONTRACT_NETWORK_SUPPORT_H
+
+#include <functional>
+#include <gtest/gtest.h>
+#include <string>
+
+#include "tests/contract/contract_support.h"
+
+// Runs a shell command that must succeed.
+void sh(const std::string &command);
+
+// Another machine: a network namespace held by a process.
+class OtherMachine
+{
+public:
+    OtherMachine();
+
+    // Runs a shell command there.
+    void sh(const std::string &command) const;
+
+    // Runs `act` there, in a process of its own that must end with 0.
+    void act(const std::function<void()> &act) const;
+
+    std::string pid() const
+    {
+        return std::to_string(holder_.pid());
+    }
+
+private:
+    Child holder_;
+};
+
+// Tests with interfaces: all that a test made are gone at its end.
+class NetworkTest : public testing::Test
+{
+protected:
+    ~NetworkTest() override;
+
+    // An interface `name` here, wired to "eth0" on `other`; up on both sides.
+    static void wire(const std::string &name, const OtherMachine &other);
+};
+
+#endif

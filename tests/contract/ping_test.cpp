@@ -1,0 +1,156 @@
+// Echo requests to machines of the test's own.
+#include "platform/network.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/ip_icmp.h>
+#include <string>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "tests/contract/network_support.h"
+
+using namespace std::chrono_literals;
+
+namespace
+{
+
+// Two providers: 10.91.0.1 behind wan1 and 10.92.0.1 behind wan2, and 198.51.100.1 behind both, routed by wan1.
+class Ping : public NetworkTest
+{
+protected:
+    Ping()
+    {
+        connect_wan("wan1", "10.91.0", first);
+        connect_wan("wan2", "10.92.0", second);
+        sh("ip route add 198.51.100.0/24 via 10.91.0.1 && ip route add 198.51.100.0/24 via 10.92.0.1 metric 9");
+    }
+
+    static void connect_wan(const std::string &name, const std::string &network, const OtherMachine &provider)
+    {
+        wire(name, provider);
+        sh("ip addr add " + network + ".2/24 dev " + name);
+        provider.sh("ip addr add " + network + ".1/24 dev eth0; ip addr add 198.51.100.1/32 dev lo");
+    }
+
+    OtherMachine first;
+    OtherMachine second;
+};
+
+TEST_F(Ping, MachineThatAnswersIsReached)
+{
+    EXPECT_EQ(simple_ping("127.0.0.1"), 0);
+    EXPECT_EQ(simple_ping("10.91.0.1"), 0);
+    EXPECT_EQ(ping_by_interface("10.91.0.1", 2, nullptr), 0);
+    EXPECT_EQ(ping_by_interface("10.91.0.1", 2, "wan1"), 0);
+}
+
+TEST_F(Ping, SilentMachineIsNotReachedAndTheTimeIsBounded)
+{
+    first.sh("echo 1 >/proc/sys/net/ipv4/icmp_echo_ignore_all");
+    const auto one = time_taken([] { EXPECT_EQ(simple_ping("10.91.0.1"), -1); });
+    EXPECT_GE(one, 990ms);
+    EXPECT_LT(one, 5s);
+    const auto two = time_taken([] { EXPECT_EQ(ping_by_interface("10.91.0.1", 2, "wan1"), -1); });
+    EXPECT_GE(two, 1980ms);
+    EXPECT_LT(two, 10s);
+}
+
+TEST_F(Ping, RequestsLeaveByTheInterfaceGiven)
+{
+    EXPECT_EQ(ping_by_interface("198.51.100.1", 1, "wan1"), 0);
+    EXPECT_EQ(ping_by_interface("198.51.100.1", 1, "wan2"), 0);
+    first.sh("echo 1 >/proc/sys/net/ipv4/icmp_echo_ignore_all");
+    EXPECT_EQ(ping_by_interface("198.51.100.1", 1, "wan1"), -1);
+    EXPECT_EQ(ping_by_interface("198.51.100.1", 1, "wan2"), 0);
+    EXPECT_EQ(ping_by_interface("198.51.100.1", 1, nullptr), -1) << "the routing table says wan1";
+}
+
+TEST_F(Ping, UnknownInterfaceFailsRatherThanGoingOutAnywhere)
+{
+    EXPECT_EQ(ping_by_interface("10.91.0.1", 1, "wan9"), -1);
+    EXPECT_EQ(ping_by_interface("10.91.0.1", 1, ""), -1);
+    EXPECT_EQ(ping_by_interface("10.91.0.1", 1, "a_name_that_is_too_long"), -1);
+}
+
+TEST_F(Ping, WhatIsNoAddressFailsAtOnce)
+{
+    for (const char *address : {"", "0.0.0.0", "10.91.0", "10.91.0.1 ", "name.example", "::1", "256.1.1.1"})
+        EXPECT_LT(time_taken([&] { EXPECT_EQ(simple_ping(address), -1) << address; }), 500ms) << address;
+    EXPECT_EQ(simple_ping(nullptr), -1);
+    EXPECT_EQ(ping_by_interface("10.91.0.1", 0, nullptr), -1);
+}
+
+TEST_F(Ping, WithoutARouteItFailsAtOnce)
+{
+    EXPECT_LT(time_taken([] { EXPECT_EQ(simple_ping("203.0.113.1"), -1); }), 500ms);
+}
+
+// A machine whose answers carry another number, then another content, and then are right. Writes a byte when it
+// listens.
+void answer_wrongly_twice(int listening)
+{
+    const int socket = ::socket(AF_INET, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_ICMP);
+    const timeval patience = {.tv_sec = 20, .tv_usec = 0};
+    setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    if (write(listening, "", 1) != 1)
+        _exit(1);
+    constexpr size_t IP_HEADER = 20;
+    constexpr size_t CHANGED[] = {IP_HEADER + 4, IP_HEADER + 12}; // in the identifier, in the content
+    for (int answered = 0; answered < 3; answered++) {
+        char packet[256];
+        sockaddr_in from = {};
+        socklen_t from_size = sizeof from;
+        const ssize_t got = recvfrom(socket, packet, sizeof packet, 0, reinterpret_cast<sockaddr *>(&from), &from_size);
+        if (got < 36)
+            _exit(2);
+        packet[IP_HEADER] = ICMP_ECHOREPLY;
+        if (answered < 2)
+            packet[CHANGED[answered]] = static_cast<char>(packet[CHANGED[answered]] ^ 1);
+        sendto(socket, packet + IP_HEADER, static_cast<size_t>(got) - IP_HEADER, 0, reinterpret_cast<sockaddr *>(&from),
+               from_size);
+    }
+}
+
+TEST_F(Ping, AnswersToOthersDoNotCount)
+{
+    first.sh("echo 1 >/proc/sys/net/ipv4/icmp_echo_ignore_all");
+    int listening[2];
+    ASSERT_EQ(pipe(listening), 0);
+    std::thread stranger([&] { first.act([&] { answer_wrongly_twice(listening[1]); }); });
+    char byte = 0;
+    EXPECT_EQ(read(listening[0], &byte, 1), 1);
+    EXPECT_EQ(simple_ping("10.91.0.1"), -1) << "another number";
+    EXPECT_EQ(simple_ping("10.91.0.1"), -1) << "another content";
+    EXPECT_EQ(simple_ping("10.91.0.1"), 0);
+    stranger.join();
+    close(listening[0]);
+    close(listening[1]);
+}
+
+TEST_F(Ping, ThreadsMayPingAtTheSameTime)
+{
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; i++)
+        threads.emplace_back([i] {
+            for (int turn = 0; turn < 50; turn++) {
+                EXPECT_EQ(ping_by_interface("198.51.100.1", 2, i % 2 == 0 ? "wan1" : "wan2"), 0);
+                EXPECT_EQ(simple_ping("10.92.0.1"), 0);
+            }
+        });
+    for (std::thread &thread : threads)
+        thread.join();
+}
+
+TEST_F(Ping, NothingIsLeftOpen)
+{
+    const size_t descriptors = open_descriptors();
+    simple_ping("10.91.0.1");
+    simple_ping("203.0.113.1");
+    ping_by_interface("10.91.0.1", 1, "wan9");
+    EXPECT_EQ(open_descriptors(), descriptors);
+}
+
+} // namespace

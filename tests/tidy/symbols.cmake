@@ -1,0 +1,29 @@
+# The symbol guard: for the objects as they are built here, for the names that fortified builds give to calls, and for a
+# call that nobody classed, which it must find.
+set(symbol_guard ${CMAKE_CURRENT_SOURCE_DIR}/symbols.py --nm ${CMAKE_NM} --wrapped ${PROJECT_SOURCE_DIR}/platform/sim/wrap.list
+    --pure ${PROJECT_SOURCE_DIR}/platform/sim/pure.list --contract ${PROJECT_SOURCE_DIR}/platform)
+
+function(add_symbol_guard name)
+    add_test(NAME ${name} COMMAND Python3::Interpreter ${symbol_guard} ${ARGN} COMMAND_EXPAND_LISTS)
+    set_tests_properties(${name} PROPERTIES LABELS tidy)
+endfunction()
+
+add_symbol_guard(tidy.symbols $<TARGET_OBJECTS:time_check_daemon> $<TARGET_OBJECTS:platform_common>)
+
+if(NOT TIME_CHECK_SANITIZE)
+    get_target_property(daemon_folder time_check_daemon SOURCE_DIR)
+    get_target_property(daemon_sources time_check_daemon SOURCES)
+    add_library(time_check_fortified OBJECT)
+    foreach(source IN LISTS daemon_sources)
+        cmake_path(ABSOLUTE_PATH source BASE_DIRECTORY ${daemon_folder})
+        target_sources(time_check_fortified PRIVATE ${source})
+    endforeach()
+    target_link_libraries(time_check_fortified PRIVATE house_freestanding)
+    target_compile_options(time_check_fortified PRIVATE -O2 -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong)
+    add_symbol_guard(tidy.symbols.fortified $<TARGET_OBJECTS:time_check_fortified>)
+endif()
+
+add_library(symbols_unclassed OBJECT symbols_unclassed.cpp)
+add_symbol_guard(tidy.symbols.finds_unclassed $<TARGET_OBJECTS:symbols_unclassed>)
+set_tests_properties(tidy.symbols.finds_unclassed PROPERTIES
+    PASS_REGULAR_EXPRESSION "getpid is neither wrapped, pure nor contract")

@@ -1,0 +1,286 @@
+// The clock, daily windows, the bounded random delay, and the schedule texts that two modules read.
+#include <cstdlib>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/router_test.h"
+#include "time_check/time_check_common.h"
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace
+{
+
+constexpr char LAN_COUNTER[] = "/sys/class/net/br0/statistics/tx_bytes";
+
+using Clock = RouterTest;
+
+class Window : public RouterTest
+{
+protected:
+    int32_t inside(const std::string &time_of_day, uint32_t start, uint32_t end)
+    {
+        box.clock("2026-03-04 " + time_of_day);
+        return time_check_in_time_check(start, end);
+    }
+};
+
+class SleepRand : public RouterTest
+{
+protected:
+    uint32_t drawn_at(const std::string &counter)
+    {
+        box.file(LAN_COUNTER, counter);
+        return time_check_get_sleep_rand();
+    }
+};
+
+// ---- reading the clock ----
+
+TEST_F(Clock, SnapshotIsTheLocalTimeWithTheLibrarysMeanings)
+{
+    box.timezone("CET-1CEST,M3.5.0,M10.5.0/3");
+    box.clock("2026-07-09 13:14:15");
+    time_check_clock clock = {};
+    time_t now = 0;
+    EXPECT_EQ(time_check_get_now_time(&clock, &now), 1);
+    EXPECT_EQ(now, 1783595655); // 11:14:15 UTC
+    EXPECT_EQ(clock.tm_sec, 15);
+    EXPECT_EQ(clock.tm_min, 14);
+    EXPECT_EQ(clock.tm_hour, 13);
+    EXPECT_EQ(clock.tm_mday, 9);
+    EXPECT_EQ(clock.tm_mon, 6);
+    EXPECT_EQ(clock.tm_year, 126);
+}
+
+TEST_F(Clock, RunTimeIsTheUptimeSignExtended)
+{
+    uint64_t run_time = 0;
+    box.uptime(12600);
+    EXPECT_EQ(time_check_get_run_time(&run_time), 1);
+    EXPECT_EQ(run_time, 12600U);
+    box.uptime(-1);
+    EXPECT_EQ(time_check_get_run_time(&run_time), 1);
+    EXPECT_EQ(run_time, 0xffffffffffffffffULL);
+}
+
+TEST_F(Clock, IsSetFrom2001On)
+{
+    time_check_clock clock = {};
+    for (const auto &[local, set] : {std::pair("1970-01-01 00:00:00", false), std::pair("2000-12-31 23:59:59", false),
+                                     std::pair("2001-01-01 00:00:00", true), std::pair("2038-01-19 03:14:08", true),
+                                     std::pair("2106-02-07 06:28:16", true)}) {
+        time_t now = 0;
+        box.clock(local);
+        time_check_get_now_time(&clock, &now);
+        EXPECT_EQ(time_check_clock_is_set(&clock), set) << local;
+    }
+}
+
+TEST_F(Clock, TimeOfDayIsSecondsSinceLocalMidnight)
+{
+    const time_check_clock midnight = {0, 0, 0, 1, 0, 126};
+    EXPECT_EQ(time_check_time_of_day(&midnight), 0U);
+    const time_check_clock last = {59, 59, 23, 1, 0, 126};
+    EXPECT_EQ(time_check_time_of_day(&last), 86399U);
+    const time_check_clock some = {3, 2, 1, 1, 0, 126};
+    EXPECT_EQ(time_check_time_of_day(&some), 3723U);
+}
+
+TEST_F(Clock, SecondsApartDoNotMindTheOrder)
+{
+    EXPECT_EQ(time_check_seconds_apart(5, 3), 2U);
+    EXPECT_EQ(time_check_seconds_apart(3, 5), 2U);
+    EXPECT_EQ(time_check_seconds_apart(3, 3), 0U);
+    EXPECT_EQ(time_check_seconds_apart(0xffffffff, 0), 0xffffffffU);
+}
+
+// ---- windows ----
+
+TEST_F(Window, InsideADayIncludesBothEnds)
+{
+    EXPECT_EQ(inside("01:59:59", 7200, 19800), 0);
+    EXPECT_EQ(inside("02:00:00", 7200, 19800), 1);
+    EXPECT_EQ(inside("03:00:00", 7200, 19800), 1);
+    EXPECT_EQ(inside("05:30:00", 7200, 19800), 1);
+    EXPECT_EQ(inside("05:30:01", 7200, 19800), 0);
+    EXPECT_EQ(inside("00:00:00", 7200, 19800), 0);
+    EXPECT_EQ(inside("23:59:59", 7200, 19800), 0);
+}
+
+TEST_F(Window, PastMidnightIncludesBothEnds)
+{
+    EXPECT_EQ(inside("21:59:59", 79200, 21600), 0);
+    EXPECT_EQ(inside("22:00:00", 79200, 21600), 1);
+    EXPECT_EQ(inside("23:00:00", 79200, 21600), 1);
+    EXPECT_EQ(inside("00:00:00", 79200, 21600), 1);
+    EXPECT_EQ(inside("03:00:00", 79200, 21600), 1);
+    EXPECT_EQ(inside("06:00:00", 79200, 21600), 1);
+    EXPECT_EQ(inside("06:00:01", 79200, 21600), 0);
+    EXPECT_EQ(inside("12:00:00", 79200, 21600), 0);
+}
+
+TEST_F(Window, OfOneMomentLastsASecond)
+{
+    EXPECT_EQ(inside("02:59:59", 10800, 10800), 0);
+    EXPECT_EQ(inside("03:00:00", 10800, 10800), 1);
+    EXPECT_EQ(inside("03:00:01", 10800, 10800), 0);
+}
+
+TEST_F(Window, OfTheWholeDayIsAlwaysOpen)
+{
+    EXPECT_EQ(inside("00:00:00", 0, 86399), 1);
+    EXPECT_EQ(inside("23:59:59", 0, 86399), 1);
+}
+
+TEST_F(Window, PastMidnightIsClosedOnlyBetweenEndAndStart)
+{
+    EXPECT_EQ(inside("12:00:01", 43202, 43200), 0); // only between end and start
+    EXPECT_EQ(inside("12:00:00", 43202, 43200), 1);
+    EXPECT_EQ(inside("12:00:02", 43202, 43200), 1);
+}
+
+TEST_F(Window, BeyondTheDayNeverOpens)
+{
+    EXPECT_EQ(inside("23:59:59", 90000, 93600), 0);
+    EXPECT_EQ(inside("01:00:00", 90000, 93600), 0);
+}
+
+TEST_F(Window, FollowsTheLocalTimeOfItsZone)
+{
+    box.timezone("EST5EDT,M3.2.0,M11.1.0");
+    EXPECT_EQ(inside("02:00:00", 7200, 19800), 1);
+    EXPECT_EQ(inside("07:00:00", 7200, 19800), 0); // 02:00 local is 07:00 UTC, not the reverse
+}
+
+// ---- the random delay ----
+
+TEST_F(SleepRand, IsTheLanCounterModulo600)
+{
+    EXPECT_EQ(drawn_at("123456\n"), 456U);
+    EXPECT_EQ(drawn_at("0\n"), 0U);
+    EXPECT_EQ(drawn_at("599\n"), 599U);
+    EXPECT_EQ(drawn_at("600\n"), 0U);
+    EXPECT_EQ(drawn_at("2147483647\n"), 247U);
+}
+
+TEST_F(SleepRand, ALargeCounterSaturates)
+{
+    EXPECT_EQ(drawn_at("2147483648\n"), 247U);
+    EXPECT_EQ(drawn_at("18446744073709551615\n"), 247U);
+}
+
+TEST_F(SleepRand, AnEmptyOrStrangeCounterIsZero)
+{
+    EXPECT_EQ(drawn_at(""), 0U);
+    EXPECT_EQ(drawn_at("none\n"), 0U);
+}
+
+TEST_F(SleepRand, AnUnreadableCounterIsZero)
+{
+    box.file(LAN_COUNTER, "123456\n");
+    box.fail("read", 1, 5);
+    EXPECT_EQ(time_check_get_sleep_rand(), 0U);
+}
+
+TEST_F(SleepRand, ATextLongerThanItsBufferIsCut)
+{
+    EXPECT_EQ(drawn_at(std::string(62, ' ') + "1234567"), 12U); // the 64th character is the last one read
+}
+
+TEST_F(SleepRand, WithoutACounterItIsARandomNumberSeededWithTheClock)
+{
+    box.remove_file(LAN_COUNTER);
+    box.missing(LAN_COUNTER);
+    for (const time_t now : {1767268800, 1767268801, 1800000000}) {
+        box.clock_at(now);
+        srand(static_cast<unsigned>(now));
+        const unsigned expected = static_cast<unsigned>(rand()) % 600;
+        EXPECT_EQ(time_check_get_sleep_rand(), expected);
+        EXPECT_LT(expected, 600U);
+    }
+}
+
+TEST_F(SleepRand, WithACounterNoGeneratorIsSeeded)
+{
+    srand(5);
+    const int next = rand();
+    srand(5);
+    drawn_at("123456\n");
+    EXPECT_EQ(rand(), next);
+}
+
+TEST_F(SleepRand, LeavesTheCounterClosed)
+{
+    drawn_at("123456\n");
+    EXPECT_THAT(box.open_descriptors(), IsEmpty());
+}
+
+// ---- schedule texts ----
+
+uint32_t two_oclock(const char *text)
+{
+    return time_check_parse_time_of_day(text, 2, 0);
+}
+
+TEST(TimeOfDayText, IsHoursAndMinutesAroundTheFirstColon)
+{
+    EXPECT_EQ(two_oclock("03:30"), 12600U);
+    EXPECT_EQ(two_oclock("3:5"), 11100U);
+    EXPECT_EQ(two_oclock("00:00"), 0U);
+    EXPECT_EQ(two_oclock("23:59"), 86340U);
+    EXPECT_EQ(two_oclock("03:30:59"), 12600U);
+    EXPECT_EQ(two_oclock("03: 30"), 12600U);
+}
+
+TEST(TimeOfDayText, WithoutTwoPartsIsTheDefault)
+{
+    for (const char *text : {"", "3", "0330", ":", ":30", "03:", "03: ", "03:\t"})
+        EXPECT_EQ(two_oclock(text), 7200U) << text;
+    EXPECT_EQ(time_check_parse_time_of_day("", 5, 30), 19800U);
+}
+
+TEST(TimeOfDayText, PartsAreDecimalNumbersWithoutARange)
+{
+    EXPECT_EQ(two_oclock("25:99"), 95940U);
+    EXPECT_EQ(two_oclock("x:y"), 0U);
+    EXPECT_EQ(two_oclock("0x3:30"), 1800U);
+}
+
+std::vector<uint32_t> days(const char *text)
+{
+    uint32_t wday_en[7] = {9, 9, 9, 9, 9, 9, 9};
+    time_check_parse_wday(text, wday_en);
+    return {std::begin(wday_en), std::end(wday_en)};
+}
+
+TEST(DayList, GivesTheSevenSwitchesInOrder)
+{
+    EXPECT_THAT(days("1;0;1;0;1;0;1"), ElementsAre(1, 0, 1, 0, 1, 0, 1));
+    EXPECT_THAT(days("0;1;2;3;4;5;6"), ElementsAre(0, 1, 2, 3, 4, 5, 6));
+}
+
+TEST(DayList, MissingDaysAreZero)
+{
+    EXPECT_THAT(days(""), ElementsAre(0, 0, 0, 0, 0, 0, 0));
+    EXPECT_THAT(days("1"), ElementsAre(1, 0, 0, 0, 0, 0, 0));
+    EXPECT_THAT(days("1;1;1"), ElementsAre(1, 1, 1, 0, 0, 0, 0));
+    EXPECT_THAT(days("1;1;1;"), ElementsAre(1, 1, 1, 0, 0, 0, 0));
+}
+
+TEST(DayList, AnEmptyDayEndsTheList)
+{
+    EXPECT_THAT(days("1;;1;1"), ElementsAre(1, 0, 0, 0, 0, 0, 0));
+    EXPECT_THAT(days(";1;1"), ElementsAre(0, 0, 0, 0, 0, 0, 0));
+}
+
+TEST(DayList, TheFirstCharacterOfALongDayCounts)
+{
+    EXPECT_THAT(days("10;01;1x;11;1;1;1garbage"), ElementsAre(1, 0, 1, 1, 1, 1, 1));
+    EXPECT_THAT(days("1;1;1;1;1;1;1;0;0"), ElementsAre(1, 1, 1, 1, 1, 1, 1));
+    EXPECT_THAT(days("x;1"), ElementsAre(0, 1, 0, 0, 0, 0, 0));
+}
+
+} // namespace

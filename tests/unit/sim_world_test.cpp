@@ -1,0 +1,340 @@
+// The virtual router's files, processes, network and commands, as tests of the daemon rely on them.
+#include <cerrno>
+#include <fcntl.h>
+
+#include "platform/network.h"
+#include "platform/sim/wrap.h"
+#include "platform/statistics.h"
+#include "platform/system.h"
+#include "platform/vos.h"
+#include "platform/wifi.h"
+#include "tests/support/router_test.h"
+
+class SimFiles : public RouterTest
+{
+protected:
+    static std::string read_stream(FILE *stream)
+    {
+        std::string text;
+        char part[64];
+        while (fgets(part, sizeof part, stream) != nullptr)
+            text += part;
+        return text;
+    }
+};
+
+TEST_F(SimFiles, ReadInPieces)
+{
+    box.file("/etc/some", "0123456789");
+    const int fd = sim_open("/etc/some", O_RDONLY);
+    ASSERT_GE(fd, 3);
+    char part[5] = "";
+    EXPECT_EQ(sim_read(fd, part, 4), 4);
+    EXPECT_STREQ(part, "0123");
+    EXPECT_EQ(sim_lseek(fd, 8, SEEK_SET), 8);
+    EXPECT_EQ(sim_read(fd, part, 4), 2);
+    EXPECT_EQ(sim_read(fd, part, 4), 0);
+    EXPECT_EQ(box.open_descriptors(), Lines{"/etc/some"});
+    EXPECT_EQ(sim_close(fd), 0);
+    EXPECT_EQ(sim_close(fd), -1);
+    EXPECT_EQ(errno, EBADF);
+}
+
+TEST_F(SimFiles, WrittenThroughAStream)
+{
+    FILE *const stream = sim_fopen("/tmp/new", "w");
+    ASSERT_NE(stream, nullptr);
+    fprintf(stream, "one\n");
+    fclose(stream);
+    EXPECT_EQ(box.file("/tmp/new"), "one\n");
+    EXPECT_ACTS("write /tmp/new");
+    FILE *const again = sim_fopen("/tmp/new", "r");
+    EXPECT_EQ(read_stream(again), "one\n");
+    fclose(again);
+}
+
+TEST_F(SimFiles, UnknownPathsAreRemembered)
+{
+    box.missing("/etc/declared");
+    EXPECT_EQ(sim_open("/etc/declared", O_RDONLY), -1);
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(sim_open("/proc/4711/stat", O_RDONLY), -1);
+    EXPECT_EQ(box.unknown_paths(), Lines{});
+    box.unreadable("/etc/secret");
+    EXPECT_EQ(sim_open("/etc/secret", O_RDONLY), -1);
+    EXPECT_EQ(errno, EACCES);
+}
+
+TEST_F(SimFiles, ANewFileTakesAnothersPlace)
+{
+    const int fd = sim_open("/etc/new", O_WRONLY | O_CREAT, 0644);
+    EXPECT_EQ(sim_write(fd, "x\n", 2), 2);
+    EXPECT_EQ(sim_close(fd), 0);
+    EXPECT_EQ(sim_rename("/etc/new", "/etc/httpd.pid"), 0);
+    EXPECT_EQ(box.file("/etc/httpd.pid"), "x\n");
+    EXPECT_FALSE(box.file_exists("/etc/new"));
+    EXPECT_ACTS("write /etc/new", "rename /etc/new /etc/httpd.pid");
+}
+
+TEST_F(SimFiles, DirectoryHoldsTheFilesUnderIt)
+{
+    box.file("/tmp/dir/b/c", "");
+    box.file("/tmp/dir/a", "");
+    DIR *const directory = sim_opendir("/tmp/dir");
+    ASSERT_NE(directory, nullptr);
+    Lines names;
+    while (const struct dirent *const entry = sim_readdir(directory))
+        names.emplace_back(entry->d_name);
+    EXPECT_EQ(names, (Lines{".", "..", "a", "b"}));
+    EXPECT_EQ(box.open_descriptors(), Lines{"/tmp/dir"});
+    sim_closedir(directory);
+}
+
+TEST_F(SimFiles, SettingsFileGivesItsKeys)
+{
+    box.file("/etc/lan.ini", "[lan]\nip=192.168.1.2\n gateway = 192.168.1.1\ngateway=1.1.1.1");
+    char value[VOS_FILE_VALUE_SIZE];
+    EXPECT_EQ(vos_get_value_from_file("/etc/lan.ini", "gateway", value), 0);
+    EXPECT_STREQ(value, "192.168.1.1");
+    EXPECT_EQ(vos_get_value_from_file("/etc/lan.ini", "mask", value), -1);
+    EXPECT_STREQ(value, "");
+}
+
+// ---- faults ----
+
+class SimFaults : public RouterTest
+{
+};
+
+TEST_F(SimFaults, OnlyTheNthCallFails)
+{
+    box.fail("open", 2, EMFILE);
+    const int first = sim_open("/proc/stat", O_RDONLY);
+    EXPECT_GE(first, 0);
+    EXPECT_EQ(sim_open("/proc/stat", O_RDONLY), -1);
+    EXPECT_EQ(errno, EMFILE);
+    const int third = sim_open("/proc/stat", O_RDONLY);
+    EXPECT_GE(third, 0);
+    EXPECT_EQ(box.calls_made("open"), 3U);
+    sim_close(first);
+    sim_close(third);
+}
+
+TEST_F(SimFaults, EveryCallFailsFromThenOn)
+{
+    box.address("ppp0", "100.64.0.2");
+    char address[IF_ADDRESS_SIZE];
+    box.fail("getIfIp", 1, EIO, true);
+    EXPECT_EQ(getIfIp("ppp0", address), -1);
+    EXPECT_EQ(getIfIp("ppp0", address), -1);
+    box.clear_faults();
+    EXPECT_EQ(getIfIp("ppp0", address), 0);
+}
+
+TEST_F(SimFaults, UnknownNameIsRefused)
+{
+    EXPECT_THROW(box.fail("opne"), std::invalid_argument);
+}
+
+// ---- processes ----
+
+class SimProcesses : public RouterTest
+{
+protected:
+    static std::string listing_of(const char *command)
+    {
+        FILE *const pipe = sim_popen(command, "r");
+        std::string text;
+        char line[128];
+        while (fgets(line, sizeof line, pipe) != nullptr)
+            text += line;
+        sim_pclose(pipe);
+        return text;
+    }
+    static long long number_in(const std::string &text, int column)
+    {
+        std::istringstream words(text);
+        std::string word;
+        for (int i = 0; i < column; i++)
+            words >> word;
+        return std::stoll(word);
+    }
+};
+
+TEST_F(SimProcesses, ListingHoldsShellAndGrepAndEachMatch)
+{
+    EXPECT_EQ(std::ranges::count(listing_of("ps | grep minidlna"), '\n'), 2);
+    box.process("minidlna", 77, "/usr/bin/minidlna -f /etc/minidlna.conf");
+    const std::string listing = listing_of("ps | grep minidlna");
+    EXPECT_EQ(std::ranges::count(listing, '\n'), 3);
+    EXPECT_EQ(listing.find("   77 root "), 0U);
+}
+
+TEST_F(SimProcesses, KillallEndsThem)
+{
+    EXPECT_EQ(check_app("httpd"), 1);
+    EXPECT_EQ(doSystemCmd("killall -9 %s", "httpd"), 0);
+    EXPECT_EQ(check_app("httpd"), 0);
+    EXPECT_EQ(doSystemCmd("killall -9 %s", "httpd"), 1);
+    EXPECT_ACTS("command killall -9 httpd", "command killall -9 httpd");
+}
+
+TEST_F(SimProcesses, CpuTimeGrowsWithTheShare)
+{
+    box.cpus(4);
+    box.cpu_share("httpd", 50);
+    const long long machine = number_in(box.file("/proc/stat"), 2) + number_in(box.file("/proc/stat"), 5);
+    box.run(10);
+    EXPECT_EQ(number_in(box.file("/proc/412/stat"), 14), 500);
+    EXPECT_EQ(number_in(box.file("/proc/stat"), 2) + number_in(box.file("/proc/stat"), 5) - machine, 4000);
+    box.cpu_share("httpd", 0);
+    box.run(10);
+    EXPECT_EQ(number_in(box.file("/proc/412/stat"), 14), 500);
+}
+
+TEST_F(SimProcesses, StartedInTheBackgroundOnlyWhenTheTestSaysSo)
+{
+    doSystemCmd("pppoecd eth1 -u name &");
+    EXPECT_FALSE(box.runs("pppoecd"));
+    box.started_by_command("pppoecd", true);
+    doSystemCmd("pppoecd eth1 -u name &");
+    EXPECT_TRUE(box.runs("pppoecd"));
+}
+
+// ---- commands ----
+
+class SimCommands : public RouterTest
+{
+};
+
+TEST_F(SimCommands, ChainsAndRulesAreKept)
+{
+    EXPECT_EQ(doSystemCmd("iptables -A dns_drop -o eth1 -j DROP"), 1);
+    doSystemCmd("iptables -N dns_drop");
+    doSystemCmd("iptables -A OUTPUT -p udp --dport 53 -m state --state NEW -j dns_drop");
+    doSystemCmd("iptables -A dns_drop -o eth1 -j DROP");
+    EXPECT_EQ(box.chain("dns_drop"), Lines{"-o eth1 -j DROP"});
+    EXPECT_EQ(box.chain("OUTPUT"), Lines{"-p udp --dport 53 -m state --state NEW -j dns_drop"});
+    doSystemCmd("iptables -D dns_drop -o eth1 -j DROP");
+    EXPECT_EQ(doSystemCmd("iptables -X dns_drop"), 0);
+    EXPECT_FALSE(box.has_chain("dns_drop"));
+
+    EXPECT_EQ(doSystemCmd("ip rule add to 192.0.2.7 iif lo lookup wan1 prio 5000 2> /dev/null"), 0);
+    EXPECT_EQ(box.rules(), Lines{"5000 to 192.0.2.7 iif lo lookup wan1"});
+    EXPECT_EQ(doSystemCmd("ip rule del prio 5000"), 0);
+    EXPECT_EQ(doSystemCmd("ip rule del prio 5000"), 2);
+}
+
+TEST_F(SimCommands, MessagesToNetctrlFromBothWays)
+{
+    doSystemCmd("cfm post netctrl %d?op=%d", 53, 1);
+    EXPECT_EQ(box.messages_to_netctrl(), Lines{"53?op=1"});
+    EXPECT_ACTS("command cfm post netctrl 53?op=1");
+}
+
+TEST_F(SimCommands, EchoWritesAFile)
+{
+    doSystemCmd("echo nameserver > /etc/resolv_wisp.conf");
+    EXPECT_EQ(box.file("/etc/resolv_wisp.conf"), "nameserver\n");
+}
+
+TEST_F(SimCommands, SecondPartRunsOnlyAfterSuccess)
+{
+    doSystemCmd("killall nobody && killall httpd");
+    EXPECT_TRUE(box.runs("httpd"));
+    doSystemCmd("killall nobody ; killall 'httpd'");
+    EXPECT_FALSE(box.runs("httpd"));
+}
+
+TEST_F(SimCommands, HookComesBeforeTheModel)
+{
+    box.on_command([](const std::string &command) { return command == "killall httpd" ? 7 : sim::NOT_HANDLED; });
+    EXPECT_EQ(doSystemCmd("killall httpd"), 7);
+    EXPECT_TRUE(box.runs("httpd"));
+    EXPECT_EQ(doSystemCmd("true"), 0);
+}
+
+TEST_F(SimCommands, TooLongIsNotRun)
+{
+    EXPECT_EQ(doSystemCmd("echo %s > /tmp/long", std::string(4096, 'x').c_str()), -1);
+    EXPECT_FALSE(box.file_exists("/tmp/long"));
+}
+
+// ---- network ----
+
+class SimNetwork : public RouterTest
+{
+};
+
+TEST_F(SimNetwork, NeighboursAsTheKernelPrintsThem)
+{
+    box.arp("192.168.0.100", "0x2", "02:00:00:00:00:01", "br0");
+    EXPECT_EQ(box.file("/proc/net/arp"),
+              "IP address       HW type     Flags       HW address            Mask     Device\n"
+              "192.168.0.100    0x1         0x2         02:00:00:00:00:01     *        br0\n");
+    box.multicast("br0", 123456789012);
+    EXPECT_EQ(box.file("/proc/net/ip_mr_vif"),
+              "Interface      BytesIn  PktsIn  BytesOut PktsOut Flags Local    Remote\n"
+              " 0 br0               0       0  123456789012       0 00000 00000000 00000000\n");
+}
+
+TEST_F(SimNetwork, OnlyTheFirstNameServerIsAsked)
+{
+    box.name("www.example.org", "192.0.2.80");
+    ASSERT_NE(sim_gethostbyname("www.example.org"), nullptr);
+    EXPECT_EQ(sim_gethostbyname("www.example.com"), nullptr);
+    box.name_server("192.0.2.1", false);
+    EXPECT_EQ(sim_gethostbyname("www.example.org"), nullptr);
+    box.file("/etc/resolv.conf", "# first\nnameserver 192.0.2.2\nnameserver 192.0.2.1\n");
+    EXPECT_NE(sim_gethostbyname("www.example.org"), nullptr);
+    box.dns(false);
+    EXPECT_EQ(sim_gethostbyname("www.example.org"), nullptr);
+}
+
+TEST_F(SimNetwork, TheMostSpecificReachabilityCounts)
+{
+    EXPECT_EQ(simple_ping("192.0.2.80"), -1);
+    EXPECT_EQ(box.local_time(), "2026-01-01 12:00:01");
+    box.reachable("*", "eth1", true);
+    EXPECT_EQ(ping_by_interface("192.0.2.80", 2, "eth1"), 0);
+    box.reachable("192.0.2.80", "", false);
+    EXPECT_EQ(ping_by_interface("192.0.2.80", 2, "eth1"), -1);
+    EXPECT_EQ(box.local_time(), "2026-01-01 12:00:03");
+    box.reachable("192.0.2.80", "eth1", true);
+    EXPECT_EQ(ping_by_interface("192.0.2.80", 2, "eth1"), 0);
+    EXPECT_EQ(simple_ping("not an address"), -1);
+}
+
+TEST_F(SimNetwork, HostsAreHandedToTheCaller)
+{
+    box.host("192.168.0.100", 10, 20);
+    box.host("192.168.0.101", 1, 2);
+    box.host("192.168.0.100", 11, 22);
+    uint64_t first = 0;
+    uint64_t second = 0;
+    int count = 0;
+    ASSERT_EQ(get_statistic_info(&first, &second, &count), 0);
+    ASSERT_EQ(count, 2);
+    EXPECT_EQ(ip_info[0].up_bytes, 11U);
+    EXPECT_EQ(ip_info[1].down_bytes, 2U);
+    free(ip_info);
+    ip_info = nullptr;
+}
+
+TEST_F(SimNetwork, ClashOfWanAndLan)
+{
+    EXPECT_EQ(wan_lan_check("192.168.0.7", "255.255.255.0"), 1);
+    EXPECT_EQ(wan_lan_check("192.168.1.7", "255.255.255.0"), 0);
+    EXPECT_ACTS("wan_lan_check 192.168.0.7 255.255.255.0", "wan_lan_check 192.168.1.7 255.255.255.0");
+}
+
+TEST_F(SimNetwork, ARadioIsConnectedWithAnAddress)
+{
+    EXPECT_EQ(tpi_wifi_wisp_connect_check("wlc0", TPI_WAN_DHCP), TPI_NOT_CONNECTED);
+    box.radio("wlc0", TPI_CONNECTED, WIFI_RELAY_CONNECTED);
+    EXPECT_EQ(tpi_wifi_wisp_connect_check("wlc0", TPI_WAN_DHCP), TPI_CONNECTING);
+    box.address("wlc0", "10.0.0.9");
+    EXPECT_EQ(tpi_wifi_wisp_connect_check("wlc0", TPI_WAN_DHCP), TPI_CONNECTED);
+    box.radio_connection("wlc0", TPI_NO_WIRE);
+    EXPECT_EQ(tpi_wifi_wisp_connect_check("wlc0", TPI_WAN_DHCP), TPI_NO_WIRE);
+}

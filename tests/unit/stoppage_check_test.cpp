@@ -1,0 +1,553 @@
+// The WAN stoppage check: which fault it sees, how long a fault must last, and the diagnosis server.
+#include "tests/unit/wan_world.h"
+#include "time_check/time_check_stoppage_check.h"
+
+using sim::router;
+
+using StoppageFault = RouterTest;
+using StoppageNoFault = RouterTest;
+using RejectedAccount = RouterTest;
+using StoppageClock = RouterTest;
+using DiagnosisServer = RouterTest;
+using NoInterface = RouterTest;
+using WorkMode = RouterTest;
+using WanOnline = RouterTest;
+using DhcpSilence = RouterTest;
+
+namespace
+{
+
+constexpr char START_SERVER[] = "53?op=1";
+constexpr char STOP_SERVER[] = "53?op=2";
+constexpr char NORESP[] = "etc/dhcpc/noresp";
+
+const Lines &messages()
+{
+    return router().messages_to_netctrl();
+}
+
+// A wired router whose first WAN has link and interface but neither address nor internet, up for a while.
+void make_offline_router(const char *connect_type)
+{
+    make_wired_router(1);
+    router().address("eth1", "");
+    router().set("wan1.connecttype", connect_type);
+    router().set("wan1_isonln", "0");
+    router().uptime(1000);
+    router().clear_journal();
+}
+
+void tick_at(int uptime)
+{
+    router().uptime(uptime);
+    time_check_stoppage();
+}
+
+// A tick a second, the first at `from`, the last at `to`.
+void tick_from_to(int from, int to)
+{
+    for (int now = from; now <= to; now++)
+        tick_at(now);
+}
+
+std::string published()
+{
+    return "err=" + router().get("wan_stoppage_err") + " flag=" + router().get("stoppage_flag");
+}
+
+void reject_account()
+{
+    router().set("wan1_err_check", "2");
+    router().set("wan1.pppoe.auth.changed", "0");
+    router().set("wan1.onln.beforestart", "1");
+}
+
+// The fault `err` is seen at 1000 and the flag rises after exactly `period` seconds.
+void expect_flag_after(int period, const std::string &err)
+{
+    tick_at(1000);
+    EXPECT_EQ(published(), "err=" + err + " flag=");
+    tick_from_to(1001, 1000 + period - 1);
+    EXPECT_EQ(published(), "err=" + err + " flag=");
+    EXPECT_TRUE(messages().empty());
+    tick_at(1000 + period);
+    EXPECT_EQ(published(), "err=" + err + " flag=1");
+    EXPECT_EQ(messages(), (Lines{START_SERVER}));
+}
+
+} // namespace
+
+// ---- each fault and its time ----
+
+TEST_F(StoppageFault, NoLinkLasts30Seconds)
+{
+    make_offline_router("0");
+    router().link(1, false);
+    expect_flag_after(30, "1");
+}
+
+TEST_F(StoppageFault, ARejectedAccountLasts600Seconds)
+{
+    make_offline_router("2");
+    reject_account();
+    expect_flag_after(600, "2");
+}
+
+TEST_F(StoppageFault, ASilentPppoeServerLasts300Seconds)
+{
+    make_offline_router("2");
+    router().set("wan1_err_check", "4");
+    expect_flag_after(300, "3");
+}
+
+TEST_F(StoppageFault, ASilentDhcpServerLasts300Seconds)
+{
+    make_offline_router("0");
+    router().file(NORESP, "1\n");
+    expect_flag_after(300, "4");
+}
+
+TEST_F(StoppageFault, PeriodsByCode)
+{
+    EXPECT_EQ(get_check_polling_time(STOPPAGE_DEFAULT), 0U);
+    EXPECT_EQ(get_check_polling_time(WAN_UNLINED), 30U);
+    EXPECT_EQ(get_check_polling_time(WRONG_AUTH_CODE), 600U);
+    EXPECT_EQ(get_check_polling_time(PPPOE_CONNECT_TIMEOUT), 300U);
+    EXPECT_EQ(get_check_polling_time(DHCP_CONNECT_TIMEOUT), 300U);
+    EXPECT_EQ(get_check_polling_time(-1), 0U);
+    EXPECT_EQ(get_check_polling_time(5), 0U);
+}
+
+TEST_F(StoppageFault, NothingIsCommitted)
+{
+    make_offline_router("0");
+    router().link(1, false);
+    tick_from_to(1000, 1040);
+    EXPECT_TRUE(router().acts("commit").empty());
+}
+
+TEST_F(StoppageFault, TheServersStartIsAShellCommand)
+{
+    make_offline_router("0");
+    router().link(1, false);
+    tick_from_to(1000, 1030);
+    EXPECT_EQ(router().acts("command"), (Lines{"command cfm post netctrl 53?op=1"}));
+}
+
+// ---- no fault ----
+
+TEST_F(StoppageNoFault, AWanWithAnAddressIsNeverFaulty)
+{
+    make_offline_router("0");
+    router().address("eth1", "198.51.100.1");
+    router().link(1, false);
+    EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT);
+    EXPECT_EQ(published(), "err= flag=0");
+}
+
+TEST_F(StoppageNoFault, AnyWansAddressIsEnough)
+{
+    make_wired_router(2);
+    router().address("eth1", "");
+    router().link(1, false);
+    EXPECT_EQ(get_wan_online_result(), 1);
+    EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT);
+}
+
+TEST_F(StoppageNoFault, AnAddressCountsEvenWithoutWans)
+{
+    make_offline_router("2");
+    reject_account();
+    router().set("wans.flag", "");
+    router().address("eth1", "198.51.100.1");
+    EXPECT_EQ(get_wan_online_result(), 0);
+    EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT);
+    EXPECT_EQ(published(), "err= flag=0");
+}
+
+TEST_F(StoppageNoFault, OtherConnectionTypesAreNotDiagnosed)
+{
+    for (const char *type : {"1", "3", "4", "5", "6", "-1"}) {
+        make_offline_router(type);
+        reject_account();
+        router().file(NORESP, "1\n");
+        EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT) << type;
+        EXPECT_EQ(stoppage_recheck_result(), STOPPAGE_DEFAULT) << type;
+    }
+}
+
+TEST_F(StoppageNoFault, NoTypeIsDhcp)
+{
+    make_offline_router("");
+    router().file(NORESP, "1\n");
+    EXPECT_EQ(stoppage_check_result(), DHCP_CONNECT_TIMEOUT);
+}
+
+TEST_F(StoppageNoFault, DhcpAndPppoeSignsDoNotMix)
+{
+    make_offline_router("2");
+    router().file(NORESP, "1\n");
+    EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT);
+    make_offline_router("0");
+    router().remove_file(NORESP);
+    router().missing(NORESP);
+    reject_account();
+    EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT);
+}
+
+TEST_F(StoppageNoFault, OtherErrorCodesAreNone)
+{
+    for (const char *code : {"", "0", "1", "3", "5", "22", "44"}) {
+        make_offline_router("2");
+        reject_account();
+        router().set("wan1_err_check", code);
+        EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT) << code;
+    }
+}
+
+// ---- the rejected account ----
+
+TEST_F(RejectedAccount, NeedsFurtherSignsAtFirst)
+{
+    const struct {
+        const char *changed, *before_start, *down, *reboot;
+        int code;
+    } cases[] = {
+        {"0", "1", "", "", WRONG_AUTH_CODE},    {"0", "1", "1", "1", WRONG_AUTH_CODE},
+        {"0", "0", "0", "0", WRONG_AUTH_CODE},  {"0", "", "0", "0", WRONG_AUTH_CODE},
+        {"0", "0", "1", "0", STOPPAGE_DEFAULT}, {"0", "0", "0", "1", STOPPAGE_DEFAULT},
+        {"0", "0", "", "0", STOPPAGE_DEFAULT},  {"0", "0", "0", "", STOPPAGE_DEFAULT},
+        {"1", "1", "0", "0", STOPPAGE_DEFAULT}, {"", "1", "0", "0", STOPPAGE_DEFAULT},
+    };
+    for (const auto &one : cases) {
+        make_offline_router("2");
+        router().set("wan1_err_check", "2");
+        router().set("wan1.pppoe.auth.changed", one.changed);
+        router().set("wan1.onln.beforestart", one.before_start);
+        router().set("wan1.down.flag", one.down);
+        router().set("reboot.flag", one.reboot);
+        EXPECT_EQ(stoppage_check_result(), one.code)
+            << one.changed << "/" << one.before_start << "/" << one.down << "/" << one.reboot;
+        EXPECT_EQ(stoppage_recheck_result(), WRONG_AUTH_CODE);
+    }
+}
+
+TEST_F(RejectedAccount, IsTimedOnWithoutThem)
+{
+    make_offline_router("2");
+    reject_account();
+    tick_at(1000);
+    router().set("wan1.pppoe.auth.changed", "1");
+    router().set("wan1.onln.beforestart", "0");
+    tick_from_to(1001, 1600);
+    EXPECT_EQ(published(), "err=2 flag=1");
+}
+
+TEST_F(RejectedAccount, ThatIsNoneAtTheStricterLookStopsTheClock)
+{
+    make_offline_router("2");
+    router().set("wan1_err_check", "4");
+    tick_at(1000);
+    EXPECT_EQ(published(), "err=3 flag=");
+    router().set("wan1_err_check", "2"); // nothing else says so
+    router().process("dhttpd", 700);
+    tick_at(1001);
+    EXPECT_EQ(published(), "err=2 flag=0");
+    EXPECT_TRUE(messages().empty());
+    tick_at(1002);
+    EXPECT_EQ(messages(), (Lines{STOP_SERVER}));
+}
+
+// ---- the clock ----
+
+TEST_F(StoppageClock, AnotherFaultStartsItAgainWithItsOwnPeriod)
+{
+    make_offline_router("2");
+    router().link(1, false);
+    tick_from_to(1000, 1020);
+    EXPECT_EQ(published(), "err=1 flag=");
+    router().link(1, true);
+    router().set("wan1_err_check", "4");
+    tick_from_to(1021, 1320);
+    EXPECT_EQ(published(), "err=3 flag=0");
+    EXPECT_TRUE(messages().empty());
+    tick_at(1321);
+    EXPECT_EQ(published(), "err=3 flag=1");
+    EXPECT_EQ(messages(), (Lines{START_SERVER}));
+}
+
+TEST_F(StoppageClock, AnotherFaultTakesTheFlagDown)
+{
+    make_offline_router("2");
+    router().link(1, false);
+    tick_from_to(1000, 1030);
+    EXPECT_EQ(published(), "err=1 flag=1");
+    router().process("dhttpd", 700);
+    router().link(1, true);
+    router().set("wan1_err_check", "4");
+    tick_at(1031);
+    EXPECT_EQ(published(), "err=3 flag=0");
+    EXPECT_EQ(messages(), (Lines{START_SERVER})) << "the server goes on while a fault is there";
+    tick_from_to(1032, 1331);
+    EXPECT_EQ(published(), "err=3 flag=1");
+}
+
+TEST_F(StoppageClock, ARecoveryTakesTheFlagDownAndStopsTheServerAtTheNextTick)
+{
+    make_offline_router("0");
+    router().link(1, false);
+    tick_from_to(1000, 1030);
+    router().process("dhttpd", 700);
+    router().link(1, true);
+    tick_at(1031);
+    EXPECT_EQ(published(), "err=1 flag=0") << "the last fault stays to be read";
+    EXPECT_EQ(messages(), (Lines{START_SERVER}));
+    tick_at(1032);
+    EXPECT_EQ(messages(), (Lines{START_SERVER, STOP_SERVER}));
+}
+
+TEST_F(StoppageClock, ASecondFaultAfterARecoveryIsTimedFromItsOwnBeginning)
+{
+    make_offline_router("0");
+    router().link(1, false);
+    tick_from_to(1000, 1029);
+    router().link(1, true);
+    tick_from_to(1030, 1031);
+    router().link(1, false);
+    tick_from_to(1032, 1061);
+    EXPECT_EQ(published(), "err=1 flag=0");
+    tick_at(1062);
+    EXPECT_EQ(published(), "err=1 flag=1");
+}
+
+TEST_F(StoppageClock, CountsRunTimeNotTicks)
+{
+    make_offline_router("0");
+    router().link(1, false);
+    tick_at(1000);
+    tick_at(1029);
+    EXPECT_EQ(published(), "err=1 flag=");
+    tick_at(1030);
+    EXPECT_EQ(published(), "err=1 flag=1");
+}
+
+TEST_F(StoppageClock, DoesNotSeeTheWallClockStep)
+{
+    make_offline_router("0");
+    router().link(1, false);
+    tick_at(1000);
+    router().step_clock(365 * 24 * 3600);
+    tick_at(1001);
+    EXPECT_EQ(published(), "err=1 flag=");
+}
+
+TEST_F(StoppageClock, GoesOnWhileTheCheckIsNotAsked)
+{
+    make_offline_router("0");
+    router().link(1, false);
+    tick_at(1000);
+    router().set("wan1_isonln", "1"); // published by the other thread a little late
+    tick_at(1010);
+    router().set("wan1_isonln", "0");
+    tick_at(1030);
+    EXPECT_EQ(published(), "err=1 flag=1");
+}
+
+// ---- the server ----
+
+TEST_F(DiagnosisServer, IsStartedOnEveryTickUntilItRuns)
+{
+    make_offline_router("0");
+    router().link(1, false);
+    tick_from_to(1000, 1032);
+    EXPECT_EQ(messages(), (Lines{START_SERVER, START_SERVER, START_SERVER}));
+    router().process("dhttpd", 700);
+    tick_from_to(1033, 1040);
+    EXPECT_EQ(messages().size(), 3U);
+    router().end_process("dhttpd");
+    tick_at(1041);
+    EXPECT_EQ(messages().size(), 4U);
+    EXPECT_EQ(messages().back(), START_SERVER);
+}
+
+TEST_F(DiagnosisServer, IsStoppedWhenTheWanIsOnline)
+{
+    make_offline_router("0");
+    router().link(1, false);
+    router().process("dhttpd", 700);
+    router().set("wan1_isonln", "1");
+    tick_at(1000);
+    EXPECT_EQ(messages(), (Lines{STOP_SERVER}));
+    EXPECT_EQ(published(), "err= flag=");
+    router().end_process("dhttpd");
+    tick_at(1001);
+    EXPECT_EQ(messages().size(), 1U);
+}
+
+TEST_F(DiagnosisServer, IsStoppedWhenThereIsNoFault)
+{
+    make_offline_router("0");
+    router().process("dhttpd", 700);
+    tick_at(1000);
+    EXPECT_EQ(messages(), (Lines{STOP_SERVER}));
+}
+
+TEST_F(DiagnosisServer, IsStoppedInEveryModeButRouter)
+{
+    const struct {
+        const char *mode_2g, *mode_5g, *work_mode;
+    } modes[] = {{"ap", "ap", "ap"}, {"apclient", "ap", "router"}, {"wisp", "ap", "router"}, {"ap", "ap", ""}};
+    for (const auto &mode : modes) {
+        make_offline_router("0");
+        router().link(1, false);
+        router().set("wl2g.public.mode", mode.mode_2g);
+        router().set("wl5g.public.mode", mode.mode_5g);
+        router().set("sys.workmode", mode.work_mode);
+        router().process("dhttpd", 700);
+        const size_t before = messages().size();
+        tick_from_to(1000, 1040);
+        ASSERT_EQ(messages().size(), before + 41);
+        EXPECT_EQ(messages().back(), STOP_SERVER);
+        EXPECT_EQ(published(), "err= flag=") << mode.mode_2g << mode.work_mode;
+    }
+}
+
+TEST_F(DiagnosisServer, ValueOfOnlineOtherThanOneIsOffline)
+{
+    for (const char *online : {"", "0", "2", "11", "yes"}) {
+        make_offline_router("0");
+        router().link(1, false);
+        router().set("wan1_isonln", online);
+        router().unset("wan_stoppage_err");
+        tick_at(1000);
+        EXPECT_EQ(router().get("wan_stoppage_err"), "1") << online;
+    }
+}
+
+// ---- no interface ----
+
+TEST_F(NoInterface, IsReportedAndStopsARunningServer)
+{
+    make_offline_router("0");
+    router().wan(1, "");
+    router().process("dhttpd", 700);
+    tick_at(1000);
+    ASSERT_EQ(router().log().size(), 2U);
+    EXPECT_TRUE(router().log()[0].starts_with("[get_wan_online_result:")) << router().log()[0];
+    EXPECT_TRUE(router().log()[1].starts_with("[stoppage_check_result:")) << router().log()[1];
+    for (const std::string &line : router().log())
+        EXPECT_TRUE(line.ends_with("]get wanifname failure!!!!!!!!!!!")) << line;
+    EXPECT_EQ(published(), "err= flag=");
+    EXPECT_EQ(messages(), (Lines{STOP_SERVER}));
+}
+
+TEST_F(NoInterface, WithoutLinkIsNoLink)
+{
+    make_offline_router("0");
+    router().wan(1, "");
+    router().link(1, false);
+    EXPECT_EQ(stoppage_check_result(), WAN_UNLINED);
+}
+
+TEST_F(NoInterface, WhileAFaultIsTimedChangesNothing)
+{
+    make_offline_router("0");
+    router().file(NORESP, "1\n");
+    tick_from_to(1000, 1100);
+    router().wan(1, "");
+    router().clear_log();
+    tick_at(1101);
+    EXPECT_TRUE(router().log().back().starts_with("[stoppage_recheck_result:")) << router().log().back();
+    EXPECT_EQ(published(), "err=4 flag=");
+    router().wan(1, "eth1");
+    tick_from_to(1102, 1299);
+    EXPECT_EQ(published(), "err=4 flag=");
+    tick_at(1300);
+    EXPECT_EQ(published(), "err=4 flag=1");
+}
+
+TEST_F(NoInterface, EndsTheSearchForAnAddress)
+{
+    make_wired_router(2);
+    router().wan(1, "");
+    EXPECT_EQ(get_wan_online_result(), 0) << "the second WAN has one";
+    router().set("wans.flag", "2147483647");
+    EXPECT_EQ(get_wan_online_result(), 0);
+}
+
+// ---- the single looks ----
+
+TEST_F(WorkMode, FirstMatchWins)
+{
+    const struct {
+        const char *mode_2g, *mode_5g, *work_mode, *word;
+    } cases[] = {
+        {"ap", "ap", "router", "router"},
+        {"ap", "wisp", "router", "router"},
+        {"ap", "ap", "ap", "ap"},
+        {"apclient", "ap", "ap", "ap"},
+        {"apclient", "wisp", "", "client+ap"},
+        {"wisp", "ap", "router", "wisp"},
+        {"", "wisp", "router", "wisp"},
+        {"ap", "wisp", "", "wisp"},
+        {"ap", "apclient", "", ""},
+        {"", "", "", ""},
+        {"", "ap", "router", ""},
+        {"apx", "ap", "router", ""},
+    };
+    for (const auto &one : cases) {
+        router().set("wl2g.public.mode", one.mode_2g);
+        router().set("wl5g.public.mode", one.mode_5g);
+        router().set("sys.workmode", one.work_mode);
+        char word[10] = "";
+        EXPECT_EQ(get_work_mode(word), 0);
+        EXPECT_STREQ(word, one.word) << one.mode_2g << "/" << one.mode_5g << "/" << one.work_mode;
+    }
+}
+
+TEST_F(WorkMode, NoMatchLeavesTheBufferAlone)
+{
+    char word[10] = "before";
+    get_work_mode(word);
+    EXPECT_STREQ(word, "before");
+}
+
+TEST_F(WanOnline, NoWansAreNone)
+{
+    make_wired_router(1);
+    for (const char *count : {"", "0", "-1", "x"}) {
+        router().set("wans.flag", count);
+        EXPECT_EQ(get_wan_online_result(), 0) << count;
+    }
+}
+
+TEST_F(DhcpSilence, TheLastDigitLineCounts)
+{
+    const struct {
+        const char *text;
+        int status;
+    } cases[] = {
+        {"1\n", 1}, {"0\n", 0},       {"1\n0\n", 0},       {"0\n1\n", 1}, {"1 no answer\nxyz\n", 1},
+        {"", 0},    {"\n 1\n2\n", 0}, {"10 seconds\n", 1}, {"1", 1},
+    };
+    for (const auto &one : cases) {
+        router().file(NORESP, one.text);
+        EXPECT_EQ(get_dhcp_noreponse_status(), one.status) << one.text;
+    }
+}
+
+TEST_F(DhcpSilence, AMissingFileIsNoFault)
+{
+    make_offline_router("0");
+    router().remove_file(NORESP);
+    router().missing(NORESP);
+    EXPECT_EQ(get_dhcp_noreponse_status(), -1);
+    EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT);
+}
+
+TEST_F(DhcpSilence, APieceOfALongLineIsNoLine)
+{
+    router().file(NORESP, "0" + std::string(62, 'x') + "1111\n");
+    EXPECT_EQ(get_dhcp_noreponse_status(), 0);
+    EXPECT_TRUE(router().open_descriptors().empty());
+}

@@ -1,0 +1,677 @@
+// The passes of the reachability check: when a WAN is down, online or internal, what is published, who is told.
+#include "tests/unit/wan_world.h"
+#include "time_check/wan_surf_check.h"
+
+using sim::router;
+
+using SurfStart = RouterTest;
+using WiredWan = RouterTest;
+using TwoWans = RouterTest;
+using WiredPass = RouterTest;
+using UplinkMode = RouterTest;
+using Wisp = RouterTest;
+using ApClient = RouterTest;
+using Renewal = RouterTest;
+using OnlineBefore = RouterTest;
+
+namespace
+{
+
+struct Pass {
+    int result;
+    int interval_s;
+    bool operator==(const Pass &) const = default;
+};
+
+// One pass over the WANs of the store's "wans.flag"; 99 as interval: left as it was.
+Pass pass()
+{
+    int interval_s = 99;
+    const int result = surf_check(&interval_s, std::stoi("0" + router().get("wans.flag")));
+    return {result, interval_s};
+}
+
+// Starts the check, without the commands of the start in the journal.
+void start()
+{
+    wan_surf_check_init();
+    router().clear_journal();
+    router().clear_log();
+}
+
+void start_wired(int wans)
+{
+    make_wired_router(wans);
+    start();
+}
+
+std::string published(int wan_id)
+{
+    const std::string wan = "wan" + std::to_string(wan_id);
+    return wan + " isonln=" + router().get(wan + "_isonln") + " check=" + router().get(wan + "_check");
+}
+
+const Lines &messages()
+{
+    return router().messages_to_netctrl();
+}
+
+void lose_internet(int wan_id)
+{
+    router().reachable("*", wan_interface(wan_id), false);
+}
+
+void regain_internet(int wan_id)
+{
+    router().reachable("*", wan_interface(wan_id), true);
+}
+
+// Passes until the forgiven ones are used up; the WAN has been online.
+void use_up_grace()
+{
+    for (int i = 0; i < 5; i++)
+        pass();
+}
+
+} // namespace
+
+// ---- start ----
+
+TEST_F(SurfStart, PrintsItsLineAndMakesChainAndRulesAfresh)
+{
+    make_wired_router(2);
+    wan_surf_check_init();
+    EXPECT_EQ(router().log(), (Lines{"[wan_surf_check_init:903] renew config of wan_surf_check"}));
+    EXPECT_EQ(
+        router().journal(),
+        (Lines{"command iptables -D OUTPUT -p udp --dport 53 -m state --state NEW -j dns_drop",
+               "command iptables -F dns_drop", "command iptables -X dns_drop", "command iptables -N dns_drop",
+               "command iptables -A OUTPUT -p udp --dport 53 -m state --state NEW -j dns_drop",
+               "command ip rule del prio 5000", "command ip rule del prio 5001", "command ip rule del prio 5002",
+               "command ip rule del prio 5003", "command ip rule del prio 5004", "command ip rule del prio 5005"}));
+}
+
+TEST_F(SurfStart, WithoutWansIsAWiredRouterWithNothingToProbe)
+{
+    for (const char *count : {"", "0", "-3"}) {
+        make_wired_router(1);
+        router().set("sys.workmode", "ap"); // is not even looked at
+        router().set("wans.flag", count);
+        router().set("wan1_err_check", "0");
+        router().set("wan1.down.flag", "0");
+        router().set("reboot.flag", "0");
+        router().set("wan1.onln.beforestart", "1");
+        start();
+        int interval_s = 99;
+        EXPECT_EQ(surf_check(&interval_s, 0), 1);
+        EXPECT_EQ(interval_s, 20);
+        EXPECT_EQ(router().journal(), (Lines{"set wan1.onln.beforestart=0", "commit"})) << count;
+        EXPECT_EQ(router().calls_made("ping_by_interface"), 0U);
+    }
+}
+
+// ---- one wired WAN ----
+
+TEST_F(WiredWan, AHealthyOneIsPublishedAndLookedAtEvery20Seconds)
+{
+    start_wired(1);
+    EXPECT_EQ(pass(), (Pass{1, 20}));
+    EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
+    EXPECT_TRUE(messages().empty()) << "internet is what netctrl assumes at the start";
+    EXPECT_TRUE(router().acts("commit").empty());
+    router().clear_journal();
+    EXPECT_EQ(pass(), (Pass{1, 20}));
+    EXPECT_TRUE(router().journal().empty()) << "nothing changed";
+}
+
+TEST_F(WiredWan, WithoutLinkIsDownAndNobodyIsTold)
+{
+    start_wired(1);
+    router().link(1, false);
+    EXPECT_EQ(pass(), (Pass{1, 4}));
+    EXPECT_EQ(published(1), "wan1 isonln=0 check=0");
+    EXPECT_EQ(router().journal(), (Lines{"set wan1_isonln=0", "set wan1_check=0"}));
+    EXPECT_EQ(router().calls_made("ping_by_interface"), 0U);
+}
+
+TEST_F(WiredWan, WithoutInterfaceIsDown)
+{
+    start_wired(1);
+    router().wan(1, "");
+    EXPECT_EQ(pass(), (Pass{1, 4}));
+    EXPECT_EQ(published(1), "wan1 isonln=0 check=0");
+}
+
+TEST_F(WiredWan, WithoutAddressIsDown)
+{
+    start_wired(1);
+    router().address("eth1", "");
+    EXPECT_EQ(pass(), (Pass{1, 4}));
+    EXPECT_EQ(published(1), "wan1 isonln=0 check=0");
+}
+
+TEST_F(WiredWan, ThatComesUpSettlesForSixSecondsOnce)
+{
+    start_wired(1);
+    for (int round = 0; round < 2; round++) {
+        const int before = router().uptime();
+        pass();
+        EXPECT_EQ(router().uptime() - before, 6) << "first look";
+        pass();
+        EXPECT_EQ(router().uptime() - before, 6) << "second look";
+        router().link(1, false);
+        pass();
+        EXPECT_EQ(router().uptime() - before, 6) << "down";
+        router().link(1, true);
+    }
+}
+
+TEST_F(WiredWan, WithoutInternetIsForgivenFivePassesThenToldOnce)
+{
+    start_wired(1);
+    pass();
+    lose_internet(1);
+    for (int i = 1; i <= 5; i++) {
+        EXPECT_EQ(pass(), (Pass{1, 4})) << i;
+        EXPECT_EQ(published(1), "wan1 isonln=1 check=1") << i;
+        EXPECT_TRUE(messages().empty());
+    }
+    for (int i = 0; i < 3; i++) {
+        EXPECT_EQ(pass(), (Pass{1, 4}));
+        EXPECT_EQ(published(1), "wan1 isonln=0 check=1");
+        EXPECT_EQ(messages(), (Lines{"52?op=16,wan_id=1"}));
+    }
+    regain_internet(1);
+    for (int i = 0; i < 3; i++) {
+        EXPECT_EQ(pass(), (Pass{1, 20}));
+        EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
+        EXPECT_EQ(messages(), (Lines{"52?op=16,wan_id=1", "52?op=15,wan_id=1"}));
+    }
+}
+
+TEST_F(WiredWan, IsToldByTheShellAndNothingIsBlocked)
+{
+    start_wired(1);
+    pass();
+    lose_internet(1);
+    use_up_grace();
+    router().clear_journal();
+    pass();
+    regain_internet(1);
+    pass();
+    EXPECT_EQ(router().acts("command"),
+              (Lines{"command cfm post netctrl 52?op=16,wan_id=1", "command cfm post netctrl 52?op=15,wan_id=1"}));
+}
+
+TEST_F(WiredWan, IsNotForgivenBeforeItsFirstSuccess)
+{
+    start_wired(1);
+    lose_internet(1);
+    EXPECT_EQ(pass(), (Pass{1, 4}));
+    EXPECT_EQ(published(1), "wan1 isonln=0 check=1");
+    EXPECT_EQ(messages(), (Lines{"52?op=16,wan_id=1"}));
+}
+
+TEST_F(WiredWan, AFailedResolutionIsOfflineButNotTold)
+{
+    start_wired(1);
+    router().dns(false);
+    for (int i = 0; i < 3; i++) {
+        EXPECT_EQ(pass(), (Pass{1, 4}));
+        EXPECT_EQ(published(1), "wan1 isonln=0 check=1");
+    }
+    EXPECT_TRUE(messages().empty());
+    router().dns(true);
+    EXPECT_EQ(pass(), (Pass{1, 20}));
+    EXPECT_TRUE(messages().empty()) << "internet was never taken back";
+}
+
+TEST_F(WiredWan, ALostNameServiceIsNotNoticedWhileTheAddressesAnswer)
+{
+    start_wired(1);
+    pass();
+    router().dns(false);
+    EXPECT_EQ(pass(), (Pass{1, 20}));
+    EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
+}
+
+TEST_F(WiredWan, ThatWasDownIsAnnouncedAgainWithItsFirstGoodPass)
+{
+    start_wired(1);
+    pass();
+    router().link(1, false);
+    pass();
+    EXPECT_TRUE(messages().empty());
+    router().link(1, true);
+    router().dns(false);
+    pass();
+    EXPECT_TRUE(messages().empty());
+    router().dns(true);
+    pass();
+    EXPECT_EQ(messages(), (Lines{"52?op=15,wan_id=1"}));
+}
+
+TEST_F(WiredWan, ThatComesUpWithoutInternetIsNotAnnounced)
+{
+    start_wired(1);
+    pass();
+    router().link(1, false);
+    pass();
+    router().link(1, true);
+    lose_internet(1);
+    EXPECT_EQ(pass(), (Pass{1, 4})) << "nothing is forgiven after a loss of the link";
+    EXPECT_EQ(published(1), "wan1 isonln=0 check=1");
+    EXPECT_TRUE(messages().empty());
+}
+
+// ---- two wired WANs ----
+
+TEST_F(TwoWans, TheIntervalCountsTheTroubledOnes)
+{
+    start_wired(2);
+    EXPECT_EQ(pass(), (Pass{1, 20}));
+    router().link(2, false);
+    EXPECT_EQ(pass(), (Pass{1, 12}));
+    EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
+    EXPECT_EQ(published(2), "wan2 isonln=0 check=0");
+    router().link(1, false);
+    EXPECT_EQ(pass(), (Pass{1, 4}));
+    EXPECT_EQ(published(1), "wan1 isonln=0 check=0");
+}
+
+TEST_F(TwoWans, AForgivenOneIsTroubled)
+{
+    start_wired(2);
+    pass();
+    lose_internet(2);
+    EXPECT_EQ(pass(), (Pass{1, 12}));
+    EXPECT_EQ(published(2), "wan2 isonln=1 check=1");
+}
+
+TEST_F(TwoWans, AnInternalOneHasItsDnsBlockedUntilItIsBack)
+{
+    start_wired(2);
+    pass();
+    lose_internet(2);
+    use_up_grace();
+    router().clear_journal();
+    EXPECT_EQ(pass(), (Pass{1, 12}));
+    EXPECT_EQ(router().journal(), (Lines{"set wan2_isonln=0", "command cfm post netctrl 52?op=16,wan_id=2",
+                                         "command iptables -A dns_drop -o eth2 -j DROP"}));
+    EXPECT_EQ(router().chain("dns_drop"), (Lines{"-o eth2 -j DROP"}));
+
+    router().clear_journal();
+    pass();
+    EXPECT_TRUE(router().journal().empty());
+
+    regain_internet(2);
+    EXPECT_EQ(pass(), (Pass{1, 20}));
+    EXPECT_EQ(router().journal(), (Lines{"set wan2_isonln=1", "command cfm post netctrl 52?op=15,wan_id=2",
+                                         "command iptables -D dns_drop -o eth2 -j DROP"}));
+    EXPECT_TRUE(router().chain("dns_drop").empty());
+}
+
+TEST_F(TwoWans, HaveRulesForEachAndKeepThemThroughAFault)
+{
+    start_wired(2);
+    pass();
+    const Lines rules = router().rules();
+    ASSERT_EQ(rules.size(), 6U);
+    EXPECT_EQ(rules[0].substr(0, 5), "5000 ");
+    EXPECT_EQ(rules[5].substr(0, 5), "5005 ");
+    lose_internet(1);
+    lose_internet(2);
+    use_up_grace();
+    pass();
+    EXPECT_EQ(router().rules(), rules);
+    EXPECT_EQ(router().chain("dns_drop"), (Lines{"-o eth1 -j DROP", "-o eth2 -j DROP"}));
+}
+
+TEST_F(TwoWans, AThirdIsNeverLookedAt)
+{
+    for (const char *count : {"3", "99"}) {
+        make_wired_router(2);
+        plug_wan(3);
+        router().set("wans.flag", count);
+        start();
+        pass();
+        pass();
+        EXPECT_EQ(published(2), "wan2 isonln=1 check=1") << count;
+        EXPECT_FALSE(router().has("wan3_isonln")) << count;
+        EXPECT_EQ(router().rules().size(), 6U) << count;
+        check_wan_connttype(99);
+    }
+}
+
+TEST_F(WiredPass, GuardsArePassedByAnyNumberOfWans)
+{
+    start_wired(1);
+    for (const int wans : {-1, 0, 3}) {
+        int interval_s = 99;
+        EXPECT_EQ(ap_wan_surf_check(&interval_s, wans), 1) << wans;
+    }
+    EXPECT_EQ(ap_wan_surf_check(nullptr, 1), 0);
+    EXPECT_EQ(wisp_wan_surf_check(nullptr), 0);
+    EXPECT_EQ(ap_clinet_wan_surf_check(nullptr), 0);
+    for (const std::string &line : router().log())
+        EXPECT_EQ(line.find("the agrv is invalid"), std::string::npos) << line;
+}
+
+// ---- which procedure ----
+
+namespace
+{
+
+// Whether the pass was a WISP's, an AP client's or a wired router's, from what it leaves when nothing is there: the
+// WISP's is down after 2 s, the AP client's is probed, the wired one's is down after 4 s.
+std::string procedure(const char *mode_2g, const char *mode_5g, const char *work_mode, int wans)
+{
+    make_wired_router(wans);
+    router().set("wl2g.public.mode", mode_2g);
+    router().set("wl5g.public.mode", mode_5g);
+    router().set("sys.workmode", work_mode);
+    router().set("wl.wisp.ifname", "wlc0");
+    for (int wan_id = 1; wan_id <= wans; wan_id++)
+        router().link(wan_id, false);
+    router().dns(false);
+    start();
+    const Pass seen = pass();
+    if (seen == Pass{-1, 99})
+        return "none";
+    if (seen == Pass{1, 2})
+        return "wisp";
+    if (seen == Pass{1, 4})
+        return "wired";
+    return published(1) == "wan1 isonln=0 check=1" ? "apclient" : "?";
+}
+
+} // namespace
+
+TEST_F(UplinkMode, ApsAreWired)
+{
+    EXPECT_EQ(procedure("ap", "ap", "router", 1), "wired");
+    EXPECT_EQ(procedure("ap", "ap", "router", 2), "wired");
+    EXPECT_EQ(procedure("", "", "", 1), "wired");
+}
+
+TEST_F(UplinkMode, AnApClientRadioDecides)
+{
+    EXPECT_EQ(procedure("ap", "apclient", "router", 1), "apclient");
+    EXPECT_EQ(procedure("apclient", "ap", "router", 1), "apclient");
+    EXPECT_EQ(procedure("apclient", "wisp", "router", 1), "apclient");
+    EXPECT_EQ(procedure("wisp", "apclient", "router", 1), "apclient");
+}
+
+TEST_F(UplinkMode, AWispRadioDecides)
+{
+    EXPECT_EQ(procedure("ap", "wisp", "router", 1), "wisp");
+    EXPECT_EQ(procedure("wisp", "ap", "router", 1), "wisp");
+}
+
+TEST_F(UplinkMode, WorkModeApOverridesTheRadios)
+{
+    EXPECT_EQ(procedure("wisp", "wisp", "ap", 1), "apclient");
+    EXPECT_EQ(procedure("ap", "ap", "ap", 1), "apclient");
+}
+
+TEST_F(UplinkMode, TheLastWansPointOfViewStandsAndOnlySees5GHz)
+{
+    EXPECT_EQ(procedure("apclient", "ap", "router", 2), "wired");
+    EXPECT_EQ(procedure("wisp", "ap", "router", 2), "wired");
+    EXPECT_EQ(procedure("ap", "apclient", "router", 2), "none");
+    EXPECT_EQ(procedure("ap", "wisp", "router", 2), "none");
+    EXPECT_EQ(procedure("ap", "ap", "ap", 2), "none");
+}
+
+TEST_F(UplinkMode, MoreWansThanOneAreNotProbedWithoutWires)
+{
+    make_wired_router(2);
+    router().set("wl5g.public.mode", "wisp");
+    start();
+    EXPECT_EQ(pass(), (Pass{-1, 99}));
+    EXPECT_TRUE(router().journal().empty());
+    EXPECT_EQ(router().calls_made("ping_by_interface"), 0U);
+}
+
+// ---- WISP ----
+
+static void start_wisp()
+{
+    make_wired_router(1);
+    router().set("wl2g.public.mode", "wisp");
+    router().set("wl.wisp.ifname", "wlc0");
+    router().radio_connection("wlc0", 3);
+    start();
+}
+
+TEST_F(Wisp, AConnectedOneIsProbedByTheRoutingTable)
+{
+    start_wisp();
+    router().link(1, false); // wires do not matter
+    router().reachable("*", "eth1", false);
+    EXPECT_EQ(pass(), (Pass{1, 20}));
+    EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
+}
+
+TEST_F(Wisp, WithoutInternetItIsForgivenThenOfflineAndNobodyIsTold)
+{
+    start_wisp();
+    pass();
+    router().reachable("*", "", false);
+    for (int i = 0; i < 5; i++) {
+        EXPECT_EQ(pass(), (Pass{1, 20}));
+        EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
+    }
+    EXPECT_EQ(pass(), (Pass{1, 20}));
+    EXPECT_EQ(published(1), "wan1 isonln=0 check=1");
+    EXPECT_TRUE(messages().empty());
+    EXPECT_TRUE(router().chain("dns_drop").empty());
+}
+
+TEST_F(Wisp, AnyOtherStateIsDownAndLookedAtEvery2Seconds)
+{
+    start_wisp();
+    for (const int state : {0, 1, 2, -1}) {
+        router().radio_connection("wlc0", state);
+        EXPECT_EQ(pass(), (Pass{1, 2})) << state;
+        EXPECT_EQ(published(1), "wan1 isonln=0 check=0") << state;
+    }
+}
+
+TEST_F(Wisp, SettlesForSixSecondsWhenItConnects)
+{
+    start_wisp();
+    for (int round = 0; round < 2; round++) {
+        const int before = router().uptime();
+        pass();
+        EXPECT_EQ(router().uptime() - before, 6);
+        pass();
+        EXPECT_EQ(router().uptime() - before, 6);
+        router().radio_connection("wlc0", 1);
+        pass();
+        router().radio_connection("wlc0", 3);
+    }
+}
+
+// ---- AP client and AP ----
+
+static void start_ap_client()
+{
+    make_wired_router(1);
+    router().set("wl2g.public.mode", "apclient");
+    router().address("br0", "10.1.2.3");
+    start();
+}
+
+TEST_F(ApClient, WithALeaseIsLookedAtEvery20Seconds)
+{
+    start_ap_client();
+    const int before = router().uptime();
+    EXPECT_EQ(pass(), (Pass{1, 20}));
+    EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
+    EXPECT_EQ(router().journal().front(), "command ip rule add to 192.0.2.1 iif lo lookup wan1 prio 5000 2> /dev/null");
+    EXPECT_EQ(router().uptime(), before) << "no time to settle";
+}
+
+TEST_F(ApClient, WithTheConfiguredAddressIsLookedAtEvery5Seconds)
+{
+    start_ap_client();
+    router().address("br0", "192.168.0.1");
+    EXPECT_EQ(pass(), (Pass{1, 5}));
+    EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
+}
+
+TEST_F(ApClient, WithoutAnAddressTheConfiguredOneCounts)
+{
+    start_ap_client();
+    router().address("br0", "");
+    EXPECT_EQ(pass(), (Pass{1, 5}));
+    router().set("lan.ip", "192.168.5.1"); // not what was read at the start
+    EXPECT_EQ(pass(), (Pass{1, 20}));
+}
+
+TEST_F(ApClient, IsAlwaysProbedAndNobodyIsTold)
+{
+    start_ap_client();
+    router().link(1, false);
+    router().reachable("*", "", false);
+    EXPECT_EQ(pass(), (Pass{1, 20}));
+    EXPECT_EQ(published(1), "wan1 isonln=0 check=1");
+    EXPECT_TRUE(messages().empty());
+}
+
+// ---- renewal ----
+
+TEST_F(Renewal, ReadsTheSettingsAgainAndForgetsTheProbe)
+{
+    start_wired(1);
+    pass();
+    router().set("wl2g.public.country", "CN");
+    wan_surf_check_init();
+    router().clear_journal();
+    const int before = router().uptime();
+    pass();
+    EXPECT_EQ(router().uptime() - before, 6) << "settles again";
+    EXPECT_EQ(router().acts("command").front(),
+              "command ip rule add to 192.0.2.11 iif lo lookup wan1 prio 5000 2> /dev/null");
+}
+
+TEST_F(Renewal, KeepsWhatIsKnownOfTheWans)
+{
+    start_wired(2);
+    pass();
+    lose_internet(2);
+    use_up_grace();
+    pass();
+    ASSERT_EQ(messages().size(), 1U);
+    wan_surf_check_init();
+    EXPECT_TRUE(router().chain("dns_drop").empty());
+    pass();
+    EXPECT_EQ(messages().size(), 1U) << "told already";
+    regain_internet(2);
+    pass();
+    EXPECT_EQ(messages(), (Lines{"52?op=16,wan_id=2", "52?op=15,wan_id=2"}));
+}
+
+TEST_F(Renewal, AMissingKeyEmptiesItsField)
+{
+    start_ap_client();
+    router().unset("lan.ip");
+    wan_surf_check_init();
+    router().address("br0", "");
+    EXPECT_EQ(pass(), (Pass{1, 5})) << "empty is the same as empty";
+    router().address("br0", "192.168.0.1");
+    EXPECT_EQ(pass(), (Pass{1, 20}));
+}
+
+// ---- whether the WAN had been online ----
+
+namespace
+{
+
+// The five keys, "-" for a missing one: error check, online before start, taken down, account changed, reboot, online.
+struct Notes {
+    const char *err_check;
+    const char *before_start;
+    const char *down;
+    const char *changed;
+    const char *reboot;
+    const char *online;
+};
+
+void set_note(const char *key, const char *value)
+{
+    if (std::string(value) == "-")
+        router().unset(key);
+    else
+        router().set(key, value);
+}
+
+Lines acts_for(const Notes &notes)
+{
+    set_note("wan1_err_check", notes.err_check);
+    set_note("wan1.onln.beforestart", notes.before_start);
+    set_note("wan1.down.flag", notes.down);
+    set_note("wan1.pppoe.auth.changed", notes.changed);
+    set_note("reboot.flag", notes.reboot);
+    set_note("wan1_isonln", notes.online);
+    router().clear_journal();
+    check_wanonln_status(1);
+    return router().journal();
+}
+
+} // namespace
+
+TEST_F(OnlineBefore, IsTakenBackWhenTheConnectionIsLostUnasked)
+{
+    const Lines taken_back = {"set wan1.onln.beforestart=0", "commit"};
+    EXPECT_EQ(acts_for({"2", "1", "0", "0", "0", "0"}), taken_back);
+    EXPECT_EQ(acts_for({"-", "1", "0", "-", "0", "1"}), taken_back);
+    EXPECT_EQ(acts_for({"33", "1", "0", "1", "0", "1"}), taken_back);
+}
+
+TEST_F(OnlineBefore, IsKeptWhenTheConnectionIsLostOnPurpose)
+{
+    EXPECT_EQ(acts_for({"2", "1", "1", "0", "0", "0"}), Lines{});
+    EXPECT_EQ(acts_for({"2", "1", "0", "0", "1", "0"}), Lines{});
+    EXPECT_EQ(acts_for({"2", "1", "-", "0", "0", "0"}), Lines{});
+    EXPECT_EQ(acts_for({"2", "1", "0", "0", "-", "0"}), Lines{});
+    EXPECT_EQ(acts_for({"2", "0", "0", "0", "0", "0"}), Lines{});
+}
+
+TEST_F(OnlineBefore, IsSetWhenConnectedAndOnline)
+{
+    const Lines noted = {"set wan1.onln.beforestart=1", "set wan1.down.flag=0", "set wan1.pppoe.auth.changed=0",
+                         "set reboot.flag=0", "commit"};
+    EXPECT_EQ(acts_for({"3", "0", "0", "0", "0", "1"}), noted);
+    EXPECT_EQ(acts_for({"3", "1", "1", "0", "0", "1"}), noted);
+    EXPECT_EQ(acts_for({"3", "1", "0", "1", "0", "1"}), noted);
+    EXPECT_EQ(acts_for({"3", "1", "0", "0", "1", "1"}), noted);
+    EXPECT_EQ(acts_for({"3", "-", "1", "-", "-", "1"}), noted);
+}
+
+TEST_F(OnlineBefore, NothingIsWrittenWhenItIsNotedAlready)
+{
+    EXPECT_EQ(acts_for({"3", "1", "0", "0", "0", "1"}), Lines{});
+    EXPECT_EQ(acts_for({"3", "-", "-", "-", "-", "1"}), Lines{});
+}
+
+TEST_F(OnlineBefore, NothingIsWrittenWhenConnectedButNotOnline)
+{
+    EXPECT_EQ(acts_for({"3", "0", "1", "1", "1", "0"}), Lines{});
+    EXPECT_EQ(acts_for({"3", "0", "1", "1", "1", "-"}), Lines{});
+}
+
+TEST_F(OnlineBefore, IsLookedAtInEveryWiredPassForTheFirstWanOnly)
+{
+    start_wired(2);
+    for (const char *wan : {"wan1", "wan2"}) {
+        router().set(std::string(wan) + "_err_check", "0");
+        router().set(std::string(wan) + ".onln.beforestart", "1");
+        router().set(std::string(wan) + ".down.flag", "0");
+    }
+    router().set("reboot.flag", "0");
+    pass();
+    EXPECT_EQ(router().get("wan1.onln.beforestart"), "0");
+    EXPECT_EQ(router().get("wan2.onln.beforestart"), "1");
+}

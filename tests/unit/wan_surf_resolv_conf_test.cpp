@@ -1,0 +1,213 @@
+// The order of the name servers in /etc/resolv.conf.
+#include <cerrno>
+
+#include "tests/unit/wan_world.h"
+#include "time_check/wan_surf_probe.h"
+
+using sim::router;
+
+using NameServers = RouterTest;
+
+namespace
+{
+
+constexpr char PATH[] = "/etc/resolv.conf";
+constexpr char NEW_PATH[] = "/etc/resolv.conf.time_check";
+
+std::string adjusted(const std::string &text)
+{
+    router().file(PATH, text);
+    adjust_resolv_conf_sequence();
+    return router().file(PATH);
+}
+
+// `length` characters, line end included.
+std::string long_line(size_t length)
+{
+    return std::string(length - 1, 'x') + "\n";
+}
+
+constexpr char SERVER_1[] = "nameserver 10.0.0.1\n";
+constexpr char SERVER_2[] = "nameserver 10.0.0.2\n";
+constexpr char SERVER_3[] = "nameserver 10.0.0.3\n";
+
+} // namespace
+
+TEST_F(NameServers, TheFirstOfThreeMovesBehindTheThird)
+{
+    EXPECT_EQ(adjusted(std::string(SERVER_1) + SERVER_2 + SERVER_3), std::string(SERVER_2) + SERVER_3 + SERVER_1);
+}
+
+TEST_F(NameServers, OtherLinesKeepTheirOrder)
+{
+    EXPECT_EQ(adjusted(std::string("# by hand\nsearch lan\n") + SERVER_1 + "options rotate\n" + SERVER_2),
+              std::string("# by hand\nsearch lan\noptions rotate\n") + SERVER_2 + SERVER_1);
+}
+
+TEST_F(NameServers, NoneLeavesTheFileUnchanged)
+{
+    EXPECT_EQ(adjusted("search lan\n# none\n"), "search lan\n# none\n");
+    EXPECT_EQ(adjusted("search lan"), "search lan");
+    EXPECT_EQ(adjusted(""), "");
+    EXPECT_TRUE(router().log().empty());
+}
+
+TEST_F(NameServers, OneLeavesTheFileUnchanged)
+{
+    EXPECT_EQ(adjusted(SERVER_1), SERVER_1);
+    EXPECT_EQ(adjusted("search lan\nnameserver 10.0.0.1"), "search lan\nnameserver 10.0.0.1");
+}
+
+TEST_F(NameServers, OnlyALineThatBeginsWithTheWordIsOne)
+{
+    EXPECT_EQ(adjusted(std::string("# nameserver 10.0.0.9\n nameserver 10.0.0.8\n") + SERVER_1 + SERVER_2),
+              std::string("# nameserver 10.0.0.9\n nameserver 10.0.0.8\n") + SERVER_2 + SERVER_1);
+}
+
+TEST_F(NameServers, AMissingFinalLineEndIsSupplied)
+{
+    EXPECT_EQ(adjusted(std::string(SERVER_1) + "nameserver 10.0.0.2"), std::string(SERVER_2) + SERVER_1);
+    EXPECT_EQ(adjusted(std::string(SERVER_1) + "search lan"), std::string("search lan\n") + SERVER_1);
+}
+
+TEST_F(NameServers, ALongLineIsKeptWhole)
+{
+    for (const size_t length : {255U, 256U, 257U, 300U, 511U, 1000U})
+        EXPECT_EQ(adjusted(SERVER_1 + long_line(length) + SERVER_2), long_line(length) + SERVER_2 + SERVER_1) << length;
+}
+
+TEST_F(NameServers, APieceOfALongLineIsNoNameServer)
+{
+    const std::string line = std::string(255, '#') + "nameserver 10.0.0.9\n";
+    EXPECT_EQ(adjusted(line + SERVER_1 + SERVER_2), line + SERVER_2 + SERVER_1);
+}
+
+TEST_F(NameServers, AnOverlongNameServerLineIsCut)
+{
+    const std::string line = "nameserver 10.0.0.9 " + std::string(280, '#');
+    EXPECT_EQ(adjusted(line + "\n" + SERVER_2), SERVER_2 + line.substr(0, 255));
+}
+
+TEST_F(NameServers, AFileOfExactly2048BytesIsKept)
+{
+    const std::string rest = long_line(500) + long_line(500) + long_line(500) + long_line(500 + 8) + SERVER_2;
+    ASSERT_EQ(rest.size() + sizeof SERVER_1 - 1, 2048U);
+    EXPECT_EQ(adjusted(SERVER_1 + rest), rest + SERVER_1);
+}
+
+TEST_F(NameServers, ALineThatDoesNotFitIsDroppedWhole)
+{
+    const std::string kept = long_line(1000) + long_line(900);
+    EXPECT_EQ(adjusted(SERVER_1 + kept + long_line(300) + SERVER_2), kept + SERVER_2 + SERVER_1);
+}
+
+TEST_F(NameServers, TheHeldOneIsNeverDropped)
+{
+    const std::string kept = long_line(1000) + long_line(900);
+    EXPECT_EQ(adjusted(kept + long_line(148) + SERVER_1), kept + SERVER_1);
+    EXPECT_EQ(adjusted(kept + long_line(100) + long_line(48) + SERVER_1), kept + long_line(100) + SERVER_1);
+    EXPECT_EQ(adjusted(long_line(2048) + SERVER_1), SERVER_1);
+    EXPECT_EQ(adjusted(SERVER_1 + std::string(2028, 'x')), SERVER_1); // no room for the line end
+    EXPECT_EQ(adjusted(SERVER_1 + std::string(2027, 'x')), std::string(2027, 'x') + "\n" + SERVER_1);
+}
+
+TEST_F(NameServers, AMegabyteOverrunsNothing)
+{
+    std::string text;
+    while (text.size() < 1000000)
+        text += long_line(17) + SERVER_2;
+    const std::string result = adjusted(SERVER_1 + text);
+    EXPECT_LE(result.size(), 2048U);
+    EXPECT_EQ(result.substr(0, 37), long_line(17) + SERVER_2);
+    EXPECT_EQ(result.substr(result.size() - 20), SERVER_1);
+    EXPECT_EQ(adjusted(std::string(1000000, 'x')), "");
+}
+
+TEST_F(NameServers, AnUnreadableFileIsReportedAndLeftAlone)
+{
+    router().unreadable(PATH);
+    adjust_resolv_conf_sequence();
+    EXPECT_EQ(router().log(), (Lines{"adjust_resolv_conf_sequence 286: open /etc/resolv.conf fail!"}));
+    EXPECT_TRUE(router().journal().empty());
+}
+
+TEST_F(NameServers, AMissingFileIsReportedAndNotMade)
+{
+    router().remove_file(PATH);
+    router().missing(PATH);
+    adjust_resolv_conf_sequence();
+    EXPECT_EQ(router().log(), (Lines{"adjust_resolv_conf_sequence 286: open /etc/resolv.conf fail!"}));
+    EXPECT_FALSE(router().file_exists(PATH));
+}
+
+TEST_F(NameServers, AFileThatCannotBeReadToItsEndIsLeftAlone)
+{
+    router().fail("read", 2, EIO);
+    const std::string text = SERVER_1 + long_line(600) + SERVER_2;
+    EXPECT_EQ(adjusted(text), text);
+    EXPECT_EQ(router().log(), (Lines{"adjust_resolv_conf_sequence 286: open /etc/resolv.conf fail!"}));
+}
+
+TEST_F(NameServers, TheNewFileTakesTheOldOnesPlaceAtOnce)
+{
+    adjusted(std::string(SERVER_1) + SERVER_2);
+    EXPECT_EQ(router().journal(),
+              (Lines{"write /etc/resolv.conf.time_check", "rename /etc/resolv.conf.time_check /etc/resolv.conf"}));
+    EXPECT_FALSE(router().file_exists(NEW_PATH));
+}
+
+TEST_F(NameServers, ALinkStaysOne)
+{
+    router().link_file(PATH, "/tmp/resolv.conf");
+    router().file("/tmp/resolv.conf", std::string(SERVER_1) + SERVER_2);
+    adjust_resolv_conf_sequence();
+    EXPECT_ACTS("write /tmp/resolv.conf");
+    EXPECT_EQ(router().file("/tmp/resolv.conf"), std::string(SERVER_2) + SERVER_1);
+}
+
+TEST_F(NameServers, AMountedFileIsOverwrittenInPlace)
+{
+    router().fail("rename", 1, EBUSY);
+    EXPECT_EQ(adjusted(std::string(SERVER_1) + "search lan\n" + SERVER_2),
+              std::string("search lan\n") + SERVER_2 + SERVER_1);
+    EXPECT_FALSE(router().file_exists(NEW_PATH));
+    EXPECT_TRUE(router().log().empty());
+}
+
+TEST_F(NameServers, AShorterTextInPlaceLeavesNoOldTail)
+{
+    router().fail("rename", 1, EBUSY);
+    EXPECT_EQ(adjusted(SERVER_1 + long_line(3000) + SERVER_2), std::string(SERVER_2) + SERVER_1);
+}
+
+TEST_F(NameServers, AReadOnlyFolderHasTheFileOverwrittenInPlace)
+{
+    router().missing(NEW_PATH);
+    router().fail("open", 2, EROFS);
+    EXPECT_EQ(adjusted(std::string(SERVER_1) + SERVER_2), std::string(SERVER_2) + SERVER_1);
+    EXPECT_TRUE(router().log().empty());
+}
+
+TEST_F(NameServers, AnUnwritableFileIsReported)
+{
+    router().missing(NEW_PATH);
+    router().fail("open", 2, EROFS, true);
+    EXPECT_EQ(adjusted(std::string(SERVER_1) + SERVER_2), std::string(SERVER_1) + SERVER_2);
+    EXPECT_EQ(router().log(), (Lines{"adjust_resolv_conf_sequence 303: open /etc/resolv.conf fail!"}));
+}
+
+TEST_F(NameServers, AnyOneFaultLeavesTheOldOrTheNewFile)
+{
+    const std::string old_text = std::string(SERVER_1) + SERVER_2;
+    const std::string new_text = std::string(SERVER_2) + SERVER_1;
+    router().missing(NEW_PATH);
+    for (const char *call : {"open", "read", "write", "fsync", "ftruncate", "close", "readlink", "rename"}) {
+        for (unsigned nth = 1; nth <= 4; nth++) {
+            router().fail(call, nth, ENOSPC);
+            const std::string text = adjusted(old_text);
+            router().clear_faults();
+            EXPECT_TRUE(text == old_text || text == new_text) << call << " " << nth << ":\n" << text;
+            EXPECT_TRUE(router().open_descriptors().empty()) << call << " " << nth;
+        }
+    }
+}
