@@ -43,7 +43,7 @@ struct time_check_cpu {
 // What is loaded at the start, and how many rows of it (those beyond TIME_CHECK_EXE_MAX are not loaded). A product
 // watches more by another time_check_watched.cpp.
 extern struct time_check_exe_struct exe_info[];
-extern const uint32_t exe_info_num;
+extern uint32_t exe_info_num;
 
 // ---- table and messages ----
 

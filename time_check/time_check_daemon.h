@@ -37,7 +37,7 @@ struct time_check_daemon {
 // What is loaded at the start, and how many rows of it (those beyond TIME_CHECK_DAEMON_EXE_MAX are not loaded). A
 // product watches more by another time_check_watched.cpp.
 extern struct time_check_daemon_exe_struct daemon_exe_info[];
-extern const uint32_t daemon_exe_info_num;
+extern uint32_t daemon_exe_info_num;
 
 // ---- table and messages ----
 

@@ -1,11 +1,11 @@
 // Which programs the two watchdogs watch. A product that watches others has a file of its own in place of this one
-// (docs/watchdogs.md).
+// (docs/watchdogs.md). Weak, so that tests bring other tables without building the daemon anew.
 #include "time_check/time_check_cpu.h"
 #include "time_check/time_check_daemon.h"
 
 // ---- for the CPU watchdog ----
 
-time_check_exe_struct exe_info[] = {
+[[gnu::weak]] time_check_exe_struct exe_info[] = {
     {.exe_name = "httpd",
      .exe_enable = 1,
      .exe_check_in = 0,
@@ -20,7 +20,7 @@ time_check_exe_struct exe_info[] = {
      .exe_problem_check_num = 0,
      .func = nullptr},
 };
-const uint32_t exe_info_num = sizeof exe_info / sizeof exe_info[0];
+[[gnu::weak]] uint32_t exe_info_num = sizeof exe_info / sizeof exe_info[0];
 
 // ---- for the liveness watchdog ----
 
@@ -29,7 +29,7 @@ static int32_t time_check_daemon_minidlna(struct time_check_daemon * /*state*/)
     return 1;
 }
 
-time_check_daemon_exe_struct daemon_exe_info[] = {
+[[gnu::weak]] time_check_daemon_exe_struct daemon_exe_info[] = {
     {.daemon_exe_name = "minidlna",
      .daemon_exe_enable_mib = "",
      .daemon_exe_enable = 0,
@@ -39,4 +39,4 @@ time_check_daemon_exe_struct daemon_exe_info[] = {
      .daemon_exe_system_cmd = "cfm post netctrl 51?op=6",
      .func = time_check_daemon_minidlna},
 };
-const uint32_t daemon_exe_info_num = sizeof daemon_exe_info / sizeof daemon_exe_info[0];
+[[gnu::weak]] uint32_t daemon_exe_info_num = sizeof daemon_exe_info / sizeof daemon_exe_info[0];

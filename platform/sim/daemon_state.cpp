@@ -3,12 +3,12 @@
 #include <cstddef>
 #include <vector>
 
-// The linker marks the ends of the sections into which the daemon's writable data were gathered. Null: there are none.
+// The linker marks the ends of the sections into which the daemon's writable data were gathered.
 extern "C" {
-extern char __start_time_check_data[] __attribute__((weak, visibility("hidden"))); // NOLINT
-extern char __stop_time_check_data[] __attribute__((weak, visibility("hidden")));  // NOLINT
-extern char __start_time_check_bss[] __attribute__((weak, visibility("hidden")));  // NOLINT
-extern char __stop_time_check_bss[] __attribute__((weak, visibility("hidden")));   // NOLINT
+extern char __start_time_check_data[] __attribute__((visibility("hidden"))); // NOLINT
+extern char __stop_time_check_data[] __attribute__((visibility("hidden")));  // NOLINT
+extern char __start_time_check_bss[] __attribute__((visibility("hidden")));  // NOLINT
+extern char __stop_time_check_bss[] __attribute__((visibility("hidden")));   // NOLINT
 }
 
 namespace sim

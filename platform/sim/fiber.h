@@ -6,14 +6,30 @@
 #include <functional>
 #include <ucontext.h>
 
+#include "platform/sim/stack_switch.h"
+
 namespace sim
 {
+
+// Memory for a stack, with a page below it that ends the process when the stack overflows.
+class Stack
+{
+public:
+    Stack();
+    ~Stack();
+    Stack(const Stack &) = delete;
+    Stack &operator=(const Stack &) = delete;
+    void *begin() const;
+    static size_t size();
+
+private:
+    void *mapping_;
+};
 
 class Fiber
 {
 public:
     explicit Fiber(std::function<void()> body);
-    ~Fiber();
     Fiber(const Fiber &) = delete;
     Fiber &operator=(const Fiber &) = delete;
 
@@ -33,18 +49,11 @@ private:
     void run();
 
     std::function<void()> body_;
-    void *stack_;
-    size_t mapped_;
+    Stack stack_;
+    StackSwitch switch_;
     ucontext_t inside_ = {};
     ucontext_t outside_ = {};
     bool ended_ = false;
-    int inside_errno_ = 0;
-    // What the sanitizers keep about the switches.
-    void *fake_stack_ = nullptr;
-    const void *outside_stack_ = nullptr;
-    size_t outside_stack_size_ = 0;
-    void *inside_tsan_ = nullptr;
-    void *outside_tsan_ = nullptr;
 };
 
 } // namespace sim

@@ -1,5 +1,5 @@
 # Makes the daemon's objects fit for the virtual router: cmake -D OBJECTS=a.o;b.o -D LIST=wrap.list -D OUTPUT=x.a
-# -D WORK=folder -D OBJCOPY=... -D OBJDUMP=... -D AR=... -P rename_objects.cmake
+# -D WORK=folder -D OBJCOPY=... -D READELF=... -D AR=... -P rename_objects.cmake
 #
 # The code in them stays what it is. Two things change names: the libc calls of wrap.list, which become "sim_CALL", and
 # the sections that hold writable data, which are gathered under names that the linker gives begin and end symbols.
@@ -30,20 +30,17 @@ endforeach()
 
 set(renamed "")
 foreach(object IN LISTS OBJECTS)
-    execute_process(COMMAND ${OBJDUMP} -h -w ${object} OUTPUT_VARIABLE headers COMMAND_ERROR_IS_FATAL ANY)
-    string(REPLACE "\n" ";" headers "${headers}")
+    execute_process(COMMAND ${READELF} -S -W ${object} OUTPUT_VARIABLE headers COMMAND_ERROR_IS_FATAL ANY)
+    string(REGEX MATCHALL "\\.[^ ]+ +(PROGBITS|NOBITS) +[0-9a-f]+ [0-9a-f]+ [0-9a-f]+ [0-9a-f]+ +W[A-Za-z]*" headers
+           "${headers}")
     set(options "")
     foreach(header IN LISTS headers)
-        if(NOT header MATCHES "^ *[0-9]+ (\\.s?(data|bss)[^ ]*) .*ALLOC")
-            continue()
-        endif()
-        set(section ${CMAKE_MATCH_1})
-        set(kind ${CMAKE_MATCH_2})
-        if(NOT header MATCHES "READONLY" AND NOT section MATCHES "^\\.data\\.rel\\.ro")
-            list(APPEND options ${section}=time_check_${kind})
+        if(header MATCHES "^\\.t(data|bss)")
+            message(FATAL_ERROR "${object} has thread-local data, which a restart would not put back")
+        elseif(NOT header MATCHES "^\\.data\\.rel\\.ro" AND header MATCHES "^(\\.s?(data|bss)[^ ]*)")
+            list(APPEND options --rename-section=${CMAKE_MATCH_1}=time_check_${CMAKE_MATCH_2})
         endif()
     endforeach()
-    list(TRANSFORM options PREPEND "--rename-section=")
     cmake_path(GET object FILENAME name)
     execute_process(COMMAND ${OBJCOPY} ${options} ${object} ${WORK}/${name} COMMAND_ERROR_IS_FATAL ANY)
     foreach(round RANGE 1 ${rounds})

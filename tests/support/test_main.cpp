@@ -111,6 +111,12 @@ int run_each_in_own_process(const std::vector<std::string> &names)
 
 } // namespace
 
+// The thread sanitizer waits a second for other threads at the end of a process; here is none.
+extern "C" const char *__tsan_default_options() // NOLINT(bugprone-reserved-identifier)
+{
+    return "atexit_sleep_ms=0";
+}
+
 int main(int count, char **arguments)
 {
     testing::InitGoogleTest(&count, arguments);

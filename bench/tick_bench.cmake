@@ -1,0 +1,11 @@
+# The daemon as the benchmark drives it: the same objects, with main and the loop's sleep under other names.
+add_custom_command(OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/libtime_check_driven.a
+    COMMAND ${CMAKE_OBJCOPY} --redefine-sym main=time_check_main --redefine-sym sleep=bench_sleep
+        $<TARGET_FILE:time_check_daemon> ${CMAKE_CURRENT_BINARY_DIR}/libtime_check_driven.a
+    DEPENDS time_check_daemon VERBATIM)
+add_custom_target(time_check_driven DEPENDS ${CMAKE_CURRENT_BINARY_DIR}/libtime_check_driven.a)
+
+add_executable(tick_bench tick_bench.cpp)
+add_dependencies(tick_bench time_check_driven)
+target_link_libraries(tick_bench PRIVATE house_warnings
+    ${CMAKE_CURRENT_BINARY_DIR}/libtime_check_driven.a platform_linux benchmark::benchmark Threads::Threads)

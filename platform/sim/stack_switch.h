@@ -1,0 +1,103 @@
+// What the sanitizers have to be told when execution moves to another stack. Without sanitizers it is nothing.
+#ifndef PLATFORM_SIM_STACK_SWITCH_H
+#define PLATFORM_SIM_STACK_SWITCH_H
+
+#include <cstddef>
+
+#if defined(__has_feature)
+#define SIM_HAS_FEATURE(x) __has_feature(x)
+#else
+#define SIM_HAS_FEATURE(x) 0
+#endif
+#if defined(__SANITIZE_ADDRESS__) || SIM_HAS_FEATURE(address_sanitizer)
+#define SIM_ASAN 1
+#include <sanitizer/asan_interface.h>
+#include <sanitizer/common_interface_defs.h>
+#include <sanitizer/lsan_interface.h>
+#else
+#define SIM_ASAN 0
+#endif
+#if defined(__SANITIZE_THREAD__) || SIM_HAS_FEATURE(thread_sanitizer)
+#define SIM_TSAN 1
+#include <sanitizer/tsan_interface.h>
+#else
+#define SIM_TSAN 0
+#endif
+
+namespace sim
+{
+
+// For the functions between the notice and the switch itself: the thread sanitizer would take their ends for the other
+// stack's.
+#define SIM_SWITCHES __attribute__((always_inline)) inline
+
+struct StackSwitch {
+    StackSwitch(void *begin, size_t length) : stack(begin), size(length)
+    {
+#if SIM_ASAN
+        __lsan_register_root_region(stack, size);
+#endif
+#if SIM_TSAN
+        inside = __tsan_create_fiber(0);
+#endif
+    }
+    ~StackSwitch()
+    {
+#if SIM_ASAN
+        __lsan_unregister_root_region(stack, size);
+        __asan_unpoison_memory_region(stack, size); // frames that were left in the middle
+#endif
+#if SIM_TSAN
+        __tsan_destroy_fiber(inside);
+#endif
+    }
+    StackSwitch(const StackSwitch &) = delete;
+    StackSwitch &operator=(const StackSwitch &) = delete;
+
+    // Outside, before the stack is entered; *kept is given back to is_outside().
+    SIM_SWITCHES void enters([[maybe_unused]] void **kept)
+    {
+#if SIM_ASAN
+        __sanitizer_start_switch_fiber(kept, stack, size);
+#endif
+#if SIM_TSAN
+        outside = __tsan_get_current_fiber();
+        __tsan_switch_to_fiber(inside, 0);
+#endif
+    }
+    SIM_SWITCHES void is_outside([[maybe_unused]] void *kept)
+    {
+#if SIM_ASAN
+        __sanitizer_finish_switch_fiber(kept, nullptr, nullptr);
+#endif
+    }
+    // Inside, before the stack is left.
+    SIM_SWITCHES void leaves([[maybe_unused]] bool for_good)
+    {
+#if SIM_ASAN
+        __sanitizer_start_switch_fiber(for_good ? nullptr : &fake_stack, outside_stack, outside_size);
+#endif
+#if SIM_TSAN
+        __tsan_switch_to_fiber(outside, 0);
+#endif
+    }
+    SIM_SWITCHES void is_inside()
+    {
+#if SIM_ASAN
+        __sanitizer_finish_switch_fiber(fake_stack, &outside_stack, &outside_size);
+        fake_stack = nullptr;
+#endif
+    }
+
+    void *stack;
+    size_t size;
+    void *fake_stack = nullptr;
+    const void *outside_stack = nullptr;
+    size_t outside_size = 0;
+    void *inside = nullptr;
+    void *outside = nullptr;
+};
+
+} // namespace sim
+
+#endif
