@@ -98,7 +98,7 @@ int wanid_to_sw_port(int wan_id)
         return -1;
     wan_key key;
     make_wan_key(key, wan_id, "port");
-    const int port = setting_number(key, wan_id - 1);
+    const int port = setting_number(key, wan_id);
     return port < 0 ? -1 : port;
 }
 

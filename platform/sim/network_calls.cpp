@@ -44,7 +44,8 @@ const char *getWanIfName(int wan_id, int /*sys_mode*/, int /*conn_type*/)
 int getWanConnType(int wan_id)
 {
     const std::string *const type = model().store.value_of("wan" + std::to_string(wan_id) + ".connecttype");
-    return type == nullptr ? WAN_DHCP : atoi(type->c_str());
+    const long long number = type == nullptr ? 0 : strtoll(type->c_str(), nullptr, 10);
+    return number >= WAN_DHCP && number < WAN_CONN_TYPE_MAX ? static_cast<int>(number) : WAN_DHCP;
 }
 
 const char *get_eth_name(int id)

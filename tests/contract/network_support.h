@@ -32,14 +32,23 @@ private:
     Child holder_;
 };
 
-// Tests with interfaces: all that a test made are gone at its end.
+// An interface `name` here, wired to "eth0" on `other`; up on both sides.
+void wire(const std::string &name, const OtherMachine &other);
+
+// Takes everything away that a test made here.
+void remove_interfaces_and_rules();
+
+// Sends datagrams of 100 bytes, which are 128 with the headers of UDP and IPv4, from one address to another's discard
+// port. Ends the process when that fails.
+void send_datagrams(const std::string &from, const std::string &to, int number);
+
 class NetworkTest : public testing::Test
 {
 protected:
-    ~NetworkTest() override;
-
-    // An interface `name` here, wired to "eth0" on `other`; up on both sides.
-    static void wire(const std::string &name, const OtherMachine &other);
+    ~NetworkTest() override
+    {
+        remove_interfaces_and_rules();
+    }
 };
 
 #endif

@@ -75,7 +75,7 @@ TEST_F(Network, NamesOfTwoCallsAndTwoThreadsDoNotMix)
 {
     const char *const wan = getWanIfName(2, 0, WAN_DHCP);
     EXPECT_EQ(text_or_none(get_eth_name(WAN_1)), "wan1");
-    EXPECT_EQ(__GetPortLink(0), 0);
+    EXPECT_EQ(__GetPortLink(1), 0);
     EXPECT_STREQ(wan, "wan2");
     std::vector<std::thread> threads;
     for (int wan_id = 1; wan_id <= 4; wan_id++)
@@ -118,10 +118,10 @@ TEST_F(Network, SystemModeIsTheStoresNumber)
 
 // ---- links ----
 
-TEST_F(Network, WansHaveThePortsInOrderUnlessTheStoreSaysOtherwise)
+TEST_F(Network, WanHasThePortOfItsNumberUnlessTheStoreSaysOtherwise)
 {
-    EXPECT_EQ(wanid_to_sw_port(1), 0);
-    EXPECT_EQ(wanid_to_sw_port(2), 1);
+    EXPECT_EQ(wanid_to_sw_port(1), 1);
+    EXPECT_EQ(wanid_to_sw_port(2), 2);
     EXPECT_EQ(wanid_to_sw_port(0), -1);
     stored()["wan1.port"] = "4";
     EXPECT_EQ(wanid_to_sw_port(1), 4);
@@ -131,18 +131,19 @@ TEST_F(Network, WansHaveThePortsInOrderUnlessTheStoreSaysOtherwise)
 
 TEST_F(Network, PortHasLinkWhileItsCableIsPlugged)
 {
-    EXPECT_EQ(__GetPortLink(0), 0);
+    EXPECT_EQ(__GetPortLink(1), 0);
     const OtherMachine provider;
     wire("wan1", provider);
-    EXPECT_NE(__GetPortLink(0), 0);
-    EXPECT_EQ(__GetPortLink(1), 0);
+    EXPECT_NE(__GetPortLink(1), 0);
+    EXPECT_EQ(__GetPortLink(2), 0);
+    EXPECT_EQ(__GetPortLink(0), 0);
     EXPECT_EQ(__GetPortLink(-1), 0);
     provider.sh("ip link set eth0 down");
-    EXPECT_EQ(__GetPortLink(0), 0);
+    EXPECT_EQ(__GetPortLink(1), 0);
     provider.sh("ip link set eth0 up");
-    EXPECT_NE(__GetPortLink(0), 0);
+    EXPECT_NE(__GetPortLink(1), 0);
     stored()["wan1.port"] = "4";
-    EXPECT_EQ(__GetPortLink(0), 0);
+    EXPECT_EQ(__GetPortLink(1), 0);
     EXPECT_NE(__GetPortLink(4), 0);
 }
 

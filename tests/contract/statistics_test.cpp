@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/socket.h>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -42,25 +41,6 @@ std::vector<host_bytes> counted()
     ip_info = nullptr;
     std::sort(hosts.begin(), hosts.end());
     return hosts;
-}
-
-// Sends `packets` datagrams of 100 bytes, which are 128 with the headers of UDP and IPv4, from one address to another.
-void send_datagrams(const std::string &from, const std::string &to, int packets)
-{
-    const int socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_in own = {};
-    own.sin_family = AF_INET;
-    inet_pton(AF_INET, from.c_str(), &own.sin_addr);
-    sockaddr_in peer = own;
-    peer.sin_port = htons(9);
-    inet_pton(AF_INET, to.c_str(), &peer.sin_addr);
-    if (bind(socket, reinterpret_cast<sockaddr *>(&own), sizeof own) != 0)
-        _exit(1);
-    const std::string payload(100, 'x');
-    for (int i = 0; i < packets; i++)
-        if (sendto(socket, payload.data(), payload.size(), 0, reinterpret_cast<sockaddr *>(&peer), sizeof peer) != 100)
-            _exit(2);
-    close(socket);
 }
 
 class Statistics : public NetworkTest

@@ -1,0 +1,91 @@
+// The world of the virtual router: what the model is told.
+#include "platform/network.h"
+#include "platform/sim/virtual_router.h"
+#include "platform/wifi.h"
+#include "tests/contract/world.h"
+
+namespace
+{
+
+class SimWorld : public World
+{
+public:
+    SimWorld()
+    {
+        box_.wan(1, "wan1");
+        box_.unset("sys.mode");
+        box_.unset("wan1.connecttype");
+        for (const char *ifname : {"br0", "wan1"})
+            box_.address(ifname, "");
+        box_.reachable("*", "", false);
+        box_.end_process("dhttpd");
+    }
+
+    void key(const std::string &name, const std::string &value) override
+    {
+        box_.set(name, value);
+    }
+
+    std::string file(const std::string &text) override
+    {
+        box_.file("/etc/settings", text);
+        return "/etc/settings";
+    }
+
+    void lan_address(const std::string &address) override
+    {
+        box_.address("br0", address);
+    }
+
+    void wan_cable(bool plugged) override
+    {
+        box_.link(wanid_to_sw_port(1), plugged);
+    }
+
+    void wan_address(const std::string &address) override
+    {
+        box_.address("wan1", address);
+        if (address.empty())
+            return;
+        const std::string provider = address.substr(0, address.rfind('.')) + ".1";
+        box_.reachable(provider, "", true);
+        box_.reachable(provider, "absent9", false);
+    }
+
+    std::string radio(bool associated) override
+    {
+        box_.radio_name(24, "wlan0");
+        box_.radio("wlan0", associated ? TPI_CONNECTED : TPI_NOT_CONNECTED,
+                   associated ? WIFI_RELAY_CONNECTED : WIFI_RELAY_UP);
+        return "wlan0";
+    }
+
+    void process(const std::string &name) override
+    {
+        box_.process(name, 4321);
+        processes_.push_back(name);
+    }
+
+    void end_processes() override
+    {
+        for (const std::string &name : processes_)
+            box_.end_process(name);
+    }
+
+    void traffic(const std::string &host, int sent, int received) override
+    {
+        constexpr uint64_t DATAGRAM = 128;
+        box_.host(host, static_cast<uint64_t>(sent) * DATAGRAM, static_cast<uint64_t>(received) * DATAGRAM);
+    }
+
+private:
+    sim::VirtualRouter &box_ = sim::router();
+    std::vector<std::string> processes_;
+};
+
+} // namespace
+
+std::unique_ptr<World> World::make()
+{
+    return std::make_unique<SimWorld>();
+}
