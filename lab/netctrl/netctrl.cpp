@@ -134,7 +134,7 @@ std::string on_load_balance(const request &request)
         return name + " reaches the internet: it carries the default route again";
     }
     if (request.op == OP_WAN_PING_RESULT_INTERNAL) {
-        doSystemCmd("ip route del default dev %s", name.c_str());
+        doSystemCmd("ip route del default dev %s 2>/dev/null", name.c_str());
         return name + " does not reach the internet: its default route is taken away";
     }
     return {};

@@ -39,7 +39,7 @@ clean_up()
 close_box()
 {
     outer_pid >/dev/null && end_box
-    [[ $1 -ne 0 ]] || return 0
+    [[ $1 -ne 0 && $1 -ne $SKIPPED ]] || return 0
     echo "---- the story of the box ($BOX_DIR/log)"
     cat "$BOX_DIR/log/box.log"
     echo "---- the daemon's last lines"
@@ -145,4 +145,50 @@ clock_is_past()
 up_for()
 {
     in_box bash -c '. "$BOX_LAB/lib.sh"; [[ $(box_uptime) -ge $(($1 * 60)) ]]' - "$1"
+}
+
+# ---- what the box's kernel, store and programs show ----
+
+setting()
+{
+    in_box cfm get "$1"
+}
+
+interface_state()
+{
+    in_box cat "/sys/class/net/$1/operstate"
+}
+
+led()
+{
+    in_box cat "/sys/class/leds/$1/brightness"
+}
+
+pid_in_box()
+{
+    in_box pgrep -x "$1"
+}
+
+# was_posted TEXT: whether netctrl has received exactly this since forget_posts
+was_posted()
+{
+    tail --lines="+$((posts_seen + 1))" "$BOX_DIR/log/netctrl.log" | grep --fixed-strings "$1: "
+}
+
+forget_posts()
+{
+    posts_seen=$(wc -l <"$BOX_DIR/log/netctrl.log")
+}
+posts_seen=0
+
+# test_setting KEY VALUE
+test_setting()
+{
+    [[ $(setting "$1") == "$2" ]]
+}
+
+# ended PROGRAM
+ended()
+{
+    ! pid_in_box "$1"
 }
