@@ -3,12 +3,15 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <fcntl.h>
 #include <pthread.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include "platform/linux/config_store_environment.h"
 #include "platform/linux/config_store_state.h"
+#include "platform/linux/deadline.h"
 #include "platform/linux/run_directory.h"
 
 // LMDB changes a page by writing it elsewhere, so the map needs room for the whole store a second time, and for what a
@@ -253,19 +256,44 @@ static int try_change(MDB_env *env, store_change change, void *context)
     return rc;
 }
 
+// LMDB's texts do not say what to do about these two.
+static const char *write_fault(int rc)
+{
+    struct statvfs system = {};
+    if (rc == MDB_MAP_FULL)
+        return "the change is too large, or a process that reads the store is stopped";
+    if (rc == EIO && statvfs(run_directory(), &system) == 0 && system.f_bavail == 0)
+        return strerror(ENOSPC); // some of the change still fitted
+    return mdb_strerror(rc);
+}
+
+// The limit on what is stored leaves the map room for changes, so it is full only while somebody still looks at old
+// pages: a dead process until its place is cleared, a living one until it gets the processor again.
+static int change_once_there_is_room(MDB_env *env, store_change change, void *context)
+{
+    static constexpr timespec PAUSE = {0, 5 * NS_A_MS};
+    static constexpr int64_t PATIENCE_MS = 1000; // half of what other writers wait
+    int rc = try_change(env, change, context);
+    for (const int64_t deadline = monotonic_ms() + PATIENCE_MS; rc == MDB_MAP_FULL && monotonic_ms() < deadline;) {
+        int dead_readers = 0;
+        mdb_reader_check(env, &dead_readers);
+        rc = try_change(env, change, context);
+        if (rc == MDB_MAP_FULL)
+            nanosleep(&PAUSE, nullptr);
+    }
+    return rc;
+}
+
 int store_change_in(MDB_env *env, store_change change, void *context)
 {
     if (!store_take(STORE_WRITE_LOCK))
         return STORE_BUSY;
-    int rc = try_change(env, change, context);
-    int dead_readers = 0;
-    if (rc == MDB_MAP_FULL && mdb_reader_check(env, &dead_readers) == 0 && dead_readers > 0)
-        rc = try_change(env, change, context); // what the dead ones looked at is free now
+    const int rc = change_once_there_is_room(env, change, context);
     store_release(STORE_WRITE_LOCK);
     if (rc == STORE_FULL)
         store_line("full: it holds no more than %zu KiB", STORE_LIMIT / 1024);
     else if (rc != 0 && rc != MDB_NOTFOUND)
-        store_line("cannot write: %s", mdb_strerror(rc));
+        store_line("cannot write: %s", write_fault(rc));
     return rc;
 }
 

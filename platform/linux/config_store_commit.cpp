@@ -273,6 +273,6 @@ int CommitCfm(void)
     if (dir >= 0)
         close(dir);
     if (rc > 0)
-        store_line("not committed to %s: %s; what was committed before stands", store_conf_directory(), strerror(rc));
+        store_line("not committed to %s: %s; the running values stay", store_conf_directory(), strerror(rc));
     return rc == 0 ? 1 : 0;
 }

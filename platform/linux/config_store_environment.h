@@ -26,8 +26,8 @@ typedef int (*store_change)(MDB_txn *transaction, void *context);
 constexpr int STORE_FULL = 1; // what is stored would pass the store's limit
 constexpr int STORE_BUSY = 2; // another process holds the lock
 
-// Makes one change in one transaction, all of it or nothing; the change may be called twice. Gives 0 or why not; a line
-// says why, except for MDB_NOTFOUND.
+// Makes one change in one transaction, all of it or nothing; the change may be called several times. Gives 0 or why
+// not; a line says why, except for MDB_NOTFOUND.
 int store_change_by(store_change change, void *context);
 
 // The same while the environment is still being opened.

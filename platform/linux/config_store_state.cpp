@@ -93,6 +93,7 @@ bool store_state_open()
 
 void store_state_close()
 {
+    last_line[0] = '\0';
     if (state_fd >= 0)
         close(state_fd);
     state_fd = -1;
@@ -141,7 +142,7 @@ static void say_who_holds(store_lock lock)
 
 bool store_take(store_lock lock)
 {
-    static constexpr long LONGEST_PAUSE_NS = 2000000;
+    static constexpr long LONGEST_PAUSE_NS = 500000; // a writer in a loop lets go for moments only
     if (try_lock(lock))
         return true;
     const int64_t deadline = monotonic_ms() + LOCK_DEADLINE_MS[lock];

@@ -1,0 +1,202 @@
+// The program cfm, run as a shell runs it.
+#include <array>
+#include <cstdio>
+#include <stdexcept>
+#include <string>
+#include <sys/wait.h>
+
+#include <gtest/gtest.h>
+
+#include "platform/config_store.h"
+#include "platform/linux/bus.h"
+#include "tests/contract/config_store_folders.h"
+
+namespace
+{
+
+struct Outcome {
+    int status;
+    std::string output; // standard output and standard error
+};
+
+bool operator==(const Outcome &a, const Outcome &b)
+{
+    return a.status == b.status && a.output == b.output;
+}
+
+void PrintTo(const Outcome &outcome, std::ostream *stream)
+{
+    *stream << outcome.status << ": " << outcome.output;
+}
+
+class Cfm : public testing::Test
+{
+protected:
+    // `words` is what stands behind "cfm" on a shell's line.
+    static Outcome cfm(const std::string &words)
+    {
+        FILE *output = popen(("{ '" CFM_PROGRAM "' " + words + "; } 2>&1").c_str(), "r");
+        if (output == nullptr)
+            throw std::runtime_error("no shell");
+        Outcome outcome;
+        std::array<char, 4096> piece = {};
+        for (size_t got = 0; (got = fread(piece.data(), 1, piece.size(), output)) > 0;)
+            outcome.output.append(piece.data(), got);
+        outcome.status = WEXITSTATUS(pclose(output));
+        return outcome;
+    }
+    static std::string output(const std::string &words)
+    {
+        return cfm(words).output;
+    }
+
+    StoreFolders folders;
+};
+
+TEST_F(Cfm, SetsAndGets)
+{
+    EXPECT_EQ(cfm("set some.key 'a value'"), (Outcome{0, ""}));
+    EXPECT_EQ(cfm("get some.key"), (Outcome{0, "a value\n"}));
+    char value[16];
+    EXPECT_EQ(GetValue("some.key", value), 1);
+    EXPECT_STREQ(value, "a value");
+}
+
+TEST_F(Cfm, GetOfAMissingKeyFailsWithALine)
+{
+    EXPECT_EQ(cfm("get some.key"), (Outcome{1, "cfm: no key 'some.key'\n"}));
+}
+
+TEST_F(Cfm, TakesEveryWordAsAValue)
+{
+    for (const char *word : {"''", "-5", "--help", "--", "get", "[a,b]", "'\"x\"'", "'a b'", "{}", "a=b", "%%", "-h"}) {
+        EXPECT_EQ(cfm(std::string("set key ") + word), (Outcome{0, ""}));
+        EXPECT_EQ(output(std::string("get key; printf '%s\\n' ") + word), output("get key; '" CFM_PROGRAM "' get key"))
+            << word;
+    }
+}
+
+TEST_F(Cfm, PrintsLongestValueWhole)
+{
+    SetValue("key", std::string(65536, 'v').c_str());
+    EXPECT_EQ(cfm("get key"), (Outcome{0, std::string(65536, 'v') + "\n"}));
+}
+
+TEST_F(Cfm, RefusesAKeyThatCannotBeOne)
+{
+    EXPECT_EQ(cfm("set a=b 1"), (Outcome{1, "cfm: store: 'a=b' is not set: a key cannot hold '='\n"}));
+}
+
+TEST_F(Cfm, UnsetsAKeyOnce)
+{
+    SetValue("key", "1");
+    EXPECT_EQ(cfm("unset key"), (Outcome{0, ""}));
+    EXPECT_EQ(cfm("unset key"), (Outcome{1, "cfm: no key 'key'\n"}));
+}
+
+TEST_F(Cfm, ListsByPrefix)
+{
+    SetValue("a.one", "1");
+    SetValue("a.two", "x\ny");
+    SetValue("b", "");
+    EXPECT_EQ(cfm("list"), (Outcome{0, "a.one=1\na.two=x\\ny\nb=\n"}));
+    EXPECT_EQ(cfm("list a."), (Outcome{0, "a.one=1\na.two=x\\ny\n"}));
+    EXPECT_EQ(cfm("list c"), (Outcome{0, ""}));
+}
+
+TEST_F(Cfm, ImportsWhatItExports)
+{
+    SetValue("a", "\x01 \\ \n");
+    SetValue("b", "2");
+    EXPECT_EQ(cfm("export | { '" CFM_PROGRAM "' unset a; '" CFM_PROGRAM "' import -; }"), (Outcome{0, ""}));
+    EXPECT_EQ(cfm("list"), (Outcome{0, "a=\\x01 \\\\ \\n\nb=2\n"}));
+}
+
+TEST_F(Cfm, ImportNamesBadLinesAndStoresNothing)
+{
+    write_file(folders.run().parent_path() / "text", "# comment\na=1\nbad\n=2\n");
+    const std::string file = (folders.run().parent_path() / "text").string();
+    EXPECT_EQ(cfm("import " + file), (Outcome{1, "cfm: store: " + file + ":3: the line has no '='\ncfm: store: " +
+                                                     file + ":4: the key is empty\n"}));
+    EXPECT_EQ(cfm("list"), (Outcome{0, ""}));
+}
+
+TEST_F(Cfm, ImportOfAMissingFileFails)
+{
+    EXPECT_EQ(cfm("import /nowhere/at/all"),
+              (Outcome{1, "cfm: cannot open /nowhere/at/all: No such file or directory\n"}));
+}
+
+TEST_F(Cfm, CommitsForTheNextStart)
+{
+    EXPECT_EQ(cfm("set key 1"), (Outcome{0, ""}));
+    EXPECT_EQ(cfm("commit"), (Outcome{0, ""}));
+    EXPECT_EQ(cfm("set key 2"), (Outcome{0, ""}));
+    folders.restart();
+    EXPECT_EQ(cfm("get key"), (Outcome{0, "1\n"}));
+}
+
+TEST_F(Cfm, CommitThatFailsSaysWhy)
+{
+    setenv("TIME_CHECK_CONF_DIR", "/nowhere/at/all", 1);
+    EXPECT_EQ(cfm("commit"), (Outcome{1, "cfm: store: not committed to /nowhere/at/all: No such file or directory; "
+                                         "the running values stay\n"}));
+}
+
+TEST_F(Cfm, OutputThatCannotBeWrittenIsAnError)
+{
+    SetValue("key", "1");
+    for (const char *command : {"get key", "list", "export"})
+        EXPECT_EQ(cfm(std::string(command) + " >/dev/full"),
+                  (Outcome{1, "cfm: cannot write: No space left on device\n"}));
+}
+
+TEST_F(Cfm, PostToANameThatNobodyHoldsFailsWithTheReason)
+{
+    EXPECT_EQ(cfm("post netctrl 19?op=2,wl_rate=24"), (Outcome{1, "cfm: netctrl: no process holds the name\n"}));
+}
+
+TEST_F(Cfm, PostsToTheHolder)
+{
+    bus_end end = {};
+    ASSERT_EQ(bus_open("netctrl", &end), BUS_DONE);
+    EXPECT_EQ(cfm("post netctrl 19?op=2,wl_rate=24"), (Outcome{0, ""}));
+    EXPECT_EQ(cfm("post netctrl -x"), (Outcome{0, ""}));
+    bus_message message;
+    ASSERT_EQ(bus_receive(&end, &message), BUS_DONE);
+    EXPECT_STREQ(message.text, "19?op=2,wl_rate=24");
+    ASSERT_EQ(bus_receive(&end, &message), BUS_DONE);
+    EXPECT_STREQ(message.text, "-x");
+    bus_close(&end);
+}
+
+TEST_F(Cfm, ListensAndPrintsALineAMessage)
+{
+    FILE *listener = popen("exec '" CFM_PROGRAM "' listen somebody", "r");
+    ASSERT_NE(listener, nullptr);
+    while (bus_post("somebody", "first\nsecond") == BUS_NO_HOLDER) {
+    }
+    std::array<char, 256> line = {};
+    ASSERT_NE(fgets(line.data(), line.size(), listener), nullptr);
+    EXPECT_NE(std::string(line.data()).find("]: first\\nsecond\n"), std::string::npos) << line.data();
+    EXPECT_EQ(cfm("listen somebody").status, 1) << "the name is held";
+    EXPECT_EQ(WEXITSTATUS(pclose(listener)), 1) << "it ends when nobody reads it any more";
+}
+
+TEST_F(Cfm, SaysHowItIsCalled)
+{
+    EXPECT_EQ(cfm("--version").status, 0);
+    EXPECT_EQ(output("--version").substr(0, 4), "cfm ");
+    for (const char *command : {"get", "set", "unset", "list", "import", "export", "commit", "post", "listen"}) {
+        EXPECT_NE(output("--help").find(std::string("\n  ") + command + " "), std::string::npos) << command;
+        EXPECT_EQ(cfm(std::string(command) + " --help").status, 0);
+    }
+}
+
+TEST_F(Cfm, CallThatMakesNoSenseEndsWithTwo)
+{
+    for (const char *words : {"", "get", "set key", "get one two", "frobnicate", "export more", "--frobnicate"})
+        EXPECT_EQ(cfm(words).status, 2) << words;
+}
+
+} // namespace
