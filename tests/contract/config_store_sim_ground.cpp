@@ -1,0 +1,26 @@
+// The store's contract test on the virtual router.
+#include "platform/sim/virtual_router.h"
+#include "tests/contract/config_store_ground.h"
+
+void ground::begin()
+{
+}
+
+void ground::restart()
+{
+    sim::router().restart();
+}
+
+void ground::end()
+{
+}
+
+void ground::set_elsewhere(const std::string &key, const std::string &value)
+{
+    sim::router().set_uncommitted(key, value);
+}
+
+std::string ground::get_elsewhere(const std::string &key)
+{
+    return sim::router().get(key);
+}
