@@ -108,7 +108,12 @@ TEST_F(Cfm, ImportsWhatItExports)
 {
     SetValue("a", "\x01 \\ \n");
     SetValue("b", "2");
-    EXPECT_EQ(cfm("export | { '" CFM_PROGRAM "' unset a; '" CFM_PROGRAM "' import -; }"), (Outcome{0, ""}));
+    const std::string file = (folders.run().parent_path() / "text").string();
+    EXPECT_EQ(cfm("export >" + file), (Outcome{0, ""}));
+    EXPECT_EQ(cfm("unset a"), (Outcome{0, ""}));
+    EXPECT_EQ(cfm("import " + file), (Outcome{0, ""}));
+    EXPECT_EQ(cfm("unset a"), (Outcome{0, ""}));
+    EXPECT_EQ(cfm("import - <" + file), (Outcome{0, ""}));
     EXPECT_EQ(cfm("list"), (Outcome{0, "a=\\x01 \\\\ \\n\nb=2\n"}));
 }
 
