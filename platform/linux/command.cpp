@@ -127,9 +127,20 @@ static bool wait_by_looking(pid_t pid, int *status, int64_t deadline)
     return true;
 }
 
+// -1: there is no such thing on this system.
+static int process_descriptor(pid_t pid)
+{
+#ifdef SYS_pidfd_open
+    return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+#else
+    (void)pid;
+    return -1;
+#endif
+}
+
 static bool wait_until(pid_t pid, int *status, int64_t deadline)
 {
-    const int descriptor = static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+    const int descriptor = process_descriptor(pid);
     if (descriptor < 0)
         return wait_by_looking(pid, status, deadline);
     bool ended = has_ended(pid, status);

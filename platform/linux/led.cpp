@@ -46,7 +46,7 @@ static void set_full_brightness(const char *led)
 static void read_trigger(const char *led, char (&trigger)[TRIGGER_SIZE])
 {
     char path[PATH_SIZE];
-    char line[2048];
+    char line[4096]; // what a file of this kind can hold
     led_path(path, led, "trigger");
     read_first_line(path, line, sizeof line);
     const char *const begin = strchr(line, '[');

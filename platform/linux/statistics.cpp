@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <endian.h>
 #include <libmnl/libmnl.h>
 #include <linux/netfilter.h>
 #include <linux/netfilter/nf_tables.h>
@@ -25,8 +26,7 @@ constexpr int RETRY_CREATE_S = 60; // a kernel or router without nft gets no pro
 
 // ---- the table ----
 
-// A host's addresses of the second kind change daily and would fill any set, so all of IPv6 counts as one host for each
-// bridge.
+// A host's IPv6 addresses change daily and would fill any set, so all of IPv6 counts as one host for each bridge.
 constexpr char TABLE_FORMAT[] = R"(table inet %s {
     set up { type ipv4_addr; size %d; flags dynamic; }
     set down { type ipv4_addr; size %d; flags dynamic; }
@@ -139,7 +139,7 @@ static int take_element(const nlattr *element, void *context)
     const counted_set *const set = static_cast<const counted_set *>(context);
     uint32_t key = 0;
     uint64_t bytes = 0;
-    host *const host = read_element(element, &key, &bytes) ? host_with(set->family << 32U | key) : nullptr;
+    host *const host = read_element(element, &key, &bytes) ? host_with((set->family << 32U) | key) : nullptr;
     if (host != nullptr)
         host->bytes.*(set->bytes) = bytes;
     return MNL_CB_OK;

@@ -1,11 +1,19 @@
 // Commands and programs: results, what they inherit, what lives on and what is ended.
 #include "platform/system.h"
 
+#include <algorithm>
 #include <csignal>
+#include <cstddef>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <iterator>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <string>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -149,6 +157,37 @@ TEST_F(Command, ManyThreadsMayRunCommands)
         });
     for (std::thread &thread : threads)
         thread.join();
+}
+
+// From here on this process's kernel lacks two calls that came with 5.3 and 5.9.
+void pretend_an_old_kernel()
+{
+    constexpr uint32_t NO_SUCH_CALL = SECCOMP_RET_ERRNO | ENOSYS;
+    sock_filter rules[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_pidfd_open, 2, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_close_range, 1, 0),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+        BPF_STMT(BPF_RET | BPF_K, NO_SUCH_CALL),
+    };
+    sock_fprog program = {.len = std::size(rules), .filter = rules};
+    ASSERT_EQ(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
+    ASSERT_EQ(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program), 0);
+    ASSERT_EQ(syscall(SYS_pidfd_open, getpid(), 0), -1);
+}
+
+TEST_F(Command, OldKernelsDo)
+{
+    in_own_process([this] {
+        pretend_an_old_kernel();
+        EXPECT_EQ(doSystemCmd("exit 7"), 7);
+        EXPECT_EQ(doSystemCmd("sleep 0.2; exit 8"), 8);
+        const int leaky = open("/dev/null", O_RDONLY); // deliberately without close-on-exec
+        EXPECT_EQ(output_of("for d in /proc/self/fd/*; do readlink $d || true; done | grep -c null"), "1\n");
+        close(leaky);
+        setenv("TIME_CHECK_COMMAND_DEADLINE_S", "1", 1);
+        error_lines_of([] { EXPECT_EQ(doSystemCmd("sleep 60"), 128 + SIGKILL); });
+    });
 }
 
 // ---- without a shell ----
