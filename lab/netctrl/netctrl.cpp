@@ -148,9 +148,15 @@ std::string on_wan(const request &request)
 
 std::string on_lan_dhcp_client(const request &request)
 {
-    if (request.op == OP_LAN_DHCPC_LAN_DOWN)
-        return "the LAN takes its configured address, and gives out addresses itself";
-    return request.op == OP_LAN_DHCPC_LAN_UP ? "the LAN asks the upstream for its address" : "";
+    if (request.op == OP_LAN_DHCPC_LAN_DOWN) {
+        doSystemCmd("lan_address configured");
+        return "no upstream: the LAN takes its configured address";
+    }
+    if (request.op == OP_LAN_DHCPC_LAN_UP) {
+        doSystemCmd("lan_address upstream &");
+        return "the upstream is back: the LAN asks there for an address";
+    }
+    return {};
 }
 
 // ---- services ----
