@@ -14,6 +14,11 @@ target_link_libraries(config_store_linux_test PRIVATE house_warnings platform_li
 gtest_discover_tests(config_store_linux_test TEST_PREFIX contract.linux.
     DISCOVERY_TIMEOUT 60 PROPERTIES LABELS contract TIMEOUT 120)
 
+add_executable(config_store_threads_test config_store_threads_test.cpp)
+target_link_libraries(config_store_threads_test PRIVATE house_warnings platform_linux GTest::gtest_main)
+gtest_discover_tests(config_store_threads_test TEST_PREFIX contract.linux.
+    DISCOVERY_TIMEOUT 60 PROPERTIES LABELS threads TIMEOUT 120)
+
 add_executable(config_store_cfm_test config_store_cfm_test.cpp)
 target_compile_definitions(config_store_cfm_test PRIVATE CFM_PROGRAM="$<TARGET_FILE:cfm>")
 target_link_libraries(config_store_cfm_test PRIVATE house_warnings platform_linux GTest::gtest_main)

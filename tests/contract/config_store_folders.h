@@ -8,7 +8,9 @@
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
+#include "platform/config_store.h"
 #include "platform/linux/config_store_admin.h"
 
 // While one lives, the process's store is in a fresh folder. The folder "run" is not made before the store makes it.
@@ -56,6 +58,26 @@ public:
 private:
     std::filesystem::path top;
 };
+
+// The value of a key, "(none)" when it is missing.
+inline std::string value_of(const std::string &key)
+{
+    std::vector<char> value(CONFIG_STORE_VALUE_MAX + 1);
+    return GetValue(key.c_str(), value.data(), value.size()) == 1 ? value.data() : "(none)";
+}
+
+inline bool append_piece(void *text, const char *piece, size_t length)
+{
+    static_cast<std::string *>(text)->append(piece, length);
+    return true;
+}
+
+// What cfm list prints.
+inline std::string listed(const char *prefix)
+{
+    std::string text;
+    return config_store_list(prefix, append_piece, &text) ? text : "(failed)";
+}
 
 inline std::string read_file(const std::filesystem::path &path)
 {

@@ -15,7 +15,6 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -91,28 +90,10 @@ protected:
     StoreFolders folders;
 };
 
-std::string value_of(const std::string &key)
-{
-    std::vector<char> value(CONFIG_STORE_VALUE_MAX + 1);
-    return GetValue(key.c_str(), value.data(), value.size()) == 1 ? value.data() : "(none)";
-}
-
-bool append(void *text, const char *piece, size_t length)
-{
-    static_cast<std::string *>(text)->append(piece, length);
-    return true;
-}
-
 std::string exported()
 {
     std::string text;
-    return config_store_export(append, &text) ? text : "(failed)";
-}
-
-std::string listed(const char *prefix)
-{
-    std::string text;
-    return config_store_list(prefix, append, &text) ? text : "(failed)";
+    return config_store_export(append_piece, &text) ? text : "(failed)";
 }
 
 bool import_text(const std::string &text)
@@ -291,55 +272,7 @@ TEST_F(LinuxStore, RunFileSystemThatIsFullFromTheStartFailsClearly)
     });
 }
 
-// ---- threads and processes ----
-
-TEST_F(LinuxStore, ThreadsReadWholeValuesWhileAnotherProcessWrites)
-{
-    const std::string first(3000, 'a');
-    const std::string second(5000, 'b');
-    SetValue("key", first.c_str());
-    std::atomic<bool> done = false;
-    std::atomic<int> torn = 0;
-    const auto look = [&] {
-        while (!done) {
-            const std::string value = value_of("key");
-            torn += value == first || value == second ? 0 : 1;
-        }
-    };
-    const pid_t writer = fork();
-    if (writer == 0) {
-        for (int i = 0; i < 2000; i++)
-            SetValue("key", i % 2 == 0 ? second.c_str() : first.c_str());
-        _exit(0);
-    }
-    std::thread one(look);
-    std::thread other(look);
-    waitpid(writer, nullptr, 0);
-    done = true;
-    one.join();
-    other.join();
-    EXPECT_EQ(torn, 0);
-}
-
-TEST_F(LinuxStore, ThreadsOfOneProcessWriteInTurn)
-{
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; t++)
-        threads.emplace_back([t] {
-            for (int i = 0; i < 50; i++)
-                EXPECT_EQ(SetValue(("key" + std::to_string(t)).c_str(), std::to_string(i).c_str()), 1);
-        });
-    for (std::thread &thread : threads)
-        thread.join();
-    EXPECT_EQ(listed(""), "key0=49\nkey1=49\nkey2=49\nkey3=49\n");
-}
-
-TEST_F(LinuxStore, MoreThreadsThanReaderPlacesMayComeAndGo)
-{
-    SetValue("key", "1");
-    for (int i = 0; i < 300; i++)
-        std::thread([i] { EXPECT_EQ(value_of("key"), "1") << i; }).join();
-}
+// ---- processes ----
 
 TEST_F(LinuxStore, MoreProcessesThanReaderPlacesMayReadAndDie)
 {

@@ -110,12 +110,6 @@ void kill_child(pid_t child)
 
 // ---- what must hold whenever one was killed ----
 
-bool append(void *text, const char *piece, size_t length)
-{
-    static_cast<std::string *>(text)->append(piece, length);
-    return true;
-}
-
 // The number that both halves of the pair have in a text; -1 when they differ or one is missing.
 int number_of_pair(const std::string &text)
 {
@@ -134,8 +128,7 @@ int number_of_pair(const std::string &text)
 // The running store is readable, whole, no older than before, and writable.
 void look_at_running_store(int &number)
 {
-    std::string text;
-    ASSERT_TRUE(config_store_list("pair.", append, &text));
+    const std::string text = listed("pair.");
     const int now = number_of_pair(text);
     ASSERT_GE(now, number) << text;
     number = now;
@@ -197,16 +190,8 @@ TEST_F(StoreOfTheKilled, StaysReadableCompleteAndWritableAndTheFileOldOrNew)
     children.clear();
     EXPECT_NE(CommitCfm(), 0);
     folders.restart();
-    std::string text;
-    ASSERT_TRUE(config_store_list("pair.", append, &text));
+    const std::string text = listed("pair.");
     EXPECT_GE(number_of_pair(text), committed);
-}
-
-std::string value_of(const std::string &key)
-{
-    std::array<char, 64> value = {};
-    GetValue(key.c_str(), value.data(), value.size());
-    return value.data();
 }
 
 TEST_F(StoreOfTheKilled, HoldsTheOldOrTheNewValueOfAKilledCfm)
