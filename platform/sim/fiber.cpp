@@ -82,7 +82,7 @@ void Fiber::leave_for_good()
 void Fiber::trampoline(unsigned low, unsigned high)
 {
     const uint64_t self = (static_cast<uint64_t>(high) << 32) | low;
-    reinterpret_cast<Fiber *>(static_cast<uintptr_t>(self))->run();
+    reinterpret_cast<Fiber *>(static_cast<uintptr_t>(self))->run(); // NOLINT(performance-no-int-to-ptr): two ints
 }
 
 void Fiber::run()

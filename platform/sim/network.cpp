@@ -208,7 +208,7 @@ std::string Network::lookup(const std::string &host_name)
         return found->second;
     if (!internet_)
         return "";
-    const std::string ip = "198.51.100." + std::to_string(names_.size() + 1);
+    std::string ip = "198.51.100." + std::to_string(names_.size() + 1);
     names_[host_name] = ip;
     return ip;
 }

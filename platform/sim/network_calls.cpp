@@ -12,7 +12,6 @@
 #include "platform/statistics.h"
 
 using sim::Call;
-using sim::MILLISECOND;
 using sim::model;
 
 static int copy_address(const std::string *from, char *to, size_t size)

@@ -1,4 +1,5 @@
 // Clocks, LEDs, the restart and the bus: the rest of the contract, and what tests ask of them.
+#include <cmath>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -62,7 +63,7 @@ namespace sim
 
 static Micros micros(double seconds)
 {
-    return static_cast<Micros>(seconds * static_cast<double>(SECOND) + 0.5);
+    return std::llround(seconds * static_cast<double>(SECOND));
 }
 
 void VirtualRouter::timezone(const std::string &posix_tz)
