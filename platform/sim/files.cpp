@@ -282,9 +282,7 @@ ssize_t Files::read_link(const char *path, char *target, size_t size)
     const std::string *const link = links_.value_of(path);
     if (link == nullptr)
         return exists(path) ? fail(EINVAL) : absent(path);
-    const size_t length = std::min(size, link->size());
-    memcpy(target, link->data(), length);
-    return static_cast<ssize_t>(length);
+    return static_cast<ssize_t>(link->copy(target, size)); // not terminated, as the system call
 }
 
 bool Files::list(const char *path, std::vector<std::string> &names)

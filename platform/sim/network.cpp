@@ -127,8 +127,15 @@ void Network::set_wan(int wan_id, const std::string &ifname)
     wans_[wan_id] = ifname;
 }
 
-const char *Network::wan(int wan_id) const
+void Network::set_wan_hook(WanHook hook)
 {
+    wan_hook_ = std::move(hook);
+}
+
+const char *Network::wan(int wan_id, int sys_mode, int conn_type)
+{
+    if (wan_hook_)
+        set_wan(wan_id, wan_hook_(wan_id, sys_mode, conn_type));
     const auto found = wans_.find(wan_id);
     return found == wans_.end() ? nullptr : kept(found->second);
 }

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <netdb.h>
 #include <set>
@@ -21,6 +22,7 @@ namespace sim
 class Network
 {
 public:
+    using WanHook = std::function<std::string(int wan_id, int sys_mode, int conn_type)>;
     struct Host {
         std::string ip;
         uint64_t up_bytes;
@@ -38,6 +40,7 @@ public:
     void set_address(const std::string &ifname, const std::string &ip);
     void set_link(int port, bool up);
     void set_wan(int wan_id, const std::string &ifname);
+    void set_wan_hook(WanHook hook);
     void set_wan_port(int wan_id, int port);
     void set_eth_name(int id, const std::string &name);
     void set_name(const std::string &host_name, const std::string &ip);
@@ -56,7 +59,7 @@ public:
         return hosts_;
     }
     bool link(int port) const;
-    const char *wan(int wan_id) const; // null: none
+    const char *wan(int wan_id, int sys_mode, int conn_type); // null: none
     int wan_port(int wan_id) const;
     const char *eth_name(int id) const; // null: none
     struct hostent *resolve(const char *host_name);
@@ -90,6 +93,7 @@ private:
     std::set<std::string> counted_;
     std::map<int, bool> links_;
     std::map<int, std::string> wans_;
+    WanHook wan_hook_;
     std::map<int, int> wan_ports_;
     std::map<int, std::string> eth_names_;
     mutable std::set<std::string> kept_;

@@ -35,9 +35,9 @@ const char *getLanIfName(void)
     return "br0";
 }
 
-const char *getWanIfName(int wan_id, int /*sys_mode*/, int /*conn_type*/)
+const char *getWanIfName(int wan_id, int sys_mode, int conn_type)
 {
-    return model().faults.hits(Call::getWanIfName) ? nullptr : model().network.wan(wan_id);
+    return model().faults.hits(Call::getWanIfName) ? nullptr : model().network.wan(wan_id, sys_mode, conn_type);
 }
 
 int getWanConnType(int wan_id)
@@ -165,6 +165,11 @@ void VirtualRouter::link(int port, bool up)
 void VirtualRouter::wan(int wan_id, const std::string &ifname)
 {
     model().network.set_wan(wan_id, ifname);
+}
+
+void VirtualRouter::on_wan_ifname(std::function<std::string(int wan_id, int sys_mode, int conn_type)> hook)
+{
+    model().network.set_wan_hook(std::move(hook));
 }
 
 void VirtualRouter::wan_port(int wan_id, int port)

@@ -29,8 +29,9 @@ int tpi_wifi_get_ifname(int band, int kind, char *ifname)
     return 0;
 }
 
-int tpi_wifi_wisp_connect_check(const char *ifname, int /*access_type*/)
+int tpi_wifi_wisp_connect_check(const char *ifname, int access_type)
 {
+    model().radios.access_type_asked = access_type;
     if (model().faults.hits(Call::tpi_wifi_wisp_connect_check))
         return TPI_NOT_CONNECTED;
     const Radio radio = radio_of(ifname);
@@ -73,6 +74,11 @@ void VirtualRouter::radio(const std::string &ifname, int phy_state, int relay_st
 void VirtualRouter::radio_connection(const std::string &ifname, int state)
 {
     model().radios.by_name.at_key(ifname).connection = state;
+}
+
+int VirtualRouter::access_type_asked() const
+{
+    return model().radios.access_type_asked;
 }
 
 void VirtualRouter::radio_name(int band, const std::string &ifname)

@@ -22,6 +22,7 @@ struct Radios {
     TextMap<Radio> by_name;
     std::map<int, std::string> names; // client interfaces by band
     int webpage_status = 1;
+    int access_type_asked = -1;
 };
 
 } // namespace sim

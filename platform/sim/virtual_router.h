@@ -83,6 +83,8 @@ public:
     void address(const std::string &ifname, const std::string &ip); // "": none
     void link(int port, bool up);                                   // switch-port link; down unless set
     void wan(int wan_id, const std::string &ifname);                // getWanIfName; "": none
+    // Asked instead of what wan() told, where the name hangs on the machine's mode and the connection type; "": none.
+    void on_wan_ifname(std::function<std::string(int wan_id, int sys_mode, int conn_type)> hook);
     void wan_port(int wan_id, int port);                            // wanid_to_sw_port; the factory's is wan_id
     void eth_name(int id, const std::string &name);                 // get_eth_name; "": none
     void name(const std::string &host_name, const std::string &ip); // gethostbyname; "": unknown
@@ -102,6 +104,7 @@ public:
     // The state of the WAN connection over a radio; unless told: 3 with phy state 3 and an address, 2 with phy state 3,
     // else 1.
     void radio_connection(const std::string &ifname, int state);
+    int access_type_asked() const;                        // by the last question after such a state, -1 before
     void radio_name(int band, const std::string &ifname); // client interfaces; the factory's are wlc0 (24), wlc1 (5)
     void wisp_page(int status);                           // tpi_wisp_get_webpage_status; 1 unless set
     int leds() const;                                     // the last set_all_led, -1 before

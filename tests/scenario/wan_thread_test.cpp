@@ -114,6 +114,20 @@ TEST_F(WanThread, AWishForRenewalIsTakenUpAtTheEndOfThePass)
     EXPECT_EQ(router().rules().size(), 6U);
 }
 
+TEST_F(WanThread, ARenewalThatLeavesNothingToProbeIsFollowedByTheShortPauseOfTheStart)
+{
+    boot_wired(2);
+    run_to(20);
+    router().clear_journal();
+    router().set("wl5g.public.mode", "wisp"); // not with two WANs
+    router().set("surf_check_renew_flag", "1");
+    run_to(33); // taken up at 32
+    router().set("surf_check_renew_flag", "1");
+    run_to(60); // and at 37
+    EXPECT_EQ(acts_with_time("set surf_check_renew_flag"),
+              (Lines{"32 set surf_check_renew_flag=0", "37 set surf_check_renew_flag=0"}));
+}
+
 TEST_F(WanThread, OnlyAFlagThatBeginsWithOneIsAWish)
 {
     boot_wired(1);

@@ -264,6 +264,28 @@ TEST_F(WiredWan, ThatComesUpWithoutInternetIsNotAnnounced)
     EXPECT_TRUE(messages().empty());
 }
 
+TEST_F(WiredWan, ItsInterfaceHangsOnModeAndConnectionType)
+{
+    make_wired_router(1);
+    router().set("sys.mode", "7");
+    router().address("ppp0", "198.51.100.9");
+    router().on_wan_ifname([](int wan_id, int sys_mode, int conn_type) {
+        return wan_id == 1 && sys_mode == 7 && conn_type == 2 ? "ppp0" : "";
+    });
+    start();
+    pass();
+    EXPECT_EQ(published(1), "wan1 isonln=0 check=0");
+    router().set("wan1.connecttype", "2"); // read anew by every pass
+    pass();
+    EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
+    router().set("sys.mode", "8"); // only read at the start
+    pass();
+    EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
+    wan_surf_check_init();
+    pass();
+    EXPECT_EQ(published(1), "wan1 isonln=0 check=0");
+}
+
 // ---- two wired WANs ----
 
 TEST_F(TwoWans, TheIntervalCountsTheTroubledOnes)
@@ -490,6 +512,16 @@ TEST_F(Wisp, SettlesForSixSecondsWhenItConnects)
         router().radio_connection("wlc0", 1);
         pass();
         router().radio_connection("wlc0", 3);
+    }
+}
+
+TEST_F(Wisp, ItsConnectionTypeIsReadByEveryPass)
+{
+    start_wisp();
+    for (const int type : {0, 1, 2}) {
+        router().set("wan1.connecttype", std::to_string(type));
+        pass();
+        EXPECT_EQ(router().access_type_asked(), type);
     }
 }
 
