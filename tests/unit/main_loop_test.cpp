@@ -125,4 +125,77 @@ TEST_F(MainLoop, TheCheckFollowsTheAddressesEveryTick)
                             "wan_lan_check 10.4.5.6 255.255.255.0"));
 }
 
+// The order of the ticks shows in what one pass prints and does.
+
+void expect_in_turn(const Lines &lines, std::initializer_list<const char *> texts)
+{
+    auto next = lines.begin();
+    for (const char *text : texts) {
+        next = std::find_if(next, lines.end(),
+                            [text](const std::string &line) { return line.find(text) != std::string::npos; });
+        EXPECT_NE(next, lines.end()) << text << " does not come in its turn";
+    }
+}
+
+TEST_F(MainLoop, OnePassPrintsInTheModulesOrder)
+{
+    configure({{"sys.schedulereboot.enable", "1"},
+               {"sys.schedulereboot.type", "5"},
+               {"sys.powersleep.enable", "1"},
+               {"sys.powersleep.type", "7"},
+               {"time_check_debug", "on"}});
+    box.boot();
+    box.post("time_check_daemon?op=1,string_info=minidlna"); // which does not run
+    _DEBUG_LIST_[TIME_CHECK_CPU] = 1;
+    _DEBUG_LIST_[TIME_CHECK_DAEMON] = 1;
+    do {
+        box.clear_log();
+        box.tick();
+    } while (!has_line("DAEMON_EXE_PROBLEM_CHECK_NUM:1!"));
+
+    expect_in_turn(box.log(), {"TIME_CHECK_REBOOT_STRUCT.type = 5", "TIME_CHECK_POWER_STRUCT.type = 7", "before!",
+                               "DAEMON_EXE_PROBLEM_CHECK_NUM:1!", "need not checking, effect_time"});
+}
+
+TEST_F(MainLoop, OnePassActsInTheModulesOrder)
+{
+    configure({{"sys.schedulereboot.enable", "1"},
+               {"sys.schedulereboot.start_time", "03:00"},
+               {"sys.sched.wifi.enable", "1"},
+               {"nkgw.wlan.listnum", "1"},
+               {"nkgw.wlan.offtime.list1", "03:00"},
+               {"nkgw.wlan.ontime.list1", "04:00"},
+               {"wl2g.public.enable", "1"},
+               {"wl2g.ssid0.enable", "1"},
+               {"wl2g.enable", "1"},
+               {"sys.sched.led.type", "time"},
+               {"nkgw.led.listnum", "1"},
+               {"nkgw.led.offtime.list1", "03:00"},
+               {"nkgw.led.ontime.list1", "04:00"},
+               {"nkgw.led.state", "3"}});
+    box.reboot_returns(true);
+    box.address("ppp0", "10.1.2.3");
+    box.clock("2026-03-04 02:59:58");
+    box.uptime(86400);
+    box.boot();
+    while (times("reboot") == 0) {
+        box.clear_journal();
+        box.tick();
+    }
+    expect_in_turn(box.journal(), {"reboot", "set wl2g.public.enable=0", "set nkgw.led.state=0",
+                                   "wan_lan_check 10.1.2.3 255.255.255.0"});
+}
+
+TEST_F(MainLoop, TheGuestNetworkComesAfterTheClashCheck)
+{
+    box.address("ppp0", "10.1.2.3");
+    box.boot();
+    configure({{"wl.guest.effective_time", "4"}, {"wl.guest.dhcps_enable", "1"}});
+    box.post("time_check_wl_guest?string_info=wl_guest");
+    box.clear_journal();
+    box.uptime(86400);
+    box.tick();
+    expect_in_turn(box.journal(), {"wan_lan_check 10.1.2.3 255.255.255.0", "set wl.guest.dhcps_enable=0"});
+}
+
 } // namespace

@@ -1,5 +1,6 @@
 // Control messages: from the text to the handler.
 #include <cstring>
+#include <malloc.h>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -445,11 +446,15 @@ TEST_F(Message, AHundredThousandMessagesAllArriveInOrder)
 {
     box.keep_log(false);
     uint32_t arrived = 0;
+    size_t held = 0;
     for (uint32_t i = 0; i < 100000; i++) {
         send("12?debug_id=" + std::to_string(i)); // decoded, and no module's business
         arrived += modules_var.debug_id == i ? 1 : 0;
+        if (i == 1000)
+            held = mallinfo2().uordblks;
     }
     EXPECT_EQ(arrived, 100000U);
+    EXPECT_LE(mallinfo2().uordblks, held + 1000); // nothing grows
 
     box.keep_log(true);
     send("time_check_led?op=2");
