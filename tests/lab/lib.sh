@@ -3,7 +3,8 @@
 # the store and the bus then show.
 #
 # In the environment: BOX_PROGRAMS (the bin/ of the build under test) and STORY_DIR (a folder for the box).
-set -euo pipefail
+set -Eeuo pipefail
+trap 'echo "  FAILED in line $LINENO: $BASH_COMMAND"' ERR
 PROJECT=$(readlink -f "$(dirname "${BASH_SOURCE[0]}")/../..")
 . "$PROJECT/lab/lib.sh"
 BOX_PROGRAMS=$(readlink -f "${BOX_PROGRAMS:-$PROJECT/build/default/bin}")
@@ -138,7 +139,7 @@ receives()
 # clock_is_past HH:MM: whether the box's clock shows this or later; not for stories past midnight
 clock_is_past()
 {
-    [[ $(in_box date +%H:%M) > $1 || $(in_box date +%H:%M) == "$1" ]]
+    ! [[ $(in_box date +%H:%M) < $1 ]]
 }
 
 # up_for MINUTES: whether this boot of the box has been up for so long by the box's clock
