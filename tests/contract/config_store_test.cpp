@@ -96,10 +96,12 @@ TEST_F(ConfigStore, ValueThatJustFitsIsNotCut)
 TEST_F(ConfigStore, BytesBehindTheBufferAreNotTouched)
 {
     char value[8];
-    memset(value, '#', sizeof value);
-    SetValue("test.key", "0123456789");
-    EXPECT_EQ(GetValue("test.key", value, 4), 1);
-    EXPECT_EQ(std::string(value, sizeof value), std::string("012\0####", 8));
+    for (const char *stored : {"0123456789", "01234", "0123", "012"}) {
+        SetValue("test.key", stored);
+        memset(value, '#', sizeof value);
+        EXPECT_EQ(GetValue("test.key", value, 4), 1);
+        EXPECT_EQ(std::string(value, sizeof value), std::string("012\0####", 8)) << stored;
+    }
 }
 
 TEST_F(ConfigStore, BufferOfOneByteHoldsTheEndAlone)
