@@ -111,8 +111,8 @@ prints()
 # boot_id: names this life of the router, by its PID 1 as the machine sees it
 boot_id()
 {
-    local pid
-    pid=$(init_pid) && echo "$pid started at $(process_start "$pid")"
+    local pid started
+    pid=$(init_pid) && started=$(process_start "$pid") && echo "$pid started at $started"
 }
 
 has_restarted_since()
