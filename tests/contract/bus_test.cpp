@@ -217,7 +217,7 @@ TEST_F(Bus, DescriptorsThatRideAlongAreClosed)
 {
     ASSERT_EQ(bus_open("time_check", &end), BUS_DONE);
     int ends[2];
-    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
     const int socket = connected_to("time_check");
     char text[] = "with a present";
     iovec data = {.iov_base = text, .iov_len = strlen(text)};

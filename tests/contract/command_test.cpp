@@ -73,7 +73,14 @@ TEST_F(Command, CommandOf4095CharactersRunsAndALongerOneDoesNot)
 
 TEST_F(Command, StandardInputIsEmpty)
 {
-    EXPECT_EQ(output_of("cat; echo end"), "end\n");
+    in_own_process([this] {
+        int input[2];
+        ASSERT_EQ(pipe(input), 0);
+        ASSERT_EQ(write(input[1], "the daemon's own", 16), 16);
+        close(input[1]);
+        ASSERT_EQ(dup2(input[0], STDIN_FILENO), STDIN_FILENO);
+        EXPECT_EQ(output_of("cat; echo end"), "end\n");
+    });
 }
 
 TEST_F(Command, NoDescriptorOfTheDaemonIsInherited)
@@ -132,7 +139,8 @@ TEST_F(Command, CommandThatHangsIsEndedWithAllItStarted)
 TEST_F(Command, CommandThatIgnoresSignalsIsEndedToo)
 {
     setenv("TIME_CHECK_COMMAND_DEADLINE_S", "1", 1);
-    error_lines_of([] { EXPECT_EQ(doSystemCmd("trap '' TERM INT HUP; while :; do :; done"), 128 + SIGKILL); });
+    error_lines_of(
+        [] { EXPECT_EQ(doSystemCmd("trap '' TERM INT HUP; for i in $(seq 60); do sleep 1; done"), 128 + SIGKILL); });
     unsetenv("TIME_CHECK_COMMAND_DEADLINE_S");
 }
 
