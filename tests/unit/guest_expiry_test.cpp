@@ -183,6 +183,17 @@ TEST_F(GuestExpiry, AHugeLifetimeSaturates)
     EXPECT_TRUE(router().log().empty());
 }
 
+// 68 years; the up-time is then negative and counts as a huge one.
+TEST_F(GuestExpiry, AnUptimeThatRanOverEndsAnyLifetimeButANegativeOne)
+{
+    open_for("-1");
+    tick_at(-2147483647);
+    EXPECT_EQ(acts(), Lines{});
+    open_for("2147483647");
+    tick_at(-2147483647);
+    EXPECT_EQ(acts(), EXPIRED);
+}
+
 TEST_F(GuestExpiry, AFailedCommitIsNotTriedAgain)
 {
     open_for("3600");

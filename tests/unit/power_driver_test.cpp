@@ -221,6 +221,19 @@ TEST_F(PowerClock, ASleeperWhoseClockIsLostSleepsOnWhenItIsBackInsideThePeriod)
     EXPECT_TRUE(radio_is_on());
 }
 
+TEST_F(PowerClock, ASleeperWhoseClockIsLostSamplesAgainWhenItIsBack)
+{
+    evening("1");
+    router().clock("2026-03-02 23:00:00");
+    tick(1801);
+    tick_at("1970-01-01 00:00:10");
+    forget();
+    router().clock("2026-03-03 02:00:00");
+    tick(1801);
+    EXPECT_EQ(lines(), Lines{"now time:02:30"});
+    EXPECT_EQ(acts(), Lines{}); // it has not been awake
+}
+
 // ---- the traffic driver: no clients ----
 
 TEST_F(PowerNoClient, SleepsOnThe181stSample)
