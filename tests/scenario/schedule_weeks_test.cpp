@@ -354,3 +354,101 @@ INSTANTIATE_TEST_SUITE_P(
                     Week{LORD_HOWE, "2026-04-02 01:00:30", 8, true, true},    // clocks go back on the 5th
                     Week{LORD_HOWE, "2026-10-01 06:00:30", 9, false, false}), // clocks go forward on the 4th
     name_of);
+
+// ---- garbage in every key ----
+
+namespace
+{
+
+std::string garbage(Dice &dice)
+{
+    switch (dice.roll(8)) {
+    case 0:
+        return "";
+    case 1:
+        return std::string(1000, "1:;M %\xff"[dice.roll(7)]);
+    case 2:
+        return std::to_string(dice.roll(100) - 20) + ":" + std::to_string(dice.roll(200) - 50);
+    case 3:
+        return "Mon..Fri,Sun" + std::string(static_cast<size_t>(dice.roll(600)), ',') + " 25:99";
+    case 4:
+        return std::to_string(dice.roll(30) - 5);
+    case 5:
+        return "\xc3\xa9\xe2\x82\xac;\xf0\x9f\x98\x80";
+    case 6:
+        return "99999999999999999999:99999999999999999999";
+    default: {
+        std::string text;
+        for (int i = dice.roll(40); i > 0; i--)
+            text += static_cast<char>(1 + dice.roll(255));
+        return text;
+    }
+    }
+}
+
+void garbage_in_every_key(Dice &dice)
+{
+    for (const char *key : {"wl2g.enable",
+                            "wl5g.enable",
+                            "wl2g.public.enable",
+                            "wl2g.ssid0.enable",
+                            "wl5g.public.enable",
+                            "wl5g.ssid0.enable",
+                            "wl.guest.effective_time",
+                            "wl.guest.dhcps_enable",
+                            "nkgw.led.state",
+                            "sys.sched.led.closetype",
+                            "sys.sched.led.type",
+                            "sys.powersleep.enable",
+                            "sys.powersleep.type",
+                            "sys.powersleep.wday",
+                            "sys.powersleep.start_time",
+                            "sys.powersleep.end_time",
+                            "sys.powersleep.max_speed",
+                            "sys.is.pwr.save.mode",
+                            "power.sleep.closetype.changed",
+                            "sys.sched.wifi.enable",
+                            "time_check_debug"})
+        router().set(key, garbage(dice));
+    for (const std::string family : {"nkgw.wlan", "nkgw.led"}) {
+        router().set(family + ".listnum", std::to_string(dice.roll(25)));
+        for (int i = 1; i <= 20; i++)
+            rule(family, i, dice.roll(3) == 0 ? garbage(dice) : "Mon..Sun 9:00",
+                 dice.roll(3) == 0 ? garbage(dice) : "17:00");
+    }
+    constexpr std::array<const char *, 4> words = {"open", "close", "time", "Time"};
+    if (dice.roll(2) == 0)
+        router().set("sys.sched.led.type", words.at(static_cast<size_t>(dice.roll(4))));
+}
+
+} // namespace
+
+class ScheduleGarbage : public RouterTest, public testing::WithParamInterface<unsigned>
+{
+};
+
+TEST_P(ScheduleGarbage, LeavesADaemonThatObeysTheNextSettings)
+{
+    Dice dice(GetParam());
+    router().keep_log(false);
+    router().clock("2026-03-02 08:00:30");
+    garbage_in_every_key(dice);
+    ASSERT_TRUE(router().boot());
+    for (int i = 0; i < 100; i++) {
+        router().run(1 + dice.roll(1800));
+        garbage_in_every_key(dice);
+        for (const char *module : {"2", "3", "4", "9"}) {
+            router().post(std::string(module) + "?op=" + std::to_string(dice.roll(10)));
+            router().post(std::string(module) + "?relate_module_id=50,string_info=" + garbage(dice).substr(0, 100));
+        }
+    }
+
+    const Settings settings = random_settings(dice, true);
+    for (const char *message : {"2?op=2", "3?op=2", "4?op=1"})
+        ASSERT_TRUE(router().post(message));
+    router().run(24 * 3600); // once round every edge of the day
+    run_to_half_minute();
+    EXPECT_TRUE(state_is_as_read(settings));
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, ScheduleGarbage, testing::Range(41U, 49U));
