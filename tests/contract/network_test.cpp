@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "platform/linux/bus.h"
 #include "platform/system.h"
@@ -77,14 +76,8 @@ TEST_F(Network, NamesOfTwoCallsAndTwoThreadsDoNotMix)
     EXPECT_EQ(text_or_none(get_eth_name(WAN_1)), "wan1");
     EXPECT_EQ(__GetPortLink(1), 0);
     EXPECT_STREQ(wan, "wan2");
-    std::vector<std::thread> threads;
-    for (int wan_id = 1; wan_id <= 4; wan_id++)
-        threads.emplace_back([wan_id] {
-            for (int i = 0; i < 1000; i++)
-                EXPECT_EQ(text_or_none(getWanIfName(wan_id, 0, WAN_DHCP)), "wan" + std::to_string(wan_id));
-        });
-    for (std::thread &thread : threads)
-        thread.join();
+    std::thread([] { getWanIfName(3, 0, WAN_DHCP); }).join();
+    EXPECT_STREQ(wan, "wan2");
 }
 
 TEST_F(Network, ConnectionTypeIsTheStoresNumber)

@@ -83,9 +83,11 @@ TEST_F(Ping, WhatIsNoAddressFailsAtOnce)
     EXPECT_EQ(ping_by_interface("10.91.0.1", 0, nullptr), -1);
 }
 
-TEST_F(Ping, WithoutARouteItFailsAtOnce)
+TEST_F(Ping, RequestThatCannotBeSentFailsAtOnce)
 {
-    EXPECT_LT(time_taken([] { EXPECT_EQ(simple_ping("203.0.113.1"), -1); }), 500ms);
+    EXPECT_LT(time_taken([] { EXPECT_EQ(simple_ping("203.0.113.1"), -1); }), 500ms) << "no route";
+    sh("nft 'table ip wall { chain c { type filter hook output priority 0; ip daddr 10.91.0.1 drop; }; }'");
+    EXPECT_LT(time_taken([] { EXPECT_EQ(simple_ping("10.91.0.1"), -1); }), 500ms) << "forbidden";
 }
 
 // A machine whose answers carry another number, then another content, and then are right. Writes a byte when it
