@@ -45,7 +45,13 @@ struct TIME_CHECK_MODULES_COMMON_STRUCT {
 
 // ---- control messages (time_check.cpp) ----
 
-enum VAR_TYPE { VAR_TYPE_NONE = 0, VAR_TYPE_STR = 1, VAR_TYPE_BOOL = 2, VAR_TYPE_SHORT = 3, VAR_TYPE_NUM = 4 };
+enum VAR_TYPE : int32_t {
+    VAR_TYPE_NONE = 0,
+    VAR_TYPE_STR = 1,
+    VAR_TYPE_BOOL = 2,
+    VAR_TYPE_SHORT = 3,
+    VAR_TYPE_NUM = 4
+};
 
 // Where the value of one message key is stored.
 struct COMMON_VAR_ITEM {
