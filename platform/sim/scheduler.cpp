@@ -45,8 +45,23 @@ void Scheduler::set_uptime(int uptime)
 
 // ---- the daemon's side ----
 
+// Whether nothing else is due before the running fibre wakes again. Then time can pass without a change of stacks.
+bool Scheduler::wakes_next(Micros deadline) const
+{
+    if (deadline <= now_ || deadline > run_.limit || ticks_ >= run_.tick_goal || wall_changes_ != run_.wall_changes)
+        return false;
+    if (!changes_.empty() && changes_.front().when <= deadline)
+        return false;
+    return std::ranges::all_of(
+        threads_, [this, deadline](const auto &each) { return each.get() == current_ || each->wakes > deadline; });
+}
+
 void Scheduler::leave_until(Micros deadline)
 {
+    if (wakes_next(deadline)) {
+        now_ = deadline;
+        return;
+    }
     current_->wakes = deadline;
     current_->fiber->leave();
 }
@@ -145,17 +160,18 @@ bool Scheduler::boot()
     if (main_runs_ || current_ != nullptr)
         throw std::logic_error("boot: the daemon runs");
     start_main(now_);
-    const uint64_t goal = ticks_ + 1;
-    while (main_runs_ && ticks_ < goal)
-        step(FOREVER);
+    tick(1);
     return main_runs_;
 }
 
 void Scheduler::tick(unsigned passes)
 {
-    const uint64_t goal = ticks_ + passes;
-    while (main_runs_ && ticks_ < goal)
+    const Run outside = std::exchange(run_, {.limit = FOREVER, .tick_goal = ticks_ + passes});
+    while (main_runs_ && ticks_ < run_.tick_goal) {
+        run_.wall_changes = wall_changes_;
         step(FOREVER);
+    }
+    run_ = outside;
 }
 
 Scheduler::Thread *Scheduler::next_thread()
@@ -211,9 +227,11 @@ void Scheduler::run_until(Micros target, bool watch_wall)
     if (current_ != nullptr)
         throw std::logic_error("time is let pass from inside the daemon");
     const uint64_t changes = wall_changes_;
-    while (step(target))
-        if (watch_wall && wall_changes_ != changes)
-            return;
+    const Run outside = std::exchange(run_, {.limit = target, .tick_goal = UINT64_MAX});
+    do
+        run_.wall_changes = wall_changes_;
+    while (step(target) && !(watch_wall && wall_changes_ != changes));
+    run_ = outside;
 }
 
 bool Scheduler::post(std::string sender, std::string text)
@@ -229,8 +247,11 @@ bool Scheduler::post(std::string sender, std::string text)
         hand_over(); // no daemon was booted: the test itself took the name
     } else if (main_sleeps_) {
         main->wakes = now_;
-        if (current_ == nullptr)
+        if (current_ == nullptr) {
+            const Run outside = std::exchange(run_, {}); // it is handed over, and no time passes
             enter(*main);
+            run_ = outside;
+        }
     }
     return true;
 }

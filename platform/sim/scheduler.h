@@ -100,6 +100,13 @@ private:
         std::string text;
     };
 
+    // How far the test lets time pass now.
+    struct Run {
+        Micros limit = 0;
+        uint64_t tick_goal = 0;
+        uint64_t wall_changes = 0;
+    };
+
     static int64_t seconds(Micros time)
     {
         return time >= 0 ? time / SECOND : -((-time + SECOND - 1) / SECOND);
@@ -107,6 +114,7 @@ private:
     Thread *next_thread();
     bool step(Micros limit);
     void enter(Thread &thread);
+    bool wakes_next(Micros deadline) const;
     void leave_until(Micros deadline);
     void hand_over();
     void run_main();
@@ -117,6 +125,7 @@ private:
     Micros wall_offset_ = 0;
     Micros started_ = 0;
     uint64_t wall_changes_ = 0;
+    Run run_;
     std::vector<std::unique_ptr<Thread>> threads_;
     Thread *current_ = nullptr;
     uint64_t next_id_ = 1;

@@ -23,7 +23,7 @@ void configure(std::initializer_list<std::pair<std::string_view, std::string_vie
 
 // ---- the nights ----
 
-// Every schedule has its turn between one and three: power saving, Wi-Fi, LEDs, the guest network's end, a reboot once
+// Every schedule has its turn within the hour: power saving, Wi-Fi, LEDs, the guest network's end, a reboot once
 // it is quiet. One watched program runs away, another vanishes.
 void begin_night()
 {
@@ -35,20 +35,20 @@ void begin_night()
     box.counters("br0", 0, 90); // the delay before the reboot
     configure({{"sys.schedulereboot.enable", "1"},
                {"sys.schedulereboot.type", "1"},
-               {"sys.schedulereboot.start_time", "01:50"},
-               {"sys.schedulereboot.end_time", "02:45"},
+               {"sys.schedulereboot.start_time", "01:02"},
+               {"sys.schedulereboot.end_time", "01:50"},
                {"sys.powersleep.enable", "1"},
                {"sys.powersleep.type", "0"},
-               {"sys.powersleep.start_time", "01:10"},
-               {"sys.powersleep.end_time", "01:15"},
+               {"sys.powersleep.start_time", "01:05"},
+               {"sys.powersleep.end_time", "01:08"},
                {"sys.sched.wifi.enable", "1"},
                {"nkgw.wlan.listnum", "1"},
-               {"nkgw.wlan.offtime.list1", "01:20"},
-               {"nkgw.wlan.ontime.list1", "01:25"},
+               {"nkgw.wlan.offtime.list1", "01:10"},
+               {"nkgw.wlan.ontime.list1", "01:13"},
                {"sys.sched.led.type", "time"},
                {"nkgw.led.listnum", "1"},
-               {"nkgw.led.offtime.list1", "01:30"},
-               {"nkgw.led.ontime.list1", "01:35"},
+               {"nkgw.led.offtime.list1", "01:15"},
+               {"nkgw.led.ontime.list1", "01:18"},
                {"wl2g.enable", "1"},
                {"wl5g.enable", "1"},
                {"wl2g.public.enable", "1"},
@@ -60,7 +60,7 @@ void begin_night()
     box.cpu_share("httpd", 100);
     box.at(5, [] { box.post("6?op=1,string_info=minidlna"); });
     box.at(400, [] { box.process("httpd", 413); });
-    box.at(2200, [] {
+    box.at(1200, [] {
         configure({{"wl.guest.dhcps_enable", "1"}, {"wl.guest.effective_time", "60"}});
         box.post("9?string_info=wl_guest");
     });
@@ -75,16 +75,16 @@ void wired()
     box.address("eth1", "203.0.113.9");
     box.wan(2, "eth2");
     box.internet(true);
-    box.at(900, [] { box.internet(false); });
-    box.at(1200, [] { box.internet(true); });
-    box.at(1000, [] { box.name_server("192.0.2.1", false); });
-    box.at(1800, [] {
+    box.at(400, [] { box.internet(false); });
+    box.at(800, [] { box.internet(true); });
+    box.at(450, [] { box.name_server("192.0.2.1", false); });
+    box.at(900, [] {
         box.link(1, false);
         box.address("eth1", "");
     });
-    box.at(1900, [] { box.address("ppp0", "192.168.0.77"); });
-    box.at(1950, [] { box.address("ppp0", ""); });
-    box.at(2000, [] { box.link(1, true); });
+    box.at(950, [] { box.address("ppp0", "192.168.0.77"); });
+    box.at(970, [] { box.address("ppp0", ""); });
+    box.at(1000, [] { box.link(1, true); });
 }
 
 void wisp()
@@ -138,7 +138,7 @@ struct Night {
 constexpr std::array<Night, 4> NIGHTS = {
     {{"wired", wired}, {"wisp", wisp}, {"ap_client", ap_client}, {"wired_ap", wired_ap}}};
 
-constexpr double NIGHT_S = 2 * 3600.0;
+constexpr double NIGHT_S = 45 * 60.0;
 
 // ---- what must hold ----
 
@@ -205,7 +205,7 @@ Outcome night_with_fault(const Night &night, const std::string &call, uint64_t n
 // The first calls one by one, then ever larger steps.
 uint64_t next_number(uint64_t number)
 {
-    constexpr uint64_t ONE_BY_ONE = 8;
+    constexpr uint64_t ONE_BY_ONE = 5;
     return number < ONE_BY_ONE ? number + 1 : number * 3;
 }
 

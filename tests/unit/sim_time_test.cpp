@@ -76,3 +76,29 @@ TEST_F(SimTime, ACallFromTheTestItselfMovesTheClock)
     EXPECT_EQ(sim_usleep(500000), 0);
     EXPECT_EQ(sim_time(nullptr), before + 5);
 }
+
+TEST_F(SimTime, NoTimePassesWhileAChangePostsAMessage)
+{
+    ASSERT_TRUE(box.boot());
+    std::string then;
+    box.at(10, [&] {
+        box.post("0?debug_id=1");
+        then = box.local_time();
+    });
+    box.run(60);
+    EXPECT_EQ(then, "2026-01-01 12:00:10");
+    EXPECT_EQ(box.local_time(), "2026-01-01 12:01:00");
+    EXPECT_EQ(debug_tag, 1);
+}
+
+TEST_F(SimTime, ChangesComeInTheOrderOfTheirMoments)
+{
+    std::string order;
+    box.at(2, [&] { order += "c"; });
+    box.at(1, [&] { order += "a"; });
+    box.at(1, [&] { order += "b"; });
+    box.run(1.5);
+    EXPECT_EQ(order, "ab");
+    box.run(1);
+    EXPECT_EQ(order, "abc");
+}
