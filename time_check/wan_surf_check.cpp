@@ -38,7 +38,7 @@ static char lan_ip[16] = "255.255.255.255"; // as configured, not as obtained fr
 static char wl_ifname[16];
 static char sys_mode[16];
 static char conn_type[WAN_NUM][16];
-static TPI_WAN_CONN_TYPE wifi_wan_type[WAN_NUM];
+static int wifi_wan_type[WAN_NUM];           // a TPI_WAN_CONN_TYPE, or whatever number the store holds
 static int32_t ISLONE_TAG[WAN_NUM] = {1, 1}; // 1: down at the last look, the link must settle first
 
 // ---- settings ----
@@ -47,7 +47,7 @@ static void read_conn_type(int wan_id)
 {
     char(&text)[16] = conn_type[wan_id - 1];
     GetValue(wan_key(wan_id, ".connecttype").text, text);
-    wifi_wan_type[wan_id - 1] = static_cast<TPI_WAN_CONN_TYPE>(time_check_atoi(text));
+    wifi_wan_type[wan_id - 1] = time_check_atoi(text);
 }
 
 // A 5 GHz uplink is seen from every WAN, a 2.4 GHz uplink from the first only: kept on purpose.
