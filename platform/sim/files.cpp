@@ -101,7 +101,7 @@ int Files::fail(int error) const
 // Processes and interfaces come and go: that one is not there needs no declaration.
 static bool comes_and_goes(std::string_view path)
 {
-    const bool process = path.starts_with("/proc/") && path.size() > 6 && path[6] >= '0' && path[6] <= '9';
+    const bool process = path.starts_with("/proc/") && path.ends_with("/stat");
     return process || path.starts_with("/sys/class/net/");
 }
 

@@ -1,0 +1,177 @@
+// Nights in which every part of the daemon has something to do, and what must hold at their end whatever goes wrong in
+// them.
+#ifndef TESTS_SCENARIO_BUSY_NIGHTS_H
+#define TESTS_SCENARIO_BUSY_NIGHTS_H
+
+#include <algorithm>
+#include <array>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "tests/support/router_test.h"
+
+namespace busy_nights
+{
+
+inline sim::VirtualRouter &box = sim::router();
+
+inline void configure(std::initializer_list<std::pair<std::string_view, std::string_view>> settings)
+{
+    for (const auto &[key, value] : settings)
+        box.set(key, value);
+}
+
+// ---- the nights ----
+
+// Every schedule has its turn within the hour: power saving, Wi-Fi, LEDs, the guest network's end, a reboot once
+// it is quiet. One watched program runs away, another vanishes.
+inline void begin_night()
+{
+    box.clock("2026-05-05 01:00:00");
+    box.uptime(100000);
+    box.arp("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
+    box.host("192.168.0.7", 1000, 2000);
+    box.multicast("br0", 300);
+    box.counters("br0", 0, 90); // the delay before the reboot
+    configure({{"sys.schedulereboot.enable", "1"},
+               {"sys.schedulereboot.type", "1"},
+               {"sys.schedulereboot.start_time", "01:02"},
+               {"sys.schedulereboot.end_time", "01:50"},
+               {"sys.powersleep.enable", "1"},
+               {"sys.powersleep.type", "0"},
+               {"sys.powersleep.start_time", "01:05"},
+               {"sys.powersleep.end_time", "01:08"},
+               {"sys.sched.wifi.enable", "1"},
+               {"nkgw.wlan.listnum", "1"},
+               {"nkgw.wlan.offtime.list1", "01:10"},
+               {"nkgw.wlan.ontime.list1", "01:13"},
+               {"sys.sched.led.type", "time"},
+               {"nkgw.led.listnum", "1"},
+               {"nkgw.led.offtime.list1", "01:15"},
+               {"nkgw.led.ontime.list1", "01:18"},
+               {"wl2g.enable", "1"},
+               {"wl5g.enable", "1"},
+               {"wl2g.public.enable", "1"},
+               {"wl5g.public.enable", "1"},
+               {"wl2g.ssid0.enable", "1"},
+               {"wl5g.ssid0.enable", "1"},
+               {"time_check_debug", "on"},
+               {"lan.ip", "192.168.0.1"}});
+    box.cpu_share("httpd", 100);
+    box.at(5, [] { box.post("6?op=1,string_info=minidlna"); });
+    box.at(400, [] { box.process("httpd", 413); });
+    box.at(1200, [] {
+        configure({{"wl.guest.dhcps_enable", "1"}, {"wl.guest.effective_time", "60"}});
+        box.post("9?string_info=wl_guest");
+    });
+}
+
+inline void wired()
+{
+    begin_night();
+    configure({{"sys.workmode", "router"}, {"wl2g.public.mode", "ap"}, {"wl5g.public.mode", "ap"}, {"wans.flag", "2"}});
+    box.link(1, true);
+    box.link(2, true);
+    box.address("eth1", "203.0.113.9");
+    box.wan(2, "eth2");
+    box.internet(true);
+    box.at(400, [] { box.internet(false); });
+    box.at(800, [] { box.internet(true); });
+    box.at(450, [] { box.name_server("192.0.2.1", false); });
+    box.at(900, [] {
+        box.link(1, false);
+        box.address("eth1", "");
+    });
+    box.at(950, [] { box.address("ppp0", "192.168.0.77"); });
+    box.at(970, [] { box.address("ppp0", ""); });
+    box.at(1000, [] { box.link(1, true); });
+}
+
+inline void wisp()
+{
+    begin_night();
+    configure({{"sys.workmode", "router"},
+               {"wl2g.public.mode", "wisp"},
+               {"wl5g.public.mode", "ap"},
+               {"wans.flag", "1"},
+               {"wl.wisp.ifname", "wlc0"},
+               {"wl.wisp.access_mode", "pppoe"},
+               {"wl.wisp.pppoe_name", "a b"},
+               {"wl2g.extra.wpapsk_type", "psk2"},
+               {"wl2g.extra.wpapsk_crypto", "aes"}});
+    box.radio("wlc0", 3, 3);
+    box.address("wlc0", "10.0.0.9");
+    box.internet(true);
+    box.process("udhcpc_wan1", 500);
+    box.at(600, [] { box.radio("wlc0", 1, 0); });
+    box.at(900, [] { box.radio("wlc0", 3, 3); });
+}
+
+inline void ap_client()
+{
+    begin_night();
+    configure({{"sys.workmode", "client+ap"},
+               {"wl2g.public.mode", "apclient"},
+               {"wl5g.public.mode", "ap"},
+               {"wans.flag", "1"},
+               {"wl2g.extra.wpapsk_type", "psk2"},
+               {"wl2g.extra.wpapsk_crypto", "tkip+aes"}});
+    box.radio("wlc0", 3, 3);
+    box.at(600, [] { box.radio("wlc0", 1, 0); });
+    box.at(900, [] { box.radio("wlc0", 3, 3); });
+}
+
+inline void wired_ap()
+{
+    begin_night();
+    configure({{"sys.workmode", "ap"}, {"wl2g.public.mode", "ap"}, {"wl5g.public.mode", "ap"}, {"wans.flag", "1"}});
+    box.file("/etc/lan.ini", "gateway=192.168.0.254\n");
+    box.reachable("192.168.0.254", "", true);
+    box.at(600, [] { box.reachable("192.168.0.254", "", false); });
+    box.at(660, [] { box.reachable("192.168.0.254", "", true); });
+}
+
+struct Night {
+    const char *name;
+    void (*prepare)();
+};
+inline constexpr std::array<Night, 4> NIGHTS = {
+    {{"wired", wired}, {"wisp", wisp}, {"ap_client", ap_client}, {"wired_ap", wired_ap}}};
+
+inline constexpr double NIGHT_S = 45 * 60.0;
+
+// ---- what must hold ----
+
+inline bool is_sane(const std::string &act)
+{
+    static const std::array<std::string, 10> words = {"set",  "commit", "command",       "exec",  "netctrl",
+                                                      "leds", "reboot", "wan_lan_check", "write", "rename"};
+    const std::string word = act.substr(0, act.find(' '));
+    return (std::ranges::find(words, word) != words.end() || word == "unlink") &&
+           std::ranges::all_of(act, [](unsigned char c) { return c >= 0x20 && c < 0x7f; });
+}
+
+// What is wrong at the end of the night, "" when nothing is.
+inline std::string complaint()
+{
+    if (!box.running())
+        return box.calls_made("RegMsgHandle") > 0 && !box.bodies().empty() && box.bodies().back() == "reg msg failed."
+                   ? ""
+                   : "the daemon has ended";
+    const uint64_t ticks = box.ticks();
+    box.run(60);
+    if (box.ticks() < ticks + 5)
+        return "the daemon ticks no more";
+    if (!box.open_descriptors().empty())
+        return "left open: " + box.open_descriptors().front();
+    if (!box.unknown_paths().empty())
+        return "unknown path: " + box.unknown_paths().front();
+    const auto strange = std::ranges::find_if_not(box.journal(), is_sane);
+    return strange == box.journal().end() ? "" : "strange act: " + *strange;
+}
+
+} // namespace busy_nights
+
+#endif
