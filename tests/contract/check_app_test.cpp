@@ -83,4 +83,42 @@ TEST(CheckApp, NameLongerThanTheKernelKeepsIsComparedWhole)
     EXPECT_TRUE(is_found("a_very_long_pro")) << "this is all that the kernel knows";
 }
 
+// After a few looks that found nothing new, all of /proc is not read at every look.
+void look_until_quiet(const std::string &name)
+{
+    for (int i = 0; i < 20; i++)
+        ASSERT_FALSE(is_found(name));
+}
+
+TEST(CheckApp, NewProcessIsFoundByTheNextLook)
+{
+    look_until_quiet("late_test");
+    Named process("late_test");
+    EXPECT_TRUE(
+        comes_true([&] { return text_of("/proc/" + std::to_string(process.pid()) + "/comm") == "late_test\n"; }));
+    EXPECT_TRUE(is_found("late_test"));
+}
+
+TEST(CheckApp, OldProcessThatTakesTheNameIsFoundWithinSixtyLooks)
+{
+    prctl(PR_SET_NAME, "another_name");
+    look_until_quiet("renamed_test");
+    prctl(PR_SET_NAME, "renamed_test");
+    int looks = 1;
+    while (!is_found("renamed_test") && looks < 60)
+        looks++;
+    EXPECT_LT(looks, 60);
+    EXPECT_TRUE(is_found("renamed_test")) << "found once, it is looked for every time";
+    prctl(PR_SET_NAME, "another_name");
+    EXPECT_FALSE(is_found("renamed_test"));
+}
+
+TEST(CheckApp, AnotherNameIsLookedForAfresh)
+{
+    prctl(PR_SET_NAME, "present_test");
+    look_until_quiet("absent_test");
+    EXPECT_TRUE(is_found("present_test"));
+    EXPECT_FALSE(is_found("absent_test"));
+}
+
 } // namespace
