@@ -27,6 +27,7 @@ static MDB_env *environment; // published with release order once it is open
 static pthread_key_t reader_key;
 static bool is_prepared; // reader_key and the fork handler are there
 static thread_local MDB_txn *reader;
+static uint32_t environments; // how many were opened: transactions are numbered in each
 
 // ---- opening ----
 
@@ -124,6 +125,7 @@ MDB_env *store_environment()
     env = environment;
     if (env == nullptr && prepare_once()) {
         env = open_environment();
+        __atomic_add_fetch(&environments, 1, __ATOMIC_RELAXED);
         __atomic_store_n(&environment, env, __ATOMIC_RELEASE);
     }
     store_release(STORE_OPEN_LOCK);
@@ -199,22 +201,88 @@ static MDB_val as_lmdb_value(const char *text)
     return {strlen(text), const_cast<char *>(text)};
 }
 
-int GetValue(const char *key, char *value, size_t size)
+// What was read lately. It holds as long as LMDB's transaction number stands still, which is asked without a lock.
+struct remembered_value {
+    uint64_t transaction; // 0: nothing remembered
+    uint32_t environment;
+    bool is_found;
+    char key[43];
+    char value[40];
+};
+
+constexpr size_t REMEMBERED = 128; // an idle tick reads some forty keys
+static thread_local remembered_value remembered[REMEMBERED];
+
+static remembered_value *place_of(const char *key)
 {
-    value[0] = '\0';
+    uint32_t hash = 0;
+    for (const char *c = key; *c != '\0'; c++)
+        hash = hash * 31 + static_cast<unsigned char>(*c);
+    return remembered + (hash ^ (hash >> 7U)) % REMEMBERED;
+}
+
+static uint64_t latest_transaction(MDB_env *env)
+{
+    MDB_envinfo info;
+    mdb_env_info(env, &info);
+    return info.me_last_txnid;
+}
+
+static bool still_holds(const remembered_value *kept, const char *key)
+{
+    MDB_env *const env = __atomic_load_n(&environment, __ATOMIC_ACQUIRE);
+    return env != nullptr && kept->transaction != 0 && strcmp(kept->key, key) == 0 &&
+           kept->environment == __atomic_load_n(&environments, __ATOMIC_RELAXED) &&
+           kept->transaction == latest_transaction(env);
+}
+
+// `found` is null for a missing key.
+static void remember(remembered_value *kept, MDB_txn *transaction, const MDB_val *key, const MDB_val *found)
+{
+    const size_t length = found == nullptr ? 0 : found->mv_size;
+    kept->transaction = 0;
+    if (key->mv_size >= sizeof kept->key || length >= sizeof kept->value)
+        return;
+    memcpy(kept->key, key->mv_data, key->mv_size + 1);
+    if (found != nullptr)
+        memcpy(kept->value, found->mv_data, length);
+    kept->value[length] = '\0';
+    kept->is_found = found != nullptr;
+    kept->environment = __atomic_load_n(&environments, __ATOMIC_RELAXED);
+    kept->transaction = mdb_txn_id(transaction);
+}
+
+static void copy_value(char *value, size_t size, const void *stored, size_t stored_length)
+{
+    const size_t length = stored_length < size ? stored_length : size - 1;
+    memcpy(value, stored, length);
+    value[length] = '\0';
+}
+
+static bool read_value(remembered_value *kept, const char *key, char *value, size_t size)
+{
     MDB_txn *transaction = store_begin_read();
     if (transaction == nullptr)
-        return 0;
+        return false;
     MDB_val wanted = as_lmdb_value(key);
     MDB_val found;
     const int rc = mdb_get(transaction, STORE_DATABASE, &wanted, &found);
-    if (rc == 0) {
-        const size_t length = found.mv_size < size ? found.mv_size : size - 1;
-        memcpy(value, found.mv_data, length);
-        value[length] = '\0';
-    }
+    if (rc == 0)
+        copy_value(value, size, found.mv_data, found.mv_size);
+    if (rc == 0 || rc == MDB_NOTFOUND)
+        remember(kept, transaction, &wanted, rc == 0 ? &found : nullptr);
     store_end_read(transaction);
-    return rc == 0 ? 1 : 0;
+    return rc == 0;
+}
+
+int GetValue(const char *key, char *value, size_t size)
+{
+    value[0] = '\0';
+    remembered_value *const kept = place_of(key);
+    if (!still_holds(kept, key))
+        return read_value(kept, key, value, size) ? 1 : 0;
+    copy_value(value, size, kept->value, strlen(kept->value));
+    return kept->is_found ? 1 : 0;
 }
 
 static bool holds(const char *key, const char *value)

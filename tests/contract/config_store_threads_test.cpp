@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/config_store.h"
+#include "platform/linux/config_store_admin.h"
 #include "tests/contract/config_store_folders.h"
 
 namespace
@@ -66,6 +67,60 @@ TEST_F(StoreThreads, MoreThreadsThanReaderPlacesMayComeAndGo)
     SetValue("key", "1");
     for (int i = 0; i < 300; i++)
         std::thread([i] { EXPECT_EQ(value_of("key"), "1") << i; }).join();
+}
+
+// Calls `write` in a process of its own.
+template <typename Write>
+void by_another_process(Write write)
+{
+    const pid_t writer = fork();
+    if (writer == 0) {
+        write();
+        _exit(0);
+    }
+    waitpid(writer, nullptr, 0);
+}
+
+// What was read before is served again only while nobody has written.
+TEST_F(StoreThreads, SeeWhatAnotherProcessWroteAtTheNextRead)
+{
+    char value[8] = "x";
+    for (int i = 0; i < 3; i++)
+        EXPECT_EQ(GetValue("key", value), 0);
+    for (const char *const written : {"one", "two", "", "three"}) {
+        by_another_process([&] { SetValue("key", written); });
+        std::thread([&] { EXPECT_EQ(value_of("key"), written); }).join();
+        for (int i = 0; i < 3; i++) {
+            EXPECT_EQ(GetValue("key", value), 1);
+            EXPECT_STREQ(value, written);
+        }
+    }
+    by_another_process([] { config_store_unset("key"); });
+    EXPECT_EQ(GetValue("key", value), 0);
+    EXPECT_STREQ(value, "");
+}
+
+TEST_F(StoreThreads, RepeatedReadsCutToEachReadersRoom)
+{
+    SetValue("key", "0123456789");
+    char wide[16];
+    char narrow[4];
+    for (int i = 0; i < 3; i++) {
+        EXPECT_EQ(GetValue("key", narrow), 1);
+        EXPECT_STREQ(narrow, "012");
+        EXPECT_EQ(GetValue("key", wide), 1);
+        EXPECT_STREQ(wide, "0123456789");
+    }
+}
+
+TEST_F(StoreThreads, RepeatedReadsOfManyKeysKeepThemApart)
+{
+    const auto key = [](int i) { return "wan" + std::to_string(i) + ".key" + std::to_string(i * i); };
+    for (int i = 0; i < 300; i++)
+        SetValue(key(i).c_str(), std::to_string(i).c_str());
+    for (int pass = 0; pass < 2; pass++)
+        for (int i = 0; i < 300; i++)
+            ASSERT_EQ(value_of(key(i).c_str()), std::to_string(i));
 }
 
 } // namespace
