@@ -193,3 +193,66 @@ ended()
 {
     ! pid_in_box "$1"
 }
+
+# radios_are STATE: both of them
+radios_are()
+{
+    [[ $(interface_state wlan0) == "$1" && $(interface_state wlan1) == "$1" ]]
+}
+
+# leds_are BRIGHTNESS: both of them
+leds_are()
+{
+    [[ $(led power) == "$1" && $(led wan) == "$1" ]]
+}
+
+# policy_rules: the rules by which the probes leave through their WAN
+policy_rules()
+{
+    in_box ip rule | grep -E '^50'
+}
+
+# dns_chain: the rule that leads to it, and what is in it
+dns_chain()
+{
+    in_box iptables -S | grep dns_drop
+}
+readonly EMPTY_DNS_CHAIN='-N dns_drop
+-A OUTPUT -p udp -m udp --dport 53 -m state --state NEW -j dns_drop'
+
+# rules_of WAN PRIORITY: what policy_rules prints for one WAN
+rules_of()
+{
+    local i
+    for i in 1 2 3; do
+        printf '%d:\tfrom all to 198.51.100.%d iif lo lookup %s\n' $(($2 + i - 1)) "$i" "$1"
+    done
+}
+
+# runs_anew PROGRAM PID: whether the program runs, and not as this process
+runs_anew()
+{
+    local pid
+    pid=$(pid_in_box "$1") && [[ $pid != "$2" ]]
+}
+
+# kill_daemon: SIGKILL, in the middle of whatever it does; the box starts another. What was posted before is forgotten.
+kill_daemon()
+{
+    local pid
+    pid=$(pid_in_box time_check)
+    forget_posts
+    in_box killall -KILL time_check
+    expect "the daemon was killed, another runs" 20 runs_anew time_check "$pid"
+}
+
+# post TEXT: a message for the daemon; returns when that has dealt with it, and thus is past its start: the line of a
+# message behind it shows that
+post()
+{
+    local mark=$((1000 + ++marks))
+    wait_for 10 in_box cfm post time_check "$1" 2>/dev/null
+    in_box cfm post time_check "time_check_debug?debug_id=$mark"
+    wait_for 10 grep --quiet --text "key = debug_id,value = $mark" "$BOX_DIR/log/time_check.log"
+}
+marks=0
