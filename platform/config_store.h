@@ -1,7 +1,7 @@
 // The configuration store: text values under text keys, shared by every process of the router.
 //
-// All three calls may be made from any thread of the daemon. None of them blocks for longer than another process's
-// single write, and none of them logs on success.
+// All three calls may be made from any thread of the daemon. Each waits for other processes for a bounded time only and
+// then fails; none of them logs on success.
 #ifndef PLATFORM_CONFIG_STORE_H
 #define PLATFORM_CONFIG_STORE_H
 

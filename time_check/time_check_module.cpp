@@ -103,19 +103,26 @@ int32_t find_time_check_module_id_by_name(const char *name)
     return -1;
 }
 
-int32_t register_time_check_module_msg_ops(time_check_msg_ops *ops)
+// The entry whose messages the record is for, or null, with a line of `function` unless there is no record.
+static time_check_module_entry *intent_entry(const time_check_msg_ops *ops, const char *function)
 {
     if (ops == nullptr)
-        return -1;
+        return nullptr;
     if (!is_module_id(ops->intent_module_id)) {
-        LOG_ERROR("invalid intent module id:%d\n", ops->intent_module_id);
-        return -1;
+        LOG_ERROR_OF(function, "invalid intent module id:%d\n", ops->intent_module_id);
+        return nullptr;
     }
     time_check_module_entry *entry = find_entry(ops->intent_module_id);
-    if (entry == nullptr) {
-        LOG_ERROR("not found module:%d\n", ops->intent_module_id);
+    if (entry == nullptr)
+        LOG_ERROR_OF(function, "not found module:%d\n", ops->intent_module_id);
+    return entry;
+}
+
+int32_t register_time_check_module_msg_ops(time_check_msg_ops *ops)
+{
+    time_check_module_entry *entry = intent_entry(ops, __func__);
+    if (entry == nullptr)
         return -1;
-    }
 
     // A handler of another module goes second, so that the module's own stays first.
     const bool listens_in = ops->intent_module_id != ops->module_id;
@@ -136,17 +143,9 @@ void register_time_check_module_msg_opses(time_check_msg_ops *array, int32_t cou
 
 int32_t unregister_time_check_module_msg_ops(const time_check_msg_ops *ops)
 {
-    if (ops == nullptr)
+    time_check_module_entry *entry = intent_entry(ops, __func__);
+    if (entry == nullptr)
         return -1;
-    if (!is_module_id(ops->intent_module_id)) {
-        LOG_ERROR("invalid intent module id:%d\n", ops->intent_module_id);
-        return -1;
-    }
-    time_check_module_entry *entry = find_entry(ops->intent_module_id);
-    if (entry == nullptr) {
-        LOG_ERROR("not found module:%d\n", ops->intent_module_id);
-        return -1;
-    }
 
     for (list_node *node = entry->ops_head.next; node != &entry->ops_head; node = node->next)
         if (record_of(node)->module_id == ops->module_id)
