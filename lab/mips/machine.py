@@ -41,9 +41,7 @@ class Machine:
         with socket.socket(socket.AF_UNIX) as server:
             server.bind(str(socket_path))
             server.listen(1)
-            self._process = subprocess.Popen(
-                self._command(socket_path), stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL
-            )
+            self._process = subprocess.Popen(self._command(socket_path), stdin=subprocess.DEVNULL)
             server.settimeout(20)
             self._agent, _ = server.accept()
 
