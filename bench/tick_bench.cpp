@@ -2,8 +2,12 @@
 //
 // The daemon's own main runs on a context of its own; its sleep hands back to the benchmark, so that one iteration is
 // one pass of its loop. All in namespaces of the process's own, since the daemon sets up its chains when it starts.
+//
+// "tick_bench ticks N" only runs so many ticks, in the surroundings and with the store that it finds, and prints the
+// heap allocations in them: for tools that count what a program does.
 #include <benchmark/benchmark.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <ext/stdio_filebuf.h>
@@ -11,6 +15,7 @@
 #include <filesystem>
 #include <iostream>
 #include <sched.h>
+#include <string_view>
 #include <ucontext.h>
 #include <unistd.h>
 #include <vector>
@@ -20,6 +25,31 @@
 
 extern "C" int time_check_main();
 extern "C" unsigned bench_sleep(unsigned seconds);
+
+// glibc's own allocator, which every allocation of the program goes to through the counting calls below.
+extern "C" void *__libc_malloc(size_t size);                // NOLINT(bugprone-reserved-identifier)
+extern "C" void *__libc_calloc(size_t count, size_t size);  // NOLINT(bugprone-reserved-identifier)
+extern "C" void *__libc_realloc(void *memory, size_t size); // NOLINT(bugprone-reserved-identifier)
+
+static std::atomic<unsigned long> allocations;
+
+extern "C" void *malloc(size_t size)
+{
+    allocations++;
+    return __libc_malloc(size);
+}
+
+extern "C" void *calloc(size_t count, size_t size)
+{
+    allocations++;
+    return __libc_calloc(count, size);
+}
+
+extern "C" void *realloc(void *memory, size_t size)
+{
+    allocations++;
+    return __libc_realloc(memory, size);
+}
 
 namespace
 {
@@ -101,6 +131,18 @@ int take_standard_output()
     return report;
 }
 
+[[noreturn]] void only_ticks(int ticks)
+{
+    const int report = take_standard_output();
+    start_daemon();
+    settle();
+    const unsigned long before = allocations;
+    for (int i = 0; i < ticks; i++)
+        one_tick();
+    dprintf(report, "%lu\n", allocations - before);
+    std::_Exit(0);
+}
+
 } // namespace
 
 extern "C" unsigned bench_sleep(unsigned /*seconds*/)
@@ -111,6 +153,8 @@ extern "C" unsigned bench_sleep(unsigned /*seconds*/)
 
 int main(int argc, char **argv)
 {
+    if (argc == 3 && std::string_view(argv[1]) == "ticks")
+        only_ticks(std::atoi(argv[2]));
     if (unshare(CLONE_NEWUSER | CLONE_NEWNET | CLONE_NEWNS) != 0) {
         std::perror("tick_bench: no namespaces of its own");
         return 1;
