@@ -3,6 +3,9 @@
 add_executable(time_check ${PROJECT_SOURCE_DIR}/time_check/link.c)
 set_target_properties(time_check PROPERTIES LINKER_LANGUAGE C)
 
+if(TIME_CHECK_SMALL AND NOT TIME_CHECK_PLATFORM STREQUAL "sim")
+    target_link_options(time_check PRIVATE -Wl,--gc-sections -Wl,--build-id=none)
+endif()
 if(TIME_CHECK_PLATFORM STREQUAL "sim")
     target_link_libraries(time_check PRIVATE time_check_on_sim)
     set_target_properties(time_check PROPERTIES LINKER_LANGUAGE CXX) # the virtual router is a C++ program

@@ -4,7 +4,7 @@ set(symbol_guard ${CMAKE_CURRENT_SOURCE_DIR}/symbols.py --nm ${CMAKE_NM} --wrapp
     --pure ${PROJECT_SOURCE_DIR}/platform/sim/pure.list --contract ${PROJECT_SOURCE_DIR}/platform)
 
 function(add_symbol_guard name)
-    add_test(NAME ${name} COMMAND Python3::Interpreter ${symbol_guard} ${ARGN} COMMAND_EXPAND_LISTS)
+    add_test(NAME ${name} COMMAND ${Python3_EXECUTABLE} ${symbol_guard} ${ARGN} COMMAND_EXPAND_LISTS)
     set_tests_properties(${name} PROPERTIES LABELS tidy)
 endfunction()
 
