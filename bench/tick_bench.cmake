@@ -9,3 +9,8 @@ add_executable(tick_bench tick_bench.cpp)
 add_dependencies(tick_bench time_check_driven)
 target_link_libraries(tick_bench PRIVATE house_warnings
     ${CMAKE_CURRENT_BINARY_DIR}/libtime_check_driven.a platform_linux benchmark::benchmark Threads::Threads)
+
+add_executable(watchdog_bench watchdog_bench.cpp)
+add_dependencies(watchdog_bench time_check_driven)
+target_link_libraries(watchdog_bench PRIVATE house_warnings
+    ${CMAKE_CURRENT_BINARY_DIR}/libtime_check_driven.a platform_linux benchmark::benchmark Threads::Threads)
