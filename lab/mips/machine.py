@@ -17,8 +17,8 @@ class MachineError(Exception):
 
 
 class Machine:
-    """One emulated router with a disk of its own, which is as the image was made at first and keeps what is written to it over
-    restarts. The console is what qemu's -serial takes; memory in MiB."""
+    """One emulated router with a disk of its own, which is as the image was made at first and keeps what is written to
+    it over restarts. The console is what qemu's -serial takes; memory in MiB."""
 
     def __init__(self, console, memory_mib=128):
         self._console = console
@@ -83,8 +83,8 @@ class Machine:
             pass
 
     def wait_restart(self, seconds=120):
-        """Until the router has restarted itself and takes commands again; its clock is the machine's then, like after any
-        start of the emulator."""
+        """Until the router has restarted itself and takes commands again; its clock is the machine's then, as after
+        any start of the emulator."""
         try:
             self._process.wait(seconds)
         except subprocess.TimeoutExpired as error:
