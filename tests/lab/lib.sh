@@ -48,10 +48,10 @@ close_box()
     echo "---- by hand: BOX_PROGRAMS=$BOX_PROGRAMS $0"
 } 2>/dev/null
 
-# step TEXT...: what the story does next
+# step TEXT...: what the story does next, after how many real seconds
 step()
 {
-    echo "- $*"
+    echo "- [$SECONDS s] $*"
 }
 
 # expect WHAT SECONDS COMMAND...: fails unless the command succeeds within that real time
@@ -194,6 +194,36 @@ ended()
     ! pid_in_box "$1"
 }
 
+# seconds_since EPOCH: of the box's clock
+seconds_since()
+{
+    echo $(($(box_now) - $1))
+}
+
+# box_now: the box's clock, since 1970
+box_now()
+{
+    in_box date +%s
+}
+
+# minutes_from_now MINUTES: as the box's clock will show it
+minutes_from_now()
+{
+    in_box date -d "+$1 minutes" +%H:%M
+}
+
+# lan_address_is PREFIX: of the address that br0 has first
+lan_address_is()
+{
+    [[ $(in_box ip -4 -o addr show dev br0 | head -n 1) == *" inet $1"* ]]
+}
+
+# guest_is STATE: its interfaces of both bands
+guest_is()
+{
+    [[ $(interface_state guest0) == "$1" && $(interface_state guest1) == "$1" ]]
+}
+
 # radios_are STATE: both of them
 radios_are()
 {
@@ -227,6 +257,17 @@ rules_of()
     for i in 1 2 3; do
         printf '%d:\tfrom all to 198.51.100.%d iif lo lookup %s\n' $(($2 + i - 1)) "$i" "$1"
     done
+}
+
+TWO_WANS_RULES=$(rules_of wan1 5000 && rules_of wan2 5003)
+
+# both_wans_are_well: online, one set of rules, nothing dropped
+both_wans_are_well()
+{
+    expect "wan1 is online" 40 test_setting wan1_isonln 1
+    expect "wan2 is online" 40 test_setting wan2_isonln 1
+    expect_text "one set of policy rules" "$TWO_WANS_RULES" policy_rules
+    expect_text "one chain, empty" "$EMPTY_DNS_CHAIN" dns_chain
 }
 
 # runs_anew PROGRAM PID: whether the program runs, and not as this process
