@@ -2,6 +2,7 @@
 #ifndef PLATFORM_SIM_FIBER_H
 #define PLATFORM_SIM_FIBER_H
 
+#include <csetjmp>
 #include <cstddef>
 #include <functional>
 #include <ucontext.h>
@@ -47,12 +48,20 @@ public:
 private:
     static void trampoline(unsigned low, unsigned high);
     void run();
+    void go_in();
+    void go_out();
 
     std::function<void()> body_;
     Stack stack_;
     StackSwitch switch_;
     ucontext_t inside_ = {};
+#if SIM_ASAN || SIM_TSAN
     ucontext_t outside_ = {};
+#else
+    jmp_buf inside_place_ = {};
+    jmp_buf outside_place_ = {};
+    bool started_ = false;
+#endif
     bool ended_ = false;
 };
 

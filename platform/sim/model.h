@@ -6,6 +6,7 @@
 #include "platform/sim/faults.h"
 #include "platform/sim/files.h"
 #include "platform/sim/journal.h"
+#include "platform/sim/local_time.h"
 #include "platform/sim/network.h"
 #include "platform/sim/processes.h"
 #include "platform/sim/radios.h"
@@ -19,6 +20,7 @@ namespace sim
 struct Model {
     Faults faults;
     Scheduler scheduler;
+    LocalTime local_time;
     Journal journal{scheduler};
     Log log;
     Store store;

@@ -70,6 +70,7 @@ void VirtualRouter::timezone(const std::string &posix_tz)
 {
     setenv("TZ", posix_tz.c_str(), 1);
     tzset();
+    model().local_time.zone_changed();
 }
 
 static time_t local_time_or_throw(const std::string &local)

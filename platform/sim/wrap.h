@@ -45,6 +45,7 @@ int sim_putchar(int character);
 time_t sim_time(time_t *out);
 int sim_gettimeofday(struct timeval *out, void *zone);
 int sim_clock_gettime(clockid_t clock, struct timespec *out);
+struct tm *sim_localtime_r(const time_t *time, struct tm *out);
 unsigned sim_sleep(unsigned seconds);
 int sim_usleep(useconds_t duration);
 int sim_nanosleep(const struct timespec *duration, struct timespec *left);

@@ -42,6 +42,11 @@ int sim_clock_gettime(clockid_t clock, struct timespec *out)
     return 0;
 }
 
+struct tm *sim_localtime_r(const time_t *time, struct tm *out)
+{
+    return model().local_time.convert(*time, out);
+}
+
 unsigned sim_sleep(unsigned seconds)
 {
     model().scheduler.sleep_for_messages(seconds * SECOND);

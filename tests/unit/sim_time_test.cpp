@@ -41,6 +41,43 @@ TEST_F(SimTime, SummerTimeSkipsAnHour)
     EXPECT_EQ(box.local_time(), "2026-03-29 03:00:00");
 }
 
+// What the daemon is told, or what libc says.
+static std::string local_parts(time_t time, bool of_the_daemon)
+{
+    struct tm local = {};
+    if (of_the_daemon)
+        sim_localtime_r(&time, &local);
+    else
+        localtime_r(&time, &local);
+    char text[80];
+    snprintf(text, sizeof text, "%d-%d-%d %d %d:%d:%d %d", local.tm_year, local.tm_mon, local.tm_mday, local.tm_wday,
+             local.tm_hour, local.tm_min, local.tm_sec, local.tm_isdst);
+    return text;
+}
+
+TEST_F(SimTime, EverySecondIsTheLocalTimeThatLibcSays)
+{
+    for (const char *zone : {"UTC0", "CET-1CEST,M3.5.0,M10.5.0/3", "LMT-0:53:28"}) {
+        box.timezone(zone);
+        for (const time_t middle : {INT64_C(0), INT64_C(1774746000) /* summer time begins */, INT64_C(1792890000),
+                                    INT64_C(2147483648), INT64_C(4294967296)})
+            for (int64_t i = -130; i < 130; i++) {
+                const time_t time = static_cast<time_t>(middle + i);
+                ASSERT_EQ(local_parts(time, true), local_parts(time, false)) << zone << " " << time;
+                ASSERT_EQ(local_parts(time - 61 * (i % 2), true), local_parts(time - 61 * (i % 2), false));
+            }
+    }
+}
+
+TEST_F(SimTime, AnotherZoneHoldsAtOnce)
+{
+    const time_t noon = 1767268800;
+    box.timezone("UTC0");
+    EXPECT_EQ(local_parts(noon, true), "126-0-1 4 12:0:0 0");
+    box.timezone("LMT-5:30");
+    EXPECT_EQ(local_parts(noon, true), "126-0-1 4 17:30:0 0");
+}
+
 TEST_F(SimTime, MessageIsHandledAtOnceWhileTheDaemonSleeps)
 {
     EXPECT_FALSE(box.post("time_check_debug?op=1"));
