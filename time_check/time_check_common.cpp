@@ -201,10 +201,12 @@ int32_t time_check_set_led_status(uint32_t state)
 
 int32_t time_check_ledclose_power_flag()
 {
+    if (time_check_power_is_in_power_time() == 0)
+        return 0;
     time_check_clock clock;
     time_t now = 0;
     time_check_get_now_time(&clock, &now);
-    return time_check_clock_is_set(&clock) && time_check_power_is_in_power_time() != 0;
+    return time_check_clock_is_set(&clock);
 }
 
 // ---- schedule settings ----

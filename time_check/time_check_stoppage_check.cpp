@@ -23,14 +23,19 @@ static int32_t recheck_result;                 // the fault as last seen
 
 int32_t get_work_mode(char *mode)
 {
-    const bool wisp = time_check_key_is("wl2g.public.mode", "wisp") || time_check_key_is("wl5g.public.mode", "wisp");
-    if (time_check_key_is("wl2g.public.mode", "ap") && time_check_key_is("sys.workmode", "router"))
+    char mode_2g[16];
+    char mode_5g[16];
+    char workmode[16];
+    GetValue("wl2g.public.mode", mode_2g);
+    GetValue("wl5g.public.mode", mode_5g);
+    GetValue("sys.workmode", workmode);
+    if (strcmp(mode_2g, "ap") == 0 && strcmp(workmode, "router") == 0)
         copy_text(mode, WORK_MODE_SIZE, "router");
-    else if (time_check_key_is("sys.workmode", "ap"))
+    else if (strcmp(workmode, "ap") == 0)
         copy_text(mode, WORK_MODE_SIZE, "ap");
-    else if (time_check_key_is("wl2g.public.mode", "apclient"))
+    else if (strcmp(mode_2g, "apclient") == 0)
         copy_text(mode, WORK_MODE_SIZE, "client+ap");
-    else if (wisp)
+    else if (strcmp(mode_2g, "wisp") == 0 || strcmp(mode_5g, "wisp") == 0)
         copy_text(mode, WORK_MODE_SIZE, "wisp");
     return 0;
 }

@@ -146,11 +146,11 @@ static void report_unknown_rule(uint32_t number)
 // purpose.
 void time_check_wifi_for_day(time_t now)
 {
+    if (time_check_wifi_struct.num == 0)
+        return;
     struct tm local = {};
     localtime_r(&now, &local);
     const int32_t status = time_check_get_wifi_status();
-    if (time_check_wifi_struct.num == 0)
-        return;
     // The switch is asked for by the reboot module's id: there is one for all.
     if (local.tm_year + 1900 < FIRST_VALID_YEAR && get_time_check_debug_info(TIME_CHECK_REBOOT) == 0)
         return;

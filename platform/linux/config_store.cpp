@@ -201,24 +201,32 @@ static MDB_val as_lmdb_value(const char *text)
     return {strlen(text), const_cast<char *>(text)};
 }
 
-// What was read lately. It holds as long as LMDB's transaction number stands still, which is asked without a lock.
+// What was read lately. It holds as long as LMDB's transaction number stands still, which is asked without a lock. In
+// the order in which it was asked for, so that what every tick reads lies together.
 struct remembered_value {
-    uint64_t transaction; // 0: nothing remembered
-    uint32_t environment;
     bool is_found;
     char key[43];
     char value[40];
 };
 
-constexpr size_t REMEMBERED = 128; // an idle tick reads some forty keys
-static thread_local remembered_value remembered[REMEMBERED];
+constexpr size_t REMEMBERED = 64; // an idle tick reads ten keys, with a wireless uplink twice as many
 
-static remembered_value *place_of(const char *key)
+struct value_memory {
+    uint64_t transaction;
+    uint32_t environment;
+    uint32_t count;
+    uint32_t hashes[REMEMBERED];
+    remembered_value values[REMEMBERED];
+};
+
+static thread_local value_memory memory;
+
+static uint32_t hash_of(const char *key)
 {
     uint32_t hash = 0;
     for (const char *c = key; *c != '\0'; c++)
         hash = hash * 31 + static_cast<unsigned char>(*c);
-    return remembered + (hash ^ (hash >> 7U)) % REMEMBERED;
+    return hash;
 }
 
 static uint64_t latest_transaction(MDB_env *env)
@@ -228,28 +236,44 @@ static uint64_t latest_transaction(MDB_env *env)
     return info.me_last_txnid;
 }
 
-static bool still_holds(const remembered_value *kept, const char *key)
+static bool memory_holds()
 {
     MDB_env *const env = __atomic_load_n(&environment, __ATOMIC_ACQUIRE);
-    return env != nullptr && kept->transaction != 0 && strcmp(kept->key, key) == 0 &&
-           kept->environment == __atomic_load_n(&environments, __ATOMIC_RELAXED) &&
-           kept->transaction == latest_transaction(env);
+    return env != nullptr && memory.environment == __atomic_load_n(&environments, __ATOMIC_RELAXED) &&
+           memory.transaction == latest_transaction(env);
+}
+
+static const remembered_value *recall(const char *key)
+{
+    if (memory.count == 0 || !memory_holds())
+        return nullptr;
+    const uint32_t hash = hash_of(key);
+    for (uint32_t i = 0; i < memory.count; i++)
+        if (memory.hashes[i] == hash && strcmp(memory.values[i].key, key) == 0)
+            return memory.values + i;
+    return nullptr;
 }
 
 // `found` is null for a missing key.
-static void remember(remembered_value *kept, MDB_txn *transaction, const MDB_val *key, const MDB_val *found)
+static void remember(MDB_txn *transaction, const MDB_val *key, const MDB_val *found)
 {
     const size_t length = found == nullptr ? 0 : found->mv_size;
-    kept->transaction = 0;
-    if (key->mv_size >= sizeof kept->key || length >= sizeof kept->value)
+    if (key->mv_size >= sizeof remembered_value::key || length >= sizeof remembered_value::value)
         return;
-    memcpy(kept->key, key->mv_data, key->mv_size + 1);
+    const uint32_t current = __atomic_load_n(&environments, __ATOMIC_RELAXED);
+    if (memory.transaction != mdb_txn_id(transaction) || memory.environment != current || memory.count == REMEMBERED)
+        memory.count = 0;
+    memory.transaction = mdb_txn_id(transaction);
+    memory.environment = current;
+
+    remembered_value *const kept = memory.values + memory.count;
+    const char *const key_text = static_cast<const char *>(key->mv_data);
+    memcpy(kept->key, key_text, key->mv_size + 1);
     if (found != nullptr)
         memcpy(kept->value, found->mv_data, length);
     kept->value[length] = '\0';
     kept->is_found = found != nullptr;
-    kept->environment = __atomic_load_n(&environments, __ATOMIC_RELAXED);
-    kept->transaction = mdb_txn_id(transaction);
+    memory.hashes[memory.count++] = hash_of(key_text);
 }
 
 static void copy_value(char *value, size_t size, const void *stored, size_t stored_length)
@@ -259,7 +283,7 @@ static void copy_value(char *value, size_t size, const void *stored, size_t stor
     value[length] = '\0';
 }
 
-static bool read_value(remembered_value *kept, const char *key, char *value, size_t size)
+static bool read_value(const char *key, char *value, size_t size)
 {
     MDB_txn *transaction = store_begin_read();
     if (transaction == nullptr)
@@ -270,7 +294,7 @@ static bool read_value(remembered_value *kept, const char *key, char *value, siz
     if (rc == 0)
         copy_value(value, size, found.mv_data, found.mv_size);
     if (rc == 0 || rc == MDB_NOTFOUND)
-        remember(kept, transaction, &wanted, rc == 0 ? &found : nullptr);
+        remember(transaction, &wanted, rc == 0 ? &found : nullptr);
     store_end_read(transaction);
     return rc == 0;
 }
@@ -278,9 +302,9 @@ static bool read_value(remembered_value *kept, const char *key, char *value, siz
 int GetValue(const char *key, char *value, size_t size)
 {
     value[0] = '\0';
-    remembered_value *const kept = place_of(key);
-    if (!still_holds(kept, key))
-        return read_value(kept, key, value, size) ? 1 : 0;
+    const remembered_value *const kept = recall(key);
+    if (kept == nullptr)
+        return read_value(key, value, size) ? 1 : 0;
     copy_value(value, size, kept->value, strlen(kept->value));
     return kept->is_found ? 1 : 0;
 }
