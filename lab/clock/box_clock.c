@@ -3,7 +3,8 @@
 //
 // Everything is computed from the kernel's up-time of the box, nothing is remembered: so a program, its children and
 // one started an hour later all agree. A call that waits, waits the shorter real time; one that reports time, reports
-// the box's. Statically linked programs do not see it.
+// the box's. Statically linked programs do not see it, nor, on a 32-bit machine, those whose time_t has 32 bits: the
+// calls of the others have names of their own there, which the headers give to the definitions below.
 #include <errno.h>
 #include <poll.h>
 #include <stdlib.h>
@@ -14,6 +15,23 @@
 #include <sys/time.h>
 #include <time.h>
 #include <unistd.h>
+
+// The kernel's calls that take 64-bit times, which a 32-bit machine has beside older ones.
+#ifdef SYS_clock_gettime64
+enum {
+    CLOCK_GETTIME = SYS_clock_gettime64,
+    CLOCK_NANOSLEEP = SYS_clock_nanosleep_time64,
+    PPOLL = SYS_ppoll_time64,
+    PSELECT = SYS_pselect6_time64
+};
+#else
+enum {
+    CLOCK_GETTIME = SYS_clock_gettime,
+    CLOCK_NANOSLEEP = SYS_clock_nanosleep,
+    PPOLL = SYS_ppoll,
+    PSELECT = SYS_pselect6
+};
+#endif
 
 enum { NS_A_SECOND = 1000000000, NS_A_MILLISECOND = 1000000, NS_A_MICROSECOND = 1000, KERNEL_SIGSET_SIZE = 8 };
 
@@ -42,7 +60,7 @@ static ns_t to_ns(const struct timespec *time)
 
 static struct timespec from_ns(ns_t ns)
 {
-    return (struct timespec){.tv_sec = ns / NS_A_SECOND, .tv_nsec = ns % NS_A_SECOND};
+    return (struct timespec){.tv_sec = ns / NS_A_SECOND, .tv_nsec = (long)(ns % NS_A_SECOND)};
 }
 
 static ns_t timeval_ns(const struct timeval *time)
@@ -68,10 +86,10 @@ static ns_t box_now(clockid_t clock)
     case CLOCK_REALTIME:
     case CLOCK_REALTIME_COARSE:
     case CLOCK_TAI:
-        syscall(SYS_clock_gettime, CLOCK_BOOTTIME, &time);
+        syscall(CLOCK_GETTIME, CLOCK_BOOTTIME, &time);
         return zero + to_ns(&time) * rate;
     default:
-        syscall(SYS_clock_gettime, clock, &time);
+        syscall(CLOCK_GETTIME, clock, &time);
         return to_ns(&time) * rate;
     }
 }
@@ -86,7 +104,7 @@ static int is_cpu_clock(clockid_t clock)
 int clock_gettime(clockid_t clock, struct timespec *time)
 {
     if (is_cpu_clock(clock))
-        return (int)syscall(SYS_clock_gettime, clock, time);
+        return (int)syscall(CLOCK_GETTIME, clock, time);
     *time = from_ns(box_now(clock));
     return 0;
 }
@@ -109,7 +127,7 @@ int gettimeofday(struct timeval *restrict time, void *restrict zone)
 int sysinfo(struct sysinfo *info)
 {
     const int result = (int)syscall(SYS_sysinfo, info);
-    info->uptime = box_now(CLOCK_BOOTTIME) / NS_A_SECOND;
+    info->uptime = (long)(box_now(CLOCK_BOOTTIME) / NS_A_SECOND);
     return result;
 }
 
@@ -119,7 +137,7 @@ static int sleep_ns(ns_t ns, struct timespec *left)
 {
     const struct timespec wait = real_wait(ns);
     struct timespec real_left = {0};
-    const int result = (int)syscall(SYS_nanosleep, &wait, &real_left);
+    const int result = (int)syscall(CLOCK_NANOSLEEP, CLOCK_MONOTONIC, 0, &wait, &real_left);
     if (result != 0 && left != NULL)
         *left = from_ns(to_ns(&real_left) * rate);
     return result;
@@ -155,26 +173,26 @@ int usleep(useconds_t microseconds)
 int poll(struct pollfd *fds, nfds_t count, int timeout_ms)
 {
     struct timespec wait = real_wait(timeout_ms * (ns_t)NS_A_MILLISECOND);
-    return (int)syscall(SYS_ppoll, fds, count, timeout_ms < 0 ? NULL : &wait, NULL, KERNEL_SIGSET_SIZE);
+    return (int)syscall(PPOLL, fds, count, timeout_ms < 0 ? NULL : &wait, NULL, KERNEL_SIGSET_SIZE);
 }
 
 int ppoll(struct pollfd *fds, nfds_t count, const struct timespec *timeout, const sigset_t *mask)
 {
     struct timespec wait = real_wait(timeout == NULL ? 0 : to_ns(timeout));
-    return (int)syscall(SYS_ppoll, fds, count, timeout == NULL ? NULL : &wait, mask, KERNEL_SIGSET_SIZE);
+    return (int)syscall(PPOLL, fds, count, timeout == NULL ? NULL : &wait, mask, KERNEL_SIGSET_SIZE);
 }
 
 int select(int count, fd_set *restrict reads, fd_set *restrict writes, fd_set *restrict others,
            struct timeval *restrict timeout)
 {
     if (timeout == NULL)
-        return (int)syscall(SYS_pselect6, count, reads, writes, others, NULL, NULL);
+        return (int)syscall(PSELECT, count, reads, writes, others, NULL, NULL);
     if (count == 0) { // a pause between two looks at the kernel's counters, which count real time
         const struct timespec pause = from_ns(timeval_ns(timeout));
-        return (int)syscall(SYS_nanosleep, &pause, NULL);
+        return (int)syscall(CLOCK_NANOSLEEP, CLOCK_MONOTONIC, 0, &pause, NULL);
     }
     struct timespec wait = real_wait(timeval_ns(timeout));
-    const int result = (int)syscall(SYS_pselect6, count, reads, writes, others, &wait, NULL);
+    const int result = (int)syscall(PSELECT, count, reads, writes, others, &wait, NULL);
     *timeout = to_timeval(to_ns(&wait) * rate);
     return result;
 }
@@ -188,23 +206,37 @@ int epoll_wait(int epoll, struct epoll_event *events, int count, int timeout_ms)
 
 // ---- timers ----
 
-static struct timeval real_interval(struct timeval interval)
+// A timer as the kernel takes it, which has numbers of the machine's width everywhere.
+struct kernel_itimer {
+    long interval_s, interval_us, value_s, value_us;
+};
+
+static void to_real(struct timeval box, ns_t faster, long *seconds, long *microseconds)
 {
-    const struct timespec wait = real_wait(timeval_ns(&interval));
-    const long microseconds = wait.tv_nsec / NS_A_MICROSECOND;
-    const int too_short = wait.tv_sec == 0 && wait.tv_nsec > 0 && microseconds == 0; // 0 would disarm the timer
-    return (struct timeval){.tv_sec = wait.tv_sec, .tv_usec = too_short ? 1 : microseconds};
+    const ns_t ns = timeval_ns(&box);
+    const struct timeval real = to_timeval(ns / faster);
+    const int too_short = ns > 0 && real.tv_sec == 0 && real.tv_usec == 0; // 0 would disarm the timer
+    *seconds = (long)real.tv_sec;
+    *microseconds = too_short ? 1 : (long)real.tv_usec;
+}
+
+static struct timeval from_real(long seconds, long microseconds, ns_t faster)
+{
+    const struct timeval real = {.tv_sec = seconds, .tv_usec = microseconds};
+    return to_timeval(timeval_ns(&real) * faster);
 }
 
 int setitimer(__itimer_which_t which, const struct itimerval *restrict new, struct itimerval *restrict old)
 {
-    if (which != ITIMER_REAL)
-        return (int)syscall(SYS_setitimer, which, new, old);
-    const struct itimerval real = {real_interval(new->it_interval), real_interval(new->it_value)};
-    const int result = (int)syscall(SYS_setitimer, which, &real, old);
+    const ns_t faster = which == ITIMER_REAL ? rate : 1; // the others count the processor's time
+    struct kernel_itimer real;
+    struct kernel_itimer before = {0};
+    to_real(new->it_interval, faster, &real.interval_s, &real.interval_us);
+    to_real(new->it_value, faster, &real.value_s, &real.value_us);
+    const int result = (int)syscall(SYS_setitimer, which, &real, &before);
     if (old != NULL) {
-        old->it_value = to_timeval(timeval_ns(&old->it_value) * rate);
-        old->it_interval = to_timeval(timeval_ns(&old->it_interval) * rate);
+        old->it_interval = from_real(before.interval_s, before.interval_us, faster);
+        old->it_value = from_real(before.value_s, before.value_us, faster);
     }
     return result;
 }
