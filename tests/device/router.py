@@ -16,8 +16,10 @@ class Router:
 
     def __init__(self, console):
         print("- the router is started", flush=True)
+        began = time.monotonic()
         self._machine = Machine(console)
         self._machine.wait_ready()
+        print(f"  it has booted after {time.monotonic() - began:.1f} s", flush=True)
         self.expect("its commands answer", 10, "echo hi", "^hi$")
         self.expect("it is up", 60, "cat /run/log/router.log", "the router is up")
 
@@ -63,6 +65,19 @@ class Router:
         self._machine.wait_restart(seconds)
         self.expect("it is up again", 60, "cat /run/log/router.log", "the router is up")
         print(f"  ok: {what}", flush=True)
+
+    def expect_number(self, what, command, most):
+        """What the command prints must be a number that is not larger."""
+        seen = self.do(command)
+        if not seen.isdecimal() or int(seen) > most:
+            raise NotSeen(f"{what}\n    looked at: {command}\n    expected: at most {most}\n    saw: {seen}")
+        print(f"  ok: {what}: {seen}, and may be {most}", flush=True)
+
+    def set_daemon_clock(self, rate):
+        """Starts the daemon anew, on a clock that goes so many times faster than the machine's."""
+        before = self.do("pidof time_check")
+        self.do(f"echo {rate} >/run/clock_rate; kill {before}")
+        self.expect("the daemon runs again", 10, "pidof time_check", rf"^(?!{before}$)\d+$")
 
     def set_clock(self, text):
         """The router's wall clock; the up-time goes on as it did."""
