@@ -8,9 +8,11 @@
 #include <unistd.h>
 
 #include "platform/linux/directory.h"
+#include "platform/linux/name_watch.h"
 #include "platform/linux/small_file.h"
 
 constexpr size_t KERNEL_NAME_LENGTH = 15; // what the kernel keeps of a process's name
+constexpr int NO_PID = 0;
 
 static bool is_number(const char *text)
 {
@@ -32,42 +34,91 @@ static bool has_kernel_name(const char *stat, const char *name)
 }
 
 // The kernel cut the name: the program's own first argument tells the rest.
-static bool has_first_argument(const char *pid, const char *name)
+static bool has_first_argument(int pid, const char *name)
 {
     char path[48];
     char arguments[256];
-    snprintf(path, sizeof path, "/proc/%s/cmdline", pid);
+    snprintf(path, sizeof path, "/proc/%d/cmdline", pid);
     if (read_small_file(path, arguments, sizeof arguments) <= 0)
         return false;
     const char *const slash = strrchr(arguments, '/');
     return strcmp(slash == nullptr ? arguments : slash + 1, name) == 0;
 }
 
-static bool is_process(const char *pid, const char *name)
+static bool is_process(int pid, const char *name)
 {
     char path[48];
     char stat[128];
-    snprintf(path, sizeof path, "/proc/%s/stat", pid);
+    snprintf(path, sizeof path, "/proc/%d/stat", pid);
     if (read_small_file(path, stat, sizeof stat) <= 0 || !has_kernel_name(stat, name))
         return false;
     return strlen(name) <= KERNEL_NAME_LENGTH || has_first_argument(pid, name);
 }
 
+// The process of this name, or NO_PID.
+static int find_process(const char *name)
+{
+    directory_reader processes;
+    if (!open_directory(&processes, "/proc"))
+        return NO_PID;
+    int found = NO_PID;
+    const char *entry = next_name(&processes);
+    for (; entry != nullptr && found == NO_PID; entry = next_name(&processes))
+        if (is_number(entry) && is_process(atoi(entry), name))
+            found = atoi(entry);
+    close_directory(&processes);
+    return found;
+}
+
 // ---- looking again ----
 
-// A name that a look through all of /proc did not find. Reading all of it every second is dear, so it is read again
-// only when a process has been created since.
-struct missing_process {
+// What the last look through all of /proc showed. To read all of it every second is dear.
+struct known_name {
     char name[64];
-    int newest_pid;  // before the look
+    bool is_missing; // no process has taken the name since
+    int pid;         // who had it, or NO_PID
+    int newest_pid;  // the process created last, before the look
     int quiet_looks; // since a process was last seen to be new
 };
+
+constexpr size_t KNOWN_NAMES = 4; // more than the daemon asks for in one state of the router
+static thread_local known_name known_names[KNOWN_NAMES];
+
+static known_name *place_of(const char *name)
+{
+    static thread_local size_t next;
+    for (known_name &known : known_names)
+        if (strcmp(known.name, name) == 0)
+            return &known;
+    known_name *const known = &known_names[next++ % KNOWN_NAMES];
+    *known = {};
+    memcpy(known->name, name, strlen(name) + 1);
+    return known;
+}
+
+static void forget_missing(const char *taken)
+{
+    for (known_name &known : known_names)
+        if (strncmp(known.name, taken, KERNEL_NAME_LENGTH) == 0)
+            known.is_missing = false;
+}
+
+// False: the kernel does not tell of names.
+static bool forget_taken_names()
+{
+    const NAMES_TOLD told = next_names(forget_missing);
+    if (told == NAMES_MISSED)
+        for (known_name &known : known_names)
+            known.is_missing = false;
+    return told != NAMES_UNTOLD;
+}
+
+// ---- where the kernel does not tell of names ----
 
 // An old process may take another name without a new one being created: just after its own creation it does so as a
 // rule, later hardly ever, and then it is found late.
 constexpr int YOUNG_LOOKS = 3;
 constexpr int LONGEST_LOOKS = 60;
-constexpr int NO_PID = 0;
 
 // The kernel numbers processes in turn, and tells the latest number of the reader's own PID namespace.
 static int open_load()
@@ -91,48 +142,34 @@ static int newest_process()
     return last_column == nullptr ? NO_PID : atoi(last_column + 1);
 }
 
-static bool is_still_missing(missing_process *missing, const char *name, int newest_pid)
+// Whether it is likely, and not overdue for a look, that no process has taken the name.
+static bool nobody_is_new(known_name *known)
 {
-    if (newest_pid == NO_PID || newest_pid != missing->newest_pid || strcmp(missing->name, name) != 0)
-        return false;
-    missing->quiet_looks++;
-    return missing->quiet_looks > YOUNG_LOOKS && missing->quiet_looks % LONGEST_LOOKS != 0;
+    const int newest_pid = newest_process();
+    if (newest_pid != NO_PID && newest_pid == known->newest_pid) {
+        known->quiet_looks++;
+        return known->quiet_looks > YOUNG_LOOKS && known->quiet_looks % LONGEST_LOOKS != 0;
+    }
+    known->newest_pid = newest_pid;
+    known->quiet_looks = 0;
+    return false;
 }
 
-static void remember_missing(missing_process *missing, const char *name, int newest_pid)
-{
-    if (newest_pid == missing->newest_pid && strcmp(missing->name, name) == 0)
-        return;
-    missing->newest_pid = newest_pid;
-    missing->quiet_looks = 0;
-    snprintf(missing->name, sizeof missing->name, "%s", strlen(name) < sizeof missing->name ? name : "");
-}
-
-static bool is_in_proc(const char *name)
-{
-    directory_reader processes;
-    if (!open_directory(&processes, "/proc"))
-        return false;
-    bool found = false;
-    const char *entry = next_name(&processes);
-    for (; entry != nullptr && !found; entry = next_name(&processes))
-        found = is_number(entry) && is_process(entry, name);
-    close_directory(&processes);
-    return found;
-}
+// ---- the call ----
 
 int check_app(const char *name)
 {
-    static thread_local missing_process missing;
     if (name == nullptr || name[0] == '\0')
         return 0;
-    const int newest_pid = newest_process();
-    if (is_still_missing(&missing, name, newest_pid))
+    if (strlen(name) >= sizeof known_name::name)
+        return find_process(name) != NO_PID;
+    known_name *const known = place_of(name);
+    const bool is_told = forget_taken_names() && strlen(name) <= KERNEL_NAME_LENGTH; // of the rest nobody tells
+    const bool nobody_took_it = is_told || nobody_is_new(known);
+    if (known->is_missing && nobody_took_it)
         return 0;
-    if (is_in_proc(name)) {
-        missing.name[0] = '\0';
-        return 1;
-    }
-    remember_missing(&missing, name, newest_pid);
-    return 0;
+    if (known->pid == NO_PID || !is_process(known->pid, name))
+        known->pid = find_process(name);
+    known->is_missing = known->pid == NO_PID;
+    return known->is_missing ? 0 : 1;
 }
