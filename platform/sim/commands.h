@@ -61,6 +61,7 @@ public:
     void clear_messages()
     {
         messages_.clear();
+        messages_.shrink_to_fit();
     }
 
 private:

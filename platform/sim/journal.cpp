@@ -55,6 +55,8 @@ void Journal::clear()
 {
     lines_.clear();
     moments_.clear();
+    lines_.shrink_to_fit(); // a long run looks at what the process holds
+    moments_.shrink_to_fit();
 }
 
 // ---- log ----

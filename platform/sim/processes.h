@@ -29,6 +29,7 @@ public:
     void set_cpus(int number)
     {
         cpus_ = number;
+        begin();
     }
     void set_share(std::string_view name, double percent_of_one_cpu);
     // What "ps | grep PATTERN" prints, its own shell and grep included.

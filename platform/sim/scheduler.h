@@ -74,6 +74,10 @@ public:
     {
         restart_takes_s_ = seconds;
     }
+    size_t threads() const
+    {
+        return threads_.size();
+    }
     uint64_t ticks() const
     {
         return ticks_;

@@ -173,6 +173,11 @@ void VirtualRouter::restart()
     model().scheduler.restart_now();
 }
 
+size_t VirtualRouter::threads() const
+{
+    return model().scheduler.threads();
+}
+
 uint64_t VirtualRouter::restarts() const
 {
     return model().scheduler.restarts();

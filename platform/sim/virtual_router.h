@@ -115,7 +115,7 @@ public:
     void process(const std::string &name, int pid, const std::string &argv = "");
     void end_process(const std::string &name);
     bool runs(const std::string &name) const;
-    void cpus(int number); // per-CPU lines in /proc/stat; 1 unless set
+    void cpus(int number); // per-CPU lines in /proc/stat, which is written anew; 1 unless set
     void cpu_share(const std::string &name, double percent_of_one_cpu);
 
     // ---- commands ----
@@ -166,6 +166,7 @@ public:
     void restart_takes(int seconds); // wall-clock time of a restart; 20 unless set
     void restart();                  // a power cut: restarts the machine now, without a journal line of the daemon
     uint64_t restarts() const;
+    size_t threads() const; // of the daemon, its main included
     uint64_t ticks() const; // passes of the main loop so far
 
     // ---- looking ----

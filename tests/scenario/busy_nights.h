@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <initializer_list>
+#include <random>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -16,6 +17,30 @@ namespace busy_nights
 {
 
 inline sim::VirtualRouter &box = sim::router();
+
+// The standard's engine gives the same numbers everywhere; its distributions do not.
+class Dice
+{
+public:
+    explicit Dice(unsigned seed) : generator_(seed)
+    {
+    }
+
+    // 0 to sides - 1.
+    size_t roll(size_t sides)
+    {
+        return generator_() % sides;
+    }
+
+    template <typename List>
+    const auto &one_of(const List &list)
+    {
+        return list[roll(list.size())];
+    }
+
+private:
+    std::mt19937 generator_;
+};
 
 inline void configure(std::initializer_list<std::pair<std::string_view, std::string_view>> settings)
 {

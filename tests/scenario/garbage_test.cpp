@@ -1,6 +1,5 @@
 // Whatever stands in the files that the daemon reads, in the store and in the messages that it gets, and however clocks
 // and counters jump: it goes on ticking and does nothing strange. Each seed gives the same night on every machine.
-#include <random>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,27 +9,6 @@ using namespace busy_nights;
 
 namespace
 {
-
-// The standard's engine gives the same numbers everywhere; its distributions do not.
-class Dice
-{
-public:
-    explicit Dice(unsigned seed) : engine_(seed)
-    {
-    }
-    size_t below(size_t limit)
-    {
-        return engine_() % limit;
-    }
-    template <typename List>
-    const auto &one_of(const List &list)
-    {
-        return list[below(list.size())];
-    }
-
-private:
-    std::mt19937 engine_;
-};
 
 const Lines PATHS = {"/proc/net/arp",
                      "/proc/net/ip_mr_vif",
@@ -92,20 +70,20 @@ const Lines NUMBERS = {"0",
 std::string garbage(Dice &dice)
 {
     std::string text;
-    switch (dice.below(5)) {
+    switch (dice.roll(5)) {
     case 0: // any bytes at all
-        for (size_t left = dice.below(3000); left > 0; left--)
-            text += static_cast<char>(dice.below(256));
+        for (size_t left = dice.roll(3000); left > 0; left--)
+            text += static_cast<char>(dice.roll(256));
         break;
     case 1: // one line without an end
-        text.assign(dice.below(5000), 'x');
+        text.assign(dice.roll(5000), 'x');
         break;
     case 2: // columns of numbers
-        for (size_t left = dice.below(400); left > 0; left--)
-            text += dice.one_of(NUMBERS) + (dice.below(8) == 0 ? "\n" : " ");
+        for (size_t left = dice.roll(400); left > 0; left--)
+            text += dice.one_of(NUMBERS) + (dice.roll(8) == 0 ? "\n" : " ");
         break;
     case 3: // lines of known words
-        for (size_t left = dice.below(100); left > 0; left--)
+        for (size_t left = dice.roll(100); left > 0; left--)
             text += dice.one_of(Lines{"br0", "0x2", "0x0", "00:00:00:00:00:00", "nameserver", "cpu", "gateway=", "1",
                                       "\t", ";", ":", "\n"});
         break;
@@ -118,7 +96,7 @@ std::string garbage(Dice &dice)
 // A value of the store or a message: no zero bytes.
 std::string short_garbage(Dice &dice)
 {
-    std::string text = dice.below(2) == 0 ? dice.one_of(NUMBERS) : garbage(dice).substr(0, dice.below(700));
+    std::string text = dice.roll(2) == 0 ? dice.one_of(NUMBERS) : garbage(dice).substr(0, dice.roll(700));
     std::erase(text, '\0');
     return text;
 }
@@ -126,7 +104,7 @@ std::string short_garbage(Dice &dice)
 void something_strange(Dice &dice)
 {
     static const std::array<int64_t, 8> steps = {1, -1, 3600, -3600, 86400, -86400, 400000000, -400000000};
-    switch (dice.below(6)) {
+    switch (dice.roll(6)) {
     case 0:
         box.file(dice.one_of(PATHS), garbage(dice));
         break;
@@ -137,14 +115,14 @@ void something_strange(Dice &dice)
         box.step_clock(dice.one_of(steps));
         break;
     case 3:
-        box.counters("br0", dice.below(3) * UINT32_MAX, dice.below(2) * UINT64_MAX);
-        box.host("192.168.0.7", dice.below(3) * UINT32_MAX, dice.below(2) * UINT64_MAX);
+        box.counters("br0", dice.roll(3) * UINT32_MAX, dice.roll(2) * UINT64_MAX);
+        box.host("192.168.0.7", dice.roll(3) * UINT32_MAX, dice.roll(2) * UINT64_MAX);
         break;
     case 4:
         box.set(dice.one_of(KEYS), short_garbage(dice));
         break;
     default:
-        box.post(std::to_string(dice.below(11)) + "?" + (dice.below(2) == 0 ? "op=" : "string_info=") +
+        box.post(std::to_string(dice.roll(11)) + "?" + (dice.roll(2) == 0 ? "op=" : "string_info=") +
                  short_garbage(dice).substr(0, 260));
         break;
     }

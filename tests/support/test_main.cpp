@@ -1,8 +1,10 @@
 // The main of every test program. The code under test starts once a process and has no reset, so each test runs in a
-// process of its own: with one test selected this is it, otherwise there is a child for each.
+// process of its own: with one test selected this is it, otherwise there is a child for each. The last line of a run
+// that failed is the command that repeats a failed test.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <fnmatch.h>
 #include <gtest/gtest.h>
 #include <string>
@@ -88,6 +90,18 @@ bool passes_in_own_process(const std::string &name, std::string &output)
     return ended && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
+// The commands that repeat these tests, a line each; what the environment asks of them included.
+void print_how_to_repeat(const std::vector<std::string> &names)
+{
+    char program[4096];
+    const ssize_t length = readlink("/proc/self/exe", program, sizeof program);
+    const char *soak_days = getenv("SOAK_DAYS");
+    for (const std::string &name : names)
+        printf("%s%s%s%.*s --gtest_filter=%s\n",
+               soak_days == nullptr ? "" : "SOAK_DAYS=", soak_days == nullptr ? "" : soak_days,
+               soak_days == nullptr ? "" : " ", static_cast<int>(std::max<ssize_t>(length, 0)), program, name.c_str());
+}
+
 int run_each_in_own_process(const std::vector<std::string> &names)
 {
     std::vector<std::string> failed;
@@ -106,6 +120,7 @@ int run_each_in_own_process(const std::vector<std::string> &names)
     printf("[==========] %zu tests ran.\n[  PASSED  ] %zu tests.\n", names.size(), names.size() - failed.size());
     for (const std::string &name : failed)
         printf("[  FAILED  ] %s\n", name.c_str());
+    print_how_to_repeat(failed);
     return failed.empty() ? 0 : 1;
 }
 
@@ -123,5 +138,10 @@ int main(int count, char **arguments)
     if (GTEST_FLAG_GET(list_tests))
         return RUN_ALL_TESTS();
     const std::vector<std::string> names = selected_tests();
-    return names.size() > 1 ? run_each_in_own_process(names) : RUN_ALL_TESTS();
+    if (names.size() > 1)
+        return run_each_in_own_process(names);
+    const int outcome = RUN_ALL_TESTS();
+    if (outcome != 0)
+        print_how_to_repeat(names);
+    return outcome;
 }

@@ -1,0 +1,343 @@
+// The router of the soak in each of its modes, and the faults that it meets.
+#ifndef TESTS_SCENARIO_SOAK_WORLD_H
+#define TESTS_SCENARIO_SOAK_WORLD_H
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+#include "tests/scenario/busy_nights.h"
+#include "tests/support/schedule_world.h"
+
+namespace soak
+{
+
+using busy_nights::box;
+using busy_nights::Dice;
+
+// ---- the router: every module has something to do ----
+
+inline void radio_is(int phy_state, int relay_state)
+{
+    box.radio("wlc0", phy_state, relay_state);
+}
+
+// All that a fault of the network may have taken away.
+inline void mend_network()
+{
+    box.internet(true);
+    box.dns(true);
+    box.ping_takes(0, 1000);
+    for (const int wan : {1, 2}) {
+        box.link(wan, true);
+        box.address("eth" + std::to_string(wan), "203.0.113." + std::to_string(wan));
+    }
+    radio_is(3, 3);
+    box.address("wlc0", "10.0.0.9");
+    box.reachable("192.168.0.254", "", true);
+}
+
+// One that is quiet: the router may sleep and restart.
+inline void lone_client()
+{
+    box.clear_arp();
+    box.arp("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
+    box.host("192.168.0.7", 1000, 2000);
+    box.multicast("br0", 300);
+    box.counters("br0", 700, 90); // the delay before a reboot is made of this
+}
+
+inline void httpd_is_idle()
+{
+    box.process("httpd", 412);
+    box.cpu_share("httpd", 0);
+}
+
+inline void configure_all()
+{
+    box.clock("2026-03-01 00:00:00");
+    box.uptime(100000);
+    busy_nights::configure({{"sys.schedulereboot.enable", "1"},
+                            {"sys.schedulereboot.type", "1"},
+                            {"sys.schedulereboot.start_time", "03:00"},
+                            {"sys.schedulereboot.end_time", "05:00"},
+                            {"sys.powersleep.enable", "1"},
+                            {"sys.powersleep.type", "1"},
+                            {"sys.powersleep.start_time", "00:50"},
+                            {"sys.powersleep.end_time", "05:00"},
+                            {"sys.sched.wifi.enable", "1"},
+                            {"sys.sched.led.type", "time"},
+                            {"wl.guest.dhcps_enable", "0"},
+                            {"wl.guest.effective_time", "7200"},
+                            {"lan.ip", "192.168.0.1"},
+                            {"wl5g.public.mode", "ap"},
+                            {"wl.wisp.ifname", "wlc0"},
+                            {"wl.wisp.access_mode", "dhcp"},
+                            {"wl2g.extra.wpapsk_type", "psk2"},
+                            {"wl2g.extra.wpapsk_crypto", "aes"}});
+    schedule_world::radios("1", "1", "1");
+    box.set("nkgw.led.state", "3");
+    schedule_world::only_rule("nkgw.wlan", "23:00", "6:00");
+    schedule_world::only_rule("nkgw.led", "22:00", "7:00");
+    box.wan(1, "eth1");
+    box.wan(2, "eth2");
+    box.file("/etc/lan.ini", "gateway=192.168.0.254\n");
+    box.process("minidlna", 420);
+    box.process("udhcpc", 500);
+    box.process("dhcpcd_lan", 501);
+    lone_client();
+    mend_network();
+}
+
+// ---- its modes ----
+
+enum : unsigned { TWO_WANS = 1, WISP = 2, AP_CLIENT = 4, WIRED_AP = 8, WIRED = TWO_WANS | WIRED_AP, ALL_MODES = 15 };
+
+struct Mode {
+    unsigned id;
+    const char *name;
+    const char *workmode;
+    const char *radio_mode;
+    const char *wans;
+    size_t policy_rules;
+    void (*lose_uplink)();
+    const char *lost; // what netctrl is told
+    const char *back;
+};
+
+inline const std::array MODES = {
+    Mode{.id = TWO_WANS,
+         .name = "two WANs",
+         .workmode = "router",
+         .radio_mode = "ap",
+         .wans = "2",
+         .policy_rules = 6,
+         .lose_uplink = [] { box.internet(false); },
+         .lost = "command cfm post netctrl 52?op=16,wan_id=1",
+         .back = "command cfm post netctrl 52?op=15,wan_id=1"},
+    Mode{.id = WISP,
+         .name = "WISP",
+         .workmode = "router",
+         .radio_mode = "wisp",
+         .wans = "1",
+         .policy_rules = 3,
+         .lose_uplink = [] { radio_is(1, 0); },
+         .lost = "netctrl 19?op=15",
+         .back = "netctrl 19?op=16"},
+    Mode{.id = AP_CLIENT,
+         .name = "AP client",
+         .workmode = "client+ap",
+         .radio_mode = "apclient",
+         .wans = "1",
+         .policy_rules = 3,
+         .lose_uplink = [] { radio_is(1, 0); },
+         .lost = "netctrl 35?op=9,string_info=dhcp_up",
+         .back = "netctrl 35?op=8,string_info=dhcp_down"},
+    Mode{.id = WIRED_AP,
+         .name = "wired access point",
+         .workmode = "ap",
+         .radio_mode = "ap",
+         .wans = "1",
+         .policy_rules = 3,
+         .lose_uplink = [] { box.reachable("192.168.0.254", "", false); },
+         .lost = "netctrl 35?op=9,string_info=dhcp_up",
+         .back = "netctrl 35?op=8,string_info=dhcp_down"},
+};
+
+// The router restarts in that mode.
+inline void enter(const Mode &mode)
+{
+    busy_nights::configure(
+        {{"sys.workmode", mode.workmode}, {"wl2g.public.mode", mode.radio_mode}, {"wans.flag", mode.wans}});
+    box.restart();
+}
+
+// ---- the faults ----
+
+// What the reachability check must have published while a fault stands.
+enum class Wans { UNKNOWN, ALL_ONLINE, NONE_ONLINE, FIRST_DOWN, SECOND_DOWN };
+
+struct Fault {
+    const char *name;
+    unsigned modes; // in which it can happen
+    Wans wans;
+    void (*begin)(Dice &dice);
+    void (*end)();
+    bool leaves_traces = false; // in what the daemon has read; a restart wipes them out
+};
+
+inline int64_t stepped_s;
+
+inline void step_clock(int64_t seconds)
+{
+    stepped_s = seconds;
+    box.step_clock(seconds);
+}
+
+inline void step_clock_back()
+{
+    box.step_clock(-stepped_s);
+}
+
+inline void call_fails(Dice &dice)
+{
+    // Without its name on the bus the daemon ends, without its thread nobody looks at the WANs.
+    static const Lines spared = {"RegMsgHandle", "pthread_create"};
+    const std::string &call = dice.one_of(sim::VirtualRouter::calls());
+    if (std::ranges::find(spared, call) == spared.end())
+        box.fail(call, static_cast<unsigned>(1 + dice.roll(500)), EIO, dice.roll(4) == 0);
+}
+
+inline void strange_messages(Dice &dice)
+{
+    static const std::array<const char *, 8> texts = {"time_check_debug?op=1,debug_id=5",
+                                                      "time_check_power?op=2,string_info=nimbix_wake_up",
+                                                      "time_check_wifi?op=2",
+                                                      "6?op=1,string_info=minidlna",
+                                                      "5?op=2,string_info=all",
+                                                      "4?relate_module_id=19,string_info=first_time_start",
+                                                      "99999999999?=,=,op",
+                                                      "9?string_info=wl_guest"};
+    for (size_t i = 1 + dice.roll(20); i > 0; i--)
+        box.at(static_cast<double>(dice.roll(2400000)) / 1000, [text = dice.one_of(texts)] { box.post(text); });
+}
+
+inline std::string garbage(Dice &dice)
+{
+    static const std::array<const char *, 6> numbers = {"-1", "4294967296", "18446744073709551616", "1e9", "0x10", ""};
+    std::string text;
+    for (size_t left = dice.roll(3000); left > 0; left--)
+        text += dice.roll(8) == 0 ? dice.one_of(numbers) : std::string(1, static_cast<char>(dice.roll(256)));
+    return text;
+}
+
+inline void garbage_of_the_kernel(Dice &dice)
+{
+    static const Lines paths = {"/proc/net/arp",
+                                "/proc/net/ip_mr_vif",
+                                "/proc/stat",
+                                "/proc/412/stat",
+                                "/sys/class/net/br0/statistics/tx_bytes",
+                                "/sys/class/net/br0/statistics/rx_bytes"};
+    const std::string &path = dice.one_of(paths);
+    if (dice.roll(3) == 0)
+        box.unreadable(path);
+    else
+        box.file(path, garbage(dice));
+}
+
+inline std::string changed_path;
+inline std::string changed_text;
+
+inline void garbage_in_etc(Dice &dice)
+{
+    static const Lines paths = {"/etc/resolv.conf", "/etc/lan.ini", "/etc/httpd.pid"};
+    changed_path = dice.one_of(paths);
+    changed_text = box.file(changed_path);
+    box.file(changed_path, garbage(dice));
+}
+
+inline std::string changed_key;
+
+inline void garbage_in_a_setting(Dice &dice)
+{
+    static const Lines keys = {"sys.schedulereboot.start_time", "sys.powersleep.end_time", "nkgw.wlan.listnum",
+                               "nkgw.wlan.offtime.list1",       "nkgw.led.ontime.list1",   "sys.sched.led.type",
+                               "wl.guest.effective_time",       "wl2g.public.country",     "lan.ip",
+                               "wl2g.extra.wpapsk_crypto",      "sys.schedulereboot.wday"};
+    changed_key = dice.one_of(keys);
+    changed_text = box.get(changed_key);
+    std::string value = garbage(dice).substr(0, dice.roll(700));
+    std::erase(value, '\0');
+    box.set(changed_key, value);
+    for (const char *module : {"reboot", "power", "wifi", "led"})
+        box.post(std::string("time_check_") + module + "?op=1");
+}
+
+inline void counters_wrap(Dice &dice)
+{
+    const uint64_t before = dice.roll(2) == 0 ? UINT32_MAX : UINT64_MAX;
+    box.counters("br0", before, before);
+    box.host("192.168.0.7", before, before);
+    box.at(600, [] {
+        box.counters("br0", 5, 5);
+        box.host("192.168.0.7", 5, 5);
+    });
+}
+
+inline void netctrl_vanishes(Dice & /*dice*/)
+{
+    box.end_process("netctrl");
+    box.fail("send_msg_to_netctrl", 1, ECONNREFUSED, true);
+    box.on_command([](const std::string &command) { return command.starts_with("cfm post") ? 1 : sim::NOT_HANDLED; });
+}
+
+inline void netctrl_is_back()
+{
+    box.process("netctrl", 300);
+    box.clear_faults();
+    box.on_command([](const std::string &) { return sim::NOT_HANDLED; });
+}
+
+inline void open_guest_network(Dice & /*dice*/)
+{
+    box.set("wl.guest.dhcps_enable", "1");
+    box.post("9?string_info=wl_guest");
+}
+
+inline const std::array FAULTS = {
+    Fault{"nothing", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) {}, [] {}},
+    Fault{"no internet", ALL_MODES, Wans::NONE_ONLINE, [](Dice &) { box.internet(false); }, mend_network},
+    Fault{"wan1 unplugged", TWO_WANS, Wans::FIRST_DOWN, [](Dice &) { box.link(1, false); }, mend_network},
+    Fault{"wan2 unplugged", TWO_WANS, Wans::SECOND_DOWN, [](Dice &) { box.link(2, false); }, mend_network},
+    Fault{"wan1 without address", TWO_WANS, Wans::FIRST_DOWN, [](Dice &) { box.address("eth1", ""); }, mend_network},
+    Fault{"the radio's link is lost", WISP, Wans::FIRST_DOWN, [](Dice &) { radio_is(1, 0); }, mend_network},
+    Fault{"the radio's link is lost", AP_CLIENT, Wans::ALL_ONLINE, [](Dice &) { radio_is(1, 0); }, mend_network},
+    Fault{"the gateway is silent", WIRED_AP, Wans::ALL_ONLINE,
+          [](Dice &) { box.reachable("192.168.0.254", "", false); }, mend_network},
+    Fault{"silent name servers", ALL_MODES, Wans::NONE_ONLINE,
+          [](Dice &) {
+              box.dns(false);
+              box.set_uncommitted("surf_check_renew_flag", "1");
+          },
+          mend_network},
+    Fault{"the first name server is silent", ALL_MODES, Wans::ALL_ONLINE,
+          [](Dice &) {
+              box.name_server("192.0.2.1", false);
+              box.set_uncommitted("surf_check_renew_flag", "1");
+          },
+          mend_network},
+    Fault{"slow pings", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) { box.ping_takes(900, 3000); }, mend_network},
+    Fault{"power cut", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) { box.restart(); }, [] {}},
+    Fault{"httpd runs away", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) { box.cpu_share("httpd", 100); }, httpd_is_idle},
+    Fault{"httpd vanishes", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) { box.end_process("httpd"); }, httpd_is_idle},
+    Fault{"minidlna vanishes", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) { box.end_process("minidlna"); },
+          [] { box.process("minidlna", 420); }},
+    Fault{"netctrl vanishes", ALL_MODES, Wans::ALL_ONLINE, netctrl_vanishes, netctrl_is_back},
+    Fault{"a guest network is opened", ALL_MODES, Wans::ALL_ONLINE, open_guest_network, [] {}},
+    Fault{"commits fail", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) { box.fail("CommitCfm", 1, ENOSPC, true); },
+          [] { box.clear_faults(); }},
+    Fault{"commands fail", ALL_MODES, Wans::UNKNOWN,
+          [](Dice &) { box.on_command([](const std::string &) { return 1; }); },
+          [] { box.on_command([](const std::string &) { return sim::NOT_HANDLED; }); }},
+    Fault{"the clock jumps", ALL_MODES, Wans::ALL_ONLINE,
+          [](Dice &dice) { step_clock(static_cast<int64_t>(dice.roll(20 * 86400)) - 10 * 86400); }, step_clock_back},
+    Fault{"the clock is lost", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) { step_clock(-box.wall()); }, step_clock_back},
+    Fault{"garbage in a file of the kernel", ALL_MODES, Wans::ALL_ONLINE, garbage_of_the_kernel,
+          [] {
+              box.cpus(1);
+              httpd_is_idle();
+              lone_client();
+          }},
+    Fault{"garbage in a file of /etc", ALL_MODES, Wans::UNKNOWN, garbage_in_etc,
+          [] { box.file(changed_path, changed_text); }, true},
+    Fault{"garbage in a setting", ALL_MODES, Wans::UNKNOWN, garbage_in_a_setting,
+          [] { box.set(changed_key, changed_text); }, true},
+    Fault{"counters wrap", ALL_MODES, Wans::ALL_ONLINE, counters_wrap, lone_client},
+    Fault{"messages", ALL_MODES, Wans::ALL_ONLINE, strange_messages, [] {}},
+    Fault{"a call fails", ALL_MODES, Wans::UNKNOWN, call_fails, [] { box.clear_faults(); }, true},
+};
+
+} // namespace soak
+
+#endif
