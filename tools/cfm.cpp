@@ -9,6 +9,8 @@
 #include <exception>
 #include <fcntl.h>
 #include <functional>
+#include <memory>
+#include <optional>
 #include <poll.h>
 #include <string>
 #include <unistd.h>
@@ -45,12 +47,12 @@ int print(const std::string &text)
 
 int get(const std::string &key)
 {
-    std::vector<char> value(CONFIG_STORE_VALUE_MAX + 1);
+    const auto value = std::make_unique_for_overwrite<char[]>(CONFIG_STORE_VALUE_MAX + 1);
     if (!config_store_open())
         return FAILED;
-    if (GetValue(key.c_str(), value.data(), value.size()) == 0)
+    if (GetValue(key.c_str(), value.get(), CONFIG_STORE_VALUE_MAX + 1) == 0)
         return fail("no key '" + key + "'");
-    return print(std::string(value.data()) + '\n');
+    return print(std::string(value.get()) + '\n');
 }
 
 int set(const std::string &key, const std::string &value)
@@ -214,7 +216,21 @@ void add_bus_commands(CLI::App &app, arguments &given, int &outcome)
     command->add_option("NAME", given.key)->required();
 }
 
-int run(const std::vector<std::string> &arguments_given)
+// What scripts call most, understood by itself: to build the whole command line costs as much as all the rest.
+std::optional<int> run_plain(const std::vector<std::string> &words)
+{
+    if (words.size() < 2 || words[1].empty() || words[1][0] == '-')
+        return std::nullopt;
+    if (words.size() == 2 && words[0] == "get")
+        return get(words[1]);
+    if (words.size() == 3 && words[0] == "set")
+        return set(words[1], words[2]);
+    if (words.size() == 3 && words[0] == "post")
+        return post(words[1], words[2]);
+    return std::nullopt;
+}
+
+int run_any(const std::vector<std::string> &arguments_given)
 {
     CLI::App app("The configuration store and the message bus of the router.", "cfm");
     app.set_version_flag("--version", "cfm " CFM_VERSION);
@@ -229,6 +245,13 @@ int run(const std::vector<std::string> &arguments_given)
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? DONE : CALLED_WRONGLY;
     }
+    return outcome;
+}
+
+int run(const std::vector<std::string> &arguments_given)
+{
+    const std::optional<int> plain = run_plain(arguments_given);
+    const int outcome = plain ? *plain : run_any(arguments_given);
     config_store_close();
     return outcome;
 }
