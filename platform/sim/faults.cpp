@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 #include "platform/sim/model.h"
 #include "platform/sim/virtual_router.h"
@@ -36,6 +37,22 @@ void Faults::order(std::string_view call, unsigned nth, int error, bool forever)
     counter.fails_at = counter.made + nth;
     counter.error = error;
     counter.forever = forever;
+    counter.fails = nullptr;
+}
+
+void Faults::order(std::string_view call, std::function<bool(uint64_t nth)> fails, int error)
+{
+    order(call, 1, error, true);
+    counters_[index_of(call)].fails = std::move(fails);
+}
+
+bool Faults::is_due(const Counter &counter)
+{
+    const bool fails = counter.fails ? counter.fails(counter.made - counter.fails_at + 1)
+                                     : counter.forever || counter.made == counter.fails_at;
+    if (fails)
+        errno = counter.error;
+    return fails;
 }
 
 void Faults::clear()
@@ -54,6 +71,11 @@ uint64_t Faults::made(std::string_view call) const
 void VirtualRouter::fail(const std::string &call, unsigned nth, int error, bool forever)
 {
     model().faults.order(call, nth, error, forever);
+}
+
+void VirtualRouter::fail_when(const std::string &call, std::function<bool(uint64_t nth)> fails, int error)
+{
+    model().faults.order(call, std::move(fails), error);
 }
 
 void VirtualRouter::clear_faults()

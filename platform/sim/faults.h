@@ -5,6 +5,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -67,12 +68,10 @@ public:
     {
         Counter &counter = counters_[static_cast<size_t>(call)];
         counter.made++;
-        if (counter.made < counter.fails_at || (counter.made > counter.fails_at && !counter.forever))
-            return false;
-        errno = counter.error;
-        return true;
+        return counter.made >= counter.fails_at && is_due(counter);
     }
     void order(std::string_view call, unsigned nth, int error, bool forever);
+    void order(std::string_view call, std::function<bool(uint64_t nth)> fails, int error);
     void clear();
     uint64_t made(std::string_view call) const;
     static const std::vector<std::string> &names();
@@ -84,7 +83,10 @@ private:
         uint64_t fails_at = NEVER;
         int error = 0;
         bool forever = false;
+        std::function<bool(uint64_t nth)> fails; // when set, it is asked from fails_at on
     };
+    static bool is_due(const Counter &counter);
+
     std::array<Counter, static_cast<size_t>(Call::COUNT)> counters_ = {};
 };
 

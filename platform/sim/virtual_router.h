@@ -141,6 +141,8 @@ public:
     // from then on. An unknown name throws std::invalid_argument; calls() has them
     // all.
     void fail(const std::string &call, unsigned nth = 1, int error = 5, bool forever = false);
+    // At each such call `fails` is asked whether it fails; the first from now on is number 1.
+    void fail_when(const std::string &call, std::function<bool(uint64_t nth)> fails, int error = 5);
     void clear_faults();
     uint64_t calls_made(const std::string &call) const; // since the process began
     static const std::vector<std::string> &calls();     // every name that fail() takes

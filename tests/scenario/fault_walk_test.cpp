@@ -12,37 +12,7 @@ using namespace busy_nights;
 namespace
 {
 
-struct Outcome {
-    uint64_t calls = 0;  // of the call that was to fail
-    char complaint[200]; // "" when all is well
-};
-
-// A night in a process of its own; `nth` 0: nothing fails.
-Outcome night_with_fault(const Night &night, const std::string &call, uint64_t nth, bool forever)
-{
-    Outcome outcome = {};
-    int ends[2];
-    EXPECT_EQ(pipe(ends), 0);
-    const pid_t child = fork();
-    if (child == 0) {
-        night.prepare();
-        if (nth > 0)
-            box.fail(call, static_cast<unsigned>(nth), EIO, forever);
-        box.boot();
-        box.run(NIGHT_S);
-        complaint().copy(outcome.complaint, sizeof outcome.complaint - 1);
-        outcome.calls = box.calls_made(call);
-        _exit(write(ends[1], &outcome, sizeof outcome) == sizeof outcome ? 0 : 1);
-    }
-    close(ends[1]);
-    const bool told = read(ends[0], &outcome, sizeof outcome) == sizeof outcome;
-    close(ends[0]);
-    int status = 0;
-    waitpid(child, &status, 0);
-    if (!told || status != 0)
-        snprintf(outcome.complaint, sizeof outcome.complaint, "the process ended with status 0x%x", status);
-    return outcome;
-}
+constexpr size_t COMPLAINT_SIZE = 200;
 
 // The first calls one by one, then ever larger steps.
 uint64_t next_number(uint64_t number)
@@ -50,6 +20,58 @@ uint64_t next_number(uint64_t number)
     constexpr uint64_t ONE_BY_ONE = 5;
     return number < ONE_BY_ONE ? number + 1 : number * 3;
 }
+
+// The night is lived through once without a fault. Before each call whose failure is wanted, a copy of the process goes
+// on through the rest of the night with it: what comes before the fault is the same in all of them.
+class Walk
+{
+public:
+    // Whether the call that is made now fails.
+    bool fails(uint64_t nth)
+    {
+        if (is_copy_)
+            return always_;
+        if (nth == 1 && goes_on_as_copy("every call", true))
+            return true;
+        if (nth < next_)
+            return false;
+        next_ = next_number(nth);
+        return goes_on_as_copy("call " + std::to_string(nth), false);
+    }
+    // At the end of the night: a copy ends here.
+    void tell(const std::string &complaint) const
+    {
+        if (is_copy_)
+            _exit(write(pipe_[1], complaint.c_str(), complaint.size() + 1) > 0 ? 0 : 1);
+        EXPECT_EQ(complaint, "");
+    }
+
+private:
+    bool goes_on_as_copy(const std::string &fault, bool always)
+    {
+        EXPECT_EQ(pipe(pipe_), 0);
+        const pid_t copy = fork();
+        if (copy == 0) {
+            is_copy_ = true;
+            always_ = always;
+            return true;
+        }
+        close(pipe_[1]);
+        char complaint[COMPLAINT_SIZE] = {};
+        const bool told = read(pipe_[0], complaint, sizeof complaint - 1) > 0;
+        close(pipe_[0]);
+        int status = 0;
+        waitpid(copy, &status, 0);
+        EXPECT_TRUE(told && status == 0) << fault << ": the process ended with status " << status;
+        EXPECT_STREQ(complaint, "") << fault;
+        return false;
+    }
+
+    uint64_t next_ = 1;
+    bool is_copy_ = false;
+    bool always_ = false;
+    int pipe_[2] = {};
+};
 
 class FaultWalk : public testing::TestWithParam<std::tuple<size_t, std::string>>
 {
@@ -68,14 +90,13 @@ std::string name_of(const testing::TestParamInfo<FaultWalk::ParamType> &info)
 
 TEST_P(FaultWalk, TheDaemonGoesOn)
 {
-    const Night &night = NIGHTS[std::get<0>(GetParam())];
-    const std::string &call = std::get<1>(GetParam());
-    const Outcome quiet = night_with_fault(night, call, 0, false);
-    EXPECT_STREQ(quiet.complaint, "");
-    for (uint64_t nth = 1; nth <= quiet.calls; nth = next_number(nth))
-        EXPECT_STREQ(night_with_fault(night, call, nth, false).complaint, "") << "call " << nth << " of " << call;
-    const Outcome always = night_with_fault(night, call, 1, true);
-    EXPECT_STREQ(always.complaint, "") << call << " always fails";
+    Walk walk;
+    NIGHTS[std::get<0>(GetParam())].prepare();
+    box.fail_when(
+        std::get<1>(GetParam()), [&walk](uint64_t nth) { return walk.fails(nth); }, EIO);
+    box.boot();
+    box.run(NIGHT_S);
+    walk.tell(complaint());
 }
 
 // A walk through a night in which nothing happens would find nothing.
