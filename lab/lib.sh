@@ -76,6 +76,20 @@ wait_for()
     done
 }
 
+# protect_machine EXCEPT...: makes what is mounted unwritable, but for these folders and what is mounted in them. In a
+# mount namespace only.
+protect_machine()
+{
+    local target options except
+    while read -r _ _ _ _ target options _; do
+        for except in "$@"; do
+            [[ $target/ != "$except"/* ]] || continue 2
+        done
+        [[ ,$options, != *,ro,* ]] || continue
+        mount -o "remount,bind,ro,${options#rw,}" "$(printf %b "$target")"
+    done </proc/self/mountinfo
+}
+
 # ---- from outside: start and end ----
 
 # start_box: a new box in BOX_DIR, which is emptied; KEEPER is the process that keeps it

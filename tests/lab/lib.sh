@@ -9,6 +9,7 @@ PROJECT=$(readlink -f "$(dirname "${BASH_SOURCE[0]}")/../..")
 . "$PROJECT/lab/lib.sh"
 BOX_PROGRAMS=$(readlink -f "${BOX_PROGRAMS:-$PROJECT/build/default/bin}")
 BOX_DIR=$(readlink -m "${STORY_DIR:-$PROJECT/build/lab/$(basename "$0")}")
+BY_HAND="BOX_PROGRAMS=$BOX_PROGRAMS $(readlink -f "$0")${*:+ $*}"
 readonly SKIPPED=77 # what ctest takes for a skipped test
 
 # new_box: starts one and waits until its daemon runs; what it starts with is in BOX_* (lab/box/outer)
@@ -45,7 +46,7 @@ close_box()
     cat "$BOX_DIR/log/box.log"
     echo "---- the daemon's last lines"
     tail -n 20 "$BOX_DIR/log/time_check.log"
-    echo "---- by hand: BOX_PROGRAMS=$BOX_PROGRAMS $0"
+    echo "---- by hand: $BY_HAND"
 } 2>/dev/null
 
 # step TEXT...: what the story does next, after how many real seconds
@@ -54,7 +55,7 @@ step()
     echo "- [$SECONDS s] $*"
 }
 
-# expect WHAT SECONDS COMMAND...: fails unless the command succeeds within that real time
+# expect WHAT SECONDS COMMAND...: fails unless the command succeeds within that real time; what it prints is what was seen
 expect()
 {
     local what=$1 seconds=$2 seen
@@ -81,7 +82,7 @@ expect_not()
     fi
     echo "  SEEN: $what"
     echo "    looked at: $*"
-    echo "    saw: $seen"
+    echo "    saw: ${seen:-that this is so}"
     exit 1
 }
 
@@ -101,6 +102,7 @@ expect_text()
     exit 1
 }
 
+# prints EXPECTED COMMAND...: whether the command succeeds and prints that
 prints()
 {
     local expected=$1
@@ -118,7 +120,9 @@ boot_id()
 has_restarted_since()
 {
     local id
-    id=$(boot_id) && [[ $id != "$1" ]] && box_is_up
+    id=$(boot_id) || return
+    echo "PID 1 is process $id"
+    [[ $id != "$1" ]] && box_is_up
 }
 
 # received_bytes IFNAME: as the box's kernel counts them
@@ -130,22 +134,27 @@ received_bytes()
 # receives IFNAME: whether bytes come in
 receives()
 {
-    local before
+    local before after
     before=$(received_bytes "$1")
     sleep 0.1
-    [[ $(received_bytes "$1") -gt $before ]]
+    after=$(received_bytes "$1")
+    echo "$((after - before)) bytes"
+    [[ $after -gt $before ]]
 }
 
 # clock_is_past HH:MM: whether the box's clock shows this or later; not for stories past midnight
 clock_is_past()
 {
-    ! [[ $(in_box date +%H:%M) < $1 ]]
+    local now
+    now=$(in_box date +%H:%M)
+    echo "the clock shows $now"
+    ! [[ $now < $1 ]]
 }
 
 # up_for MINUTES: whether this boot of the box has been up for so long by the box's clock
 up_for()
 {
-    in_box bash -c '. "$BOX_LAB/lib.sh"; [[ $(box_uptime) -ge $(($1 * 60)) ]]' - "$1"
+    in_box bash -c '. "$BOX_LAB/lib.sh"; echo "up for $(box_uptime) s"; [[ $(box_uptime) -ge $(($1 * 60)) ]]' - "$1"
 }
 
 # ---- what the box's kernel, store and programs show ----
@@ -173,7 +182,10 @@ pid_in_box()
 # was_posted TEXT: whether netctrl has received exactly this since forget_posts
 was_posted()
 {
-    tail --lines="+$((posts_seen + 1))" "$BOX_DIR/log/netctrl.log" | grep --fixed-strings "$1: "
+    local posts
+    posts=$(tail --lines="+$((posts_seen + 1))" "$BOX_DIR/log/netctrl.log")
+    echo "netctrl has received: ${posts:-nothing}"
+    grep --quiet --fixed-strings "$1: " <<<"$posts"
 }
 
 forget_posts()
@@ -182,10 +194,20 @@ forget_posts()
 }
 posts_seen=0
 
+# is EXPECTED COMMAND...: whether the command prints that; prints it, too
+is()
+{
+    local expected=$1 seen
+    shift
+    seen=$("$@" 2>&1) || :
+    echo "$*: ${seen:-nothing}"
+    [[ $seen == "$expected" ]]
+}
+
 # test_setting KEY VALUE
 test_setting()
 {
-    [[ $(setting "$1") == "$2" ]]
+    is "$2" setting "$1"
 }
 
 # ended PROGRAM
@@ -215,25 +237,28 @@ minutes_from_now()
 # lan_address_is PREFIX: of the address that br0 has first
 lan_address_is()
 {
-    [[ $(in_box ip -4 -o addr show dev br0 | head -n 1) == *" inet $1"* ]]
+    local addresses
+    addresses=$(in_box ip -4 -o addr show dev br0)
+    echo "$addresses"
+    [[ ${addresses%%$'\n'*} == *" inet $1"* ]]
 }
 
 # guest_is STATE: its interfaces of both bands
 guest_is()
 {
-    [[ $(interface_state guest0) == "$1" && $(interface_state guest1) == "$1" ]]
+    is "$1" interface_state guest0 && is "$1" interface_state guest1
 }
 
 # radios_are STATE: both of them
 radios_are()
 {
-    [[ $(interface_state wlan0) == "$1" && $(interface_state wlan1) == "$1" ]]
+    is "$1" interface_state wlan0 && is "$1" interface_state wlan1
 }
 
 # leds_are BRIGHTNESS: both of them
 leds_are()
 {
-    [[ $(led power) == "$1" && $(led wan) == "$1" ]]
+    is "$1" led power && is "$1" led wan
 }
 
 # policy_rules: the rules by which the probes leave through their WAN
@@ -274,7 +299,9 @@ both_wans_are_well()
 runs_anew()
 {
     local pid
-    pid=$(pid_in_box "$1") && [[ $pid != "$2" ]]
+    pid=$(pid_in_box "$1") || return
+    echo "$1 runs as process $pid, before as $2"
+    [[ $pid != "$2" ]]
 }
 
 # kill_daemon: SIGKILL, in the middle of whatever it does; the box starts another. What was posted before is forgotten.

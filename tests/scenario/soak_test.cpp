@@ -11,7 +11,8 @@
 #include "tests/scenario/soak_world.h"
 
 #ifdef __SANITIZE_ADDRESS__
-#include <sanitizer/allocator_interface.h>
+// The compiler has no header for this call.
+extern "C" size_t __sanitizer_get_current_allocated_bytes(void); // NOLINT(bugprone-reserved-identifier)
 #endif
 
 namespace
