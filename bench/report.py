@@ -1,37 +1,95 @@
-"""Writes the report of bench/run from its results: report.py FOLDER."""
+"""Writes the report of bench/run from its results: report.py FOLDER. A figure that is missing shows as a dash."""
 import collections
-import csv
 import glob
 import os
 import platform
 import statistics
+import subprocess
 import sys
 
-folder = sys.argv[1]
+NONE = "–"
 
 
-def lines(part):
-    for name in sorted(glob.glob(os.path.join(folder, part + "*"))):
-        with open(name, encoding="utf-8") as file:
-            for line in file:
-                yield line.rstrip("\n").split("\t")[1:]
+def read_lines(folder):
+    """The results' lines by their first word."""
+    lines = collections.defaultdict(list)
+    for name in sorted(glob.glob(os.path.join(folder, "*"))):
+        if os.path.isfile(name):
+            with open(name, encoding="utf-8", errors="replace") as file:
+                for line in file:
+                    first, *rest = line.rstrip("\n").split("\t")
+                    lines[first].append(rest)
+    return lines
 
 
-def grouped(part):
-    groups = collections.defaultdict(dict)
-    for label, what, number in lines(part):
-        groups[label][what] = float(number)
-    return groups
+LINES = read_lines(sys.argv[1])
+LABELS = list(dict.fromkeys(rest[0] for rest in LINES["state"]))
+STATE_LABELS = LABELS[:7]
 
 
-def store():
-    repeated = collections.defaultdict(list)
-    with open(os.path.join(folder, "store.csv"), encoding="utf-8") as file:
-        for row in csv.reader(file):
-            if len(row) > 4 and row[4] in ("ns", "us"):
-                if not row[0].endswith(("_mean", "_median", "_stddev", "_cv")):
-                    repeated[row[0]].append(float(row[3]))
-    return repeated
+def numbers(first):
+    """Lines "FIRST LABEL WHAT NUMBER" as {label: {what: number}}."""
+    found = collections.defaultdict(dict)
+    for label, what, number in LINES[first]:
+        found[label][what] = float(number)
+    return found
+
+
+CALLS = numbers("calls")
+TICKS = numbers("ticks")
+MEMORY = {label: float(kilobytes) for label, kilobytes in LINES["memory"] if kilobytes}
+CFM = {what: float(number) for what, number in LINES["cfm"]}
+PAIRS = {(what, other): tuple(map(float, (mine, mine_99, theirs, theirs_99, ratio, ratio_99)))
+         for what, ours, mine, mine_99, other, theirs, theirs_99, ratio, ratio_99 in LINES["pair"]}
+
+
+def cpu():
+    """Microseconds of CPU a second in each window, {label: (all, main thread)}."""
+    at = collections.defaultdict(list)
+    for label, _, time_us, used_us, main_ns in LINES["sample"]:
+        at[label].append((int(time_us), int(used_us), int(main_ns) / 1000))
+    windows = {}
+    for label, samples in at.items():
+        steps = list(zip(samples, samples[1:]))
+        windows[label] = tuple([(after[part] - before[part]) / (after[0] - before[0]) * 1e6 for before, after in steps]
+                               for part in (1, 2))
+    return windows
+
+
+CPU = cpu()
+
+
+def median(values):
+    return statistics.median(values) if values else None
+
+
+def pair_ratio(one, other):
+    return median([a / b for a, b in zip(one, other) if b > 0])
+
+
+def cpu_ratio(label, other, part=0):
+    if label not in CPU or other not in CPU:
+        return None
+    return pair_ratio(CPU[label][part], CPU[other][part])
+
+
+def show(value, digits=2):
+    if value is None:
+        return NONE
+    return f"{value:,.{digits}f}" if value % 1 else f"{value:,.0f}"
+
+
+def show_ns(value):
+    for unit, size in (("ms", 1e6), ("µs", 1e3)):
+        if value >= size:
+            return f"{value / size:,.2f} {unit}"
+    return f"{value:,.1f} ns"
+
+
+def show_ratio(value):
+    if value is None:
+        return NONE
+    return f"1/{1 / value:,.0f}" if 0 < value < 0.1 else f"{value:.2f}"
 
 
 def table(head, rows):
@@ -42,67 +100,192 @@ def table(head, rows):
     print()
 
 
-def pair_ratio(one, other):
-    return statistics.median(a / b for a, b in zip(one, other))
+# ---- the aims ----
+
+def aim(what, ours, other, measured, text, met, stretch=""):
+    return [what, ours, other, measured, text, stretch, NONE if met is None else "yes" if met else "**no**"]
 
 
-def write_idle():
-    print("## An idle tick\n\nSystem calls (both threads and all they start), files opened and processes started, for each")
-    print("second at the real cadence, by strace; instructions of the daemon by callgrind, and heap allocations, from")
-    print("ticks that follow each other at once. 20 processes, if nothing else is said. Aims when online: at most 6")
-    print("system calls, nothing opened, started or allocated.\n")
-    idle, ticks = grouped("idle"), grouped("ticks")
+def below(value, limit):
+    return None if value is None else value <= limit
+
+
+def cpu_aim(what, label, other, limit, text, stretch, part=0):
+    ratio = cpu_ratio(label, other, part)
+    sides = [show(median(CPU[name][part])) + " µs/s" if name in CPU else NONE for name in (label, other)]
+    return aim(what, *sides, show_ratio(ratio), text, below(ratio, limit), stretch)
+
+
+def pair_aim(what, key, limit, text, stretch, part=4):
+    found = PAIRS.get(key)
+    if found is None:
+        return aim(what, NONE, NONE, NONE, text, None, stretch)
+    side = part - 4
+    return aim(what, show_ns(found[side]), show_ns(found[side + 2]), f"{found[part]:.2f}", text,
+               below(found[part], limit), stretch)
+
+
+def count_aim(what, number, limit, text, stretch=""):
+    return aim(what, show(number), "", show(number), text, below(number, limit), stretch)
+
+
+def ratio_aim(what, ours, other, limit, text, unit, stretch=""):
+    ratio = ours / other if ours is not None and other else None
+    return aim(what, show(ours) + unit, show(other) + unit, show_ratio(ratio), text, below(ratio, limit), stretch)
+
+
+def aims():
+    online = CALLS.get("online", {})
+    raw_get = "LMDB get, own snapshot"
+    rows = [
+        cpu_aim("CPU of idle ticks, online, next to a program that only sleeps: the ticks' thread", "online", "sleeper", 1.5, "1.5",
+                "1.15", 1),
+        cpu_aim("the same with the probes of the WAN, both threads", "online", "sleeper", 1.5, "1.5", "1.15"),
+        cpu_aim("the same next to monit with four checks", "online", "monit", 1 / 50, "1/50", "1/80"),
+        cpu_aim("the same next to the naive shell loop", "online", "naive", 1 / 800, "1/800", "1/1300"),
+        cpu_aim("the same next to the tuned shell loop", "online", "tuned", 1 / 200, "1/200", "1/320"),
+        cpu_aim("the same next to watchdog", "online", "watchdog", 1, "none", ""),
+        count_aim("system calls per idle tick, both threads", online.get("calls"), 6, "6", "3"),
+        count_aim("child processes per idle tick", online.get("processes"), 0, "0"),
+        count_aim("allocations per idle tick", online.get("allocations"), 0, "0"),
+        count_aim("files opened per idle tick", online.get("opens"), 0, "0"),
+        pair_aim("GetValue next to a raw LMDB get, after a change", ("40 GetValue after a change", raw_get), 1.25, "1.25", "1.1"),
+        pair_aim("GetValue while nothing changed", ("GetValue while nothing changed", raw_get), 0.5, "0.5", "0.3"),
+        cpu_aim("CPU with 5,000 keys next to the fewest", "online, 5000 keys", "online", 1.1, "1.1", "1.05"),
+        cpu_aim("CPU with 2,000 processes next to 20", "online, 2000 processes", "online", 1.1, "1.1", "1.05"),
+    ]
+    rows += [pair_aim(f"quiet check with {entries} ARP entries next to open, read, close, per open",
+                      (f"quiet check, {entries} ARP entries", "open, read, close"), 1.5, "1.5", "1.2")
+             for entries in (0, 10, 100, 1000)]
+    rows += [
+        count_aim("commit: syncs", CFM.get("commit syncs"), 2, "2"),
+        ratio_aim("commit: bytes next to the contents", CFM.get("commit bytes"), CFM.get("contents bytes"), 1.1, "1.1", " bytes"),
+        count_aim("commit of nothing new: syncs", CFM.get("commit of nothing new syncs"), 0, "0"),
+        count_aim("commit of nothing new: bytes", CFM.get("commit of nothing new bytes"), 0, "0"),
+        pair_aim("message round trip next to a raw datagram, median", ("message round trip", "bare datagram"), 1.3, "1.3", "1.1"),
+        pair_aim("the same, 99th percentile", ("message round trip", "bare datagram"), 2, "2", "1.2", 5),
+        pair_aim("cfm get next to an empty program of the same linkage", ("cfm get, start to exit", "empty program"), 1.3, "1.3",
+                 "1.1"),
+        ratio_aim("anonymous memory next to the program that only sleeps", MEMORY.get("online"), MEMORY.get("sleeper"), 2, "2", " kB",
+                  "1.4"),
+    ]
+    for before, after in LINES["anonymous"]:
+        rows.append(count_aim("growth over a million ticks, kB", float(after) - float(before), 0, "0"))
+    speed = median([float(number) for _, number, _ in LINES["sim"]])
+    rows.append(aim("simulated seconds per second, all modules, both threads", show(speed, 0), "", show(speed, 0), "300,000",
+                    None if speed is None else speed >= 300000, "1,000,000"))
+    return rows
+
+
+def write_aims():
+    rows = aims()
+    print("## Aims\n\nEvery ratio is the median of those of neighbouring turns or of the same window; both sides are medians.")
+    print("An aim is an upper limit, but for the simulated seconds.\n")
+    table(["what", "ours", "the other", "measured", "aim", "stretch", "met?"], rows)
+    missed = [row[0] for row in rows if row[-1] == "**no**"]
+    with open(os.path.join(os.path.dirname(__file__), "limits.md"), encoding="utf-8") as file:
+        limits = dict(part.split("\n", 1) for part in file.read().split("\n## ")[1:])
+    print(f"{len(rows) - len(missed)} of {len(rows)} are met." + (" What limits the others:\n" if missed else "\n"))
+    for what in missed:
+        explained = [text.strip() for prefix, text in limits.items() if what.startswith(prefix)]
+        print(f"- **{what}.** " + (explained[0] if explained else "Not explained yet."))
+    print()
+
+
+# ---- the figures ----
+
+def write_states():
+    print("## An idle tick in each state\n")
+    print("For each second at the real cadence, both threads: CPU time, main thread's part of it; system calls, files opened and")
+    print("child processes by strace, allocations by a preloaded counter, all with what the probes of the WAN cost, one look in 20 s.")
+    print("Instructions are those of the ticks alone, by callgrind, and the same in every run.\n")
     rows = []
-    for label in list(idle) + [label for label in ticks if label not in idle]:
-        seen, run = idle.get(label, {}), ticks.get(label, {})
-        cells = [seen.get("calls"), seen.get("opens"), seen.get("processes"), run.get("instructions"), run.get("allocations")]
-        rows.append([label] + ["" if cell is None else f"{cell:,.2f}".removesuffix(".00") for cell in cells])
-    table(["state", "system calls", "files opened", "processes", "instructions", "allocations in all ticks"], rows)
+    for label in LABELS:
+        calls, windows = CALLS.get(label, {}), CPU.get(label, ([], []))
+        rows.append([label, show(median(windows[0]), 1), show(median(windows[1]), 1),
+                     show(TICKS.get(label, {}).get("instructions"), 0)] +
+                    [show(calls.get(what)) for what in ("calls", "opens", "processes", "allocations")])
+    table(["state", "CPU, µs", "ticks' thread, µs", "instructions", "system calls", "files opened", "child processes", "allocations"],
+          rows)
+    print("The system calls by name, a second:\n")
+    table(["state", "calls"], [rest for rest in LINES["names"] if rest[0] in STATE_LABELS])
 
 
-def write_cadence():
-    windows = collections.defaultdict(list)
-    for label, number in lines("cadence"):
-        windows[label].append(float(number) / 1000)
-    print("## CPU time at the real cadence\n\nMicroseconds a second, own and of ended children, in windows of ten seconds side by side;")
-    print("the ratio is the median of those of the windows. The shell loop reads 40 values, the ARP table, two counters and")
-    print("looks for a process; the sleeper only sleeps.\n")
-    table(["program", "median", "daemon's next to it", "aim"],
-          [[label, f"{statistics.median(windows[label]):.0f}", f"{pair_ratio(windows['daemon'], windows[label]):.4f}", aim]
-           for label, aim in (("daemon", ""), ("sleeper", "1.5"), ("shell", "1/800"))])
+def write_growth():
+    print("## Growth\n\nNext to the smallest of its kind: CPU in the same windows, and instructions.\n")
+    rows = []
+    for label in LABELS[7:]:
+        base = "quiet-check window" if label.startswith("quiet") else "online"
+        ours, others = TICKS.get(label, {}).get("instructions"), TICKS.get(base, {}).get("instructions")
+        rows.append([label, base, show_ratio(cpu_ratio(label, base)), show_ratio(ours / others if ours and others else None)])
+    table(["state", "next to", "CPU", "instructions"], rows)
 
 
-    print("The windows hold the probes of the WAN, and every call meets cold caches. How the time next to the sleeper divides")
-    print("between these has not been measured.\n")
+def write_rivals():
+    print("## Next to others, CPU at the real cadence\n")
+    print("Microseconds a second with all child processes, by control group, in windows of 20 s side by side, 20 processes in each")
+    print("namespace.\n")
+    rows = [[label, show(median(CPU[label][0]), 1), f"{show(min(CPU[label][0]), 1)} to {show(max(CPU[label][0]), 1)}",
+             show_ratio(cpu_ratio("online", label)), show(MEMORY.get(label), 0)]
+            for label in ("online", "sleeper", "monit", "watchdog", "naive", "tuned") if label in CPU]
+    table(["program", "median", "windows", "daemon's next to it", "anonymous memory, kB"], rows)
 
 
-def write_store():
-    times = store()
-    print("## The store\n\nCPU nanoseconds, medians of five, in turn with the other side.\n")
-    table(["what", "ours", "LMDB's own", "ratio", "aim"],
-          [[one, f"{statistics.median(times[one]):,.0f}", f"{statistics.median(times[other]):,.0f}",
-            f"{pair_ratio(times[one], times[other]):.2f}", aim]
-           for one, other, aim in (("get_value", "lmdb_read", "0.5 while nothing changed"), ("get_missing_value", "lmdb_read", "0.5"),
-                                   ("set_value", "lmdb_write", ""), ("commit", "lmdb_copy", ""))])
+def write_pairs():
+    print("## In turn with others\n\nMedian and 99th percentile of a call.\n")
+    table(["what", "ours", "99 %", "the other", "", "99 %", "ratio", "ratio of 99 %"],
+          [[what, show_ns(mine), show_ns(mine_99), other, show_ns(theirs), show_ns(theirs_99), f"{ratio:.2f}", f"{ratio_99:.2f}"]
+           for (what, other), (mine, mine_99, theirs, theirs_99, ratio, ratio_99) in PAIRS.items()])
+    one_way = [(other, found[0], found[2]) for (what, other), found in PAIRS.items() if what == "1000 messages one way"]
+    for other, mine, theirs in one_way:
+        print(f"- messages a second one way: {1e12 / mine:,.0f}; {other}: {1e12 / theirs:,.0f}")
+    print()
 
 
-def write_shell():
-    counts = {what: float(number) for what, number in lines("shell")}
-    print("## cfm\n")
-    ratios = (("cfm get, instructions", "cfm get", "empty program", "1.3"),
-              ("commit, bytes next to the contents", "commit bytes", "contents", "1.1"))
-    table(["what", "ours", "the other", "ratio", "aim"],
-          [[what, f"{counts[one]:,.0f}", f"{counts[other]:,.0f}", f"{counts[one] / counts[other]:.2f}", aim]
-           for what, one, other, aim in ratios])
-    print(f"A commit syncs {counts['commit syncs']:.0f} times (aim: at most 2); one of nothing new syncs "
-          f"{counts['commit of nothing new syncs']:.0f} times and writes {counts['commit of nothing new bytes']:.0f} bytes (aim: 0 and 0).")
-    print("The empty program is linked as cfm is, with libstdc++ inside: so it has next to nothing to load, and what is left of a")
-    print("cfm get is reading the command line, opening LMDB and one read.")
+def write_counts():
+    print("## cfm in counts\n")
+    table(["what", "number"], [[what, show(number)] for what, number in CFM.items()])
 
 
-print("# What it costs\n\nWritten by `bench/run`; every number can be had again by it.\n")
-print(f"Machine: {os.cpu_count()} processors, {platform.machine()}, Linux {platform.release()}, load {os.getloadavg()[0]:.1f}.\n")
-write_idle()
-write_cadence()
-write_store()
-write_shell()
+def write_proofs():
+    print("## That the states are what they are called\n\nSeen from outside, in the store and in the system, in every one of the")
+    print("measurements.\n")
+    seen = collections.defaultdict(list)
+    for label, proven, evidence in LINES["proof"]:
+        seen[label].append((proven, evidence))
+    table(["state", "seen", "evidence"],
+          [[label, f"{sum(proven == 'yes' for proven, _ in looks)} of {len(looks)} times",
+            next((evidence for proven, evidence in looks if proven == "no"), looks[0][1])] for label, looks in
+           ((label, seen[label]) for label in LABELS) if looks])
+
+
+def first_line(*command):
+    try:
+        return subprocess.run(command, capture_output=True, text=True, check=True).stdout.split("\n")[0]
+    except (OSError, subprocess.CalledProcessError):
+        return NONE
+
+
+def processor():
+    with open("/proc/cpuinfo", encoding="utf-8") as file:
+        names = [line.split(":")[1].strip() for line in file if line.startswith("model name")]
+    return names[0] if names else platform.machine()
+
+
+def write_machine():
+    print("# What it costs\n\nWritten by `bench/run`, which repeats it; `bench/README.md` says what is measured how.\n")
+    packages = [first_line("dpkg-query", "-W", "-f", "${binary:Package} ${Version}", name)
+                for name in ("monit", "watchdog", "busybox-static", "busybox", "dbus-daemon", "liblmdb0", "libc6")]
+    print(f"Machine: {processor()}, {os.cpu_count()} processors, Linux {platform.release()}, {first_line('c++', '--version')}.")
+    print(f"Load in the last 15 minutes: {os.getloadavg()[2]:.1f}, the benchmark's own included.")
+    print("Beside it: " + ", ".join(name for name in packages if name != NONE) + ".\n")
+
+
+write_machine()
+write_aims()
+write_states()
+write_growth()
+write_rivals()
+write_pairs()
+write_counts()
+write_proofs()

@@ -1,31 +1,34 @@
-// What the store's calls cost, each beside LMDB doing the same by itself in the same program, on the same kind of file
+// What the store's calls cost, in turn with LMDB doing the same by itself in the same program, on the same kind of file
 // system and with as many keys.
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <string>
 #include <unistd.h>
+#include <vector>
 
-#include <benchmark/benchmark.h>
 #include <lmdb.h>
 
+#include "bench/alternate.h"
 #include "platform/config_store.h"
-#include "platform/linux/config_store_admin.h"
 
 namespace
 {
 
-constexpr int KEYS = 500; // about what a router has
-constexpr const char *KEY = "wl2g.public.key250";
+constexpr int KEYS = 500;      // about what a router has
+constexpr int TICK_READS = 40; // keys that a tick asks for
+
+const std::string KEY = "wl2g.public.key250";
+const std::string MISSING_KEY = "wl2g.public.none";
+const std::string OTHER_KEY = "wl2g.public.key499"; // beyond those of a tick
 
 std::string key_of(int number)
 {
     return "wl2g.public.key" + std::to_string(number);
 }
 
-// A folder in memory, gone with the program.
+// Folders in memory, gone with the program.
 class Folder
 {
 public:
@@ -43,180 +46,151 @@ public:
     }
     Folder(const Folder &) = delete;
     Folder &operator=(const Folder &) = delete;
+    Folder(Folder &&) = delete;
+    Folder &operator=(Folder &&) = delete;
 
     std::filesystem::path path;
 };
 
-void check(int result)
+void check(bool good)
 {
-    if (result == 0)
-        return;
-    std::fprintf(stderr, "LMDB: %s\n", mdb_strerror(result));
-    std::abort();
+    if (!good)
+        std::abort();
 }
 
-MDB_val lmdb_value(const std::string &text)
-{
-    return {text.size(), const_cast<char *>(text.data())};
-}
+// ---- LMDB by itself ----
 
-void put(MDB_env *env, const std::string &key, const std::string &value)
+MDB_env *raw;
+MDB_txn *reader;
+
+void put(const std::string &key, const std::string &value)
 {
     MDB_txn *transaction = nullptr;
-    MDB_val key_value = lmdb_value(key);
-    MDB_val stored = lmdb_value(value);
-    check(mdb_txn_begin(env, nullptr, 0, &transaction));
-    check(mdb_put(transaction, 1, &key_value, &stored, 0));
-    check(mdb_txn_commit(transaction));
+    MDB_val key_value = {key.size(), const_cast<char *>(key.data())};  // NOLINT(*-const-cast): the library's signature
+    MDB_val stored = {value.size(), const_cast<char *>(value.data())}; // NOLINT(*-const-cast)
+    check(mdb_txn_begin(raw, nullptr, 0, &transaction) == 0);
+    check(mdb_put(transaction, 1, &key_value, &stored, 0) == 0);
+    check(mdb_txn_commit(transaction) == 0);
 }
 
-// LMDB by itself, opened as the store opens it.
-MDB_env *raw()
+// Opened as the store opens it.
+void open_raw(const Folder &folder)
 {
-    static Folder folder;
-    static MDB_env *env = [] {
-        MDB_env *opened = nullptr;
-        MDB_txn *transaction = nullptr;
-        MDB_dbi database = 0;
-        check(mdb_env_create(&opened));
-        check(mdb_env_set_mapsize(opened, 4UL * 1024 * 1024));
-        check(mdb_env_open(opened, (folder.path / "raw.mdb").c_str(), MDB_NOSUBDIR | MDB_NOSYNC | MDB_NOTLS, 0600));
-        check(mdb_txn_begin(opened, nullptr, 0, &transaction));
-        check(mdb_dbi_open(transaction, nullptr, 0, &database));
-        check(mdb_txn_commit(transaction));
-        for (int i = 0; i < KEYS; i++)
-            put(opened, key_of(i), "some value " + std::to_string(i));
-        return opened;
-    }();
-    return env;
+    MDB_txn *transaction = nullptr;
+    MDB_dbi database = 0;
+    check(mdb_env_create(&raw) == 0);
+    check(mdb_env_set_mapsize(raw, 4UL * 1024 * 1024) == 0);
+    check(mdb_env_open(raw, (folder.path / "raw.mdb").c_str(), MDB_NOSUBDIR | MDB_NOSYNC | MDB_NOTLS, 0600) == 0);
+    check(mdb_txn_begin(raw, nullptr, 0, &transaction) == 0);
+    check(mdb_dbi_open(transaction, nullptr, 0, &database) == 0);
+    check(mdb_txn_commit(transaction) == 0);
+    for (int i = 0; i < KEYS; i++)
+        put(key_of(i), "some value " + std::to_string(i));
+    check(mdb_txn_begin(raw, nullptr, MDB_RDONLY, &reader) == 0);
+    mdb_txn_reset(reader);
 }
-
-void open_store()
-{
-    static Folder folder;
-    static const bool opened = [] {
-        setenv("TIME_CHECK_RUN_DIR", (folder.path / "run").c_str(), 1);
-        setenv("TIME_CHECK_CONF_DIR", (folder.path / "conf").c_str(), 1);
-        for (int i = 0; i < KEYS; i++)
-            check(SetValue(key_of(i).c_str(), ("some value " + std::to_string(i)).c_str()) - 1);
-        return true;
-    }();
-    benchmark::DoNotOptimize(opened);
-}
-
-// ---- reading ----
-
-void get_value(benchmark::State &state)
-{
-    open_store();
-    char value[64];
-    for (auto pass : state) {
-        benchmark::DoNotOptimize(GetValue(KEY, value));
-        benchmark::ClobberMemory();
-    }
-}
-BENCHMARK(get_value);
-
-void get_missing_value(benchmark::State &state)
-{
-    open_store();
-    char value[64];
-    for (auto pass : state)
-        benchmark::DoNotOptimize(GetValue("wl2g.public.none", value));
-}
-BENCHMARK(get_missing_value);
 
 // A read that sees what others wrote: a snapshot of its own, renewed; the value copied out.
-void lmdb_read(benchmark::State &state)
+void get_raw(const std::string &key)
 {
-    MDB_txn *transaction = nullptr;
-    check(mdb_txn_begin(raw(), nullptr, MDB_RDONLY, &transaction));
-    mdb_txn_reset(transaction);
-    char value[64];
-    MDB_val key = {strlen(KEY), const_cast<char *>(KEY)};
-    for (auto pass : state) {
-        MDB_val found;
-        check(mdb_txn_renew(transaction));
-        check(mdb_get(transaction, 1, &key, &found));
+    char value[64] = "";
+    MDB_val asked = {key.size(), const_cast<char *>(key.data())}; // NOLINT(*-const-cast)
+    MDB_val found;
+    check(mdb_txn_renew(reader) == 0);
+    if (mdb_get(reader, 1, &asked, &found) == 0) {
         memcpy(value, found.mv_data, found.mv_size);
         value[found.mv_size] = '\0';
-        mdb_txn_reset(transaction);
-        benchmark::ClobberMemory();
     }
-    mdb_txn_abort(transaction);
+    mdb_txn_reset(reader);
+    asm volatile("" : : "r"(value) : "memory");
 }
-BENCHMARK(lmdb_read);
 
-// ---- writing ----
-
-void set_value(benchmark::State &state)
+// A copy of the whole environment, synced: what LMDB has to offer in place of a text.
+void copy_raw(const std::string &path)
 {
-    open_store();
-    const char *const values[] = {"some value", "another one"};
-    size_t pass_number = 0;
-    for (auto pass : state)
-        check(SetValue(KEY, values[pass_number++ % 2]) - 1);
+    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    check(fd >= 0 && mdb_env_copyfd(raw, fd) == 0 && fsync(fd) == 0);
+    close(fd);
 }
-BENCHMARK(set_value);
 
-void set_same_value(benchmark::State &state)
+// ---- the store ----
+
+void get(const std::string &key)
 {
-    open_store();
-    check(SetValue(KEY, "some value") - 1);
-    for (auto pass : state)
-        check(SetValue(KEY, "some value") - 1);
+    char value[64];
+    GetValue(key.c_str(), value);
+    asm volatile("" : : "r"(value) : "memory");
 }
-BENCHMARK(set_same_value);
 
-void lmdb_write(benchmark::State &state)
+void open_store(const Folder &folder)
 {
-    MDB_env *env = raw();
-    const std::string values[] = {"some value", "another one"};
-    const std::string key = KEY;
-    size_t pass_number = 0;
-    for (auto pass : state)
-        put(env, key, values[pass_number++ % 2]);
+    setenv("TIME_CHECK_RUN_DIR", (folder.path / "run").c_str(), 1);   // NOLINT(concurrency-mt-unsafe)
+    setenv("TIME_CHECK_CONF_DIR", (folder.path / "conf").c_str(), 1); // NOLINT(concurrency-mt-unsafe)
+    for (int i = 0; i < KEYS; i++)
+        check(SetValue(key_of(i).c_str(), ("some value " + std::to_string(i)).c_str()) == 1);
 }
-BENCHMARK(lmdb_write);
 
-// ---- committing ----
-
-void commit(benchmark::State &state)
+// Another value at each call.
+const char *next_value()
 {
-    open_store();
-    const char *const values[] = {"some value", "another one"};
-    size_t pass_number = 0;
-    for (auto pass : state) {
-        state.PauseTiming();
-        check(SetValue(KEY, values[pass_number++ % 2]) - 1);
-        state.ResumeTiming();
-        check(CommitCfm() - 1);
-    }
+    static bool odd;
+    odd = !odd;
+    return odd ? "some value" : "another one";
 }
-BENCHMARK(commit);
 
-void commit_without_a_change(benchmark::State &state)
+void set(const std::string &key, const char *value)
 {
-    open_store();
-    check(CommitCfm() - 1);
-    for (auto pass : state)
-        check(CommitCfm() - 1);
+    check(SetValue(key.c_str(), value) == 1);
 }
-BENCHMARK(commit_without_a_change);
 
-// What LMDB has to offer in place of a text: a copy of the whole environment, synced.
-void lmdb_copy(benchmark::State &state)
+void commit()
 {
-    MDB_env *env = raw();
-    const Folder folder;
-    const std::string path = folder.path / "copy.mdb";
-    for (auto pass : state) {
-        const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        check(mdb_env_copyfd(env, fd));
-        fsync(fd);
-        close(fd);
-    }
+    check(CommitCfm() != 0);
 }
-BENCHMARK(lmdb_copy);
+
+// ---- what is compared ----
+
+void reads()
+{
+    static std::vector<std::string> keys;
+    keys.reserve(TICK_READS);
+    for (int i = 0; i < TICK_READS; i++)
+        keys.push_back(key_of(i * 10));
+    const auto each = [](void (*call)(const std::string &)) {
+        return [call] {
+            for (const std::string &key : keys)
+                call(key);
+        };
+    };
+    bench::alternate("GetValue while nothing changed", {"GetValue", [] { get(KEY); }, {}},
+                     {"LMDB get, own snapshot", [] { get_raw(KEY); }, {}}, {15, 40, 1000});
+    bench::alternate("GetValue of a missing key", {"GetValue", [] { get(MISSING_KEY); }, {}},
+                     {"LMDB get, own snapshot", [] { get_raw(MISSING_KEY); }, {}}, {15, 40, 1000});
+    bench::alternate("40 GetValue after a change", {"GetValue", each(get), [] { set(OTHER_KEY, next_value()); }},
+                     {"LMDB get, own snapshot", each(get_raw), [] { put(OTHER_KEY, next_value()); }}, {15, 500, 1});
+}
+
+void writes(const std::string &copy)
+{
+    bench::alternate("SetValue", {"SetValue", [] { set(KEY, next_value()); }, {}},
+                     {"LMDB put and commit", [] { put(KEY, next_value()); }, {}}, {15, 40, 50});
+    bench::alternate("SetValue of what is there", {"SetValue", [] { set(OTHER_KEY, "the same"); }, {}},
+                     {"LMDB put and commit", [] { put(OTHER_KEY, "the same"); }, {}}, {15, 40, 50});
+    bench::alternate("CommitCfm", {"CommitCfm", commit, [] { set(KEY, next_value()); }},
+                     {"LMDB copy of the environment", [&] { copy_raw(copy); }, {}}, {15, 40, 1});
+    bench::alternate("CommitCfm of nothing new", {"CommitCfm", commit, {}},
+                     {"LMDB copy of the environment", [&] { copy_raw(copy); }, {}}, {15, 40, 1});
+}
 
 } // namespace
+
+int main()
+{
+    const Folder folder;
+    open_raw(folder);
+    open_store(folder);
+    reads();
+    writes(folder.path / "copy.mdb");
+    mdb_txn_abort(reader);
+    mdb_env_close(raw);
+}

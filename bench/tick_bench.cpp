@@ -1,61 +1,41 @@
-// What an idle tick of the whole daemon costs on the plain-Linux ground.
+// tick_bench TICKS: so many idle ticks of the whole daemon at once, in the surroundings and with the store that it
+// finds, for tools that count what a program does. Prints "anonymous BEFORE AFTER", that memory in kB.
 //
-// The daemon's own main runs on a context of its own; its sleep hands back to the benchmark, so that one iteration is
-// one pass of its loop. All in namespaces of the process's own, since the daemon sets up its chains when it starts.
-//
-// "tick_bench ticks N" only runs so many ticks, in the surroundings and with the store that it finds, and prints the
-// heap allocations in them: for tools that count what a program does.
-#include <benchmark/benchmark.h>
-
+// The daemon's own main runs on a context of its own; its sleep hands back to the benchmark, so that one pass of its
+// loop is one tick. Each takes a second of the clocks that the daemon reads, and none of real time.
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <ext/stdio_filebuf.h>
+#include <ctime>
 #include <fcntl.h>
-#include <filesystem>
-#include <iostream>
-#include <sched.h>
-#include <string_view>
+#include <fstream>
+#include <string>
+#include <sys/select.h>
 #include <ucontext.h>
 #include <unistd.h>
 #include <vector>
 
-#include "platform/config_store.h"
+#include <valgrind/callgrind.h>
+
 #include "platform/system.h"
 
 extern "C" int time_check_main();
+
+// What the daemon calls in place of the C library and the ground (tick_bench.cmake).
 extern "C" unsigned bench_sleep(unsigned seconds);
-
-// glibc's own allocator, which every allocation of the program goes to through the counting calls below.
-extern "C" void *__libc_malloc(size_t size);                // NOLINT(bugprone-reserved-identifier)
-extern "C" void *__libc_calloc(size_t count, size_t size);  // NOLINT(bugprone-reserved-identifier)
-extern "C" void *__libc_realloc(void *memory, size_t size); // NOLINT(bugprone-reserved-identifier)
-
-static std::atomic<unsigned long> allocations;
-
-extern "C" void *malloc(size_t size)
-{
-    allocations++;
-    return __libc_malloc(size);
-}
-
-extern "C" void *calloc(size_t count, size_t size)
-{
-    allocations++;
-    return __libc_calloc(count, size);
-}
-
-extern "C" void *realloc(void *memory, size_t size)
-{
-    allocations++;
-    return __libc_realloc(memory, size);
-}
+extern "C" int bench_select(int number, fd_set *readable, fd_set *writable, fd_set *failed, timeval *timeout);
+extern "C" time_t bench_time(time_t *result);
+extern "C" int bench_get_uptime();
 
 namespace
 {
 
+constexpr int SETTLE_TICKS = 600; // the CPU watchdog's samples get rare within 512
+constexpr useconds_t SETTLE_PAUSE_US = 30000;
+
 ucontext_t bench_context;
 ucontext_t daemon_context;
+std::atomic<int> ticks_done;
 
 void enter_daemon()
 {
@@ -67,6 +47,7 @@ void enter_daemon()
 void one_tick()
 {
     swapcontext(&bench_context, &daemon_context);
+    ticks_done++;
 }
 
 void start_daemon()
@@ -76,107 +57,81 @@ void start_daemon()
     daemon_context.uc_stack.ss_sp = stack.data();
     daemon_context.uc_stack.ss_size = stack.size();
     makecontext(&daemon_context, enter_daemon, 0);
-    one_tick();
 }
 
-// A router that is online and has nothing to do: the most common second of its life.
-void configure()
-{
-    SetValue("sys.workmode", "router");
-    SetValue("wl2g.public.mode", "ap");
-    SetValue("wl5g.public.mode", "ap");
-    SetValue("wan1_isonln", "1");
-    SetValue("sys.schedulereboot.enable", "1");
-    SetValue("sys.schedulereboot.type", "1");
-}
-
-// The daemon's loop starts with the CPU watchdog's samples, which get rare within 512 ticks.
+// With pauses, for the reachability thread to make its first pass, and for netctrl to carry out what it is told.
 void settle()
 {
-    for (int i = 0; i < 600; i++)
+    for (int i = 0; i < SETTLE_TICKS; i++) {
         one_tick();
+        usleep(SETTLE_PAUSE_US);
+    }
 }
 
-void idle_tick(benchmark::State &state)
+long anonymous_kb()
 {
-    for (auto _ : state)
-        one_tick();
+    std::ifstream rollup("/proc/self/smaps_rollup");
+    std::string word;
+    long kilobytes = -1;
+    while (rollup >> word)
+        if (word == "Anonymous:" && rollup >> kilobytes)
+            break;
+    return kilobytes;
 }
 
-void get_value(benchmark::State &state)
-{
-    char value[16];
-    for (auto _ : state)
-        benchmark::DoNotOptimize(GetValue("sys.workmode", value));
-}
-
-void clock_reading(benchmark::State &state)
-{
-    for (auto _ : state)
-        benchmark::DoNotOptimize(get_uptime());
-}
-
-BENCHMARK(idle_tick)->Unit(benchmark::kMicrosecond);
-BENCHMARK(get_value)->Unit(benchmark::kMicrosecond);
-BENCHMARK(clock_reading)->Unit(benchmark::kMicrosecond);
-
-// The daemon prints to standard output; the report goes to what was there before.
+// The daemon prints to standard output; the result goes to what was there before.
 int take_standard_output()
 {
     const int report = dup(STDOUT_FILENO);
     const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
     dup2(nowhere, STDOUT_FILENO);
-    dup2(nowhere, STDERR_FILENO);
     close(nowhere);
     return report;
 }
 
-[[noreturn]] void only_ticks(int ticks)
-{
-    const int report = take_standard_output();
-    start_daemon();
-    settle();
-    const unsigned long before = allocations;
-    for (int i = 0; i < ticks; i++)
-        one_tick();
-    dprintf(report, "%lu\n", allocations - before);
-    std::_Exit(0);
-}
-
 } // namespace
 
-extern "C" unsigned bench_sleep(unsigned /*seconds*/)
+unsigned bench_sleep(unsigned /*seconds*/)
 {
     swapcontext(&daemon_context, &bench_context);
     return 0;
 }
 
+int bench_select(int /*number*/, fd_set * /*readable*/, fd_set * /*writable*/, fd_set * /*failed*/,
+                 timeval * /*timeout*/)
+{
+    return 0;
+}
+
+time_t bench_time(time_t *result)
+{
+    static const time_t started = time(nullptr);
+    const time_t now = started + ticks_done;
+    if (result != nullptr)
+        *result = now;
+    return now;
+}
+
+int bench_get_uptime()
+{
+    static const int started = get_uptime();
+    return started + ticks_done;
+}
+
 int main(int argc, char **argv)
 {
-    if (argc == 3 && std::string_view(argv[1]) == "ticks")
-        only_ticks(std::atoi(argv[2]));
-    if (unshare(CLONE_NEWUSER | CLONE_NEWNET | CLONE_NEWNS) != 0) {
-        std::perror("tick_bench: no namespaces of its own");
-        return 1;
+    if (argc != 2) {
+        std::fputs("usage: tick_bench TICKS\n", stderr);
+        return 2;
     }
-    const std::filesystem::path folder =
-        std::filesystem::temp_directory_path() / ("tick_bench." + std::to_string(getpid()));
-    std::filesystem::create_directories(folder);
-    setenv("TIME_CHECK_RUN_DIR", (folder / "run").c_str(), 1);
-    setenv("TIME_CHECK_CONF_DIR", (folder / "conf").c_str(), 1);
-
-    benchmark::Initialize(&argc, argv);
-    __gnu_cxx::stdio_filebuf<char> report_buffer(take_standard_output(), std::ios::out);
-    std::ostream report(&report_buffer);
-    benchmark::ConsoleReporter reporter(benchmark::ConsoleReporter::OO_Tabular);
-    reporter.SetOutputStream(&report);
-    reporter.SetErrorStream(&report);
-
-    configure();
+    const int report = take_standard_output();
     start_daemon();
     settle();
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    report.flush();
-    std::filesystem::remove_all(folder);
+    const long before = anonymous_kb();
+    CALLGRIND_START_INSTRUMENTATION;
+    for (int i = std::atoi(argv[1]); i > 0; i--)
+        one_tick();
+    CALLGRIND_STOP_INSTRUMENTATION;
+    dprintf(report, "anonymous\t%ld\t%ld\n", before, anonymous_kb());
     std::_Exit(0); // the reachability thread runs for ever
 }

@@ -1,17 +1,26 @@
-// What the CPU watchdog costs, in processor time: a tick that samples next to the raw reads that it needs, and the
-// average tick. For system calls run one of them under "strace -c" (--benchmark_filter).
-#include <benchmark/benchmark.h>
-
+// What the CPU watchdog costs: a tick that samples, in turn with the bare reads that it needs. The pause between a
+// sample's two readings is left out.
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
 #include <string>
+#include <sys/select.h>
 #include <unistd.h>
 
+#include "bench/alternate.h"
 #include "time_check/time_check_cpu.h"
 #include "time_check/time_check_text.h"
+
+// Every call of select in the program comes here (linker option --wrap=select).
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker's name
+extern "C" int __wrap_select(int number, fd_set *readable, fd_set *writable, fd_set *failed, timeval *timeout);
+int __wrap_select(int /*number*/, fd_set * /*readable*/, fd_set * /*writable*/, fd_set * /*failed*/,
+                  timeval * /*timeout*/)
+{
+    return 0;
+}
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace
 {
@@ -24,59 +33,32 @@ std::string write_pid_file()
     return path;
 }
 
-void read_raw(const char *path)
+void read_bare(const std::string &path)
 {
     std::array<char, 1024> text;
-    const int fd = open(path, O_RDONLY | O_CLOEXEC);
-    benchmark::DoNotOptimize(read(fd, text.data(), text.size()));
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (read(fd, text.data(), text.size()) < 0)
+        std::perror(path.c_str());
     close(fd);
 }
 
-// The pause between a sample's two readings is part of the real time and not of the processor's.
-void sampling_tick(benchmark::State &state)
-{
-    for (auto _ : state) {
-        state.PauseTiming();
-        set_time_check_cpu_info(); // back at the first period, so the next tick samples
-        state.ResumeTiming();
-        time_check_cpu();
-    }
-}
-
-void raw_reads_of_a_sample(benchmark::State &state)
-{
-    const std::string pid_file = exe_info[0].exe_pid_file;
-    const std::string process = "/proc/" + std::to_string(getpid()) + "/stat";
-    for (auto _ : state) {
-        read_raw(pid_file.c_str());
-        for (int reading = 0; reading < 2; reading++) {
-            read_raw("/proc/stat");
-            read_raw(process.c_str());
-        }
-    }
-}
-
-// As it goes on: one tick in 256 samples.
-void average_tick(benchmark::State &state)
-{
-    set_time_check_cpu_info();
-    for (int tick = 0; tick < 512; tick++)
-        time_check_cpu();
-    for (auto _ : state)
-        time_check_cpu();
-}
-
-BENCHMARK(sampling_tick)->Unit(benchmark::kMicrosecond)->Iterations(20);
-BENCHMARK(raw_reads_of_a_sample)->Unit(benchmark::kMicrosecond);
-BENCHMARK(average_tick)->Unit(benchmark::kMicrosecond)->Iterations(2560);
-
 } // namespace
 
-int main(int argc, char **argv)
+int main()
 {
     const std::string pid_file = write_pid_file();
+    const std::string process = "/proc/" + std::to_string(getpid()) + "/stat";
     copy_text(exe_info[0].exe_pid_file, sizeof exe_info[0].exe_pid_file, pid_file.c_str());
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
+    const auto bare_reads = [&] {
+        read_bare(pid_file);
+        for (int reading = 0; reading < 2; reading++) {
+            read_bare("/proc/stat");
+            read_bare(process);
+        }
+    };
+    // Set anew, the watchdog is back at its first period, so that the next tick samples.
+    bench::alternate("tick with a CPU sample",
+                     {"time_check_cpu", [] { time_check_cpu(); }, [] { set_time_check_cpu_info(); }},
+                     {"its bare reads", bare_reads, {}}, {15, 40, 1});
     unlink(pid_file.c_str());
 }

@@ -47,12 +47,28 @@ forbid_services()
     as_root chmod 755 "$POLICY"
 }
 
-# A media server that nobody asked for must not come up with the machine's next start either.
+# services_of PACKAGE: what it would have the machine start, and nobody asked for
+services_of()
+{
+    case $1 in
+    minidlna | monit) echo "$1" ;;
+    watchdog) echo watchdog wd_keepalive ;;
+    esac
+}
+
+# disable_services PACKAGE...: they must not come up with the machine's next start either
 disable_services()
 {
-    [[ " $* " == *" minidlna "* ]] || return 0
-    [[ -d /run/systemd/system ]] || return 0
-    as_root systemctl --quiet disable minidlna.service
+    local package service
+    for package in "$@"; do
+        for service in $(services_of "$package"); do
+            if command -v systemctl >/dev/null; then
+                as_root systemctl --quiet disable "$service.service"
+            else
+                as_root update-rc.d "$service" disable
+            fi
+        done
+    done
 }
 
 # apt_install PACKAGE...: prints what apt-get said only when it failed

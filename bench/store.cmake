@@ -1,2 +1,0 @@
-add_executable(store_bench store_bench.cpp)
-target_link_libraries(store_bench PRIVATE house_warnings platform_linux benchmark::benchmark_main)
