@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
 #include <net/if.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -27,27 +29,100 @@ static int query_socket()
     return socket;
 }
 
-static bool query(const char *ifname, unsigned long request, in_addr *address)
+static in_addr address_in(const ifreq *answer)
+{
+    sockaddr_in found = {};
+    memcpy(&found, &answer->ifr_addr, sizeof found);
+    return found.sin_addr;
+}
+
+static bool netmask_of(const char *ifname, in_addr *netmask)
 {
     ifreq question = {};
-    const size_t length = strlen(ifname);
-    if (length == 0 || length >= sizeof question.ifr_name)
-        return false;
-    memcpy(question.ifr_name, ifname, length);
+    memcpy(question.ifr_name, ifname, strlen(ifname));
     question.ifr_addr.sa_family = AF_INET;
-    if (ioctl(query_socket(), request, &question) != 0)
+    if (ioctl(query_socket(), SIOCGIFNETMASK, &question) != 0)
         return false;
-    sockaddr_in answer = {};
-    memcpy(&answer, &question.ifr_addr, sizeof answer);
-    *address = answer.sin_addr;
+    *netmask = address_in(&question);
+    return true;
+}
+
+// ---- addresses ----
+
+// All IPv4 addresses of the machine under their interfaces' names. Asked about a single name that there is not, the
+// kernel would each time have a program look for a module of that name.
+struct address_list {
+    ifreq entries[64];
+    size_t number;
+    bool is_watched; // any change since it was read will be told
+    bool is_current; // none had been told just now
+};
+
+static thread_local address_list addresses;
+static thread_local int changes = -1; // where the kernel tells of them
+
+int address_changes()
+{
+    if (changes >= 0)
+        return changes;
+    sockaddr_nl own = {};
+    own.nl_family = AF_NETLINK;
+    own.nl_groups = RTMGRP_IPV4_IFADDR;
+    const int socket = ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE);
+    const sockaddr *const generic = reinterpret_cast<sockaddr *>(&own); // NOLINT(*-reinterpret-cast)
+    if (socket >= 0 && bind(socket, generic, sizeof own) == 0)
+        changes = socket;
+    else if (socket >= 0)
+        close(socket);
+    return changes;
+}
+
+void addresses_stood_still()
+{
+    addresses.is_current = addresses.is_watched;
+}
+
+void addresses_may_have_changed()
+{
+    addresses.is_current = false;
+}
+
+void addresses_changed()
+{
+    char message[64]; // what changed is not asked; the rest of it is cut off
+    addresses.is_watched = false;
+    addresses.is_current = false;
+    while (recv(changes, message, sizeof message, 0) >= 0 || errno == ENOBUFS) {
+    }
+}
+
+static bool read_addresses()
+{
+    ifconf question = {};
+    question.ifc_len = sizeof addresses.entries;
+    question.ifc_req = addresses.entries;
+    if (ioctl(query_socket(), SIOCGIFCONF, &question) != 0)
+        return false;
+    addresses.number = static_cast<size_t>(question.ifc_len) / sizeof(ifreq);
+    addresses.is_watched = changes >= 0;
     return true;
 }
 
 bool address_of_interface(const char *ifname, in_addr *address, in_addr *netmask)
 {
-    return (address == nullptr || query(ifname, SIOCGIFADDR, address)) &&
-           (netmask == nullptr || query(ifname, SIOCGIFNETMASK, netmask));
+    if (!addresses.is_current && !read_addresses())
+        return false;
+    size_t i = 0;
+    while (i < addresses.number && strcmp(addresses.entries[i].ifr_name, ifname) != 0)
+        i++;
+    if (i == addresses.number)
+        return false;
+    if (address != nullptr)
+        *address = address_in(&addresses.entries[i]);
+    return netmask == nullptr || netmask_of(ifname, netmask);
 }
+
+// ---- links ----
 
 // Carrier and not operstate tells the link, since the latter may lag by a second. Only operstate tells that a radio has
 // carrier but is not let in yet.

@@ -15,7 +15,20 @@ enum interface_link {
 // Any thread.
 interface_link link_of_interface(const char *ifname);
 
-// The IPv4 address and its netmask (either may be null). False: there is none. Any thread.
+// The IPv4 address and its netmask (either may be null), among the machine's first 64. False: there is none. Any
+// thread.
 bool address_of_interface(const char *ifname, in_addr *address, in_addr *netmask);
+
+// ---- for a thread that sleeps between its questions: what has not changed since need not be read again ----
+
+// A descriptor of the calling thread's own that is readable once an address has changed; -1: nobody tells.
+int address_changes();
+
+// Has been readable: reads everything from it and forgets the addresses.
+void addresses_changed();
+
+// Was not readable just now, until the next addresses_may_have_changed().
+void addresses_stood_still();
+void addresses_may_have_changed();
 
 #endif

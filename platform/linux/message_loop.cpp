@@ -11,6 +11,7 @@
 #include "platform/linux/bus.h"
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
+#include "platform/linux/interface.h"
 
 static bus_end own_end;
 static bool is_registered;
@@ -50,15 +51,22 @@ static bool hand_over_one_message()
 static void serve_messages(int64_t milliseconds)
 {
     const int64_t deadline = monotonic_ms() + milliseconds;
-    for (;;) {
-        const int64_t left_ms = deadline - monotonic_ms();
-        if (left_ms <= 0)
-            return;
+    pollfd readable[] = {{.fd = own_end.socket, .events = POLLIN, .revents = 0},
+                         {.fd = address_changes(), .events = POLLIN, .revents = 0}};
+    pollfd *const addresses = &readable[1];
+    addresses_may_have_changed();
+    for (int64_t left_ms = milliseconds; left_ms > 0; left_ms = deadline - monotonic_ms()) {
         const timespec timeout = timespec_of_ms(left_ms);
-        pollfd readable = {.fd = own_end.socket, .events = POLLIN, .revents = 0};
-        if (ppoll(&readable, 1, &timeout, nullptr) == 0)
+        if (ppoll(readable, 2, &timeout, nullptr) == 0) {
+            if (addresses->fd >= 0)
+                addresses_stood_still();
             return;
-        while (readable.revents != 0 && hand_over_one_message() && monotonic_ms() < deadline) {
+        }
+        if (addresses->revents != 0) {
+            addresses_changed();
+            addresses->fd = -1; // more of them must not wake the thread again
+        }
+        while (readable[0].revents != 0 && hand_over_one_message() && monotonic_ms() < deadline) {
         }
     }
 }

@@ -14,7 +14,7 @@
 // asking for it. It does so for all namespaces, on every kernel with performance events.
 
 constexpr int MOST_PROCESSORS = 32;
-constexpr size_t RING_PAGES = 4;         // some 160 processes between two looks
+constexpr size_t RING_PAGES = 8;         // some 300 processes between two looks
 constexpr size_t ROOM_FOR_RECORDS = 128; // with less free, some may have found no room
 constexpr size_t WORD = sizeof(uint64_t);
 
