@@ -2,7 +2,7 @@
 # Sourced by every script of the lab: the box's clock, the lines of its story, and the ways into it.
 #
 # In the environment of all of them:
-#   BOX_DIR             the box's folder: flash/ (survives a restart), log/, outer.pid
+#   BOX_DIR             the box's folder: flash/ (survives a restart), log/, outer.pid, init.pid
 #   BOX_LOG             its log/, under the name that it has where the script runs
 #   BOX_CLOCK_RATE      how many times faster than outside the box's clock goes
 #   BOX_CLOCK_START_MS  the box's wall clock when it was started, since 1970
@@ -110,7 +110,7 @@ end_box()
     local rig
     rig=$(rig_pid) && kill -KILL "$rig"
     wait_for 10 box_is_gone || die "the box in $BOX_DIR does not end"
-    rm -rf "$BOX_DIR"/{outer.pid,flash} "$BOX_DIR/log/ready"
+    rm -rf "$BOX_DIR"/{outer.pid,init.pid,flash} "$BOX_DIR/log/ready"
 }
 
 box_is_gone()
@@ -132,15 +132,21 @@ outer_pid()
 process_start()
 {
     local stat
-    stat=$(cat "/proc/$1/stat" 2>/dev/null) || return 1
-    stat=${stat##*) }
-    cut -d ' ' -f 20 <<<"$stat"
+    { read -r stat <"/proc/$1/stat"; } 2>/dev/null || return 1
+    read -r -a stat <<<"${stat##*) }"
+    echo "${stat[19]}"
 }
 
-# child_named PID NAME: the child of PID whose first argument is NAME
+# child_named PID NAME: the child of PID whose first argument is NAME. The arguments of other processes are not looked at:
+# that would wait for any of them that stands still.
 child_named()
 {
-    pgrep --parent "$1" --full "^$2( |\$)"
+    local child name
+    for child in $(pgrep --parent "$1"); do
+        { IFS= read -r -d '' name <"/proc/$child/cmdline"; } 2>/dev/null || continue
+        [[ $name != "$2" ]] || { echo "$child"; return; }
+    done
+    return 1
 }
 
 rig_pid()
@@ -149,11 +155,17 @@ rig_pid()
     outer=$(outer_pid) && pgrep --parent "$outer"
 }
 
-# init_pid: PID 1 of the box
+# init_pid: PID 1 of the box. Noted down, as finding it takes longer than most commands in the box.
 init_pid()
 {
-    local rig boot
-    rig=$(rig_pid) && boot=$(child_named "$rig" box-boot) && pgrep --parent "$boot"
+    local pid started rig boot
+    if read -r pid started 2>/dev/null <"$BOX_DIR/init.pid" && [[ $(process_start "$pid") == "$started" ]]; then
+        echo "$pid"
+        return
+    fi
+    rig=$(rig_pid) && boot=$(child_named "$rig" box-boot) && pid=$(pgrep --parent "$boot") || return
+    echo "$pid $(process_start "$pid")" >"$BOX_DIR/init.pid"
+    echo "$pid"
 }
 
 enter()
