@@ -2,8 +2,8 @@
 
 import atexit
 import base64
+import os
 import pathlib
-import shutil
 import socket
 import subprocess
 import tempfile
@@ -23,41 +23,39 @@ class Machine:
     def __init__(self, console, memory_mib=128):
         self._console = console
         self._memory_mib = memory_mib
-        self._folder = tempfile.mkdtemp(prefix="router-")
         self._process = None
         self._agent = None
         self._requests = 0
+        self._disk = tempfile.TemporaryFile(dir=BUILD)  # has no name, so nothing of it is ever left over
         atexit.register(self.end)
-        subprocess.run(["cp", "--sparse=always", BUILD / "root.img", self._disk()], check=True)
+        subprocess.run(["cp", "--sparse=always", BUILD / "root.img", self._disk_path()], check=True)
         self._power_on()
 
-    def _disk(self):
-        return f"{self._folder}/disk"
+    def _disk_path(self):
+        return f"/proc/{os.getpid()}/fd/{self._disk.fileno()}"
 
     def _power_on(self):
         self._received = b""
-        socket_path = pathlib.Path(self._folder, "agent")
-        socket_path.unlink(missing_ok=True)
-        with socket.socket(socket.AF_UNIX) as server:
-            server.bind(str(socket_path))
-            server.listen(1)
-            self._process = subprocess.Popen(self._command(socket_path), stdin=subprocess.DEVNULL)
-            server.settimeout(20)
-            self._agent, _ = server.accept()
+        self._agent, theirs = socket.socketpair()
+        with theirs:
+            command = self._command(theirs.fileno())
+            self._process = subprocess.Popen(command, stdin=subprocess.DEVNULL, pass_fds=[theirs.fileno()])
 
     # A restart ends the emulator: the board's timer can stay silent for minutes after a reset. A panic does not end it.
-    def _command(self, socket_path):
+    # However this program ends, the kernel ends the emulator then.
+    def _command(self, agent_fd):
         version = (BUILD / "kernel" / "version").read_text().strip()
         return [
+            "setpriv", "--pdeathsig", "KILL",
             "qemu-system-mipsel", "-M", "malta", "-m", str(self._memory_mib), "-no-reboot",
             "-display", "none", "-vga", "none", "-monitor", "none", "-nic", "none",
             "-kernel", f"{BUILD}/kernel/boot/vmlinuz-{version}",
             "-initrd", f"{BUILD}/start.gz",
             "-append", "console=ttyS0 quiet nokaslr rdinit=/init",
-            "-drive", f"file={self._disk()},format=raw,if=none,id=disk",
+            "-drive", f"file={self._disk_path()},format=raw,if=none,id=disk",
             "-device", "virtio-blk-pci,drive=disk",
             "-serial", self._console,
-            "-chardev", f"socket,id=agent,path={socket_path}", "-serial", "chardev:agent",
+            "-chardev", f"socket,id=agent,fd={agent_fd}", "-serial", "chardev:agent",
         ]  # fmt: skip
 
     def __enter__(self):
@@ -74,7 +72,7 @@ class Machine:
             self._process.wait()
         if self._agent is not None:
             self._agent.close()
-        shutil.rmtree(self._folder, ignore_errors=True)
+        self._disk.close()
 
     def wait_ready(self, seconds=120):
         """Until a start of the router has come so far that it takes commands."""
