@@ -30,9 +30,9 @@ class Router:
         """Says what comes next."""
         print(f"- {text}", flush=True)
 
-    def do(self, command):
+    def do(self, command, seconds=60):
         """Runs a command that must succeed, and returns what it printed."""
-        status, output = self._machine.run(command)
+        status, output = self._machine.run(command, seconds)
         if status != 0:
             raise NotSeen(f"{command}\n    gave {status} and printed: {output or 'nothing'}")
         return output
@@ -73,11 +73,16 @@ class Router:
             raise NotSeen(f"{what}\n    looked at: {command}\n    expected: at most {most}\n    saw: {seen}")
         print(f"  ok: {what}: {seen}, and may be {most}", flush=True)
 
+    def restart_daemon(self):
+        """Ends the daemon, whereupon the router starts it anew."""
+        before = self.do("pidof time_check")
+        self.do(f"kill {before}")
+        self.expect("the daemon runs again", 30, "pidof time_check", rf"^(?!{before}$)\d+$")
+
     def set_daemon_clock(self, rate):
         """Starts the daemon anew, on a clock that goes so many times faster than the machine's."""
-        before = self.do("pidof time_check")
-        self.do(f"echo {rate} >/run/clock_rate; kill {before}")
-        self.expect("the daemon runs again", 10, "pidof time_check", rf"^(?!{before}$)\d+$")
+        self.do(f"echo {rate} >/run/clock_rate")
+        self.restart_daemon()
 
     def set_clock(self, text):
         """The router's wall clock; the up-time goes on as it did."""
