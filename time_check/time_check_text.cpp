@@ -97,11 +97,18 @@ static bool fill(line_reader *reader)
 bool read_line(line_reader *reader, char *line, size_t size)
 {
     size_t length = 0;
-    while (length < size - 1 && (reader->begin < reader->end || fill(reader))) {
-        const char c = reader->buffer[reader->begin++];
-        line[length++] = c;
-        if (c == '\n')
-            break;
+    bool ended = false;
+    while (!ended && length < size - 1 && (reader->begin < reader->end || fill(reader))) {
+        const char *const text = reader->buffer + reader->begin;
+        const size_t room = size - 1 - length;
+        size_t piece = reader->end - reader->begin < room ? reader->end - reader->begin : room;
+        const auto *const line_end = static_cast<const char *>(memchr(text, '\n', piece));
+        ended = line_end != nullptr;
+        if (ended)
+            piece = static_cast<size_t>(line_end - text) + 1;
+        memcpy(line + length, text, piece);
+        length += piece;
+        reader->begin += piece;
     }
     line[length] = '\0';
     return length > 0;

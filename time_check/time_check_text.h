@@ -36,7 +36,7 @@ struct line_reader {
     bool failed; // the file could not be read to its end
     size_t begin;
     size_t end;
-    char buffer[512];
+    char buffer[4096]; // the kernel looks for the place of each read from its table's beginning
 };
 
 // False: the file cannot be opened.

@@ -12,7 +12,8 @@ static void close_keeping_errno(int fd)
     errno = kept_errno;
 }
 
-int read_small_file(const char *path, char *buffer, size_t size)
+// `only_line`: nothing behind the first line end is wanted.
+static int read_text(const char *path, char *buffer, size_t size, bool only_line)
 {
     buffer[0] = '\0';
     const int fd = open(path, O_RDONLY | O_CLOEXEC);
@@ -20,11 +21,15 @@ int read_small_file(const char *path, char *buffer, size_t size)
         return -1;
     size_t length = 0;
     ssize_t got = 0;
-    do {
+    bool more = true;
+    while (more) {
         got = read(fd, buffer + length, size - 1 - length);
+        const bool has_line =
+            got > 0 && only_line && memchr(buffer + length, '\n', static_cast<size_t>(got)) != nullptr;
         if (got > 0)
             length += static_cast<size_t>(got);
-    } while ((got > 0 && length < size - 1) || (got < 0 && errno == EINTR));
+        more = (got > 0 && length < size - 1 && !has_line) || (got < 0 && errno == EINTR);
+    }
     close_keeping_errno(fd);
     if (got < 0)
         length = 0;
@@ -32,9 +37,14 @@ int read_small_file(const char *path, char *buffer, size_t size)
     return got < 0 ? -1 : static_cast<int>(length);
 }
 
+int read_small_file(const char *path, char *buffer, size_t size)
+{
+    return read_text(path, buffer, size, false);
+}
+
 bool read_first_line(const char *path, char *line, size_t size)
 {
-    if (read_small_file(path, line, size) < 0)
+    if (read_text(path, line, size, true) < 0)
         return false;
     line[strcspn(line, "\n")] = '\0';
     return true;
