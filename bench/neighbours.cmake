@@ -1,9 +1,6 @@
 # What the daemon and cfm are measured next to.
 add_executable(bench_sleeper sleeper.c)
 target_link_libraries(bench_sleeper PRIVATE house_warnings Threads::Threads)
-add_executable(bench_caller caller.c)
-target_compile_definitions(bench_caller PRIVATE _GNU_SOURCE)
-target_link_libraries(bench_caller PRIVATE house_warnings Threads::Threads)
 add_executable(bench_empty empty.cpp)
 target_link_libraries(bench_empty PRIVATE house_warnings -Wl,--no-as-needed ${LMDB_LIBRARY} Threads::Threads)
 target_link_options(bench_empty PRIVATE -static-libstdc++ -static-libgcc)
