@@ -22,7 +22,7 @@ static pthread_mutex_t thread_locks[STORE_LOCKS] = {PTHREAD_MUTEX_INITIALIZER, P
                                                     PTHREAD_MUTEX_INITIALIZER};
 
 // A write is over in microseconds; a commit waits for the disk.
-static constexpr int64_t LOCK_DEADLINE_MS[STORE_LOCKS] = {2000, 2000, 10000};
+static constexpr int32_t LOCK_DEADLINE_MS[STORE_LOCKS] = {2000, 2000, 10000};
 static constexpr int64_t REPEATED_LINE_MS = 60000;
 
 // ---- lines ----
@@ -137,7 +137,7 @@ static void say_who_holds(store_lock lock)
     struct flock record = lock_record(lock, F_WRLCK);
     const bool known = fcntl(state_fd, F_GETLK, &record) == 0 && record.l_type != F_UNLCK;
     store_line("process %d is %s it and did not let go within %d s", known ? static_cast<int>(record.l_pid) : 0,
-               WHAT[lock], static_cast<int>(LOCK_DEADLINE_MS[lock] / 1000));
+               WHAT[lock], LOCK_DEADLINE_MS[lock] / MS_A_SECOND);
 }
 
 bool store_take(store_lock lock)

@@ -6,18 +6,19 @@
 // ---- checksum ----
 
 // CRC-32 as zip and Ethernet use it, so that any machine's tools can check a file.
+// Half a byte at a time: the table for whole bytes would take a kilobyte of flash.
 struct crc_table {
-    uint32_t row[256];
+    uint32_t row[16];
 };
 
 static constexpr crc_table make_crc_table()
 {
     crc_table table = {};
-    for (uint32_t byte = 0; byte < 256; byte++) {
-        uint32_t crc = byte;
-        for (int bit = 0; bit < 8; bit++)
+    for (uint32_t half = 0; half < 16; half++) {
+        uint32_t crc = half;
+        for (int bit = 0; bit < 4; bit++)
             crc = (crc & 1) != 0 ? 0xEDB88320U ^ (crc >> 1) : crc >> 1;
-        table.row[byte] = crc;
+        table.row[half] = crc;
     }
     return table;
 }
@@ -27,8 +28,11 @@ static constexpr crc_table CRC = make_crc_table();
 static uint32_t crc_add(uint32_t crc, const char *text, size_t length)
 {
     crc = ~crc;
-    for (size_t i = 0; i < length; i++)
-        crc = CRC.row[(crc ^ static_cast<unsigned char>(text[i])) & 0xFF] ^ (crc >> 8);
+    for (size_t i = 0; i < length; i++) {
+        crc ^= static_cast<unsigned char>(text[i]);
+        crc = CRC.row[crc & 0xF] ^ (crc >> 4);
+        crc = CRC.row[crc & 0xF] ^ (crc >> 4);
+    }
     return ~crc;
 }
 

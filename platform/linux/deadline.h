@@ -2,11 +2,13 @@
 #ifndef PLATFORM_LINUX_DEADLINE_H
 #define PLATFORM_LINUX_DEADLINE_H
 
+#include <algorithm>
 #include <cstdint>
 #include <ctime>
 
-constexpr int64_t MS_A_SECOND = 1000;
-constexpr int64_t NS_A_MS = 1000000;
+// As wide as a register: a 32-bit processor divides anything wider by a library's two kilobytes.
+constexpr int32_t MS_A_SECOND = 1000;
+constexpr int32_t NS_A_MS = 1000000;
 
 inline int64_t monotonic_ms()
 {
@@ -15,15 +17,11 @@ inline int64_t monotonic_ms()
     return static_cast<int64_t>(now.tv_sec) * MS_A_SECOND + now.tv_nsec / NS_A_MS;
 }
 
-// A waiting call's timeout; a negative one is none at all.
+// A waiting call's timeout; a negative one is none at all, and one of more than 24 days is cut to that.
 inline timespec timespec_of_ms(int64_t milliseconds)
 {
-    timespec span = {};
-    if (milliseconds > 0) {
-        span.tv_sec = static_cast<time_t>(milliseconds / MS_A_SECOND);
-        span.tv_nsec = static_cast<long>(milliseconds % MS_A_SECOND * NS_A_MS);
-    }
-    return span;
+    const auto span_ms = static_cast<int32_t>(std::clamp<int64_t>(milliseconds, 0, INT32_MAX));
+    return {.tv_sec = span_ms / MS_A_SECOND, .tv_nsec = span_ms % MS_A_SECOND * NS_A_MS};
 }
 
 #endif

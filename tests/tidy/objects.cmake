@@ -12,3 +12,10 @@ if(NOT TIME_CHECK_SANITIZE AND NOT TIME_CHECK_PLATFORM STREQUAL "sim")
         COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/no_cxx_library.sh $<TARGET_FILE:time_check>)
     set_tests_properties(tidy.no_cxx_library PROPERTIES LABELS tidy)
 endif()
+
+# The flash that a small router has for it.
+if(TIME_CHECK_SMALL AND NOT TIME_CHECK_PLATFORM STREQUAL "sim")
+    add_test(NAME tidy.fits_in_flash
+        COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/fits_in_flash.sh ${CMAKE_STRIP} $<TARGET_FILE:time_check> 98304)
+    set_tests_properties(tidy.fits_in_flash PROPERTIES LABELS tidy)
+endif()
