@@ -1,4 +1,5 @@
 // Control messages: from the text to the handler.
+#include <array>
 #include <cstring>
 #include <malloc.h>
 #include <string>
@@ -402,14 +403,22 @@ TEST_F(Message, TheTableHasItsFiveRows)
     EXPECT_EQ(var_table[4].type, VAR_TYPE_NONE);
 }
 
+// The variable as its bytes lie in memory, which on either byte order begins with what was stored.
+static std::array<uint8_t, 4> bytes_of_op()
+{
+    std::array<uint8_t, 4> bytes = {};
+    memcpy(bytes.data(), &modules_var.op, sizeof bytes);
+    return bytes;
+}
+
 TEST_F(Message, ABoolIsTheLowEightBits)
 {
     var_table[0].type = VAR_TYPE_BOOL;
     modules_var.op = 0xaaaaaaaa;
     set_time_check_module_var("op", "511");
-    EXPECT_EQ(modules_var.op, 0xaaaaaaffU);
+    EXPECT_THAT(bytes_of_op(), ElementsAre(0xff, 0xaa, 0xaa, 0xaa));
     set_time_check_module_var("op", "256");
-    EXPECT_EQ(modules_var.op, 0xaaaaaa00U);
+    EXPECT_THAT(bytes_of_op(), ElementsAre(0x00, 0xaa, 0xaa, 0xaa));
 }
 
 TEST_F(Message, AShortIsTheLowSixteenBits)
@@ -417,7 +426,11 @@ TEST_F(Message, AShortIsTheLowSixteenBits)
     var_table[0].type = VAR_TYPE_SHORT;
     modules_var.op = 0xaaaaaaaa;
     set_time_check_module_var("op", "65539");
-    EXPECT_EQ(modules_var.op, 0xaaaa0003U);
+    int16_t stored = 0;
+    memcpy(&stored, &modules_var.op, sizeof stored);
+    EXPECT_EQ(stored, 3);
+    EXPECT_EQ(bytes_of_op()[2], 0xaa);
+    EXPECT_EQ(bytes_of_op()[3], 0xaa);
 }
 
 TEST_F(Message, AnotherTypeIsALineAndStoresNothing)
