@@ -75,10 +75,11 @@ static int find_process(const char *name)
 // What the last look through all of /proc showed. To read all of it every second is dear.
 struct known_name {
     char name[64];
-    bool is_missing; // no process has taken the name since
-    int pid;         // who had it, or NO_PID
-    int newest_pid;  // the process created last, before the look
-    int quiet_looks; // since a process was last seen to be new
+    bool is_missing;  // as far as is told, no process has taken the name since
+    bool is_in_doubt; // not all names were told since
+    int pid;          // who had it, or NO_PID
+    int newest_pid;   // the process created last, before the look
+    int quiet_looks;  // since a process was last seen to be new
 };
 
 constexpr size_t KNOWN_NAMES = 4; // more than the daemon asks for in one state of the router
@@ -103,17 +104,16 @@ static void forget_missing(const char *taken)
             known.is_missing = false;
 }
 
-// False: the kernel does not tell of names.
-static bool forget_taken_names()
+// Afterwards a name that is missing, and not in doubt, is missing still.
+static void hear_of_taken_names()
 {
-    const NAMES_TOLD told = next_names(forget_missing);
-    if (told == NAMES_MISSED)
-        for (known_name &known : known_names)
-            known.is_missing = false;
-    return told != NAMES_UNTOLD;
+    if (next_names(forget_missing) == NAMES_COMPLETE)
+        return;
+    for (known_name &known : known_names)
+        known.is_in_doubt = true;
 }
 
-// ---- where the kernel does not tell of names ----
+// ---- where the kernel has not told of all names ----
 
 // An old process may take another name without a new one being created: just after its own creation it does so as a
 // rule, later hardly ever, and then it is found late.
@@ -164,9 +164,10 @@ int check_app(const char *name)
     if (strlen(name) >= sizeof known_name::name)
         return find_process(name) != NO_PID;
     known_name *const known = place_of(name);
-    const bool is_told = forget_taken_names() && strlen(name) <= KERNEL_NAME_LENGTH; // of the rest nobody tells
-    const bool nobody_took_it = is_told || nobody_is_new(known);
-    if (known->is_missing && nobody_took_it)
+    hear_of_taken_names();
+    const bool is_in_doubt = known->is_in_doubt || strlen(name) > KERNEL_NAME_LENGTH; // of what is cut off nobody tells
+    known->is_in_doubt = false;
+    if ((!is_in_doubt || nobody_is_new(known)) && known->is_missing)
         return 0;
     if (known->pid == NO_PID || !is_process(known->pid, name))
         known->pid = find_process(name);

@@ -162,7 +162,7 @@ TEST(CheckApp, OldProcessThatTakesTheNameIsFoundByTheNextLookIfTheKernelTellsNam
     if (!kernel_tells_names())
         GTEST_SKIP() << "the kernel does not tell us names";
     prctl(PR_SET_NAME, "another_name");
-    for (int round = 0; round < 100; round++) {
+    for (int round = 0; round < 5; round++) {
         look_until_quiet("renamed_test");
         prctl(PR_SET_NAME, "renamed_test");
         ASSERT_TRUE(is_found("renamed_test")) << "round " << round;
@@ -191,11 +191,14 @@ TEST(CheckApp, NameTakenInAFloodOfNamesIsFoundByTheNextLookIfTheKernelTellsNames
 {
     if (!kernel_tells_names())
         GTEST_SKIP() << "the kernel does not tell us names";
-    for (int others : {0, 1, 100, 500, 520, 5000}) {
+    for (int others : {0, 1, 20, 300}) {
         prctl(PR_SET_NAME, "another_name");
         look_until_quiet("flooded_test");
         for (int i = 0; i < others; i++)
-            prctl(PR_SET_NAME, "another_name");
+            Child([] {
+                for (int name = 0; name < 10; name++)
+                    prctl(PR_SET_NAME, "another_name");
+            }).wait();
         prctl(PR_SET_NAME, "flooded_test");
         EXPECT_TRUE(is_found("flooded_test")) << others;
     }
