@@ -45,14 +45,17 @@ PAIRS = {(what, other): tuple(map(float, (mine, mine_99, theirs, theirs_99, rati
          for what, ours, mine, mine_99, other, theirs, theirs_99, ratio, ratio_99 in LINES["pair"]}
 
 
+RIVALS = ("monit", "watchdog", "naive", "tuned", "once")
+
+
 def cpu():
-    """Microseconds of CPU a second in each window, {label: (all, main thread)}."""
+    """Microseconds of CPU a second in each of a program's windows, {label: (all, main thread)}."""
     at = collections.defaultdict(list)
     for label, _, time_us, used_us, main_ns in LINES["sample"]:
         at[label].append((int(time_us), int(used_us), int(main_ns) / 1000))
     windows = {}
     for label, samples in at.items():
-        steps = list(zip(samples, samples[1:]))
+        steps = list(zip(samples, samples[1:]))[label in RIVALS::2]
         windows[label] = tuple([(after[part] - before[part]) / (after[0] - before[0]) * 1e6 for before, after in steps]
                                for part in (1, 2))
     return windows
@@ -153,10 +156,10 @@ def aims():
         cpu_aim("CPU of idle ticks, online, next to a program that only sleeps: the ticks' thread", "online", "sleeper", 1.5, "1.5",
                 "1.15", 1),
         cpu_aim("CPU of idle ticks, the same with the probes of the WAN, both threads", "online", "sleeper", 1.5, "1.5", "1.15"),
-        cpu_aim("CPU of idle ticks next to monit with four checks", "daemon", "monit", 1 / 50, "1/50", "1/80"),
-        cpu_aim("CPU of idle ticks next to the naive shell loop", "daemon", "naive", 1 / 800, "1/800", "1/1300"),
-        cpu_aim("CPU of idle ticks next to the tuned shell loop", "daemon", "tuned", 1 / 200, "1/200", "1/320"),
-        cpu_aim("CPU of idle ticks next to the tuned shell loop that makes one pass for all values", "daemon", "once", 1 / 200, "1/200",
+        cpu_aim("CPU of idle ticks next to monit with four checks", "online", "monit", 1 / 50, "1/50", "1/80"),
+        cpu_aim("CPU of idle ticks next to the naive shell loop", "online", "naive", 1 / 800, "1/800", "1/1300"),
+        cpu_aim("CPU of idle ticks next to the tuned shell loop", "online", "tuned", 1 / 200, "1/200", "1/320"),
+        cpu_aim("CPU of idle ticks next to the tuned shell loop that makes one pass for all values", "online", "once", 1 / 200, "1/200",
                 "1/320"),
         tick_aim("system calls per idle tick, both threads", "calls", 6, "6", "3"),
         tick_aim("child processes per idle tick", "processes", 0, "0"),
@@ -192,7 +195,7 @@ def aims():
 
 def write_aims():
     rows = aims()
-    print("## Aims\n\nEvery ratio is the median of those of neighbouring turns or of the same window; both sides are medians.")
+    print("## Aims\n\nEvery ratio is the median of those of neighbouring turns, or of the same or neighbouring windows; both sides are medians.")
     print("An aim is an upper limit, but for the simulated seconds.\n")
     table(["what", "ours", "the other", "measured", "aim", "stretch", "met?"], rows)
     missed = [row[0] for row in rows if row[-1] == "**no**"]
@@ -241,15 +244,11 @@ def write_growth():
 
 def write_rivals():
     print("## Next to others, CPU at the real cadence\n")
-    print("Microseconds a second with all child processes, by control group, in windows of 20 s side by side, 20 processes in each")
-    print("namespace. The states and the first two ran together, then the others.\n")
-    rows = []
-    for ours, others in (("online", ("online", "sleeper")), ("daemon", ("daemon", "monit", "watchdog", "naive", "tuned", "once"))):
-        for label in others:
-            if label in CPU:
-                used = CPU[label][0]
-                rows.append([label, show(median(used), 1), f"{show(min(used), 1)} to {show(max(used), 1)}",
-                             show_ratio(cpu_ratio(ours, label)), show(MEMORY.get(label), 0)])
+    print("Microseconds a second with all child processes, by control group, 20 processes in each namespace, in windows of 20 s: the")
+    print("states and the sleeper side by side, and in the windows between those the others, which stand still otherwise.\n")
+    rows = [[label, show(median(CPU[label][0]), 1), f"{show(min(CPU[label][0]), 1)} to {show(max(CPU[label][0]), 1)}",
+             show_ratio(cpu_ratio("online", label)), show(MEMORY.get(label), 0)]
+            for label in ("online", "sleeper", *RIVALS) if label in CPU]
     table(["program", "median", "windows", "daemon's next to it", "anonymous memory, kB"], rows)
 
 
