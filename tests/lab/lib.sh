@@ -261,6 +261,26 @@ leds_are()
     is "$1" led power && is "$1" led wan
 }
 
+# in_mode MODE: a new box, whose daemon watches the upstream
+in_mode()
+{
+    step "mode $1"
+    export BOX_MODE=$1
+    new_box
+    forget_posts
+    expect "the internet is there" 40 test_setting wan1_isonln 1
+    [[ $1 != ap ]] || return 0
+    in_box cfm set time_check_debug on
+    expect "the daemon has seen the uplink" 60 looks_at_the_uplink
+    in_box cfm set time_check_debug off
+}
+
+# looks_at_the_uplink: its first ticks, a minute after the start, only count down
+looks_at_the_uplink()
+{
+    [[ $(grep --count --text 'Begin to check wifi connect!' "$BOX_DIR/log/time_check.log") -ge 10 ]]
+}
+
 # policy_rules: the rules by which the probes leave through their WAN
 policy_rules()
 {
