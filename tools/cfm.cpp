@@ -119,7 +119,9 @@ int post(const std::string &name, const std::string &text)
 // A message is one line, whatever it holds.
 std::string message_line(const bus_message &message)
 {
-    std::string line = std::string(message.sender) + ": ";
+    char sender[48];
+    bus_name_sender(message.sender, sender);
+    std::string line = std::string(sender) + ": ";
     for (const char *c = message.text; *c != '\0'; c++)
         line += *c == '\n' ? std::string("\\n") : std::string(1, *c);
     return line + '\n';

@@ -1,5 +1,6 @@
 #include "platform/linux/bus.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -145,7 +146,7 @@ static bus_result result_of_send_error()
     return errno == ENOENT || errno == ECONNREFUSED || errno == ECONNRESET ? BUS_NO_HOLDER : BUS_SYSTEM_ERROR;
 }
 
-// The kernel queues only some ten datagrams a socket. A connected socket becomes writable when the peer has room.
+// The kernel queues only some ten datagrams a socket. Only a connected socket tells by poll when the peer has room.
 static bus_result send_when_there_is_room(int socket, const char *text, size_t length)
 {
     const int64_t deadline = monotonic_ms() + ROOM_TIMEOUT_MS;
@@ -163,6 +164,35 @@ static bus_result send_when_there_is_room(int socket, const char *text, size_t l
     }
 }
 
+static bus_result post_when_there_is_room(const sockaddr_un *address, const char *text, size_t length)
+{
+    const int socket = datagram_socket();
+    if (socket < 0)
+        return BUS_SYSTEM_ERROR;
+    const bus_result result = connect(socket, generic(address), sizeof *address) == 0
+                                  ? send_when_there_is_room(socket, text, length)
+                                  : result_of_send_error();
+    const int kept_errno = errno;
+    close(socket);
+    errno = kept_errno;
+    return result;
+}
+
+// The process's one socket for posting, to any name and from any thread; -1: none can be had. A child of fork may use
+// it too: the kernel takes the sender's identity from who sends, not from who opened.
+static int posting_socket()
+{
+    static std::atomic<int> kept = -1;
+    int known = kept.load();
+    if (known >= 0)
+        return known;
+    const int socket = datagram_socket();
+    if (socket < 0 || kept.compare_exchange_strong(known, socket))
+        return socket;
+    close(socket); // another thread was first
+    return known;
+}
+
 bus_result bus_post(const char *to, const char *text)
 {
     sockaddr_un address;
@@ -172,16 +202,13 @@ bus_result bus_post(const char *to, const char *text)
     const size_t length = strlen(text);
     if (length > BUS_TEXT_MAX)
         return BUS_TOO_LONG;
-    const int socket = datagram_socket();
+    const int socket = posting_socket();
     if (socket < 0)
         return BUS_SYSTEM_ERROR;
-    const bus_result result = connect(socket, generic(&address), sizeof address) == 0
-                                  ? send_when_there_is_room(socket, text, length)
-                                  : result_of_send_error();
-    const int kept_errno = errno;
-    close(socket);
-    errno = kept_errno;
-    return result;
+    if (sendto(socket, text, length, MSG_NOSIGNAL, generic(&address), sizeof address) >= 0)
+        return BUS_DONE;
+    const bool may_have_room_later = errno == EAGAIN || errno == ENOBUFS || errno == EINTR;
+    return may_have_room_later ? post_when_there_is_room(&address, text, length) : result_of_send_error();
 }
 
 // ---- receiving ----
@@ -194,15 +221,15 @@ static const ucred *credentials_of(msghdr *header)
     return nullptr;
 }
 
-static void name_sender(char (&sender)[48], pid_t pid)
+void bus_name_sender(pid_t sender, char (&name)[48])
 {
     char path[32];
     char program[24];
-    snprintf(path, sizeof path, "/proc/%d/comm", pid);
+    snprintf(path, sizeof path, "/proc/%d/comm", sender);
     if (read_first_line(path, program, sizeof program))
-        snprintf(sender, sizeof sender, "%s[%d]", program, pid);
+        snprintf(name, sizeof name, "%s[%d]", program, sender);
     else
-        snprintf(sender, sizeof sender, "pid %d", pid);
+        snprintf(name, sizeof name, "pid %d", sender);
 }
 
 bus_result bus_receive(const bus_end *end, bus_message *message)
@@ -225,8 +252,8 @@ bus_result bus_receive(const bus_end *end, bus_message *message)
     message->text[length] = '\0';
 
     const ucred *credentials = credentials_of(&header);
-    if (credentials == nullptr || (credentials->uid != geteuid() && credentials->uid != 0))
+    if (credentials == nullptr || (credentials->uid != 0 && credentials->uid != geteuid()))
         return BUS_FOREIGN_SENDER;
-    name_sender(message->sender, credentials->pid);
+    message->sender = credentials->pid;
     return (header.msg_flags & MSG_TRUNC) != 0 ? BUS_TOO_LONG : BUS_DONE;
 }

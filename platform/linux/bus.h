@@ -4,6 +4,7 @@
 #define PLATFORM_LINUX_BUS_H
 
 #include <cstddef>
+#include <sys/types.h>
 
 // The longest text that travels, in characters, and the longest name (letters, digits, "_" and "-").
 constexpr size_t BUS_TEXT_MAX = 4095;
@@ -42,12 +43,15 @@ void bus_close(bus_end *end);
 bus_result bus_post(const char *to, const char *text);
 
 struct bus_message {
-    char sender[48]; // "PROGRAM[PID]", or "pid PID" when it has ended; the kernel vouches for the id
+    pid_t sender; // the kernel vouches for it
     char text[BUS_TEXT_MAX + 1];
 };
 
 // Takes one message off the queue without waiting.
 // BUS_DONE, BUS_NOTHING, BUS_TOO_LONG, BUS_FOREIGN_SENDER (the last two: one message was dropped) or BUS_SYSTEM_ERROR.
 bus_result bus_receive(const bus_end *end, bus_message *message);
+
+// A sender for people: "PROGRAM[PID]", or "pid PID" when it has ended. Reads a file of /proc.
+void bus_name_sender(pid_t sender, char (&name)[48]);
 
 #endif

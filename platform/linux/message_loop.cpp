@@ -3,6 +3,7 @@
 #include "platform/message_bus.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <poll.h>
@@ -33,15 +34,30 @@ int RegMsgHandle(const char *name, const char *filter, message_handle_fn handle)
     return 1;
 }
 
+// The sender goes by its number: to look its name up takes longer than all the rest of a message.
+static void hand_over(const bus_message &message)
+{
+    char sender[16];
+    snprintf(sender, sizeof sender, "pid %d", message.sender);
+    handle_message(sender, message.text);
+}
+
+static void log_over_long(pid_t sender)
+{
+    char name[48];
+    bus_name_sender(sender, name);
+    ground_log("bus: over-long message of %s dropped", name);
+}
+
 // False: nothing waits any more.
 static bool hand_over_one_message()
 {
     static bus_message message;
     const bus_result result = bus_receive(&own_end, &message);
     if (result == BUS_DONE)
-        handle_message(message.sender, message.text);
+        hand_over(message);
     else if (result == BUS_TOO_LONG)
-        ground_log("bus: over-long message of %s dropped", message.sender);
+        log_over_long(message.sender);
     else if (result == BUS_FOREIGN_SENDER)
         ground_log("bus: message of another user dropped");
     return result != BUS_NOTHING && result != BUS_SYSTEM_ERROR;

@@ -1,6 +1,7 @@
 // The bus between programs: what travels, what is refused, and who holds a name.
 #include "platform/linux/bus.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -13,6 +14,7 @@
 #include <sys/un.h>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 #include "platform/netctrl.h"
 #include "tests/contract/contract_support.h"
@@ -21,6 +23,13 @@ using namespace std::chrono_literals;
 
 namespace
 {
+
+std::string sender_of(const bus_message &message)
+{
+    char name[48];
+    bus_name_sender(message.sender, name);
+    return name;
+}
 
 class Bus : public testing::Test
 {
@@ -60,7 +69,7 @@ TEST_F(Bus, MessageReachesTheHolderWithItsSender)
     ASSERT_EQ(bus_post("time_check", "time_check_reboot?op=3"), BUS_DONE);
     const bus_message message = received(end);
     EXPECT_STREQ(message.text, "time_check_reboot?op=3");
-    EXPECT_EQ(std::string(message.sender), "contract_bus_te[" + std::to_string(getpid()) + "]");
+    EXPECT_EQ(sender_of(message), "contract_bus_te[" + std::to_string(getpid()) + "]");
     bus_message none;
     EXPECT_EQ(bus_receive(&end, &none), BUS_NOTHING);
 }
@@ -70,7 +79,45 @@ TEST_F(Bus, SenderThatHasEndedIsNamedByItsNumber)
     ASSERT_EQ(bus_open("time_check", &end), BUS_DONE);
     Child sender([] { bus_post("time_check", "last words"); });
     ASSERT_EQ(sender.wait(), 0);
-    EXPECT_EQ(std::string(received(end).sender), "pid " + std::to_string(sender.pid()));
+    EXPECT_EQ(sender_of(received(end)), "pid " + std::to_string(sender.pid()));
+}
+
+TEST_F(Bus, EachSenderIsNamedThoughBothPostThroughOneSocket)
+{
+    ASSERT_EQ(bus_open("time_check", &end), BUS_DONE);
+    ASSERT_EQ(bus_post("time_check", "mine"), BUS_DONE);
+    Child sender([] { bus_post("time_check", "the child's"); });
+    ASSERT_EQ(sender.wait(), 0);
+    EXPECT_EQ(received(end).sender, getpid());
+    EXPECT_EQ(received(end).sender, sender.pid());
+}
+
+TEST_F(Bus, PostsOpenNothingThatStays)
+{
+    ASSERT_EQ(bus_open("time_check", &end), BUS_DONE);
+    ASSERT_EQ(bus_post("time_check", "first"), BUS_DONE);
+    const size_t descriptors = open_descriptors();
+    while (bus_post("time_check", "until the queue is full") == BUS_DONE) {
+    }
+    EXPECT_EQ(open_descriptors(), descriptors);
+}
+
+TEST_F(Bus, ThreadsThatPostAtOnceLoseNothing)
+{
+    constexpr int POSTS = 1000;
+    ASSERT_EQ(bus_open("time_check", &end), BUS_DONE);
+    std::atomic<int> accepted = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; i++)
+        threads.emplace_back([&] {
+            for (int post = 0; post < POSTS; post++)
+                accepted += bus_post("time_check", "text") == BUS_DONE ? 1 : 0;
+        });
+    for (int i = 0; i < 4 * POSTS; i++)
+        received(end);
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_EQ(accepted, 4 * POSTS);
 }
 
 TEST_F(Bus, RunDirectoryIsClosedToOthers)
@@ -115,7 +162,7 @@ TEST_F(Bus, CutDatagramIsDroppedAtTheReceiver)
     ASSERT_EQ(send(socket, text.data(), text.size(), 0), 4096);
     bus_message message;
     EXPECT_EQ(bus_receive(&end, &message), BUS_TOO_LONG);
-    EXPECT_EQ(std::string(message.sender), "contract_bus_te[" + std::to_string(getpid()) + "]");
+    EXPECT_EQ(sender_of(message), "contract_bus_te[" + std::to_string(getpid()) + "]");
     close(socket);
 }
 
