@@ -74,14 +74,36 @@ struct host {
 static host hosts[2 * HOSTS_A_SET + BRIDGES];
 static size_t host_num;
 
+// Where a host's search begins: its number in `hosts`, counted from one, in the first free place from there on.
+constexpr unsigned PLACE_BITS = 11;
+constexpr unsigned PLACES = 1U << PLACE_BITS;
+static uint16_t places[PLACES];
+static_assert(PLACES >= 3 * sizeof hosts / sizeof hosts[0] / 2, "a search must soon meet a free place");
+
+static void forget_hosts()
+{
+    host_num = 0;
+    memset(places, 0, sizeof places);
+}
+
+// Neighbouring addresses differ in the first or the last bits, as the byte order has it; the product's upper bits
+// depend on all of them.
+static unsigned first_place(uint64_t id)
+{
+    constexpr uint32_t GOLDEN_RATIO = 0x9e3779b1;
+    return static_cast<uint32_t>(id) * GOLDEN_RATIO >> (32 - PLACE_BITS);
+}
+
 static host *host_with(uint64_t id)
 {
-    for (size_t i = 0; i < host_num; i++)
-        if (hosts[i].id == id)
-            return &hosts[i];
+    unsigned place = first_place(id);
+    for (; places[place] != 0; place = (place + 1) % PLACES)
+        if (hosts[places[place] - 1].id == id)
+            return &hosts[places[place] - 1];
     if (host_num == sizeof hosts / sizeof hosts[0])
         return nullptr;
     hosts[host_num] = {.id = id, .bytes = {}};
+    places[place] = static_cast<uint16_t>(host_num + 1);
     return &hosts[host_num++];
 }
 
@@ -100,26 +122,26 @@ static const counted_set sets[] = {
     {.name = "down6", .bytes = &users_info::down_bytes, .family = AF_INET6},
 };
 
-struct wanted_attribute {
-    uint16_t type;
-    const nlattr *found;
-};
-
-static int look_at_attribute(const nlattr *attribute, void *context)
+// The attribute of this type inside `nest`; null: none. By hand, since the library's way costs two calls for each
+// attribute, five times an element.
+static const nlattr *inner(const nlattr *nest, unsigned type)
 {
-    wanted_attribute *const wanted = static_cast<wanted_attribute *>(context);
-    if (mnl_attr_get_type(attribute) == wanted->type)
-        wanted->found = attribute;
-    return MNL_CB_OK;
-}
-
-// The attribute of this type inside `nest`; null: none.
-static const nlattr *inner(const nlattr *nest, uint16_t type)
-{
-    wanted_attribute wanted = {.type = type, .found = nullptr};
-    if (nest != nullptr)
-        mnl_attr_parse_nested(nest, look_at_attribute, &wanted);
-    return wanted.found;
+    const char *at = nest == nullptr ? nullptr : static_cast<const char *>(mnl_attr_get_payload(nest));
+    size_t left = nest == nullptr ? 0 : mnl_attr_get_payload_len(nest);
+    while (left >= sizeof(nlattr)) {
+        const nlattr *const attribute = static_cast<const nlattr *>(static_cast<const void *>(at));
+        const size_t length = attribute->nla_len;
+        if (length < sizeof *attribute || length > left)
+            return nullptr;
+        if ((attribute->nla_type & NLA_TYPE_MASK) == type)
+            return attribute;
+        const size_t step = (length + NLA_ALIGNTO - 1) / NLA_ALIGNTO * NLA_ALIGNTO;
+        if (step > left)
+            return nullptr;
+        at += step;
+        left -= step;
+    }
+    return nullptr;
 }
 
 static bool read_element(const nlattr *element, uint32_t *key, uint64_t *bytes)
@@ -157,8 +179,27 @@ static int take_message(const nlmsghdr *message, void *context)
     return mnl_attr_parse(message, sizeof(nfgenmsg), take_attribute, context);
 }
 
+static mnl_socket *kernel; // open from the first reading on; null: before it, and after one that failed
+
+static bool open_kernel()
+{
+    if (kernel != nullptr)
+        return true;
+    kernel = mnl_socket_open2(NETLINK_NETFILTER, SOCK_CLOEXEC);
+    return kernel != nullptr && mnl_socket_bind(kernel, 0, MNL_SOCKET_AUTOPID) == 0;
+}
+
+static void close_kernel()
+{
+    const int kept_errno = errno;
+    if (kernel != nullptr)
+        mnl_socket_close(kernel);
+    kernel = nullptr;
+    errno = kept_errno;
+}
+
 // Asks for the whole set.
-static bool request_set(mnl_socket *kernel, char *buffer, const char *name, uint32_t sequence)
+static bool request_set(char *buffer, const char *name, uint32_t sequence)
 {
     nlmsghdr *const message = mnl_nlmsg_put_header(buffer);
     message->nlmsg_type = (NFNL_SUBSYS_NFTABLES << 8) | NFT_MSG_GETSETELEM;
@@ -172,12 +213,12 @@ static bool request_set(mnl_socket *kernel, char *buffer, const char *name, uint
     return mnl_socket_sendto(kernel, message, message->nlmsg_len) >= 0;
 }
 
-static bool read_set_once(mnl_socket *kernel, const counted_set *set)
+static bool read_set_once(const counted_set *set)
 {
     static char buffer[16384];
     static uint32_t sequence;
     sequence++;
-    if (!request_set(kernel, buffer, set->name, sequence))
+    if (!request_set(buffer, set->name, sequence))
         return false;
     int more = MNL_CB_OK;
     while (more == MNL_CB_OK) {
@@ -191,27 +232,22 @@ static bool read_set_once(mnl_socket *kernel, const counted_set *set)
     return more == MNL_CB_STOP;
 }
 
-// A reading that failed half-way leaves answers in the socket, so every reading has its own.
+// A reading that failed half-way leaves answers in the socket, so the next has another.
 static bool read_set(const counted_set *set)
 {
-    bool done = false;
-    for (int i = 0; i < TRIES && !done; i++) {
-        mnl_socket *const kernel = mnl_socket_open2(NETLINK_NETFILTER, SOCK_CLOEXEC);
-        if (kernel == nullptr)
-            return false;
-        done = mnl_socket_bind(kernel, 0, MNL_SOCKET_AUTOPID) == 0 && read_set_once(kernel, set);
-        const int kept_errno = errno;
-        mnl_socket_close(kernel);
-        errno = kept_errno;
-        if (!done && errno != EINTR)
+    for (int i = 0; i < TRIES; i++) {
+        if (open_kernel() && read_set_once(set))
+            return true;
+        close_kernel();
+        if (errno != EINTR)
             return false;
     }
-    return done;
+    return false;
 }
 
 static bool read_all_sets()
 {
-    host_num = 0;
+    forget_hosts();
     for (const counted_set &set : sets)
         if (!read_set(&set))
             return false;

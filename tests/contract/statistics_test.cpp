@@ -103,7 +103,23 @@ TEST_F(Statistics, FullHouseIsCountedExactly)
         for (int i = 11; i <= 250; i++)
             send_datagrams("10.77.0." + std::to_string(i), "10.91.0.1", 2);
     });
-    EXPECT_TRUE(comes_true([] { return counted() == std::vector<host_bytes>(240, {256, 0}); }));
+    internet.act([] {
+        for (int i = 250; i >= 11; i--)
+            send_datagrams("10.91.0.1", "10.77.0." + std::to_string(i), 1);
+    });
+    EXPECT_TRUE(comes_true([] { return counted() == std::vector<host_bytes>(240, {256, 128}); }));
+}
+
+TEST_F(Statistics, LookAfterLookOpensNothingMore)
+{
+    ASSERT_TRUE(counted().empty());
+    const size_t descriptors = open_descriptors();
+    for (int i = 0; i < 10; i++)
+        counted();
+    EXPECT_EQ(open_descriptors(), descriptors);
+    sh("nft delete table inet time_check_acct");
+    counted();
+    EXPECT_EQ(open_descriptors(), descriptors);
 }
 
 TEST_F(Statistics, Ipv6CountsAsOneHostOfTheBridge)
