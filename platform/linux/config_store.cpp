@@ -243,11 +243,10 @@ static bool memory_holds()
            memory.transaction == latest_transaction(env);
 }
 
-static const remembered_value *recall(const char *key)
+static const remembered_value *recall(const char *key, uint32_t hash)
 {
     if (memory.count == 0 || !memory_holds())
         return nullptr;
-    const uint32_t hash = hash_of(key);
     for (uint32_t i = 0; i < memory.count; i++)
         if (memory.hashes[i] == hash && strcmp(memory.values[i].key, key) == 0)
             return memory.values + i;
@@ -255,25 +254,25 @@ static const remembered_value *recall(const char *key)
 }
 
 // `found` is null for a missing key.
-static void remember(MDB_txn *transaction, const MDB_val *key, const MDB_val *found)
+static void remember(MDB_txn *transaction, const MDB_val *key, uint32_t hash, const MDB_val *found)
 {
     const size_t length = found == nullptr ? 0 : found->mv_size;
     if (key->mv_size >= sizeof remembered_value::key || length >= sizeof remembered_value::value)
         return;
+    const uint64_t snapshot = mdb_txn_id(transaction);
     const uint32_t current = __atomic_load_n(&environments, __ATOMIC_RELAXED);
-    if (memory.transaction != mdb_txn_id(transaction) || memory.environment != current || memory.count == REMEMBERED)
+    if (memory.transaction != snapshot || memory.environment != current || memory.count == REMEMBERED)
         memory.count = 0;
-    memory.transaction = mdb_txn_id(transaction);
+    memory.transaction = snapshot;
     memory.environment = current;
 
     remembered_value *const kept = memory.values + memory.count;
-    const char *const key_text = static_cast<const char *>(key->mv_data);
-    memcpy(kept->key, key_text, key->mv_size + 1);
+    memcpy(kept->key, key->mv_data, key->mv_size + 1);
     if (found != nullptr)
         memcpy(kept->value, found->mv_data, length);
     kept->value[length] = '\0';
     kept->is_found = found != nullptr;
-    memory.hashes[memory.count++] = hash_of(key_text);
+    memory.hashes[memory.count++] = hash;
 }
 
 static void copy_value(char *value, size_t size, const void *stored, size_t stored_length)
@@ -283,7 +282,7 @@ static void copy_value(char *value, size_t size, const void *stored, size_t stor
     value[length] = '\0';
 }
 
-static bool read_value(const char *key, char *value, size_t size)
+static bool read_value(const char *key, uint32_t hash, char *value, size_t size)
 {
     MDB_txn *transaction = store_begin_read();
     if (transaction == nullptr)
@@ -294,7 +293,7 @@ static bool read_value(const char *key, char *value, size_t size)
     if (rc == 0)
         copy_value(value, size, found.mv_data, found.mv_size);
     if (rc == 0 || rc == MDB_NOTFOUND)
-        remember(transaction, &wanted, rc == 0 ? &found : nullptr);
+        remember(transaction, &wanted, hash, rc == 0 ? &found : nullptr);
     store_end_read(transaction);
     return rc == 0;
 }
@@ -302,9 +301,10 @@ static bool read_value(const char *key, char *value, size_t size)
 int GetValue(const char *key, char *value, size_t size)
 {
     value[0] = '\0';
-    const remembered_value *const kept = recall(key);
+    const uint32_t hash = hash_of(key);
+    const remembered_value *const kept = recall(key, hash);
     if (kept == nullptr)
-        return read_value(key, value, size) ? 1 : 0;
+        return read_value(key, hash, value, size) ? 1 : 0;
     copy_value(value, size, kept->value, strlen(kept->value));
     return kept->is_found ? 1 : 0;
 }
