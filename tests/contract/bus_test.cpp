@@ -108,6 +108,7 @@ TEST_F(Bus, ThreadsThatPostAtOnceLoseNothing)
     ASSERT_EQ(bus_open("time_check", &end), BUS_DONE);
     std::atomic<int> accepted = 0;
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int i = 0; i < 4; i++)
         threads.emplace_back([&] {
             for (int post = 0; post < POSTS; post++)
