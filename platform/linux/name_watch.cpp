@@ -102,7 +102,7 @@ static bool empty_ring(perf_event_mmap_page *ring, void (*taken)(const char *nam
     bool complete = end - position <= RING_PAGES * watch.page - ROOM_FOR_RECORDS;
     if (!complete) // to read them all would cost much and settle nothing
         position = end;
-    __atomic_thread_fence(__ATOMIC_ACQUIRE); // what the records say was written before their end
+    __sync_synchronize(); // what the records say was written before their end
     name_record record;
     for (; position != end; position += record.header.size) {
         copy_record(&record, ring, position);
@@ -111,7 +111,7 @@ static bool empty_ring(perf_event_mmap_page *ring, void (*taken)(const char *nam
         else if (record.header.type == PERF_RECORD_LOST) // others come along
             complete = false;
     }
-    __atomic_thread_fence(__ATOMIC_RELEASE);
+    __sync_synchronize();
     shared->data_tail = end;
     return complete;
 }
