@@ -173,7 +173,7 @@ static int first_word_length(const char *command)
 static int finish(pid_t pid, int timeout_s, const char *name)
 {
     int status = 0;
-    if (!wait_until(pid, &status, monotonic_ms() + timeout_s * MS_A_SECOND)) {
+    if (!wait_until(pid, &status, monotonic_ms() + int64_t{timeout_s} * MS_A_SECOND)) {
         ground_log("command %.*s: ended after %d s", first_word_length(name), name, timeout_s);
         kill(-pid, SIGKILL);
         if (!wait_until(pid, &status, monotonic_ms() + KILL_TIMEOUT_MS))

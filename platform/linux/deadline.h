@@ -8,7 +8,7 @@
 
 // As wide as a register: a 32-bit processor divides anything wider by a library's two kilobytes.
 constexpr int32_t MS_A_SECOND = 1000;
-constexpr int32_t NS_A_MS = 1000000;
+constexpr long NS_A_MS = 1000000;
 
 inline int64_t monotonic_ms()
 {

@@ -266,7 +266,7 @@ static bool read_counters()
         return false;
     if (create_table() && read_all_sets())
         return true;
-    create_again_ms = monotonic_ms() + RETRY_CREATE_S * MS_A_SECOND;
+    create_again_ms = monotonic_ms() + int64_t{RETRY_CREATE_S} * MS_A_SECOND;
     return false;
 }
 
