@@ -1,5 +1,6 @@
 // The box's clock, preloaded into its programs: time passes BOX_CLOCK_RATE times as fast as outside, and the wall clock
-// stands at BOX_CLOCK_ZERO_MS (since 1970) when the up-time is 0.
+// stands at BOX_CLOCK_ZERO_MS (since 1970) when the up-time is 0. A pause between two looks at the kernel's counters takes
+// real time, BOX_CLOCK_PAUSE_MS if that is longer.
 //
 // Everything is computed from the kernel's up-time of the box, nothing is remembered: so a program, its children and
 // one started an hour later all agree. A call that waits, waits the shorter real time; one that reports time, reports
@@ -39,6 +40,7 @@ typedef long long ns_t;
 
 static ns_t rate = 1;
 static ns_t zero;
+static ns_t shortest_pause;
 
 static ns_t number_from(const char *variable, ns_t otherwise)
 {
@@ -51,6 +53,7 @@ __attribute__((constructor)) static void read_settings(void)
 {
     rate = number_from("BOX_CLOCK_RATE", 1);
     zero = number_from("BOX_CLOCK_ZERO_MS", 0) * NS_A_MILLISECOND;
+    shortest_pause = number_from("BOX_CLOCK_PAUSE_MS", 0) * NS_A_MILLISECOND;
 }
 
 static ns_t to_ns(const struct timespec *time)
@@ -188,7 +191,8 @@ int select(int count, fd_set *restrict reads, fd_set *restrict writes, fd_set *r
     if (timeout == NULL)
         return (int)syscall(PSELECT, count, reads, writes, others, NULL, NULL);
     if (count == 0) { // a pause between two looks at the kernel's counters, which count real time
-        const struct timespec pause = from_ns(timeval_ns(timeout));
+        const ns_t asked = timeval_ns(timeout);
+        const struct timespec pause = from_ns(asked > shortest_pause ? asked : shortest_pause);
         return (int)syscall(CLOCK_NANOSLEEP, CLOCK_MONOTONIC, 0, &pause, NULL);
     }
     struct timespec wait = real_wait(timeval_ns(timeout));
