@@ -2,18 +2,22 @@
 //
 // Results go to standard output, everything else to standard error. Ends with 0 when all was done, 1 when it was not
 // (a line says why), 2 when it was called wrongly.
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <exception>
 #include <fcntl.h>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <poll.h>
 #include <string>
 #include <unistd.h>
+#include <utility>
 #include <vector>
+
+#include <CLI/CLI.hpp>
 
 #include "platform/config_store.h"
 #include "platform/linux/bus.h"
@@ -162,218 +166,94 @@ int listen_to(const std::string &name)
 
 // ---- command line ----
 
-using words = std::vector<std::string>;
-
-struct command {
-    const char *name;
-    const char *what;
-    std::array<const char *, 2> takes = {}; // the names of the words behind it
-    size_t needs = 0;                       // so many of them must be there
-    bool takes_any_text = false;            // values and messages may begin with "-": nothing behind it is an option
-    int (*act)(const words &given);         // with as many words as it could take, empty ones for those missing
+struct arguments {
+    std::string key;
+    std::string text;
 };
 
-constexpr auto COMMANDS = std::to_array<command>({
-    {.name = "get",
-     .what = "print the value of KEY",
-     .takes = {"KEY"},
-     .needs = 1,
-     .act = [](const words &given) { return get(given[0]); }},
-    {.name = "set",
-     .what = "store VALUE under KEY",
-     .takes = {"KEY", "VALUE"},
-     .needs = 2,
-     .takes_any_text = true,
-     .act = [](const words &given) { return set(given[0], given[1]); }},
-    {.name = "unset",
-     .what = "remove KEY",
-     .takes = {"KEY"},
-     .needs = 1,
-     .act = [](const words &given) { return unset(given[0]); }},
-    {.name = "list",
-     .what = "print the settings whose keys begin with PREFIX",
-     .takes = {"PREFIX"},
-     .act = [](const words &given) { return list(given[0]); }},
-    {.name = "import",
-     .what = "store all settings of FILE (- for standard input), or none",
-     .takes = {"FILE"},
-     .needs = 1,
-     .act = [](const words &given) { return import(given[0]); }},
-    {.name = "export",
-     .what = "print the whole store as import takes it",
-     .act = [](const words &) { return export_all(); }},
-    {.name = "commit", .what = "make the running store durable", .act = [](const words &) { return commit(); }},
-    {.name = "post",
-     .what = "post TEXT to NAME on the bus",
-     .takes = {"NAME", "TEXT"},
-     .needs = 2,
-     .takes_any_text = true,
-     .act = [](const words &given) { return post(given[0], given[1]); }},
-    {.name = "listen",
-     .what = "hold NAME on the bus and print what arrives, a line a message",
-     .takes = {"NAME"},
-     .needs = 1,
-     .act = [](const words &given) { return listen_to(given[0]); }},
-});
-
-size_t takes_at_most(const command &command)
+// Values and messages may begin with "-": behind these commands nothing is an option.
+std::vector<std::string> mark_texts(const std::vector<std::string> &words)
 {
-    return static_cast<size_t>(std::ranges::count_if(command.takes, [](const char *name) { return name != nullptr; }));
+    std::vector<std::string> marked = words;
+    const bool takes_text = words.size() > 1 && (words[0] == "set" || words[0] == "post");
+    if (takes_text && words[1] != "--help" && words[1] != "-h" && words[1] != "--")
+        marked.insert(marked.begin() + 1, "--");
+    return marked;
 }
 
-// ---- its help ----
-
-std::string help_line(const std::string &left, const std::string &right)
+CLI::App *add_command(CLI::App &app, const char *name, const char *what, int &outcome, std::function<int()> act)
 {
-    std::string line = "  " + left;
-    line.resize(30, ' ');
-    return line + right + '\n';
+    CLI::App *command = app.add_subcommand(name, what);
+    command->callback([&outcome, act = std::move(act)] { outcome = act(); });
+    return command;
 }
 
-std::string help_of_options()
+void add_store_commands(CLI::App &app, arguments &given, int &outcome)
 {
-    return "\nOptions:\n" + help_line("-h,--help", "Print this help message and exit");
+    CLI::App *command = add_command(app, "get", "print the value of KEY", outcome, [&] { return get(given.key); });
+    command->add_option("KEY", given.key)->required();
+    command = add_command(app, "set", "store VALUE under KEY", outcome, [&] { return set(given.key, given.text); });
+    command->add_option("KEY", given.key)->required();
+    command->add_option("VALUE", given.text)->required();
+    command = add_command(app, "unset", "remove KEY", outcome, [&] { return unset(given.key); });
+    command->add_option("KEY", given.key)->required();
+    command = add_command(app, "list", "print the settings whose keys begin with PREFIX", outcome,
+                          [&] { return list(given.key); });
+    command->add_option("PREFIX", given.key);
+    command = add_command(app, "import", "store all settings of FILE (- for standard input), or none", outcome,
+                          [&] { return import(given.key); });
+    command->add_option("FILE", given.key)->required();
+    add_command(app, "export", "print the whole store as import takes it", outcome, export_all);
+    add_command(app, "commit", "make the running store durable", outcome, commit);
 }
 
-std::string help()
+void add_bus_commands(CLI::App &app, arguments &given, int &outcome)
 {
-    std::string text = "The configuration store and the message bus of the router.\n"
-                       "Usage: cfm [OPTIONS] SUBCOMMAND\n" +
-                       help_of_options() + help_line("--version", "Display program version information and exit") +
-                       "\nSubcommands:\n";
-    for (const command &command : COMMANDS)
-        text += help_line(command.name, command.what);
-    return text + '\n';
+    CLI::App *command =
+        add_command(app, "post", "post TEXT to NAME on the bus", outcome, [&] { return post(given.key, given.text); });
+    command->add_option("NAME", given.key)->required();
+    command->add_option("TEXT", given.text)->required();
+    command = add_command(app, "listen", "hold NAME on the bus and print what arrives, a line a message", outcome,
+                          [&] { return listen_to(given.key); });
+    command->add_option("NAME", given.key)->required();
 }
 
-std::string help_of(const command &command)
+// What scripts call most, understood by itself: to build the whole command line costs as much as all the rest.
+std::optional<int> run_plain(const std::vector<std::string> &words)
 {
-    std::string usage = std::string("Usage: cfm ") + command.name + " [OPTIONS]";
-    std::string lines;
-    for (size_t i = 0; i < takes_at_most(command); i++) {
-        const std::string name = command.takes.at(i);
-        const bool is_needed = i < command.needs;
-        usage += is_needed ? ' ' + name : " [" + name + ']';
-        lines += help_line(name + (is_needed ? " TEXT REQUIRED" : " TEXT"), "");
+    if (words.size() < 2 || words[1].empty() || words[1][0] == '-')
+        return std::nullopt;
+    if (words.size() == 2 && words[0] == "get")
+        return get(words[1]);
+    if (words.size() == 3 && words[0] == "set")
+        return set(words[1], words[2]);
+    if (words.size() == 3 && words[0] == "post")
+        return post(words[1], words[2]);
+    return std::nullopt;
+}
+
+int run_any(const std::vector<std::string> &arguments_given)
+{
+    CLI::App app("The configuration store and the message bus of the router.", "cfm");
+    app.set_version_flag("--version", "cfm " CFM_VERSION);
+    app.require_subcommand(1);
+    arguments given;
+    int outcome = FAILED;
+    add_store_commands(app, given, outcome);
+    add_bus_commands(app, given, outcome);
+    const std::vector<std::string> words = mark_texts(arguments_given);
+    try {
+        app.parse(std::vector<std::string>(words.rbegin(), words.rend())); // it takes the words from the back
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error) == 0 ? DONE : CALLED_WRONGLY;
     }
-    if (!lines.empty())
-        lines.insert(0, "\nPositionals:\n");
-    return std::string(command.what) + '\n' + usage + '\n' + lines + help_of_options() + '\n';
+    return outcome;
 }
 
-// ---- its words ----
-
-struct call {
-    const command *wanted = nullptr;
-    words given;
-    words unexpected;
-    bool is_marked = false; // nothing more is an option
-    bool wants_help = false;
-    bool wants_version = false;
-};
-
-const command *find_command(const std::string &name)
+int run(const std::vector<std::string> &arguments_given)
 {
-    const auto *const found =
-        std::ranges::find_if(COMMANDS, [&](const command &command) { return command.name == name; });
-    return found == COMMANDS.end() ? nullptr : found;
-}
-
-// "-x" and "--word", but not "-", "-5" or "- text".
-bool is_option(const std::string &word)
-{
-    const size_t dashes = word.starts_with("--") ? 2 : 1;
-    if (word.size() <= dashes || word[0] != '-' || std::strchr("-! \n", word[dashes]) != nullptr)
-        return false;
-    return dashes == 2 || std::strchr("0123456789", word[1]) == nullptr;
-}
-
-bool is_flag(const std::string &word, const std::string &flag)
-{
-    return word == flag || word.starts_with(flag + '=');
-}
-
-void take_option(const std::string &word, call *call)
-{
-    if (is_flag(word, "--help") || word[1] == 'h')
-        call->wants_help = true;
-    else if (call->wanted == nullptr && is_flag(word, "--version"))
-        call->wants_version = true;
-    else
-        call->unexpected.push_back(word);
-}
-
-void take_plain(const std::string &word, call *call)
-{
-    if (call->wanted != nullptr && call->given.size() < takes_at_most(*call->wanted))
-        call->given.push_back(word);
-    else if (call->wanted == nullptr && !call->is_marked && find_command(word) != nullptr)
-        call->wanted = find_command(word);
-    else
-        call->unexpected.push_back(word);
-}
-
-bool begins_any_text(const std::string &word, const call &call)
-{
-    return call.wanted != nullptr && call.wanted->takes_any_text && word != "--help" && word != "-h" && word != "--";
-}
-
-// Nothing behind "--" is an option, but behind all words of a command it says nothing.
-bool is_mark(const std::string &word, const call &call)
-{
-    const bool is_filled = call.wanted != nullptr && call.given.size() == takes_at_most(*call.wanted);
-    return !call.is_marked && !is_filled && (word == "--" || begins_any_text(word, call));
-}
-
-call read_call(const words &all)
-{
-    call call;
-    for (const std::string &word : all) {
-        const bool is_behind_mark = call.is_marked;
-        if (is_mark(word, call)) {
-            call.is_marked = true;
-            call.unexpected.emplace_back("--"); // told beside others only
-        }
-        if (word == "--" && !is_behind_mark)
-            continue;
-        if (!call.is_marked && is_option(word))
-            take_option(word, &call);
-        else
-            take_plain(word, &call);
-    }
-    return call;
-}
-
-int called_wrongly(const std::string &why)
-{
-    std::fprintf(stderr, "%s\nRun with --help for more information.\n", why.c_str());
-    return CALLED_WRONGLY;
-}
-
-int tell_unexpected(const words &unexpected)
-{
-    std::string why = unexpected.size() > 1 ? "The following arguments were not expected:"
-                                            : "The following argument was not expected:";
-    for (auto word = unexpected.rbegin(); word != unexpected.rend(); ++word)
-        why += ' ' + *word;
-    return called_wrongly(why);
-}
-
-int run(const words &all)
-{
-    call call = read_call(all);
-    if (call.wants_version)
-        return print("cfm " CFM_VERSION "\n");
-    if (call.wants_help)
-        return print(call.wanted == nullptr ? help() : help_of(*call.wanted));
-    if (call.wanted == nullptr)
-        return called_wrongly("A subcommand is required");
-    if (call.given.size() < call.wanted->needs)
-        return called_wrongly(std::string(call.wanted->takes.at(call.given.size())) + " is required");
-    if (call.unexpected.size() > (call.is_marked ? 1 : 0))
-        return tell_unexpected(call.unexpected);
-    call.given.resize(call.wanted->takes.size());
-    const int outcome = call.wanted->act(call.given);
+    const std::optional<int> plain = run_plain(arguments_given);
+    const int outcome = plain ? *plain : run_any(arguments_given);
     config_store_close();
     return outcome;
 }
