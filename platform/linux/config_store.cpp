@@ -201,11 +201,13 @@ static MDB_val as_lmdb_value(const char *text)
     return {strlen(text), const_cast<char *>(text)};
 }
 
-// What was read lately. It holds as long as LMDB's transaction number stands still, which is asked without a lock. In
-// the order in which it was asked for, so that what every tick reads lies together.
+// What was read lately. It holds as long as LMDB's transaction number stands still, which is asked without a lock.
 struct remembered_value {
+    bool is_fresh; // read from the snapshot that the memory is labelled with
     bool is_found;
-    char key[43];
+    uint8_t key_length;
+    uint8_t length;
+    char key[40];
     char value[40];
 };
 
@@ -215,19 +217,13 @@ struct value_memory {
     uint64_t transaction;
     uint32_t environment;
     uint32_t count;
-    uint32_t hashes[REMEMBERED];
+    uint32_t last;             // the place that was asked for last
+    uint8_t after[REMEMBERED]; // the place that was asked for after each: a tick asks as the tick before
+    uint8_t marks[REMEMBERED]; // of the keys: what stands together is looked at first, the keys lie further apart
     remembered_value values[REMEMBERED];
 };
 
 static thread_local value_memory memory;
-
-static uint32_t hash_of(const char *key)
-{
-    uint32_t hash = 0;
-    for (const char *c = key; *c != '\0'; c++)
-        hash = hash * 31 + static_cast<unsigned char>(*c);
-    return hash;
-}
 
 static uint64_t latest_transaction(MDB_env *env)
 {
@@ -243,36 +239,71 @@ static bool memory_holds()
            memory.transaction == latest_transaction(env);
 }
 
-static const remembered_value *recall(const char *key, uint32_t hash)
+static uint8_t mark_of(const MDB_val *key)
 {
-    if (memory.count == 0 || !memory_holds())
-        return nullptr;
-    for (uint32_t i = 0; i < memory.count; i++)
-        if (memory.hashes[i] == hash && strcmp(memory.values[i].key, key) == 0)
-            return memory.values + i;
+    const auto *const bytes = static_cast<const uint8_t *>(key->mv_data);
+    const auto length = static_cast<uint32_t>(key->mv_size);
+    return static_cast<uint8_t>(length == 0 ? 0 : length + 3U * bytes[length - 1] + 5U * bytes[length / 2]);
+}
+
+// Null: there is none.
+static remembered_value *place_of(const MDB_val *key)
+{
+    const uint8_t mark = mark_of(key);
+    uint8_t place = memory.after[memory.last];
+    for (uint32_t left = memory.count; left > 0; left--, place++) {
+        if (place >= memory.count)
+            place = 0;
+        remembered_value *const kept = memory.values + place;
+        if (memory.marks[place] == mark && kept->key_length == key->mv_size &&
+            memcmp(kept->key, key->mv_data, key->mv_size) == 0) {
+            memory.after[memory.last] = place;
+            memory.last = place;
+            return kept;
+        }
+    }
     return nullptr;
 }
 
-// `found` is null for a missing key.
-static void remember(MDB_txn *transaction, const MDB_val *key, uint32_t hash, const MDB_val *found)
+static void label_memory(uint64_t transaction)
 {
-    const size_t length = found == nullptr ? 0 : found->mv_size;
-    if (key->mv_size >= sizeof remembered_value::key || length >= sizeof remembered_value::value)
-        return;
-    const uint64_t snapshot = mdb_txn_id(transaction);
     const uint32_t current = __atomic_load_n(&environments, __ATOMIC_RELAXED);
-    if (memory.transaction != snapshot || memory.environment != current || memory.count == REMEMBERED)
-        memory.count = 0;
-    memory.transaction = snapshot;
+    if (memory.transaction == transaction && memory.environment == current)
+        return;
+    for (uint32_t i = 0; i < memory.count; i++)
+        memory.values[i].is_fresh = false;
+    memory.transaction = transaction;
     memory.environment = current;
+}
 
-    remembered_value *const kept = memory.values + memory.count;
-    memcpy(kept->key, key->mv_data, key->mv_size + 1);
-    if (found != nullptr)
-        memcpy(kept->value, found->mv_data, length);
-    kept->value[length] = '\0';
-    kept->is_found = found != nullptr;
-    memory.hashes[memory.count++] = hash;
+static remembered_value *new_place(const MDB_val *key)
+{
+    if (memory.count == REMEMBERED)
+        memory.count = 0;
+    const uint32_t place = memory.count++;
+    memory.after[memory.last] = static_cast<uint8_t>(place);
+    memory.last = place;
+    memory.marks[place] = mark_of(key);
+    remembered_value *const kept = memory.values + place;
+    memcpy(kept->key, key->mv_data, key->mv_size);
+    kept->key_length = static_cast<uint8_t>(key->mv_size);
+    return kept;
+}
+
+// `kept` is null for a key that has no place yet.
+static void remember(MDB_txn *transaction, const MDB_val *key, remembered_value *kept, const MDB_val *found,
+                     bool is_found)
+{
+    const size_t length = is_found ? found->mv_size : 0;
+    if (key->mv_size > sizeof kept->key || length > sizeof kept->value)
+        return;
+    label_memory(mdb_txn_id(transaction));
+    if (kept == nullptr)
+        kept = new_place(key);
+    memcpy(kept->value, found->mv_data, length);
+    kept->length = static_cast<uint8_t>(length);
+    kept->is_found = is_found;
+    kept->is_fresh = true;
 }
 
 static void copy_value(char *value, size_t size, const void *stored, size_t stored_length)
@@ -282,18 +313,17 @@ static void copy_value(char *value, size_t size, const void *stored, size_t stor
     value[length] = '\0';
 }
 
-static bool read_value(const char *key, uint32_t hash, char *value, size_t size)
+static bool read_value(MDB_val *key, remembered_value *kept, char *value, size_t size)
 {
     MDB_txn *transaction = store_begin_read();
     if (transaction == nullptr)
         return false;
-    MDB_val wanted = as_lmdb_value(key);
-    MDB_val found;
-    const int rc = mdb_get(transaction, STORE_DATABASE, &wanted, &found);
+    MDB_val found = {0, value};
+    const int rc = mdb_get(transaction, STORE_DATABASE, key, &found);
     if (rc == 0)
         copy_value(value, size, found.mv_data, found.mv_size);
     if (rc == 0 || rc == MDB_NOTFOUND)
-        remember(transaction, &wanted, hash, rc == 0 ? &found : nullptr);
+        remember(transaction, key, kept, &found, rc == 0);
     store_end_read(transaction);
     return rc == 0;
 }
@@ -301,11 +331,11 @@ static bool read_value(const char *key, uint32_t hash, char *value, size_t size)
 int GetValue(const char *key, char *value, size_t size)
 {
     value[0] = '\0';
-    const uint32_t hash = hash_of(key);
-    const remembered_value *const kept = recall(key, hash);
-    if (kept == nullptr)
-        return read_value(key, hash, value, size) ? 1 : 0;
-    copy_value(value, size, kept->value, strlen(kept->value));
+    MDB_val wanted = as_lmdb_value(key);
+    remembered_value *const kept = place_of(&wanted);
+    if (kept == nullptr || !kept->is_fresh || !memory_holds())
+        return read_value(&wanted, kept, value, size) ? 1 : 0;
+    copy_value(value, size, kept->value, kept->length);
     return kept->is_found ? 1 : 0;
 }
 

@@ -1,5 +1,7 @@
 // The plain-Linux ground's store between the threads of one process.
 #include <atomic>
+#include <map>
+#include <random>
 #include <string>
 #include <sys/wait.h>
 #include <thread>
@@ -121,6 +123,39 @@ TEST_F(StoreThreads, RepeatedReadsOfManyKeysKeepThemApart)
     for (int pass = 0; pass < 2; pass++)
         for (int i = 0; i < 300; i++)
             ASSERT_EQ(value_of(key(i).c_str()), std::to_string(i));
+}
+
+// Keys and values on both sides of what is remembered, more of them than that, read in and out of order.
+TEST_F(StoreThreads, AnyReadsAndWritesAnswerAsAMapWould)
+{
+    constexpr unsigned KEYS = 80;
+    std::map<std::string, std::string> expected;
+    std::mt19937 random(20261121);
+    const auto below = [&](unsigned limit) { return static_cast<unsigned>(random()) % limit; };
+    const auto key = [](unsigned i) { // "a" to "d", "aa" to "dd", ..., each eighth longer
+        std::string letters;
+        for (unsigned rest = i + 1; rest != 0; rest = (rest - 1) / 4)
+            letters += static_cast<char>('a' + (rest - 1) % 4);
+        return letters + std::string(i % 8 == 0 ? 30 + i / 8 : 0, '.');
+    };
+    unsigned at = 0;
+    for (int step = 0; step < 20000; step++) {
+        at = below(10) == 0 ? below(KEYS) : (at + 1) % (step % 4000 < 2000 ? 20 : KEYS);
+        const std::string name = key(at);
+        const std::string value(below(45), static_cast<char>('a' + below(26)));
+        if (below(200) == 0)
+            by_another_process([&] { SetValue(name.c_str(), value.c_str()); });
+        else if (below(40) == 0)
+            SetValue(name.c_str(), value.c_str());
+        else {
+            char found[64];
+            const auto known = expected.find(name);
+            ASSERT_EQ(GetValue(name.c_str(), found), known == expected.end() ? 0 : 1) << name << " at " << step;
+            ASSERT_EQ(found, known == expected.end() ? "" : known->second) << name << " at " << step;
+            continue;
+        }
+        expected[name] = value;
+    }
 }
 
 } // namespace
