@@ -27,6 +27,13 @@ private:
     void *mapping_;
 };
 
+// Where execution goes on after a jump. libc's own would have the address sanitizer forget the frames that stay behind.
+#if SIM_ASAN
+using Place = void *[5];
+#else
+using Place = jmp_buf;
+#endif
+
 class Fiber
 {
 public:
@@ -55,11 +62,11 @@ private:
     Stack stack_;
     StackSwitch switch_;
     ucontext_t inside_ = {};
-#if SIM_ASAN || SIM_TSAN
+#if SIM_TSAN
     ucontext_t outside_ = {};
 #else
-    jmp_buf inside_place_ = {};
-    jmp_buf outside_place_ = {};
+    Place inside_place_ = {};
+    Place outside_place_ = {};
     bool started_ = false;
 #endif
     bool ended_ = false;

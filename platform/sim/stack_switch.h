@@ -31,6 +31,13 @@ namespace sim
 // stack's.
 #define SIM_SWITCHES __attribute__((always_inline)) inline
 
+// For the switch itself: the address sanitizer takes any jump for the end of the frames above it.
+#if SIM_ASAN
+#define SIM_UNWATCHED __attribute__((no_sanitize("address"), noinline))
+#else
+#define SIM_UNWATCHED
+#endif
+
 struct StackSwitch {
     StackSwitch(void *begin, size_t length) : stack(begin), size(length)
     {
