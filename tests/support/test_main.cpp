@@ -14,6 +14,9 @@
 #include <unistd.h>
 #include <vector>
 
+// There only where the address sanitizer is.
+extern "C" void __lsan_do_leak_check() __attribute__((weak)); // NOLINT(bugprone-reserved-identifier)
+
 namespace
 {
 
@@ -96,7 +99,9 @@ bool passes_in_own_process(const std::string &name, std::string &output)
         GTEST_FLAG_SET(filter, name);
         const int result = RUN_ALL_TESTS();
         fflush(nullptr);
-        _exit(result); // under emulation the destructors of what lives for ever take twice as long as most tests
+        if (__lsan_do_leak_check != nullptr)
+            exit(result); // and it looks for lost memory
+        _exit(result);    // under emulation the destructors of what lives for ever take twice as long as most tests
     }
     close(ends[1]);
     output = read_all(ends[0]);
