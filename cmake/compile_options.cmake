@@ -11,13 +11,14 @@ target_compile_definitions(house_warnings INTERFACE _FILE_OFFSET_BITS=64 _TIME_B
 add_library(house_freestanding INTERFACE)
 target_link_libraries(house_freestanding INTERFACE house_warnings)
 target_compile_options(house_freestanding INTERFACE
-    $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-asynchronous-unwind-tables>)
+    $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-asynchronous-unwind-tables>
+    -fdata-sections)
 
 # For routers with little flash: whatever the build type says about the rest, the daemon and its ground are small.
 option(TIME_CHECK_SMALL "make the daemon and its ground as small as can be" OFF)
 if(TIME_CHECK_SMALL)
     target_compile_options(house_freestanding INTERFACE
-        -Os -ffunction-sections -fdata-sections -fno-unwind-tables -fno-stack-protector -fno-ident)
+        -Os -ffunction-sections -fno-unwind-tables -fno-stack-protector -fno-ident)
     # Programs at fixed addresses: on MIPS the table of addresses and the calls through it are a quarter of the daemon,
     # and a table that the loader fills is memory of its own.
     add_compile_options(-fno-pie)

@@ -3,6 +3,10 @@
 add_executable(time_check ${PROJECT_SOURCE_DIR}/time_check/link.c)
 set_target_properties(time_check PROPERTIES LINKER_LANGUAGE C)
 
+# Small variables, which every tick writes, lie together and not between tables that are seldom touched: fewer pages of
+# memory of its own.
+target_link_options(time_check PRIVATE LINKER:--sort-section=alignment)
+
 if(TIME_CHECK_SMALL AND NOT TIME_CHECK_PLATFORM STREQUAL "sim")
     # The pages that could be closed to writing after the start hold two pointers here, and begin with a kilobyte of
     # padding in the file.

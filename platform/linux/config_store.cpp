@@ -207,11 +207,10 @@ struct remembered_value {
     bool is_found;
     uint8_t key_length;
     uint8_t length;
-    char key[40];
-    char value[40];
+    char text[60]; // the key, and behind it the value
 };
 
-constexpr size_t REMEMBERED = 64; // an idle tick reads ten keys, with a wireless uplink twice as many
+constexpr size_t REMEMBERED = 48; // an idle tick reads ten keys, with a wireless uplink twice as many
 
 struct value_memory {
     uint64_t transaction;
@@ -256,7 +255,7 @@ static remembered_value *place_of(const MDB_val *key)
             place = 0;
         remembered_value *const kept = memory.values + place;
         if (memory.marks[place] == mark && kept->key_length == key->mv_size &&
-            memcmp(kept->key, key->mv_data, key->mv_size) == 0) {
+            memcmp(kept->text, key->mv_data, key->mv_size) == 0) {
             memory.after[memory.last] = place;
             memory.last = place;
             return kept;
@@ -285,7 +284,7 @@ static remembered_value *new_place(const MDB_val *key)
     memory.last = place;
     memory.marks[place] = mark_of(key);
     remembered_value *const kept = memory.values + place;
-    memcpy(kept->key, key->mv_data, key->mv_size);
+    memcpy(kept->text, key->mv_data, key->mv_size);
     kept->key_length = static_cast<uint8_t>(key->mv_size);
     return kept;
 }
@@ -295,12 +294,12 @@ static void remember(MDB_txn *transaction, const MDB_val *key, remembered_value 
                      bool is_found)
 {
     const size_t length = is_found ? found->mv_size : 0;
-    if (key->mv_size > sizeof kept->key || length > sizeof kept->value)
+    if (key->mv_size + length > sizeof kept->text)
         return;
     label_memory(mdb_txn_id(transaction));
     if (kept == nullptr)
         kept = new_place(key);
-    memcpy(kept->value, found->mv_data, length);
+    memcpy(kept->text + kept->key_length, found->mv_data, length);
     kept->length = static_cast<uint8_t>(length);
     kept->is_found = is_found;
     kept->is_fresh = true;
@@ -335,7 +334,7 @@ int GetValue(const char *key, char *value, size_t size)
     remembered_value *const kept = place_of(&wanted);
     if (kept == nullptr || !kept->is_fresh || !memory_holds())
         return read_value(&wanted, kept, value, size) ? 1 : 0;
-    copy_value(value, size, kept->value, kept->length);
+    copy_value(value, size, kept->text + kept->key_length, kept->length);
     return kept->is_found ? 1 : 0;
 }
 

@@ -52,10 +52,10 @@ static bool netmask_of(const char *ifname, in_addr *netmask)
 // All IPv4 addresses of the machine under their interfaces' names. Asked about a single name that there is not, the
 // kernel would each time have a program look for a module of that name.
 struct address_list {
-    ifreq entries[64];
+    bool is_current; // no change had been told just now
+    bool is_watched; // any since it was read will be told
     size_t number;
-    bool is_watched; // any change since it was read will be told
-    bool is_current; // none had been told just now
+    ifreq entries[64]; // most of them never written
 };
 
 static thread_local address_list addresses;
