@@ -317,7 +317,7 @@ static bool read_value(MDB_val *key, remembered_value *kept, char *value, size_t
     MDB_txn *transaction = store_begin_read();
     if (transaction == nullptr)
         return false;
-    MDB_val found = {0, value};
+    MDB_val found = {0, value}; // stays so for a missing key
     const int rc = mdb_get(transaction, STORE_DATABASE, key, &found);
     if (rc == 0)
         copy_value(value, size, found.mv_data, found.mv_size);
