@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 #include "bench/alternate.h"
-#include "time_check/time_check_common.h"
+#include "time_check/time_check_quiet.h"
 
 namespace
 {

@@ -47,11 +47,14 @@ cfm set sys.schedulereboot.max_speed 0
 date -s '2026-03-02 12:00:00'
 """
 
+TABLE = (PROJECT / "time_check" / "time_check_module.cpp").read_text(encoding="utf-8")
+MODULES = [name for name in re.findall(r'\.name = "time_check_(\w+)"', TABLE) if name not in ("debug", "cpu")]
+
 # The CPU watchdog gets one message: each has it sample often for a while, with pauses in real time.
-MESSAGES = """
+MESSAGES = f"""
 cfm post time_check 'time_check_cpu?op=1'
 while sleep 0.3; do
-    for module in reboot power wifi led daemon wifi_connect ap_connect wl_guest; do
+    for module in {' '.join(MODULES)}; do
         cfm post time_check "time_check_$module?op=1"
         sleep 0.2
     done

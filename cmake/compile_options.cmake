@@ -16,17 +16,37 @@ target_compile_options(house_freestanding INTERFACE
 
 # For routers with little flash: whatever the build type says about the rest, the daemon and its ground are small.
 option(TIME_CHECK_SMALL "make the daemon and its ground as small as can be" OFF)
+string(REGEX MATCH "^mips" TIME_CHECK_FOR_MIPS "${CMAKE_SYSTEM_PROCESSOR}")
 if(TIME_CHECK_SMALL)
     target_compile_options(house_freestanding INTERFACE
-        -Os -ffunction-sections -fno-unwind-tables -fno-stack-protector -fno-ident)
+        -Os -ffunction-sections -fno-unwind-tables -fno-stack-protector -fno-ident
+        -fno-move-loop-invariants) # an address that is kept over a loop is saved and restored around it
+    # Optimised once more when the program is linked. The objects hold both forms, because the virtual router renames
+    # symbols in the plain one.
+    if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+        target_compile_options(house_freestanding INTERFACE -flto=auto -ffat-lto-objects)
+        # What is meant for speed and found to grow this program (docs/decisions/0085-small-builds.md).
+        target_compile_options(house_freestanding INTERFACE
+            -fno-guess-branch-probability -fno-shrink-wrap -fno-expensive-optimizations -fno-tree-tail-merge
+            -fsection-anchors
+            $<$<STREQUAL:${TIME_CHECK_FOR_MIPS},mips>:-mmemcpy;-mbranch-likely>)
+    endif()
     # Programs at fixed addresses: on MIPS the table of addresses and the calls through it are a quarter of the daemon,
     # and a table that the loader fills is memory of its own.
     add_compile_options(-fno-pie)
-    if(CMAKE_SYSTEM_PROCESSOR MATCHES "^mips")
+    if(TIME_CHECK_FOR_MIPS)
         add_compile_options(-mplt -mno-shared)
         target_compile_options(house_freestanding INTERFACE -mno-check-zero-division)
     endif()
     add_link_options($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-no-pie>)
+endif()
+
+# Where tests look and no router does, a fresh variable on the stack holds a pattern and not the zero that often happens
+# to lie there, so that what is read before it is written is seen.
+include(CheckCXXCompilerFlag)
+check_cxx_compiler_flag(-ftrivial-auto-var-init=pattern TIME_CHECK_HAS_PATTERN)
+if(TIME_CHECK_HAS_PATTERN AND TIME_CHECK_TESTS AND NOT TIME_CHECK_SMALL)
+    target_compile_options(house_freestanding INTERFACE $<$<CONFIG:Debug>:-ftrivial-auto-var-init=pattern>)
 endif()
 
 # Sanitizers, by preset: "address,undefined" or "thread".

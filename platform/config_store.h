@@ -20,8 +20,10 @@ int GetValue(const char *key, char *value, size_t size);
 // of the router until CommitCfm. 1: stored. 0: not stored (store full, key or value beyond the store's limits).
 int SetValue(const char *key, const char *value);
 
-// Makes the running store durable. Non-zero: the whole store is on disk, or was already. 0: it is not; the running
-// store keeps its values, and what was committed before is untouched. May block for as long as the disk takes.
+// Makes the settings of the running store durable; what only tells how the router is doing at this moment
+// (platform/common/published_keys.h) is better left out. Non-zero: all settings are on disk, or were already. 0: they
+// are not; the running store keeps its values, and what was committed before is untouched. May block for as long as the
+// disk takes.
 int CommitCfm(void);
 
 #ifdef __cplusplus

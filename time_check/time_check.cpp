@@ -6,19 +6,11 @@
 #include <unistd.h>
 
 #include "platform/message_bus.h"
-#include "platform/network.h"
-#include "time_check/time_check_ap_connect.h"
-#include "time_check/time_check_common.h"
-#include "time_check/time_check_cpu.h"
-#include "time_check/time_check_daemon.h"
-#include "time_check/time_check_led.h"
+#include "time_check/time_check_dispatch.h"
+#include "time_check/time_check_ids.h"
+#include "time_check/time_check_log.h"
 #include "time_check/time_check_module.h"
-#include "time_check/time_check_power.h"
-#include "time_check/time_check_reboot.h"
-#include "time_check/time_check_stoppage_check.h"
-#include "time_check/time_check_wifi.h"
-#include "time_check/time_check_wifi_connect.h"
-#include "time_check/time_check_wl_guest.h"
+#include "time_check/time_check_text.h"
 #include "time_check/wan_surf_check.h"
 
 constexpr int MESSAGE_MAX = 256;       // characters in a message
@@ -87,7 +79,7 @@ void init_time_check_module_var(const char *args)
         char key[KEY_SIZE];
         char value[DECODED_SIZE];
         split_item(item, key, value);
-        LOG_ERROR("key = %s,value = %s\n", key, value);
+        LOG_PROGRESS("key = %s,value = %s\n", key, value);
         set_time_check_module_var(key, value);
     }
 }
@@ -148,28 +140,11 @@ static void start_reachability_thread()
     pthread_attr_destroy(&attributes);
 }
 
-static void tick(char *ppp_address)
-{
-    time_check_reboot();
-    time_check_power();
-    time_check_wifi();
-    time_check_led();
-    time_check_cpu();
-    time_check_daemon();
-    if (getIfIp("ppp0", ppp_address) == 0 || getIfIp("ppp45", ppp_address) == 0)
-        wan_lan_check(ppp_address, "255.255.255.0");
-    time_check_wifi_connect();
-    time_check_ap_connect();
-    time_check_wl_guest();
-    time_check_stoppage();
-}
-
 int main()
 {
     static char log_line[BUFSIZ]; // so that a reader of the log sees a line when it happens, and nothing is allocated
     setvbuf(stdout, log_line, _IOLBF, sizeof log_line);
 
-    char ppp_address[IF_ADDRESS_SIZE] = "";
     if (RegMsgHandle("time_check", "*", TimeCheckMsgHandle) == 0) {
         LOG_ERROR("reg msg failed.\n");
         return 0;
@@ -177,7 +152,7 @@ int main()
     start_reachability_thread();
     init_time_check_module_entries();
     for (;;) {
-        tick(ppp_address);
+        time_check_tick();
         sleep(1);
     }
 }

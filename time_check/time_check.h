@@ -1,24 +1,8 @@
-// What every module shares: module ids, the decoded control message, result codes and log lines.
+// What every module shares: the decoded control message and result codes.
 #ifndef TIME_CHECK_TIME_CHECK_H
 #define TIME_CHECK_TIME_CHECK_H
 
-#include <cstddef>
 #include <cstdint>
-#include <cstdio>
-
-enum {
-    TIME_CHECK_DBG_MODULE = 0,
-    TIME_CHECK_REBOOT = 1,
-    TIME_CHECK_POWER = 2,
-    TIME_CHECK_WIFI = 3,
-    TIME_CHECK_LED = 4,
-    TIME_CHECK_CPU = 5,
-    TIME_CHECK_DAEMON = 6,
-    TIME_CHECK_WIFI_CONNECT = 7,
-    TIME_CHECK_AP_CONNECT = 8,
-    TIME_CHECK_WL_GUEST = 9,
-    TIME_CHECK_MAX_MODULE_NUM = 10,
-};
 
 enum MODULE_COMMON_OP_TYPE {
     OP_DEFAULT = 0,
@@ -75,45 +59,5 @@ void init_time_check_module_var(const char *args);
 
 // Stores one value in every field that var_table gives for `key`.
 void set_time_check_module_var(const char *key, const char *value);
-
-// ---- log lines ----
-// The bodies of the lines are part of the interface: people and programs read them.
-
-extern uint32_t
-    _DEBUG_LIST_[TIME_CHECK_MAX_MODULE_NUM]; // NOLINT(bugprone-reserved-identifier) the switches' known name
-
-// The red line, printed always; several modules also use it for plain progress. LOG_ERROR_OF is for a helper that
-// prints a line of the function named.
-#define LOG_ERROR_OF(function, body, ...)                                                                              \
-    printf("\033[1;31m[TIMER_CHECK >>%s(%d)]:\033[m" body, function, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
-#define LOG_ERROR(body, ...) LOG_ERROR_OF(__func__, body __VA_OPT__(, ) __VA_ARGS__)
-
-// The green line, printed always.
-#define LOG_INFO(body, ...)                                                                                            \
-    printf("\033[1;32m[TIMER_CHECK >>%s(%d)]:\033[m" body, __func__, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
-
-// Printed while the module's debug switch is on. LOG_DEBUG_OF as LOG_ERROR_OF.
-#define LOG_DEBUG_OF(module, function, body, ...)                                                                      \
-    do {                                                                                                               \
-        if (_DEBUG_LIST_[module] == 1)                                                                                 \
-            printf("\033[1;32m[TIMER_CHECK_DEBUG >>%s(%d)]:\033[m" body, function,                                     \
-                   __LINE__ __VA_OPT__(, ) __VA_ARGS__);                                                               \
-    } while (0)
-#define LOG_DEBUG(module, body, ...) LOG_DEBUG_OF(module, __func__, body __VA_OPT__(, ) __VA_ARGS__)
-
-enum DEBUG_LEVEL { DEBUG_NONE = 0, DEBUG_INFO = 1, DEBUG_ERROR = 2, DEBUG_MAX_LEVEL = 3 };
-
-// The colours of trace lines, by level; the last is the prefix's.
-inline constexpr const char *debug_color[] = {"\033[0m", "\033[0;32m", "\033[0;31m", "\033[0;33m"};
-
-// Printed while the store's "time_check_debug" reads "on" (looked at anew for each line), errors always.
-#define LOG_TRACE(level, body, ...)                                                                                    \
-    do {                                                                                                               \
-        if (time_check_trace_is_on(level))                                                                             \
-            printf("%s[%s:%s:%d] %s" body "\033[0m", debug_color[3], "time_check", __func__, __LINE__,                 \
-                   debug_color[level] __VA_OPT__(, ) __VA_ARGS__);                                                     \
-    } while (0)
-
-bool time_check_trace_is_on(DEBUG_LEVEL level);
 
 #endif

@@ -2,10 +2,12 @@
 
 #include <cstring>
 
+#include "platform/config_keys.h"
 #include "platform/config_store.h"
 #include "platform/network.h"
 #include "platform/vos.h"
-#include "time_check/time_check_module.h"
+#include "time_check/time_check_dispatch.h"
+#include "time_check/time_check_ids.h"
 #include "time_check/time_check_uplink.h"
 
 constexpr int32_t UNREACHABLE = 1;
@@ -16,13 +18,7 @@ static int32_t link_count;                    // ticks in a row whose ping was a
 static int32_t not_link_count;                // ticks in a row whose ping was not
 static int32_t last_ping_status = REACHABLE;  // as netctrl was last told, or takes it to be at the start
 
-static time_check_msg_ops time_check_ap_connect_ops = {
-    .list = {},
-    .module_id = TIME_CHECK_AP_CONNECT,
-    .intent_module_id = TIME_CHECK_AP_CONNECT,
-    .op_type_bits = ALL_OP_TYPES,
-    .ops = time_check_ap_connect_handle,
-};
+static time_check_msg_ops time_check_ap_connect_ops = own_handler(TIME_CHECK_AP_CONNECT, time_check_ap_connect_handle);
 
 void set_time_check_ap_connect_info()
 {
@@ -58,7 +54,7 @@ int32_t time_check_ap_connect_main()
 int32_t time_check_ap_connect()
 {
     char workmode[16];
-    GetValue("sys.workmode", workmode);
+    GetValue(KEY_SYS_WORKMODE, workmode);
     if (strcmp(workmode, "ap") == 0)
         time_check_ap_connect_main();
     return TIMER_CHECK_SUC;

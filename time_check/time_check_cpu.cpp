@@ -3,7 +3,9 @@
 #include <cstring>
 #include <sys/select.h>
 
-#include "time_check/time_check_module.h"
+#include "time_check/time_check_dispatch.h"
+#include "time_check/time_check_ids.h"
+#include "time_check/time_check_log.h"
 #include "time_check/time_check_text.h"
 #include "time_check/time_check_watchdog.h"
 
@@ -40,13 +42,7 @@ constexpr uint32_t KILL_SAMPLES = 32;
 
 static struct time_check_cpu time_check_cpu_struct;
 
-static time_check_msg_ops sys_time_check_cpu_ops = {
-    .list = {},
-    .module_id = TIME_CHECK_CPU,
-    .intent_module_id = TIME_CHECK_CPU,
-    .op_type_bits = ALL_OP_TYPES,
-    .ops = time_check_cpu_msg_handle,
-};
+static time_check_msg_ops sys_time_check_cpu_ops = own_handler(TIME_CHECK_CPU, time_check_cpu_msg_handle);
 
 // ---- table and messages ----
 
@@ -89,8 +85,8 @@ int32_t time_check_cpu_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
     return 1;
 }
 
-// Switches the rows that `target` names, each back at its first period. The lines are those of `function`.
-static void switch_rows(const char *function, const char *target, uint32_t enable)
+// Switches the rows that `target` names, each back at its first period. The lines are the caller's.
+static void switch_rows(const char *target, uint32_t enable, const char *function = __builtin_FUNCTION())
 {
     const bool all = time_check_names_all_programs(target);
     bool found = false;
@@ -106,7 +102,7 @@ static void switch_rows(const char *function, const char *target, uint32_t enabl
         row->exe_spa_time = FIRST_PERIOD;
         row->exe_check_num = 0;
         row->exe_problem_check_num = 0;
-        LOG_ERROR_OF(function, "%s check %s\n", row->exe_name, enable == 1 ? "enable" : "disable");
+        LOG_PROGRESS_OF(function, "%s check %s\n", row->exe_name, enable == 1 ? "enable" : "disable");
         found = true;
         if (!all)
             break;
@@ -119,14 +115,14 @@ static void switch_rows(const char *function, const char *target, uint32_t enabl
 int32_t time_check_cpu_start(const TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 {
     time_check_cpu_struct.enable = 1;
-    switch_rows(__func__, msg->string_info, 1);
+    switch_rows(msg->string_info, 1);
     return 1;
 }
 
 int32_t time_check_cpu_stop(const TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 {
     time_check_cpu_struct.enable = 0;
-    switch_rows(__func__, msg->string_info, 0);
+    switch_rows(msg->string_info, 0);
     return 1;
 }
 
@@ -135,8 +131,8 @@ int32_t time_check_cpu_restart(const TIME_CHECK_MODULES_COMMON_STRUCT *msg)
     return time_check_cpu_start(msg);
 }
 
-// The lines that both dumps have, printed for `function`.
-static void print_check(const char *function, const time_check_exe_struct *row)
+// The lines that both dumps have, printed as the caller's.
+static void print_check(const time_check_exe_struct *row, const char *function = __builtin_FUNCTION())
 {
     LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_CHECK_IN:\t%d!\n", row->exe_check_in);
     LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_CPU:\t%.1f!\n", static_cast<double>(row->exe_cpu));
@@ -156,7 +152,7 @@ void time_check_print_struct_info()
         LOG_DEBUG(TIME_CHECK_CPU, "num:\t%d!\n", i);
         LOG_DEBUG(TIME_CHECK_CPU, "EXE_NAME:\t%s!\n", row->exe_name);
         LOG_DEBUG(TIME_CHECK_CPU, "EXE_ENABLE:\t%d!\n", row->exe_enable);
-        print_check(__func__, row);
+        print_check(row);
     }
 }
 
@@ -165,7 +161,7 @@ void time_check_print_check_info()
     for (uint32_t i = 0; i < time_check_cpu_struct.user_exe_num; i++) {
         const time_check_exe_struct *row = &time_check_cpu_struct.exe_info[i];
         LOG_DEBUG(TIME_CHECK_CPU, "EXE_NAME:\t%s!\n", row->exe_name);
-        print_check(__func__, row);
+        print_check(row);
     }
 }
 
@@ -340,12 +336,13 @@ static void schedule_samples()
 }
 
 // The count of samples stays, so that a successor which is over its limit too is killed at its first sample. The lines
-// are those of `function`.
-static void kill_program(const char *function, const time_check_exe_struct *row)
+// are the caller's.
+static void kill_program(const time_check_exe_struct *row, const char *function = __builtin_FUNCTION())
 {
-    LOG_ERROR_OF(function, "(%s) used cpu up %.1f for %d times(totle %ds)\n", row->exe_name,
-                 static_cast<double>(row->exe_cpu_max), row->exe_problem_check_num, KILL_SAMPLES * OVER_LIMIT_PERIOD);
-    time_check_kill_program(function, row->exe_name, row->exe_system_cmd);
+    LOG_PROGRESS_OF(function, "(%s) used cpu up %.1f for %d times(totle %ds)\n", row->exe_name,
+                    static_cast<double>(row->exe_cpu_max), row->exe_problem_check_num,
+                    KILL_SAMPLES * OVER_LIMIT_PERIOD);
+    time_check_kill_program(row->exe_name, row->exe_system_cmd, function);
 }
 
 int32_t time_check_cpu_main()
@@ -370,7 +367,7 @@ int32_t time_check_cpu_main()
         row->exe_problem_check_num++;
         row->exe_spa_time = OVER_LIMIT_PERIOD;
         if (row->exe_problem_check_num >= KILL_SAMPLES)
-            kill_program(__func__, row);
+            kill_program(row);
     }
     return 1;
 }

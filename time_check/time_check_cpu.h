@@ -19,7 +19,7 @@ struct time_check_exe_struct {
     char exe_name[32];              // process name, as killall takes it; an empty one ends the table
     uint32_t exe_enable;            // shown only: what is sampled follows from the module's switch and exe_check_in
     uint32_t exe_check_in;          // 1: this tick samples the row
-    uint32_t exe_check_reslut;      // 1: the last sample was over the limit and not excused
+    uint32_t exe_check_reslut;      // 1: the latest sample counts against the program
     float exe_cpu_max;              // limit in percent, of one CPU in exe_info, of the whole machine once loaded
     float exe_cpu;                  // last measured, in percent of the whole machine
     uint32_t exe_pid;               // as last read from the pid file

@@ -2,22 +2,19 @@
 
 #include <cstring>
 #include <dirent.h>
+#include <sys/wait.h>
 
 #include "platform/config_store.h"
-#include "time_check/time_check_module.h"
+#include "time_check/time_check_dispatch.h"
+#include "time_check/time_check_ids.h"
+#include "time_check/time_check_log.h"
 #include "time_check/time_check_text.h"
 #include "time_check/time_check_watchdog.h"
 
 static struct time_check_daemon time_check_daemon_struct;
 static uint32_t time_check_daemon_check_num[TIME_CHECK_DAEMON_EXE_MAX]; // ticks since the row's last look
 
-static time_check_msg_ops sys_time_check_daemon_ops = {
-    .list = {},
-    .module_id = TIME_CHECK_DAEMON,
-    .intent_module_id = TIME_CHECK_DAEMON,
-    .op_type_bits = ALL_OP_TYPES,
-    .ops = time_check_daemon_msg_handle,
-};
+static time_check_msg_ops sys_time_check_daemon_ops = own_handler(TIME_CHECK_DAEMON, time_check_daemon_msg_handle);
 
 // ---- table and messages ----
 
@@ -52,8 +49,8 @@ void time_check_daemon_init()
     register_time_check_module_msg_opses(&sys_time_check_daemon_ops, 1);
 }
 
-// Switches the rows that `target` names; their ticks go on. The lines are those of `function`.
-static void switch_rows(const char *function, const char *target, bool start)
+// Switches the rows that `target` names; their ticks go on. The lines are the caller's.
+static void switch_rows(const char *target, bool start, const char *function = __builtin_FUNCTION())
 {
     const bool all = time_check_names_all_programs(target);
     bool found = false;
@@ -65,8 +62,8 @@ static void switch_rows(const char *function, const char *target, bool start)
             continue;
         row->daemon_exe_enable = start ? enable_by_key(row, 1) : 0;
         row->daemon_exe_problem_check_num = 0;
-        LOG_ERROR_OF(function, "%s check %s\n", row->daemon_exe_name,
-                     row->daemon_exe_enable == 1 ? "enable" : "disable");
+        LOG_PROGRESS_OF(function, "%s check %s\n", row->daemon_exe_name,
+                        row->daemon_exe_enable == 1 ? "enable" : "disable");
         found = true;
         if (!all)
             break;
@@ -79,14 +76,14 @@ static void switch_rows(const char *function, const char *target, bool start)
 static void time_check_daemon_start(const TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 {
     time_check_daemon_struct.enable = 1;
-    switch_rows(__func__, msg->string_info, true);
+    switch_rows(msg->string_info, true);
 }
 
 // Stopping one program switches the whole module off: kept on purpose, as in the CPU watchdog.
 static void time_check_daemon_stop(const TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 {
     time_check_daemon_struct.enable = 0;
-    switch_rows(__func__, msg->string_info, false);
+    switch_rows(msg->string_info, false);
 }
 
 static void time_check_daemon_restart(const TIME_CHECK_MODULES_COMMON_STRUCT *msg)
@@ -144,8 +141,10 @@ int32_t time_check_daemon_uload(const char *name)
     const bool runs = reads > OWN_LINES;
     if (runs)
         LOG_DEBUG(TIME_CHECK_DAEMON, "exe(%s) not exit!\n", name);
-    pclose(pipe);
-    return runs ? 0 : 1;
+    const int status = pclose(pipe);
+    if (runs)
+        return 0;
+    return WIFSIGNALED(status) ? -1 : 1; // a shell that was ended has not shown everything
 }
 
 int32_t time_check_daemon_need_restart(int8_t index)
@@ -173,15 +172,15 @@ int32_t check_if_dir_empty(const char *path)
 
 // ---- the tick ----
 
-// One more missing look. The line and those of a restart are `function`'s.
-static void count_missing(const char *function, time_check_daemon_exe_struct *row)
+// One more missing look. The line and those of a restart are the caller's.
+static void count_missing(time_check_daemon_exe_struct *row, const char *function = __builtin_FUNCTION())
 {
     row->daemon_exe_problem_check_num++;
     LOG_DEBUG_OF(TIME_CHECK_DAEMON, function, "DAEMON_EXE_PROBLEM_CHECK_NUM:%d!\n", row->daemon_exe_problem_check_num);
     if (row->daemon_exe_problem_check_num != row->daemon_exe_check_num)
         return;
     row->daemon_exe_problem_check_num = 0;
-    time_check_kill_program(function, row->daemon_exe_name, row->daemon_exe_system_cmd);
+    time_check_kill_program(row->daemon_exe_name, row->daemon_exe_system_cmd, function);
 }
 
 static void time_check_daemon_main()
@@ -194,7 +193,7 @@ static void time_check_daemon_main()
         time_check_daemon_check_num[i] = 0;
         const int32_t missing = time_check_daemon_need_restart(static_cast<int8_t>(i));
         if (missing == 1)
-            count_missing(__func__, row);
+            count_missing(row);
         else if (missing == 0)
             row->daemon_exe_problem_check_num = 0;
     }

@@ -63,7 +63,7 @@ int32_t time_check_daemon_uload(const char *name);
 
 // ---- for products ----
 
-// 1 when the directory holds an entry, 0 when it holds none or cannot be opened: the reverse of what the name says,
+// 1: there is something in the directory. 0: nothing, or it cannot be read. So it is the reverse of its own name,
 // kept on purpose for the rows that products write. Nothing in the daemon calls it.
 int32_t check_if_dir_empty(const char *path);
 

@@ -2,19 +2,16 @@
 
 #include <cstring>
 
+#include "platform/config_keys.h"
 #include "platform/config_store.h"
-#include "time_check/time_check_module.h"
+#include "time_check/time_check_dispatch.h"
+#include "time_check/time_check_ids.h"
+#include "time_check/time_check_log.h"
 
 uint32_t _DEBUG_LIST_[TIME_CHECK_MAX_MODULE_NUM]; // NOLINT(bugprone-reserved-identifier)
 int32_t debug_tag;
 
-static time_check_msg_ops sys_time_check_debug_ops = {
-    .list = {},
-    .module_id = TIME_CHECK_DBG_MODULE,
-    .intent_module_id = TIME_CHECK_DBG_MODULE,
-    .op_type_bits = ALL_OP_TYPES,
-    .ops = time_check_debug_msg_handle,
-};
+static time_check_msg_ops sys_time_check_debug_ops = own_handler(TIME_CHECK_DBG_MODULE, time_check_debug_msg_handle);
 
 void time_check_debug_init()
 {
@@ -49,5 +46,5 @@ int32_t get_time_check_debug_info(uint32_t id)
 bool time_check_trace_is_on(DEBUG_LEVEL level)
 {
     char value[8];
-    return level == DEBUG_ERROR || (GetValue("time_check_debug", value) == 1 && strcmp(value, "on") == 0);
+    return level == DEBUG_ERROR || (GetValue(KEY_DEBUG, value) == 1 && strcmp(value, "on") == 0);
 }

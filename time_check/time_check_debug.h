@@ -1,4 +1,4 @@
-// The debug module (id 0): switches the other modules' debug lines on and off at run time.
+// The debug module (id 0): by message, the debug lines of any module come and go while the daemon runs.
 #ifndef TIME_CHECK_TIME_CHECK_DEBUG_H
 #define TIME_CHECK_TIME_CHECK_DEBUG_H
 

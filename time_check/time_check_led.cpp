@@ -1,14 +1,19 @@
 #include "time_check/time_check_led.h"
 
+#include <cstdio>
 #include <cstring>
 
+#include "platform/config_keys.h"
 #include "platform/config_store.h"
 #include "platform/netctrl.h"
 #include "platform/system.h"
+#include "time_check/time_check_clock.h"
 #include "time_check/time_check_common.h"
-#include "time_check/time_check_module.h"
+#include "time_check/time_check_dispatch.h"
+#include "time_check/time_check_ids.h"
 #include "time_check/time_check_power.h"
 #include "time_check/time_check_schedule.h"
+#include "time_check/time_check_text.h"
 
 enum { LED_TYPE_CLOSE = 0, LED_TYPE_OPEN = 1, LED_TYPE_TIME = 2 };
 
@@ -22,13 +27,7 @@ static struct time_check_led time_check_led_struct;
 [[maybe_unused]] static uint32_t time_check_led_start_flag = 1; // as Wi-Fi's, only kept: no rule asks for it
 static uint32_t time_check_app_led_button; // up-time of the app's last switching, seconds; 0: none to look at
 
-static time_check_msg_ops sys_time_check_led_ops = {
-    .list = {},
-    .module_id = TIME_CHECK_LED,
-    .intent_module_id = TIME_CHECK_LED,
-    .op_type_bits = ALL_OP_TYPES,
-    .ops = time_check_led_msg_handle,
-};
+static time_check_msg_ops sys_time_check_led_ops = own_handler(TIME_CHECK_LED, time_check_led_msg_handle);
 
 // ---- configuration and messages ----
 
@@ -45,7 +44,7 @@ static void load_time(const time_check_clock *clock)
     if (!time_check_clock_is_set(clock))
         time_check_led_start_flag = 1;
     time_check_led_struct.type = LED_TYPE_TIME;
-    time_check_led_struct.num = load_sched_rules("nkgw.led", time_check_led_struct.led_time);
+    time_check_led_struct.num = load_sched_rules(LED_RULES, time_check_led_struct.led_time);
     if (time_check_app_led_button != 0 && time_check_app_led_button < static_cast<uint32_t>(get_uptime()))
         time_check_led_start_flag = time_check_get_led_sta() != LED_OFF;
     time_check_app_led_button = 0;
@@ -59,7 +58,7 @@ TIMERCHECKINFO set_time_check_led_info()
     time_check_get_now_time(&clock, &now);
     memset(&time_check_led_struct, 0, sizeof time_check_led_struct);
 
-    if (GetValue("sys.sched.led.type", type) == 0)
+    if (GetValue(KEY_LED_TYPE, type) == 0)
         return TIMER_CHECK_SUC;
     if (strcmp(type, "close") == 0)
         time_check_led_close();
@@ -77,7 +76,7 @@ int32_t time_check_led_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
     if (msg->relate_module_id == WIFI_MODULE && strcmp(msg->string_info, "first_time_start") == 0) {
         char state[16];
         snprintf(state, sizeof state, "%d", LED_AUTO);
-        SetValue("nkgw.led.state", state);
+        SetValue(KEY_LED_STATE, state);
         if (time_check_led_struct.type == LED_TYPE_CLOSE)
             time_check_set_led_status(LED_OFF);
     } else if (msg->relate_module_id == ALI_NIMBIX_MODULE && msg->string_info[0] != '\0') {
@@ -109,6 +108,16 @@ int32_t time_check_led_is_in_led_time()
     default:
         return 0;
     }
+}
+
+int32_t time_check_ledclose_power_flag()
+{
+    if (time_check_power_is_in_power_time() == 0)
+        return 0;
+    time_check_clock clock;
+    time_t now = 0;
+    time_check_get_now_time(&clock, &now);
+    return time_check_clock_is_set(&clock);
 }
 
 void time_check_led_open()

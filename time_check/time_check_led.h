@@ -21,6 +21,9 @@ TIMERCHECKINFO set_time_check_led_info();
 // daily one.
 int32_t time_check_led_is_in_led_time();
 
+// 1 when the clock is set and inside the power-saving period, else 0.
+int32_t time_check_ledclose_power_flag();
+
 // What the tick does in each setting.
 void time_check_led_open();
 void time_check_led_close();

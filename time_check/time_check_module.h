@@ -1,65 +1,8 @@
-// The registry: which modules there are, and which handlers take the messages of each.
-//
-// Filled at start-up by the main thread and never changed afterwards; no locks.
+// The table: which modules there are, and in what order the main loop runs them.
 #ifndef TIME_CHECK_TIME_CHECK_MODULE_H
 #define TIME_CHECK_TIME_CHECK_MODULE_H
 
-#include "time_check/time_check.h"
-
-// A link of an intrusive doubly linked list. A head that points at itself is an empty list.
-struct list_node {
-    list_node *next;
-    list_node *prev;
-};
-
-inline void INIT_LIST_HEAD(list_node *head)
-{
-    head->next = head;
-    head->prev = head;
-}
-
-// Inserts `node` directly after `pos`; after the head means in front.
-inline void list_append(list_node *node, list_node *pos)
-{
-    pos->next->prev = node;
-    node->next = pos->next;
-    node->prev = pos;
-    pos->next = node;
-}
-
-inline void __list_del(list_node *prev, list_node *next) // NOLINT(bugprone-reserved-identifier) the list's known name
-{
-    next->prev = prev;
-    prev->next = next;
-}
-
-// Takes `node` out and leaves its own links as they were, so that a walk may still follow them.
-inline void list_del(list_node *node)
-{
-    __list_del(node->prev, node->next);
-}
-
-using msg_handle_fn = int32_t (*)(TIME_CHECK_MODULES_COMMON_STRUCT *msg); // the result is ignored
-using module_init_fn = void (*)();
-
-// One handler's registration; static, owned by the module that registers it.
-struct time_check_msg_ops {
-    list_node list;
-    int32_t module_id;        // whose handler this is
-    int32_t intent_module_id; // whose messages it takes
-    uint32_t op_type_bits;    // bit n: takes op n; 0: takes all
-    msg_handle_fn ops;
-};
-
-constexpr uint32_t ALL_OP_TYPES = 0xffff;
-
-struct time_check_module_entry {
-    int32_t id;
-    char name[128];
-    int32_t ops_num;
-    module_init_fn init; // may be null
-    list_node ops_head;
-};
+#include <cstdint>
 
 // Indexes the module table, empties the handler lists, then runs every module's init in id order. Called once by main.
 void init_time_check_module_entries();
@@ -69,19 +12,7 @@ void init_time_check_module_index();
 // The id of the module of exactly this name, or -1; a line says which.
 int32_t find_time_check_module_id_by_name(const char *name);
 
-// 1, or -1 for a null record or an unknown module. Registering a record twice is not detected.
-int32_t register_time_check_module_msg_ops(time_check_msg_ops *ops);
-
-// Removes all handlers of the record's module from the list that it listens to. 0, or -1 as above.
-int32_t unregister_time_check_module_msg_ops(const time_check_msg_ops *ops);
-
-// Registers `count` consecutive records and stops at the first that fails.
-void register_time_check_module_msg_opses(time_check_msg_ops *array, int32_t count);
-
-// Hands a message to the module's handlers, in list order, on the caller's thread.
-void handle_time_check_module_msg(int32_t module_id, TIME_CHECK_MODULES_COMMON_STRUCT *msg);
-
-// Prints every module and whose handlers it has.
-void show_time_check_all_module_entries();
+// One pass of the main loop: every module's tick, and the steps between them.
+void time_check_tick();
 
 #endif

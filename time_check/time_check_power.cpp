@@ -2,11 +2,19 @@
 
 #include <cstring>
 
+#include "platform/config_keys.h"
 #include "platform/config_store.h"
+#include "time_check/time_check_clock.h"
 #include "time_check/time_check_common.h"
 #include "time_check/time_check_debug.h"
+#include "time_check/time_check_dispatch.h"
+#include "time_check/time_check_ids.h"
 #include "time_check/time_check_led.h"
-#include "time_check/time_check_module.h"
+#include "time_check/time_check_log.h"
+#include "time_check/time_check_quiet.h"
+#include "time_check/time_check_schedule.h"
+#include "time_check/time_check_setting.h"
+#include "time_check/time_check_text.h"
 #include "time_check/time_check_wifi.h"
 
 struct time_check_power {
@@ -20,19 +28,13 @@ struct time_check_power {
 
 static struct time_check_power time_check_power_struct;
 static uint32_t time_check_power_start_flag = 1;   // 0: put to sleep in this period, or a wake-up is owed
-static uint32_t time_check_power_in_power;         // 1: the driver has decided that the router sleeps in this period
+static uint32_t time_check_power_in_power;         // 1: for this period sleep is decided on
 static uint32_t time_check_power_pack_check_speed; // bytes per second
 static uint32_t time_check_power_pack_check_count;
 static uint32_t time_check_power_no_client_check_count;
 static int32_t nimbix_wake_up_time; // seconds for which the app has suspended power saving
 
-static time_check_msg_ops sys_time_check_power_ops = {
-    .list = {},
-    .module_id = TIME_CHECK_POWER,
-    .intent_module_id = TIME_CHECK_POWER,
-    .op_type_bits = ALL_OP_TYPES,
-    .ops = time_check_power_msg_handle,
-};
+static time_check_msg_ops sys_time_check_power_ops = own_handler(TIME_CHECK_POWER, time_check_power_msg_handle);
 
 static bool in_period()
 {
@@ -46,18 +48,18 @@ void set_time_check_power_info()
     char value[64];
     memset(&time_check_power_struct, 0, sizeof time_check_power_struct);
 
-    GetValue("sys.powersleep.enable", value);
+    GetValue(KEY_POWER_ENABLE, value);
     time_check_power_struct.enabled = static_cast<uint32_t>(time_check_atoi(value));
-    GetValue("sys.powersleep.type", value);
+    GetValue(KEY_POWER_TYPE, value);
     time_check_power_struct.type = static_cast<uint32_t>(time_check_atoi(value));
-    GetValue("sys.powersleep.wday", value);
+    GetValue(KEY_POWER_WDAY, value);
     time_check_parse_wday(value, time_check_power_struct.wday_en);
-    GetValue("sys.powersleep.start_time", value);
+    GetValue(KEY_POWER_START_TIME, value);
     time_check_power_struct.start_time = time_check_parse_time_of_day(value, 0, 0);
-    GetValue("sys.powersleep.end_time", value);
+    GetValue(KEY_POWER_END_TIME, value);
     time_check_power_struct.end_time = time_check_parse_time_of_day(value, 7, 0);
 
-    GetValue("sys.powersleep.max_speed", value);
+    GetValue(KEY_POWER_MAX_SPEED, value);
     time_check_power_struct.max_speed = static_cast<uint32_t>(time_check_atoi(value[0] == '\0' ? "3" : value));
     time_check_power_pack_check_speed = time_check_power_struct.max_speed * 1000;
 
@@ -81,7 +83,7 @@ void time_check_power_info_printf()
 
 int32_t time_check_power_is_in_sleep()
 {
-    return time_check_key_is_on("sys.is.pwr.save.mode");
+    return time_check_key_is_on(KEY_PWR_SAVE_MODE);
 }
 
 int32_t time_check_power_is_in_power_time()
@@ -94,13 +96,13 @@ int32_t time_check_power_is_in_power_time()
 static void enter_sleep()
 {
     // The LEDs were set anew while the router slept: they are on as far as the store goes, so that they go off again.
-    if (time_check_key_is_on("power.sleep.closetype.changed")) {
-        SetValue("power.sleep.closetype.changed", "0");
-        SetValue("nkgw.led.state", "3");
+    if (time_check_key_is_on(KEY_POWER_CLOSETYPE_CHANGED)) {
+        SetValue(KEY_POWER_CLOSETYPE_CHANGED, "0");
+        SetValue(KEY_LED_STATE, "3");
     }
     time_check_set_led_status(LED_OFF);
     time_check_set_wifi_status(WIFI_OFF);
-    SetValue("sys.is.pwr.save.mode", "1");
+    SetValue(KEY_PWR_SAVE_MODE, "1");
     CommitCfm();
 }
 
@@ -110,7 +112,7 @@ static void leave_sleep()
         time_check_set_led_status(LED_AUTO);
     if (time_check_wifi_is_in_wifi_time() == 0)
         time_check_set_wifi_status(WIFI_ON);
-    SetValue("sys.is.pwr.save.mode", "0");
+    SetValue(KEY_PWR_SAVE_MODE, "0");
     CommitCfm();
 }
 
@@ -153,7 +155,7 @@ void time_check_power_stop()
 
 int32_t time_check_power_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 {
-    LOG_ERROR("SYS_SCHED_POWER mode function to be added...\n");
+    LOG_PROGRESS("SYS_SCHED_POWER mode function to be added...\n");
     set_time_check_power_info();
     if (strcmp(msg->string_info, "nimbix_wake_up") == 0)
         update_nimbix_wake_up_time();
@@ -180,7 +182,7 @@ void time_check_power_init()
 {
     set_time_check_power_info();
     register_time_check_module_msg_opses(&sys_time_check_power_ops, 1);
-    SetValue("sys.is.pwr.save.mode", "0");
+    SetValue(KEY_PWR_SAVE_MODE, "0");
     CommitCfm();
 }
 
@@ -195,7 +197,6 @@ int32_t flow_check_forword_power(uint32_t interval)
     static uint64_t before_rx_flow;
     static uint64_t before_tx_flow;
     static const forwarded_count watch = {
-        .function = __func__,
         .module = TIME_CHECK_POWER,
         .count = &time_check_power_pack_check_count,
         .counters = {{&now_rx_flow, &before_rx_flow}, {&now_tx_flow, &before_tx_flow}}};
@@ -279,7 +280,7 @@ void time_check_power_each_day_flow()
     const uint32_t interval = time_check_seconds_apart(now, tmp_last_time);
     if (interval > 0) {
         if (flow_check_forword_power(interval) == 1) {
-            LOG_ERROR("now time:%02d:%02d\n", clock.tm_hour, clock.tm_min);
+            LOG_PROGRESS("now time:%02d:%02d\n", clock.tm_hour, clock.tm_min);
             sleep_in_period();
         }
         tmp_last_time = now;

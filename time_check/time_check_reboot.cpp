@@ -3,13 +3,19 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/config_keys.h"
 #include "platform/config_store.h"
 #include "platform/netctrl.h"
 #include "platform/network.h"
 #include "platform/system.h"
-#include "time_check/time_check_common.h"
+#include "time_check/time_check_clock.h"
 #include "time_check/time_check_debug.h"
-#include "time_check/time_check_module.h"
+#include "time_check/time_check_dispatch.h"
+#include "time_check/time_check_ids.h"
+#include "time_check/time_check_log.h"
+#include "time_check/time_check_quiet.h"
+#include "time_check/time_check_schedule.h"
+#include "time_check/time_check_text.h"
 
 struct time_check_reboot {
     uint32_t enabled;
@@ -28,13 +34,7 @@ static uint32_t time_check_reboot_pack_check_speed; // bytes per second
 static int32_t first_check_stream = 1;              // 1 until the random offset has been applied
 static int32_t default_time_check_reboot = 1;       // 1: the start time is the factory's
 
-static time_check_msg_ops sys_time_check_reboot_ops = {
-    .list = {},
-    .module_id = TIME_CHECK_REBOOT,
-    .intent_module_id = TIME_CHECK_REBOOT,
-    .op_type_bits = ALL_OP_TYPES,
-    .ops = time_check_reboot_msg_handle,
-};
+static time_check_msg_ops sys_time_check_reboot_ops = own_handler(TIME_CHECK_REBOOT, time_check_reboot_msg_handle);
 
 static void reset_counts()
 {
@@ -49,8 +49,8 @@ static void read_wan_ifname(char (&ifname)[16])
 {
     char mode_2g[16];
     char mode_5g[16];
-    GetValue("wl2g.public.mode", mode_2g);
-    GetValue("wl5g.public.mode", mode_5g);
+    GetValue(KEY_WL2G_PUBLIC_MODE, mode_2g);
+    GetValue(KEY_WL5G_PUBLIC_MODE, mode_5g);
     const bool wired = strcmp(mode_2g, "ap") == 0 && strcmp(mode_5g, "ap") == 0;
     const char *wan = wired ? get_eth_name(WAN_1) : nullptr;
     copy_text(ifname, sizeof ifname, wan == nullptr ? "" : wan);
@@ -61,20 +61,20 @@ int32_t set_time_check_reboot_info()
     char value[64];
     memset(&time_check_reboot_struct, 0, sizeof time_check_reboot_struct);
 
-    GetValue("sys.schedulereboot.enable", value);
+    GetValue(KEY_REBOOT_ENABLE, value);
     time_check_reboot_struct.enabled = static_cast<uint32_t>(time_check_atoi(value));
-    GetValue("sys.schedulereboot.type", value);
+    GetValue(KEY_REBOOT_TYPE, value);
     time_check_reboot_struct.type = static_cast<uint32_t>(time_check_atoi(value));
-    GetValue("sys.schedulereboot.wday", value);
+    GetValue(KEY_REBOOT_WDAY, value);
     time_check_parse_wday(value, time_check_reboot_struct.wday_en);
 
-    GetValue("sys.schedulereboot.start_time", value);
+    GetValue(KEY_REBOOT_START_TIME, value);
     default_time_check_reboot = value[0] == '\0' || strcmp(value, "02:00") == 0;
     time_check_reboot_struct.start_time = time_check_parse_time_of_day(value, 2, 0);
-    GetValue("sys.schedulereboot.end_time", value);
+    GetValue(KEY_REBOOT_END_TIME, value);
     time_check_reboot_struct.end_time = time_check_parse_time_of_day(value, 5, 30);
 
-    GetValue("sys.schedulereboot.max_speed", value);
+    GetValue(KEY_REBOOT_MAX_SPEED, value);
     time_check_reboot_struct.max_speed = static_cast<uint32_t>(time_check_atoi(value[0] == '\0' ? "5" : value));
     time_check_reboot_pack_check_speed = time_check_reboot_struct.max_speed * 1000;
 
@@ -114,17 +114,17 @@ int32_t time_check_reboot_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 {
     switch (msg->relate_module_id) {
     case WIFI_MODULE:
-        LOG_ERROR("WIFI_MODULE mode function to be added...\n");
+        LOG_PROGRESS("WIFI_MODULE mode function to be added...\n");
         set_time_check_reboot_wan_info();
         break;
     case WAN_MODULE:
     case VPN_PPTP_CLIENT_MODULE:
     case VPN_L2TP_CLIENT_MODULE:
-        LOG_ERROR("WAN_MODULE mode function to be added...\n");
+        LOG_PROGRESS("WAN_MODULE mode function to be added...\n");
         set_time_check_reboot_wan_info();
         break;
     default:
-        LOG_ERROR("SYS_SCHED_REBOOT mode function to be added...\n");
+        LOG_PROGRESS("SYS_SCHED_REBOOT mode function to be added...\n");
         set_time_check_reboot_info();
         break;
     }
@@ -140,8 +140,8 @@ void time_check_reboot_init()
 
 // ---- the quiet-network checks ----
 
-// Counts a sample without a client; 1 when the machine was told to restart for it. The lines are those of `function`.
-static int32_t count_no_client(const char *function)
+// Counts a sample without a client; 1 when the machine was told to restart for it. The lines are the caller's.
+static int32_t count_no_client(const char *function = __builtin_FUNCTION())
 {
     int32_t result = 0;
     if (time_check_reboot_no_client_check_count == NO_CLIENT_SAMPLES) {
@@ -149,8 +149,8 @@ static int32_t count_no_client(const char *function)
         time_t now = 0;
         doSystemCmd("date");
         time_check_get_now_time(&clock, &now);
-        LOG_ERROR_OF(function, "now time:%02d:%02d\n", clock.tm_hour, clock.tm_min);
-        LOG_ERROR_OF(function, "no client! reboot now!!\n");
+        LOG_PROGRESS_OF(function, "now time:%02d:%02d\n", clock.tm_hour, clock.tm_min);
+        LOG_PROGRESS_OF(function, "no client! reboot now!!\n");
         tpi_systool_reboot();
         result = 1;
     }
@@ -166,7 +166,6 @@ int32_t flow_check_forword_reboot(uint32_t period)
     static uint64_t before_rx_flow;
     static uint64_t before_tx_flow;
     static const forwarded_count watch = {
-        .function = __func__,
         .module = TIME_CHECK_REBOOT,
         .count = &time_check_reboot_pack_check_count,
         .counters = {{&now_rx_flow, &before_rx_flow}, {&now_tx_flow, &before_tx_flow}}};
@@ -174,7 +173,7 @@ int32_t flow_check_forword_reboot(uint32_t period)
     const int32_t clients = time_check_get_bridge_clients();
     if (clients == 0) {
         LOG_DEBUG(TIME_CHECK_REBOOT, "num %d:br_client = %d!!\n", time_check_reboot_no_client_check_count, clients);
-        return count_no_client(__func__);
+        return count_no_client();
     }
     time_check_reboot_no_client_check_count = 0;
 
@@ -202,7 +201,7 @@ int32_t flow_check_reboot(uint32_t period)
     const int32_t clients = time_check_get_bridge_clients();
     LOG_INFO("num %d:br_client = %d!!\n", time_check_reboot_no_client_check_count, clients);
     if (clients == 0)
-        return count_no_client(__func__);
+        return count_no_client();
     time_check_reboot_no_client_check_count = 0;
 
     FLOW_SPEED lan = {};
@@ -230,8 +229,8 @@ int32_t flow_check_reboot(uint32_t period)
     const QUIET_SAMPLE sample = time_check_quiet_sample(&time_check_reboot_pack_check_count, counters, 4,
                                                         time_check_reboot_pack_check_speed * period);
     if (sample == QUIET_BUSY)
-        LOG_ERROR("num %d:rx = %.2fkB/s,tx = %.2fkB/s,wan_rx = %.2fkB/s,wan_tx = %.2fkB/s!!\n", number, rates[0],
-                  rates[1], rates[2], rates[3]);
+        LOG_PROGRESS("num %d:rx = %.2fkB/s,tx = %.2fkB/s,wan_rx = %.2fkB/s,wan_tx = %.2fkB/s!!\n", number, rates[0],
+                     rates[1], rates[2], rates[3]);
     return sample == QUIET_LONG_ENOUGH;
 }
 
@@ -257,8 +256,8 @@ static bool owes_random_start_offset()
     return default_time_check_reboot == 1 && first_check_stream == 1;
 }
 
-// Spreads the devices that still have the factory's start time. `function` is whose line is printed.
-static void add_random_start_offset(const char *function)
+// Spreads the devices that still have the factory's start time. The line is the caller's.
+static void add_random_start_offset(const char *function = __builtin_FUNCTION())
 {
     constexpr uint32_t STEPS = 1800;
     constexpr uint32_t STEP_S = 5;
@@ -284,7 +283,7 @@ void time_check_reboot_each_day()
     if (!in_window())
         reset_counts();
     else if (owes_random_start_offset())
-        add_random_start_offset(__func__);
+        add_random_start_offset();
     else
         tpi_systool_reboot();
 }
@@ -309,7 +308,7 @@ void time_check_reboot_each_day_flow()
         return;
     }
     if (owes_random_start_offset()) {
-        add_random_start_offset(__func__);
+        add_random_start_offset();
         return;
     }
     const uint32_t period = time_check_seconds_apart(now, tmp_last_time);
@@ -317,8 +316,8 @@ void time_check_reboot_each_day_flow()
         if (flow_check_forword_reboot(period) == 1) {
             rand_sleep_time = time_check_get_sleep_rand(); // a delay of 0 is not armed, the next decision draws again
             doSystemCmd("date");
-            LOG_ERROR("now time:%02d:%02d\n", clock.tm_hour, clock.tm_min);
-            LOG_ERROR("sleep %dS after to reboot!!\n", rand_sleep_time);
+            LOG_PROGRESS("now time:%02d:%02d\n", clock.tm_hour, clock.tm_min);
+            LOG_PROGRESS("sleep %dS after to reboot!!\n", rand_sleep_time);
         }
         tmp_last_time = now;
     }

@@ -3,18 +3,48 @@
 #include <cstdio>
 #include <cstring>
 
+#include "platform/config_keys.h"
 #include "platform/config_store.h"
 #include "platform/system.h"
-#include "time_check/time_check_common.h"
+#include "time_check/time_check_clock.h"
+#include "time_check/time_check_text.h"
 
-// ---- loading ----
+// ---- daily ----
+
+uint32_t time_check_parse_time_of_day(const char *text, uint32_t default_hour, uint32_t default_minute)
+{
+    const char *colon = strchr(text, ':');
+    char minute[64];
+    if (colon == nullptr || colon == text || !copy_column(minute, sizeof minute, colon + 1, 1))
+        return default_hour * SECONDS_AN_HOUR + default_minute * SECONDS_A_MINUTE;
+    return static_cast<uint32_t>(time_check_atoi(text)) * SECONDS_AN_HOUR +
+           static_cast<uint32_t>(time_check_atoi(minute)) * SECONDS_A_MINUTE;
+}
+
+void time_check_parse_wday(const char *text, uint32_t (&wday_en)[7])
+{
+    memset(wday_en, 0, sizeof wday_en);
+    for (uint32_t &day : wday_en) {
+        if (*text == '\0' || *text == ';')
+            return;
+        char first[2] = {*text, '\0'};
+        if (&day == &wday_en[6]) // the rest of the text, read as a word: blanks before it do not count
+            copy_column(first, sizeof first, text, 1);
+        day = static_cast<uint32_t>(time_check_atoi(first));
+        text += strcspn(text, ";");
+        if (*text == ';')
+            text++;
+    }
+}
+
+// ---- weekly: loading ----
 
 // A time whose text fills the buffer may have lost its last digit, so it is not taken.
-static bool load_time(const char *family, const char *name, uint32_t number, struct tm *time)
+static bool load_time(const char *family, const char *field, uint32_t number, struct tm *time)
 {
     char key[64];
     char text[512];
-    snprintf(key, sizeof key, "%s.%s.list%u", family, name, number);
+    snprintf(key, sizeof key, "%s%s%u", family, field, number);
     return GetValue(key, text) == 1 && strlen(text) < sizeof text - 1 && utc2tm(text, time) == 0;
 }
 
@@ -37,7 +67,7 @@ uint32_t load_sched_rules(const char *family, sched_rule (&rules)[SCHED_RULES_MA
 {
     char key[64];
     char text[64];
-    snprintf(key, sizeof key, "%s.listnum", family);
+    snprintf(key, sizeof key, RULES_KEY_LISTNUM, family);
     GetValue(key, text);
     auto count = static_cast<uint32_t>(time_check_atoi(text));
     if (count > SCHED_RULES_MAX)
@@ -45,15 +75,15 @@ uint32_t load_sched_rules(const char *family, sched_rule (&rules)[SCHED_RULES_MA
 
     for (uint32_t i = 0; i < count; i++) {
         sched_rule *rule = &rules[i];
-        if (!load_time(family, "offtime", i + 1, &rule->tv[WLAN_PWDN_TM]) ||
-            !load_time(family, "ontime", i + 1, &rule->tv[WLAN_PWUP_TM]))
+        if (!load_time(family, RULE_FIELD_OFFTIME, i + 1, &rule->tv[WLAN_PWDN_TM]) ||
+            !load_time(family, RULE_FIELD_ONTIME, i + 1, &rule->tv[WLAN_PWUP_TM]))
             return i;
         derive_type(rule);
     }
     return count;
 }
 
-// ---- matching ----
+// ---- weekly: matching ----
 
 uint32_t sched_time_of_day(const struct tm *time)
 {

@@ -1,9 +1,29 @@
-// Weekly off periods: how they are read from the store and when they hold. Wi-Fi and LEDs share them.
+// Schedules as the store has them: the texts of daily ones, which the scheduled reboot and power saving share, and
+// weekly off periods and when they hold, which Wi-Fi and LEDs share.
 #ifndef TIME_CHECK_TIME_CHECK_SCHEDULE_H
 #define TIME_CHECK_TIME_CHECK_SCHEDULE_H
 
 #include <cstdint>
 #include <ctime>
+
+// ---- daily ----
+
+// The kind of a schedule.
+enum TIMERCHECKTYPE : uint32_t {
+    TIMER_CHECK_EACH_DAY = 0,      // every day, as soon as the window opens
+    TIMER_CHECK_EACH_DAY_FLOW = 1, // every day, in the window, when the network is quiet
+    TIMER_CHECK_ONE_DAY = 2,       // this and the next can be set and do nothing
+    TIMER_CHECK_ONE_DAY_FLOW = 3,
+};
+
+// Parses "HH:MM" into seconds since midnight; a text without two parts gives the default. Not range-checked.
+uint32_t time_check_parse_time_of_day(const char *text, uint32_t default_hour, uint32_t default_minute);
+
+// Parses seven ";"-separated day switches of one character each. Missing ones are 0, an empty one ends the list. Blanks
+// are skipped before the seventh alone.
+void time_check_parse_wday(const char *text, uint32_t (&wday_en)[7]);
+
+// ---- weekly ----
 
 enum wlan_sw_type : uint32_t {
     WLAN_SW_SAMEDAY = 0, // ends on the day it starts

@@ -3,15 +3,19 @@
 #include <cstdio>
 #include <cstring>
 
+#include "platform/config_keys.h"
 #include "platform/config_store.h"
 #include "platform/netctrl.h"
 #include "platform/network.h"
 #include "platform/system.h"
 #include "time_check/time_check.h"
-#include "time_check/time_check_common.h"
+#include "time_check/time_check_clock.h"
+#include "time_check/time_check_setting.h"
 #include "time_check/time_check_text.h"
+#include "time_check/wan_keys.h"
 
 constexpr int32_t NO_INTERFACE = -1;
+constexpr int32_t MOST_WANS = 64; // more than any router has; their number is a setting, and may be anything
 constexpr char DIAGNOSIS_SERVER[] = "dhttpd";
 
 static uint64_t first_up_time;                 // run time when the fault was first seen
@@ -26,9 +30,9 @@ int32_t get_work_mode(char *mode)
     char mode_2g[16];
     char mode_5g[16];
     char workmode[16];
-    GetValue("wl2g.public.mode", mode_2g);
-    GetValue("wl5g.public.mode", mode_5g);
-    GetValue("sys.workmode", workmode);
+    GetValue(KEY_WL2G_PUBLIC_MODE, mode_2g);
+    GetValue(KEY_WL5G_PUBLIC_MODE, mode_5g);
+    GetValue(KEY_SYS_WORKMODE, workmode);
     if (strcmp(mode_2g, "ap") == 0 && strcmp(workmode, "router") == 0)
         copy_text(mode, WORK_MODE_SIZE, "router");
     else if (strcmp(workmode, "ap") == 0)
@@ -42,8 +46,8 @@ int32_t get_work_mode(char *mode)
 
 // ---- the signs of a fault ----
 
-// The interface of a WAN, or null and a line of `function`.
-static const char *wan_ifname(int wan, const char *function)
+// The interface of a WAN, or null and a line of the caller's.
+static const char *wan_ifname(int wan, const char *function = __builtin_FUNCTION())
 {
     const char *ifname = getWanIfName(wan, get_sys_mode(), getWanConnType(wan));
     if (ifname == nullptr)
@@ -59,11 +63,9 @@ static bool has_address(int wan, const char *ifname)
 
 int32_t get_wan_online_result()
 {
-    char value[16];
-    GetValue("wans.flag", value);
-    const int32_t count = time_check_atoi(value);
-    for (int32_t wan = 1; wan <= count; wan++) {
-        const char *ifname = wan_ifname(wan, __func__);
+    const int32_t count = wans_in_settings();
+    for (int32_t wan = 1; wan <= count && wan <= MOST_WANS; wan++) {
+        const char *ifname = wan_ifname(wan);
         if (ifname == nullptr)
             return 0;
         if (has_address(wan, ifname))
@@ -92,14 +94,14 @@ int32_t get_dhcp_noreponse_status()
 // A rejected account is no fault while the WAN was never online and is being taken down or rebooted.
 static bool account_is_rejected()
 {
-    return time_check_key_is("wan1_err_check", "2") && time_check_key_is("wan1.pppoe.auth.changed", "0") &&
-           (time_check_key_is_on("wan1.onln.beforestart") ||
-            (time_check_key_is("wan1.down.flag", "0") && time_check_key_is("reboot.flag", "0")));
+    return time_check_key_is(KEY_WAN1_ERR_CHECK, "2") && time_check_key_is(KEY_WAN1_PPPOE_AUTH_CHANGED, "0") &&
+           (time_check_key_is_on(KEY_WAN1_ONLN_BEFORESTART) ||
+            (time_check_key_is(KEY_WAN1_DOWN_FLAG, "0") && time_check_key_is(KEY_REBOOT_FLAG, "0")));
 }
 
 static bool account_is_still_rejected()
 {
-    return time_check_key_is("wan1_err_check", "2");
+    return time_check_key_is(KEY_WAN1_ERR_CHECK, "2");
 }
 
 // ---- diagnosis ----
@@ -108,10 +110,10 @@ static int32_t dial_up_fault(bool (*rejected)())
 {
     if (rejected())
         return WRONG_AUTH_CODE;
-    return time_check_key_is("wan1_err_check", "4") ? PPPOE_CONNECT_TIMEOUT : STOPPAGE_DEFAULT;
+    return time_check_key_is(KEY_WAN1_ERR_CHECK, "4") ? PPPOE_CONNECT_TIMEOUT : STOPPAGE_DEFAULT;
 }
 
-static int32_t diagnose(bool (*rejected)(), const char *function)
+static int32_t diagnose(bool (*rejected)(), const char *function = __builtin_FUNCTION())
 {
     if (get_wan_online_result() == 1)
         return STOPPAGE_DEFAULT;
@@ -124,7 +126,7 @@ static int32_t diagnose(bool (*rejected)(), const char *function)
         return STOPPAGE_DEFAULT;
 
     char type[16];
-    GetValue("wan1.connecttype", type);
+    GetValue(KEY_WAN1_CONNECTTYPE, type);
     switch (time_check_atoi(type)) {
     case WAN_DHCP:
         return get_dhcp_noreponse_status() == 1 ? DHCP_CONNECT_TIMEOUT : STOPPAGE_DEFAULT;
@@ -140,16 +142,16 @@ static void publish(int32_t code)
     if (code > STOPPAGE_DEFAULT) {
         const char digit[2] = {static_cast<char>('0' + code), '\0'};
         time_up_flag = 1;
-        SetValue("wan_stoppage_err", digit);
+        SetValue(KEY_WAN_STOPPAGE_ERR, digit);
     } else if (code == STOPPAGE_DEFAULT) {
         time_up_flag = 0;
-        SetValue("stoppage_flag", "0");
+        SetValue(KEY_STOPPAGE_FLAG, "0");
     }
 }
 
 int32_t stoppage_check_result()
 {
-    const int32_t code = diagnose(account_is_rejected, __func__);
+    const int32_t code = diagnose(account_is_rejected);
     publish(code);
     if (code > STOPPAGE_DEFAULT)
         time_check_get_run_time(&first_up_time);
@@ -158,7 +160,7 @@ int32_t stoppage_check_result()
 
 int32_t stoppage_recheck_result()
 {
-    const int32_t code = diagnose(account_is_still_rejected, __func__);
+    const int32_t code = diagnose(account_is_still_rejected);
     publish(code);
     return code;
 }
@@ -201,14 +203,14 @@ static void time_the_fault()
     if (recheck_result <= STOPPAGE_DEFAULT)
         return;
     if (recheck_result != check_result) {
-        SetValue("stoppage_flag", "0");
+        SetValue(KEY_STOPPAGE_FLAG, "0");
         check_result = recheck_result;
         stoppage_check_result(); // only restarts the clock
         return;
     }
     if (up_time - first_up_time < get_check_polling_time(check_result))
         return;
-    SetValue("stoppage_flag", "1");
+    SetValue(KEY_STOPPAGE_FLAG, "1");
     start_server();
 }
 
@@ -216,7 +218,7 @@ void time_check_stoppage()
 {
     char mode[WORK_MODE_SIZE] = "";
     get_work_mode(mode);
-    if (time_check_key_is_on("wan1_isonln") || strcmp(mode, "router") != 0) {
+    if (time_check_key_is_on(KEY_WAN1_ISONLN) || strcmp(mode, "router") != 0) {
         stop_server();
         return;
     }

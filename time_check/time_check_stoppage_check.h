@@ -8,9 +8,9 @@
 
 // Why there is no connection; the values are those of "wan_stoppage_err".
 enum {
-    STOPPAGE_DEFAULT = 0, // no fault
-    WAN_UNLINED = 1,      // no link on the WAN port
-    WRONG_AUTH_CODE = 2,  // the PPPoE account was rejected
+    STOPPAGE_DEFAULT = 0,
+    WAN_UNLINED = 1,     // the cable is out
+    WRONG_AUTH_CODE = 2, // the PPPoE server turns the account down
     PPPOE_CONNECT_TIMEOUT = 3,
     DHCP_CONNECT_TIMEOUT = 4,
 };
@@ -24,7 +24,7 @@ constexpr size_t WORK_MODE_SIZE = 10;
 // Writes "router", "ap", "client+ap" or "wisp" into `mode`, WORK_MODE_SIZE bytes, or leaves it as it is. Always 0.
 int32_t get_work_mode(char *mode);
 
-// 1 if any WAN has an address, else 0.
+// Whether there is a WAN with an address: 1 or 0.
 int32_t get_wan_online_result();
 
 // 1: the DHCP client has had no answer. 0: it has, or has not said. -1: it has not written its file.

@@ -5,8 +5,8 @@
 // Whether a message's target is every program instead of one.
 bool time_check_names_all_programs(const char *target);
 
-// Kills every process named `name`, then runs the shell command `command` (empty: none), with a line of `function` that
-// says so. Both texts are the product's own, so neither is quoted.
-void time_check_kill_program(const char *function, const char *name, const char *command);
+// Kills every process named `name`, then runs the shell command `command` (empty: none), with a line of `function`
+// that says so. Both texts are the product's own, so neither is quoted.
+void time_check_kill_program(const char *name, const char *command, const char *function = __builtin_FUNCTION());
 
 #endif

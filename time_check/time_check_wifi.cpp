@@ -2,13 +2,18 @@
 
 #include <cstring>
 
+#include "platform/config_keys.h"
 #include "platform/config_store.h"
 #include "platform/system.h"
+#include "time_check/time_check_clock.h"
 #include "time_check/time_check_common.h"
 #include "time_check/time_check_debug.h"
-#include "time_check/time_check_module.h"
+#include "time_check/time_check_dispatch.h"
+#include "time_check/time_check_ids.h"
+#include "time_check/time_check_log.h"
 #include "time_check/time_check_power.h"
 #include "time_check/time_check_schedule.h"
+#include "time_check/time_check_text.h"
 
 struct time_check_wifi {
     uint32_t enabled;
@@ -21,13 +26,7 @@ static uint32_t time_check_wifi_start_flag = 1; // 1: as the schedule sees it, W
 static uint32_t time_check_wifi_button;         // up-time of the last switching by hand, seconds; 0: none to look at
 static uint32_t time_check_wifi_first_init = 1; // 1: nothing has been loaded yet
 
-static time_check_msg_ops sys_time_check_wifi_ops = {
-    .list = {},
-    .module_id = TIME_CHECK_WIFI,
-    .intent_module_id = TIME_CHECK_WIFI,
-    .op_type_bits = ALL_OP_TYPES,
-    .ops = time_check_wifi_msg_handle,
-};
+static time_check_msg_ops sys_time_check_wifi_ops = own_handler(TIME_CHECK_WIFI, time_check_wifi_msg_handle);
 
 // ---- the first load ----
 
@@ -94,9 +93,9 @@ TIMERCHECKINFO set_time_check_wifi_info()
     char value[64];
     memset(&time_check_wifi_struct, 0, sizeof time_check_wifi_struct);
     time_check_wifi_enable();
-    GetValue("sys.sched.wifi.enable", value);
+    GetValue(KEY_WIFI_SCHED_ENABLE, value);
     time_check_wifi_struct.enabled = static_cast<uint32_t>(time_check_atoi(value));
-    time_check_wifi_struct.num = load_sched_rules("nkgw.wlan", time_check_wifi_struct.wifi_time);
+    time_check_wifi_struct.num = load_sched_rules(WIFI_RULES, time_check_wifi_struct.wifi_time);
     take_over_button();
     return TIMER_CHECK_ERR;
 }

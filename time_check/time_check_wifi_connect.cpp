@@ -3,12 +3,16 @@
 #include <cstring>
 #include <ctime>
 
+#include "platform/config_keys.h"
 #include "platform/config_store.h"
 #include "platform/netctrl.h"
 #include "platform/network.h"
 #include "platform/system.h"
 #include "time_check/time_check_common.h"
-#include "time_check/time_check_module.h"
+#include "time_check/time_check_dispatch.h"
+#include "time_check/time_check_ids.h"
+#include "time_check/time_check_log.h"
+#include "time_check/time_check_text.h"
 #include "time_check/time_check_uplink.h"
 
 constexpr uint32_t TRY_TICKS = 6;    // of each stage of the cipher fallback
@@ -23,7 +27,7 @@ static int32_t wifiRestart = 4; // ticks until the supervision; the last looks a
 static int32_t first = 1;       // 1: no DHCP client has been seen
 static int32_t counts;          // ticks spent waiting for one
 
-// last_link_status: 3 once the WAN connection was seen up, 1 after the loss was told or while nobody wants supervision.
+// last_link_status: 3 from when the WAN was found up, 1 once its loss is told or while nobody wants supervision.
 static link_watch wisp_link = {.last_link_status = TPI_NOT_CONNECTED,
                                .link_not_connect_count = 0,
                                .link_connect_count = 0,
@@ -39,13 +43,8 @@ static int32_t last_connect_status = TPI_CONNECTED; // as netctrl was last told 
 // last_link_status: 0 not yet known, else 1 or 3 as netctrl was last told, or as first seen.
 static link_watch apclient_link;
 
-static time_check_msg_ops sys_time_check_wifi_connect_ops = {
-    .list = {},
-    .module_id = TIME_CHECK_WIFI_CONNECT,
-    .intent_module_id = TIME_CHECK_WIFI_CONNECT,
-    .op_type_bits = ALL_OP_TYPES,
-    .ops = time_check_wifi_connect_msg_handle,
-};
+static time_check_msg_ops sys_time_check_wifi_connect_ops =
+    own_handler(TIME_CHECK_WIFI_CONNECT, time_check_wifi_connect_msg_handle);
 
 // ---- settings and messages ----
 
@@ -66,16 +65,16 @@ static const uplink_radio uplink_radios[] = {
      .enable = _WIFI_CONNECT_STRUCT_.wl2g_enable,
      .prefix = "wl0_",
      .band = WL_RATE_2G,
-     .wpapsk_type_key = "wl2g.extra.wpapsk_type",
-     .crypto_key = "wl2g.extra.wpapsk_crypto",
-     .ssid_key = "wl2g.extra.ssid"},
+     .wpapsk_type_key = KEY_WL2G_EXTRA_WPAPSK_TYPE,
+     .crypto_key = KEY_WL2G_EXTRA_WPAPSK_CRYPTO,
+     .ssid_key = KEY_WL2G_EXTRA_SSID},
     {.mode = _WIFI_CONNECT_STRUCT_.wl5g_mode,
      .enable = _WIFI_CONNECT_STRUCT_.wl5g_enable,
      .prefix = "wl1_",
      .band = WL_RATE_5G,
-     .wpapsk_type_key = "wl5g.extra.wpapsk_type",
-     .crypto_key = "wl5g.extra.wpapsk_crypto",
-     .ssid_key = "wl5g.extra.ssid"},
+     .wpapsk_type_key = KEY_WL5G_EXTRA_WPAPSK_TYPE,
+     .crypto_key = KEY_WL5G_EXTRA_WPAPSK_CRYPTO,
+     .ssid_key = KEY_WL5G_EXTRA_SSID},
 };
 
 static bool mode_is(const char *mode, const char *wanted)
@@ -115,12 +114,12 @@ static void take_uplink(P_WIFI_CONNECT wifi, const uplink_radio *radio)
 void set_time_check_wifi_connect_info()
 {
     WIFI_CONNECT *wifi = &_WIFI_CONNECT_STRUCT_;
-    GetValue("wl2g.public.enable", wifi->wl2g_enable);
-    GetValue("wl5g.public.enable", wifi->wl5g_enable);
-    GetValue("wl2g.public.mode", wifi->wl2g_mode);
-    GetValue("wl5g.public.mode", wifi->wl5g_mode);
-    GetValue("lan.ip", wifi->lan_ip);
-    GetValue("wl.wisp.access_mode", wifi->access_mode);
+    GetValue(KEY_WL2G_PUBLIC_ENABLE, wifi->wl2g_enable);
+    GetValue(KEY_WL5G_PUBLIC_ENABLE, wifi->wl5g_enable);
+    GetValue(KEY_WL2G_PUBLIC_MODE, wifi->wl2g_mode);
+    GetValue(KEY_WL5G_PUBLIC_MODE, wifi->wl5g_mode);
+    GetValue(KEY_LAN_IP, wifi->lan_ip);
+    GetValue(KEY_WISP_ACCESS_MODE, wifi->access_mode);
     arm_fallback(wifi);
     if (mode_is(wifi->wl2g_mode, "ap") && mode_is(wifi->wl5g_mode, "ap")) {
         forget_uplink(wifi);
@@ -235,7 +234,7 @@ void wifi_wisp_link_check(P_WIFI_CONNECT wifi)
     }
     char access_mode[sizeof wifi->access_mode];
     TPI_WAN_CONN_TYPE type = TPI_WAN_DHCP;
-    GetValue("wl.wisp.access_mode", access_mode);
+    GetValue(KEY_WISP_ACCESS_MODE, access_mode);
     if (!access_type_of(access_mode, &type))
         return;
 
@@ -268,11 +267,11 @@ static void start_pppoe_client()
     char name[shell_quoted_size(sizeof text)];
     char password[shell_quoted_size(sizeof text)];
     char mtu[shell_quoted_size(sizeof mtu_text)];
-    GetValue("wl.wisp.pppoe_name", text);
+    GetValue(KEY_WISP_PPPOE_NAME, text);
     shell_quoted(name, sizeof name, text);
-    GetValue("wl.wisp.pppoe_password", text);
+    GetValue(KEY_WISP_PPPOE_PASSWORD, text);
     shell_quoted(password, sizeof password, text);
-    GetValue("wl.wisp.pppoe_mtu", mtu_text);
+    GetValue(KEY_WISP_PPPOE_MTU, mtu_text);
     shell_quoted(mtu, sizeof mtu, mtu_text);
     doSystemCmd("echo nameserver > /etc/resolv_wisp.conf");
     doSystemCmd("pppoecd eth1 -u %s -p %s -r %s -t %s -i 0 -U 0 &", name, password, mtu, mtu);
@@ -384,7 +383,7 @@ void APclientOpenDHCPS(P_WIFI_CONNECT wifi)
 {
     if (!mode_is(wifi->wl_mode, "apclient"))
         return;
-    SetValue("dhcps.en", "1");
+    SetValue(KEY_DHCPS_EN, "1");
     if (CommitCfm() != 0)
         post_op(DHCP_SERVER_MODULE, OP_RESTART, ",index=1");
 }

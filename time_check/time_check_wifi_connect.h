@@ -11,7 +11,7 @@ struct wifi_connect {
     char wl_BSSID[34];   // the upstream network's SSID
     char wl2g_enable[8]; // "1": on
     char wl5g_enable[8];
-    char wl_enable[8];  // that of the radio that carries the uplink
+    char wl_enable[8];  // that of the uplink's radio
     char wl2g_mode[16]; // "ap", "wisp", "apclient" or another
     char wl5g_mode[16];
     char wl_mode[16]; // "ap" (no wireless uplink), "wisp" or "apclient"
@@ -21,10 +21,10 @@ struct wifi_connect {
     char crypto[16];      // "aes", "tkip" or "tkip+aes"
     char lan_ip[32];      // the configured LAN address
     char access_mode[16]; // "static", "dhcp" or "pppoe"
-    uint32_t aes_try;     // ticks that each stage of the fallback still has, 6 when it is armed
+    uint32_t aes_try;     // ticks left to each stage, 6 when the fallback is armed
     uint32_t tkip_try;
     uint32_t tkip_aes_try;
-    uint32_t first_time; // 1 until the fallback has gone back to "tkip+aes". All four 0: the fallback is over
+    uint32_t first_time; // 0 once the last stage, "tkip+aes", was reached. All four 0: the fallback is over
 };
 using WIFI_CONNECT = struct wifi_connect;
 using P_WIFI_CONNECT = WIFI_CONNECT *;

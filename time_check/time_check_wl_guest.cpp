@@ -2,21 +2,21 @@
 
 #include <cstring>
 
+#include "platform/config_keys.h"
 #include "platform/config_store.h"
 #include "platform/netctrl.h"
+#include "time_check/time_check_clock.h"
 #include "time_check/time_check_common.h"
-#include "time_check/time_check_module.h"
+#include "time_check/time_check_dispatch.h"
+#include "time_check/time_check_ids.h"
+#include "time_check/time_check_log.h"
+#include "time_check/time_check_text.h"
 
 static uint64_t first_up_time; // up-time at which the guest network was switched on, seconds
 static int32_t time_up_flag;   // 1: its time is running
 
-static time_check_msg_ops sys_time_check_wl_guest_ops = {
-    .list = {},
-    .module_id = TIME_CHECK_WL_GUEST,
-    .intent_module_id = TIME_CHECK_WL_GUEST,
-    .op_type_bits = ALL_OP_TYPES,
-    .ops = time_check_wl_guest_msg_handle,
-};
+static time_check_msg_ops sys_time_check_wl_guest_ops =
+    own_handler(TIME_CHECK_WL_GUEST, time_check_wl_guest_msg_handle);
 
 // ---- the store and netctrl ----
 
@@ -24,7 +24,7 @@ static time_check_msg_ops sys_time_check_wl_guest_ops = {
 static int32_t lifetime()
 {
     char value[64];
-    GetValue("wl.guest.effective_time", value);
+    GetValue(KEY_GUEST_EFFECTIVE_TIME, value);
     return time_check_atoi(value);
 }
 
@@ -67,7 +67,7 @@ void time_check_wl_guest_first_init()
 {
     char guest_switch[16];
     const int32_t effect_time = lifetime();
-    GetValue("wl.guest.dhcps_enable", guest_switch);
+    GetValue(KEY_GUEST_DHCPS_ENABLE, guest_switch);
     LOG_TRACE(DEBUG_INFO, "guest_wifi_enable == %s, effect_time == %d\n", guest_switch, effect_time);
     if (!is_on(guest_switch) || effect_time == 0)
         return;
@@ -79,7 +79,7 @@ void time_check_wl_guest_first_init()
 void time_check_wl_guest_info()
 {
     char guest_switch[16];
-    GetValue("wl.guest.dhcps_enable", guest_switch);
+    GetValue(KEY_GUEST_DHCPS_ENABLE, guest_switch);
     if (!is_on(guest_switch))
         return;
     time_check_get_run_time(&first_up_time);
@@ -114,7 +114,7 @@ void time_check_wl_guest()
 
     char guest_switch[16];
     uint64_t now = 0;
-    GetValue("wl.guest.dhcps_enable", guest_switch);
+    GetValue(KEY_GUEST_DHCPS_ENABLE, guest_switch);
     time_check_get_run_time(&now);
     const uint64_t interval = now - first_up_time;
     LOG_TRACE(DEBUG_INFO,

@@ -4,13 +4,15 @@
 #include <cstdio>
 #include <cstring>
 
+#include "platform/config_keys.h"
 #include "platform/config_store.h"
 #include "platform/netctrl.h"
 #include "platform/network.h"
 #include "platform/system.h"
 #include "platform/wifi.h"
-#include "time_check/time_check_common.h"
+#include "time_check/time_check_setting.h"
 #include "time_check/time_check_text.h"
+#include "time_check/wan_keys.h"
 #include "time_check/wan_surf_probe.h"
 
 constexpr int WIRED = 0;
@@ -46,19 +48,20 @@ static int32_t ISLONE_TAG[WAN_NUM] = {1, 1}; // 1: down at the last look, the li
 static void read_conn_type(int wan_id)
 {
     char(&text)[16] = conn_type[wan_id - 1];
-    GetValue(wan_key(wan_id, ".connecttype").text, text);
+    GetValue(wan_key(wan_id, WAN_FIELD_CONNECTTYPE).text, text);
     wifi_wan_type[wan_id - 1] = time_check_atoi(text);
 }
 
 // A 5 GHz uplink is seen from every WAN, a 2.4 GHz uplink from the first only: kept on purpose.
 static int uplink_mode(int wan_id)
 {
-    if (time_check_key_is("sys.workmode", "ap"))
+    if (time_check_key_is(KEY_SYS_WORKMODE, "ap"))
         return AP_CLIENT;
-    if (time_check_key_is("wl5g.public.mode", "apclient") ||
-        (wan_id == 1 && time_check_key_is("wl2g.public.mode", "apclient")))
+    if (time_check_key_is(KEY_WL5G_PUBLIC_MODE, "apclient") ||
+        (wan_id == 1 && time_check_key_is(KEY_WL2G_PUBLIC_MODE, "apclient")))
         return AP_CLIENT;
-    if (time_check_key_is("wl5g.public.mode", "wisp") || (wan_id == 1 && time_check_key_is("wl2g.public.mode", "wisp")))
+    if (time_check_key_is(KEY_WL5G_PUBLIC_MODE, "wisp") ||
+        (wan_id == 1 && time_check_key_is(KEY_WL2G_PUBLIC_MODE, "wisp")))
         return WISP;
     return WIRED;
 }
@@ -66,11 +69,11 @@ static int uplink_mode(int wan_id)
 void init_value(int wan_id)
 {
     char country[16];
-    GetValue("wl2g.public.country", country);
+    GetValue(KEY_WL2G_PUBLIC_COUNTRY, country);
     set_probe_hosts(country);
-    GetValue("lan.ip", lan_ip);
-    GetValue("wl.wisp.ifname", wl_ifname);
-    GetValue("sys.mode", sys_mode);
+    GetValue(KEY_LAN_IP, lan_ip);
+    GetValue(KEY_WISP_IFNAME, wl_ifname);
+    GetValue(KEY_SYS_MODE, sys_mode);
     WAN_MODE = uplink_mode(wan_id);
     ISLONE_TAG[wan_id - 1] = 1;
     read_conn_type(wan_id);
@@ -94,14 +97,34 @@ void wan_surf_check_init()
 
 // ---- what is published ----
 
+static void set_if_changed(const char *name, const char *state)
+{
+    if (name == nullptr || state == nullptr)
+        return;
+    char value[8];
+    GetValue(name, value);
+    if (strcmp(value, state) != 0)
+        SetValue(name, state);
+}
+
+void set_check_tag(const char *name, const char *state)
+{
+    set_if_changed(name, state);
+}
+
+void set_wan_tag(const char *name, const char *state)
+{
+    set_if_changed(name, state);
+}
+
 static void publish_online(int wan_id, bool online)
 {
-    set_wan_tag(wan_key(wan_id, "_isonln").text, online ? "1" : "0");
+    set_wan_tag(wan_key(wan_id, WAN_FIELD_ISONLN).text, online ? "1" : "0");
 }
 
 static void publish_check(int wan_id, bool probed)
 {
-    set_check_tag(wan_key(wan_id, "_check").text, probed ? "1" : "0");
+    set_check_tag(wan_key(wan_id, WAN_FIELD_CHECK).text, probed ? "1" : "0");
 }
 
 static void publish_probe(int wan_id, bool online)
@@ -119,25 +142,25 @@ static void publish_down(int wan_id)
 
 void check_wanonln_status(int wan_id)
 {
-    const wan_key_name before_start = wan_key(wan_id, ".onln.beforestart");
-    const wan_key_name taken_down = wan_key(wan_id, ".down.flag");
-    const wan_key_name account_changed = wan_key(wan_id, ".pppoe.auth.changed");
-    if (!time_check_key_is(wan_key(wan_id, "_err_check").text, "3")) {
-        if (time_check_key_is(taken_down.text, "0") && time_check_key_is("reboot.flag", "0") &&
+    const wan_key_name before_start = wan_key(wan_id, WAN_FIELD_ONLN_BEFORESTART);
+    const wan_key_name taken_down = wan_key(wan_id, WAN_FIELD_DOWN_FLAG);
+    const wan_key_name account_changed = wan_key(wan_id, WAN_FIELD_PPPOE_AUTH_CHANGED);
+    if (!time_check_key_is(wan_key(wan_id, WAN_FIELD_ERR_CHECK).text, "3")) {
+        if (time_check_key_is(taken_down.text, "0") && time_check_key_is(KEY_REBOOT_FLAG, "0") &&
             time_check_key_is_on(before_start.text)) {
             SetValue(before_start.text, "0");
             CommitCfm();
         }
         return;
     }
-    if (!time_check_key_is_on(wan_key(wan_id, "_isonln").text))
+    if (!time_check_key_is_on(wan_key(wan_id, WAN_FIELD_ISONLN).text))
         return;
     if (time_check_key_is(before_start.text, "0") || time_check_key_is_on(taken_down.text) ||
-        time_check_key_is_on(account_changed.text) || time_check_key_is_on("reboot.flag")) {
+        time_check_key_is_on(account_changed.text) || time_check_key_is_on(KEY_REBOOT_FLAG)) {
         SetValue(before_start.text, "1");
         SetValue(taken_down.text, "0");
         SetValue(account_changed.text, "0");
-        SetValue("reboot.flag", "0");
+        SetValue(KEY_REBOOT_FLAG, "0");
         CommitCfm();
     }
 }
@@ -153,16 +176,18 @@ static void let_settle(int wan_id)
     system_sleep(SETTLE_S);
 }
 
-// The interface of a WAN that has link and address; null: the WAN is down.
-static const char *up_interface(int wan_id)
+// The interface of a WAN that has link and address; false: the WAN is down. A copy, since the probe asks for names,
+// too.
+static bool up_interface(int wan_id, char (&name)[64])
 {
     if (__GetPortLink(wanid_to_sw_port(wan_id)) == 0)
-        return nullptr;
+        return false;
     const char *interface = getWanIfName(wan_id, time_check_atoi(sys_mode), time_check_atoi(conn_type[wan_id - 1]));
     char address[WAN_ADDRESS_SIZE];
     if (interface == nullptr || tpi_wan_get_ip(interface, address, wan_id) != 0)
-        return nullptr;
-    return interface;
+        return false;
+    copy_text(name, sizeof name, interface);
+    return true;
 }
 
 // Tells netctrl of a change, and keeps queries off a WAN without internet while there is another one. A failed
@@ -184,8 +209,8 @@ static void announce(int wan_id, int wan_num, const char *interface, uint32_t st
 static bool check_wired_wan(int wan_id, int wan_num)
 {
     internet_status *status = &current_internet_status[wan_id - 1];
-    const char *interface = up_interface(wan_id);
-    if (interface == nullptr) {
+    char interface[64];
+    if (!up_interface(wan_id, interface)) {
         publish_down(wan_id);
         status->current_status = IS_INTERNAL;
         status->last_status = IS_INTERNAL; // untold: netctrl sees the link itself
@@ -243,7 +268,7 @@ int ap_clinet_wan_surf_check(int *interval_s)
         return 0;
     char address[IF_ADDRESS_SIZE];
     if (getIfIp(getLanIfName(), address) < 0)
-        GetValue("lan.ip", address);
+        GetValue(KEY_LAN_IP, address);
     *interval_s = strcmp(address, lan_ip) == 0 ? NO_LEASE_INTERVAL_S : QUIET_INTERVAL_S;
 
     if (ping_connet_check(nullptr, &current_internet_status[0], 1) == 1) {
@@ -277,7 +302,7 @@ int surf_check(int *interval_s, int wan_num)
 static bool renewal_wanted()
 {
     char flag[16];
-    GetValue("surf_check_renew_flag", flag);
+    GetValue(KEY_SURF_CHECK_RENEW_FLAG, flag);
     return flag[0] == '1';
 }
 
@@ -287,7 +312,7 @@ void *wan_surf_check(void * /*unused*/)
     for (;;) {
         surf_check(&sleep_time, wann);
         if (renewal_wanted()) {
-            SetValue("surf_check_renew_flag", "0");
+            SetValue(KEY_SURF_CHECK_RENEW_FLAG, "0");
             wan_surf_check_init();
         } else {
             system_sleep(sleep_time);

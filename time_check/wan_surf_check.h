@@ -26,6 +26,10 @@ int ap_clinet_wan_surf_check(int *interval_s);
 // Reads anew how each WAN gets its address.
 void check_wan_connttype(int wan_num);
 
+// Set the key `name` to `state` in the running store, if it is not so already. Null texts: nothing.
+void set_check_tag(const char *name, const char *state);
+void set_wan_tag(const char *name, const char *state);
+
 // Keeps and commits the note whether the WAN has been online since it was last taken down.
 void check_wanonln_status(int wan_id);
 

@@ -1,16 +1,20 @@
 #include "time_check/wan_surf_probe.h"
 
 #include <arpa/inet.h>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <netdb.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/config_keys.h"
 #include "platform/config_store.h"
 #include "platform/network.h"
 #include "platform/system.h"
 #include "time_check/time_check_text.h"
+#include "time_check/wan_keys.h"
 
 // The console lines here carry fixed numbers, by which the readers of the log know them.
 
@@ -27,43 +31,6 @@ constexpr char PROBE_HOSTS[PROBE_NUM][64] = {"www.google.com", "www.cloudflare.c
 static char ip_string[PROBE_NUM][64]; // the probe hosts in use
 static char ipaddr[PROBE_NUM][16];    // their addresses; [0] empty: not resolved
 static int32_t first_config = 1;      // 1: the policy rules have yet to be added
-
-// ---- keys ----
-
-int configured_wans()
-{
-    char value[16];
-    GetValue("wans.flag", value);
-    const int32_t count = time_check_atoi(value);
-    return count < WAN_NUM ? count : WAN_NUM;
-}
-
-wan_key_name wan_key(int wan_id, const char *field)
-{
-    wan_key_name key;
-    snprintf(key.text, sizeof key.text, "wan%d%s", wan_id, field);
-    return key;
-}
-
-static void set_if_changed(const char *name, const char *state)
-{
-    if (name == nullptr || state == nullptr)
-        return;
-    char value[8];
-    GetValue(name, value);
-    if (strcmp(value, state) != 0)
-        SetValue(name, state);
-}
-
-void set_check_tag(const char *name, const char *state)
-{
-    set_if_changed(name, state);
-}
-
-void set_wan_tag(const char *name, const char *state)
-{
-    set_if_changed(name, state);
-}
 
 // ---- netfilter and policy rules ----
 
@@ -128,106 +95,103 @@ void reset_probe()
 
 // ---- the name servers' order ----
 
-// The file's text with its first name server taken out.
+// The file as it is, and as it becomes.
 struct resolv_conf {
+    struct stat status;
     size_t length;
-    char text[2048];
-    char held[256]; // the line of the first name server; empty: not met yet
+    size_t new_length;
+    char text[2048 + 1]; // the last place shows that there is more
+    char new_text[2048 + 1];
 };
 
-static void append(resolv_conf *conf, const char *text, size_t length)
-{
-    memcpy(conf->text + conf->length, text, length);
-    conf->length += length;
-}
-
-// A line longer than the buffer comes in pieces. It is kept whole or dropped whole; only the held one is cut.
+// False also for a file that does not fit: what is left of it would lose lines.
 static bool read_resolv_conf(resolv_conf *conf)
 {
-    line_reader reader;
-    if (!open_lines(&reader, RESOLV_CONF))
-        return false;
-    char piece[256];
-    bool begins = true; // the piece is the first of its line
-    bool skips = false; // the rest of the line is not wanted
-    size_t line_begin = 0;
-    while (read_line(&reader, piece, sizeof piece)) {
-        const size_t length = strlen(piece);
-        if (begins) {
-            line_begin = conf->length;
-            skips = conf->held[0] == '\0' && strncmp(piece, "nameserver", 10) == 0;
-            if (skips)
-                copy_text(conf->held, sizeof conf->held, piece);
-        }
-        if (!skips && length > sizeof conf->text - conf->length) {
-            conf->length = line_begin;
-            skips = true;
-        }
-        if (!skips)
-            append(conf, piece, length);
-        begins = strchr(piece, '\n') != nullptr;
-    }
-    close_lines(&reader);
-    return !reader.failed;
-}
-
-static bool lacks_line_end(const resolv_conf *conf)
-{
-    return conf->length > 0 && conf->text[conf->length - 1] != '\n';
-}
-
-// The name server is worth more than the last lines, if there is no room for all.
-static void append_held(resolv_conf *conf)
-{
-    const size_t held_length = strlen(conf->held);
-    if (held_length == 0)
-        return;
-    while (conf->length > 0 && conf->length + (lacks_line_end(conf) ? 1 : 0) + held_length > sizeof conf->text) {
-        do
-            conf->length--;
-        while (lacks_line_end(conf));
-    }
-    if (lacks_line_end(conf))
-        append(conf, "\n", 1);
-    append(conf, conf->held, held_length);
-}
-
-// Overwrites and then cuts the file, so that at no moment it stands there empty.
-static bool write_file(const char *path, const resolv_conf *conf)
-{
-    const int fd = open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+    const int fd = open(RESOLV_CONF, O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return false;
-    const bool written = write(fd, conf->text, conf->length) == static_cast<ssize_t>(conf->length) &&
-                         ftruncate(fd, static_cast<off_t>(conf->length)) == 0 && fsync(fd) == 0;
-    return close(fd) == 0 && written;
+    ssize_t got = 0;
+    conf->length = 0;
+    do {
+        conf->length += got > 0 ? static_cast<size_t>(got) : 0;
+        got = read(fd, conf->text + conf->length, sizeof conf->text - conf->length);
+    } while (got > 0 || (got < 0 && errno == EINTR));
+    const bool is_whole = got == 0 && conf->length < sizeof conf->text && fstat(fd, &conf->status) == 0;
+    close(fd);
+    return is_whole;
+}
+
+static void append(resolv_conf *conf, const char *text, const char *end)
+{
+    memcpy(conf->new_text + conf->new_length, text, static_cast<size_t>(end - text));
+    conf->new_length += static_cast<size_t>(end - text);
+}
+
+// Lines go by their ends alone, so that no odd byte in one of them glues it to the next.
+static const char *next_line(const char *line, const char *end)
+{
+    const void *const line_end = memchr(line, '\n', static_cast<size_t>(end - line));
+    return line_end == nullptr ? end : static_cast<const char *>(line_end) + 1;
+}
+
+static void move_first_name_server(resolv_conf *conf)
+{
+    const char *const end = conf->text + conf->length;
+    conf->text[conf->length] = '\0'; // ends every comparison
+    const char *held = conf->text;
+    while (held < end && strncmp(held, "nameserver", 10) != 0)
+        held = next_line(held, end);
+    const char *const rest = next_line(held, end);
+    conf->new_length = 0;
+    append(conf, conf->text, held);
+    append(conf, rest, end);
+    if (rest < end && end[-1] != '\n')
+        conf->new_text[conf->new_length++] = '\n';
+    append(conf, held, rest);
+}
+
+// Cuts the file only when it is overwritten, so that at no moment it stands there empty. A new one gets the old one's
+// owner and mode, for other programs read it.
+static bool write_file(const char *path, int how, const resolv_conf *conf)
+{
+    const int fd = open(path, O_WRONLY | O_CLOEXEC | how, 0600);
+    if (fd < 0)
+        return false;
+    const bool is_ready = how == 0 || (fchown(fd, conf->status.st_uid, conf->status.st_gid) == 0 &&
+                                       fchmod(fd, conf->status.st_mode) == 0);
+    const bool is_written = is_ready &&
+                            write(fd, conf->new_text, conf->new_length) == static_cast<ssize_t>(conf->new_length) &&
+                            ftruncate(fd, static_cast<off_t>(conf->new_length)) == 0 && fsync(fd) == 0;
+    return close(fd) == 0 && is_written;
 }
 
 // Beside the file and then over it, so that a crash leaves the old or the new one. In place where that cannot be: a
-// link must stay one, a mounted file cannot be replaced, the folder may be read-only.
+// link must stay one, a mounted file cannot be replaced, the folder may be read-only. Whatever lies in the new file's
+// place was left there by a crash or put there to be followed.
 static bool write_resolv_conf(const resolv_conf *conf)
 {
     char target[1];
     const bool is_link = readlink(RESOLV_CONF, target, sizeof target) >= 0;
     if (!is_link) {
-        if (write_file(NEW_RESOLV_CONF, conf) && rename(NEW_RESOLV_CONF, RESOLV_CONF) == 0)
+        unlink(NEW_RESOLV_CONF);
+        if (write_file(NEW_RESOLV_CONF, O_CREAT | O_EXCL | O_NOFOLLOW, conf) &&
+            rename(NEW_RESOLV_CONF, RESOLV_CONF) == 0)
             return true;
         unlink(NEW_RESOLV_CONF);
     }
-    return write_file(RESOLV_CONF, conf);
+    return write_file(RESOLV_CONF, 0, conf);
 }
 
 void adjust_resolv_conf_sequence()
 {
     resolv_conf conf;
-    conf.length = 0;
-    conf.held[0] = '\0';
     if (!read_resolv_conf(&conf)) {
         printf("%s %d: open %s fail!\n", __func__, 286, RESOLV_CONF);
         return;
     }
-    append_held(&conf);
-    if (!write_resolv_conf(&conf))
+    move_first_name_server(&conf);
+    const bool is_same = conf.new_length == conf.length && memcmp(conf.new_text, conf.text, conf.length) == 0;
+    if (!is_same && !write_resolv_conf(&conf)) // written again at each failure it would wear the flash
         printf("%s %d: open %s fail!\n", __func__, 303, RESOLV_CONF);
 }
 
@@ -239,10 +203,29 @@ void set_probe_hosts(const char *country)
     memcpy(ip_string, cn ? PROBE_HOSTS_CN : PROBE_HOSTS, sizeof ip_string);
 }
 
+static bool is_own_address(const char *address)
+{
+    char own[IF_ADDRESS_SIZE];
+    const int wans = configured_wans();
+    for (int wan_id = 0; wan_id <= wans; wan_id++) { // before the first WAN comes the LAN
+        const char *const ifname =
+            wan_id == 0 ? getLanIfName() : getWanIfName(wan_id, get_sys_mode(), getWanConnType(wan_id));
+        if (ifname != nullptr && getIfIp(ifname, own) == 0 && strcmp(own, address) == 0)
+            return true;
+    }
+    return false;
+}
+
+// An answer that names this machine, or no machine at all, is none: its pings would come back without any internet.
 static bool resolve(const char *host, char (&address)[16])
 {
     const hostent *entry = gethostbyname(host);
-    return entry != nullptr && inet_ntop(entry->h_addrtype, entry->h_addr_list[0], address, sizeof address) != nullptr;
+    if (entry == nullptr || inet_ntop(entry->h_addrtype, entry->h_addr_list[0], address, sizeof address) == nullptr)
+        return false;
+    constexpr unsigned char LOOPBACK = 127;
+    constexpr unsigned char MULTICAST = 224; // and above it what is reserved, and the broadcast address
+    const auto network = static_cast<unsigned char>(entry->h_addr_list[0][0]);
+    return network != 0 && network != LOOPBACK && network < MULTICAST && !is_own_address(address);
 }
 
 void dns_resolv()
@@ -281,7 +264,7 @@ int ping_connet_check(const char *interface, internet_status *status, int wanid)
 {
     constexpr int32_t GRACE_PASSES = 5;
     char online[16];
-    GetValue(wan_key(wanid, "_isonln").text, online);
+    GetValue(wan_key(wanid, WAN_FIELD_ISONLN).text, online);
     if (time_check_atoi(online) == 0) // what a WAN in trouble resolved may be stale
         memset(ipaddr, 0, sizeof ipaddr);
     dns_resolv();

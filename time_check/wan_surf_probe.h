@@ -6,9 +6,6 @@
 
 #include <cstdint>
 
-// WANs are numbered from 1; records exist for so many.
-constexpr int WAN_NUM = 2;
-
 enum : uint32_t { IS_INTERNAL = 0, IS_INTERNET = 1 };
 
 enum : uint32_t { DNS_RESOLVE_DEFAULT = 0, DNS_RESOLVE_SUCCESS = 1, DNS_RESOLVE_FAILED = 2 };
@@ -32,15 +29,6 @@ enum IPRULE_POLICY_PRIORITY_ID {
     IPRULE_POLICY_PRIO_ID_LOCAL_APP_ROUTE = 32150,
 };
 
-// The number of WANs that "wans.flag" gives, WAN_NUM at the most.
-int configured_wans();
-
-// A store key of one WAN: "wan", the number, `field`.
-struct wan_key_name {
-    char text[48];
-};
-wan_key_name wan_key(int wan_id, const char *field);
-
 // Chooses the probe hosts: one set for `country` "CN" or "cn", another for everywhere else.
 void set_probe_hosts(const char *country);
 
@@ -59,15 +47,11 @@ void config_ip_rule_policy(const char *action);
 // failed DNS: nothing is kept, and the next name server gets its turn.
 void dns_resolv();
 
-// Moves the first name server of /etc/resolv.conf to the end of the file.
+// Rotates the name servers of /etc/resolv.conf: the next one is asked first.
 void adjust_resolv_conf_sequence();
 
 // Probes WAN `wanid` out of `interface` (null: by the routing table) and notes the outcome in `status`.
 // 1: report internet. 0: report none. Blocks for the look-ups and six pings at the most.
 int ping_connet_check(const char *interface, internet_status *status, int wanid);
-
-// Set the key `name` to `state` in the running store, if it is not so already. Null texts: nothing.
-void set_check_tag(const char *name, const char *state);
-void set_wan_tag(const char *name, const char *state);
 
 #endif

@@ -2,6 +2,7 @@
 //
 // Results go to standard output, everything else to standard error. Ends with 0 when all was done, 1 when it was not
 // (a line says why), 2 when it was called wrongly.
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -9,6 +10,7 @@
 #include <exception>
 #include <fcntl.h>
 #include <functional>
+#include <iostream>
 #include <memory>
 #include <optional>
 #include <poll.h>
@@ -22,6 +24,7 @@
 #include "platform/config_store.h"
 #include "platform/linux/bus.h"
 #include "platform/linux/config_store_admin.h"
+#include "platform/linux/printable.h"
 
 namespace
 {
@@ -30,9 +33,30 @@ constexpr int DONE = 0;
 constexpr int FAILED = 1;
 constexpr int CALLED_WRONGLY = 2;
 
+// Everything that may be shown as it is, line ends too when there may be several lines; other bytes as "\xHH", which is
+// how `import` takes them.
+std::string shown(const std::string &text, bool has_lines)
+{
+    std::string result;
+    for (size_t i = 0; i < text.size();) {
+        size_t length = printable_character(text.data() + i, text.size() - i);
+        if (length == 0 && has_lines && text[i] == '\n')
+            length = 1;
+        if (length > 0) {
+            result.append(text, i, length);
+        } else {
+            std::array<char, 8> escape = {};
+            std::snprintf(escape.data(), escape.size(), "\\x%02x", static_cast<unsigned>(text[i]) & 0xFFU);
+            result += text[i] == '\n' ? "\\n" : escape.data();
+        }
+        i += std::max<size_t>(length, 1);
+    }
+    return result;
+}
+
 int fail(const std::string &why)
 {
-    std::fprintf(stderr, "cfm: %s\n", why.c_str());
+    std::fprintf(stderr, "cfm: %s\n", shown(why, false).c_str());
     return FAILED;
 }
 
@@ -45,14 +69,22 @@ int print(const std::string &text)
 
 // ---- store ----
 
+// The store is closed before anything is printed: whoever reads the output may take his time, and there are only some
+// hundred places for processes that look at the store.
+
 int get(const std::string &key)
 {
     const auto value = std::make_unique_for_overwrite<char[]>(CONFIG_STORE_VALUE_MAX + 1);
     if (!config_store_open())
         return FAILED;
-    if (GetValue(key.c_str(), value.get(), CONFIG_STORE_VALUE_MAX + 1) == 0)
+    const bool is_found = GetValue(key.c_str(), value.get(), CONFIG_STORE_VALUE_MAX + 1) != 0;
+    config_store_close();
+    if (!is_found)
         return fail("no key '" + key + "'");
-    return print(std::string(value.get()) + '\n');
+    // Programs take values as they are; a terminal would obey them.
+    const std::string text = value.get();
+    const std::string safe = shown(text, true);
+    return print((safe != text && isatty(STDOUT_FILENO) != 0 ? safe : text) + '\n');
 }
 
 int set(const std::string &key, const std::string &value)
@@ -77,13 +109,17 @@ bool append(void *text, const char *piece, size_t length)
 int list(const std::string &prefix)
 {
     std::string text;
-    return config_store_list(prefix.c_str(), append, &text) ? print(text) : FAILED;
+    const bool is_listed = config_store_list(prefix.c_str(), append, &text);
+    config_store_close();
+    return is_listed ? print(shown(text, true)) : FAILED;
 }
 
 int export_all()
 {
     std::string text;
-    return config_store_export(append, &text) ? print(text) : FAILED;
+    const bool is_exported = config_store_export(append, &text);
+    config_store_close();
+    return is_exported ? print(shown(text, true)) : FAILED;
 }
 
 int import(const std::string &file)
@@ -121,10 +157,7 @@ std::string message_line(const bus_message &message)
 {
     char sender[48];
     bus_name_sender(message.sender, sender);
-    std::string line = std::string(sender) + ": ";
-    for (const char *c = message.text; *c != '\0'; c++)
-        line += *c == '\n' ? std::string("\\n") : std::string(1, *c);
-    return line + '\n';
+    return shown(std::string(sender) + ": " + message.text, false) + '\n';
 }
 
 int print_waiting(const bus_end &end, const std::string &name)
@@ -245,7 +278,9 @@ int run_any(const std::vector<std::string> &arguments_given)
     try {
         app.parse(std::vector<std::string>(words.rbegin(), words.rend())); // it takes the words from the back
     } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? DONE : CALLED_WRONGLY;
+        if (app.exit(error) != 0)
+            return CALLED_WRONGLY;
+        return std::cout.flush() ? DONE : fail("cannot write the help");
     }
     return outcome;
 }

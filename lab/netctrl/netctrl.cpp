@@ -2,6 +2,7 @@
 // interfaces that go up and down, services are programs that are started and stopped. It says in a line what it did.
 #include <charconv>
 #include <cstdio>
+#include <cstring>
 #include <map>
 #include <poll.h>
 #include <string>
@@ -9,6 +10,7 @@
 
 #include "platform/config_store.h"
 #include "platform/linux/bus.h"
+#include "platform/linux/printable.h"
 #include "platform/netctrl.h"
 #include "platform/system.h"
 
@@ -218,6 +220,7 @@ void serve(const bus_end &end)
     if (result != BUS_DONE)
         return;
     const std::string done = carry_out(parse(message.text));
+    make_printable(message.text, strlen(message.text));
     std::printf("%s: %s\n", message.text, done.empty() ? "not understood" : done.c_str());
 }
 

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "platform/linux/deadline.h"
+#include "platform/linux/printable.h"
 #include "platform/linux/run_directory.h"
 #include "platform/linux/small_file.h"
 
@@ -76,12 +77,19 @@ static int datagram_socket()
     return socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
 }
 
+typedef char lock_path[sizeof sockaddr_un::sun_path + sizeof ".lock"];
+
+static void name_lock(const char *socket_path, lock_path &path)
+{
+    snprintf(path, sizeof path, "%s.lock", socket_path);
+}
+
 // The lock, and not the socket's file, tells whether a holder lives: the kernel frees it however the holder ends, and
 // two processes that find the same dead holder cannot both get it.
 static bus_result take_lock(const char *socket_path, int *lock)
 {
-    char path[sizeof sockaddr_un::sun_path + sizeof ".lock"];
-    snprintf(path, sizeof path, "%s.lock", socket_path);
+    lock_path path;
+    name_lock(socket_path, path);
     *lock = open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
     if (*lock < 0)
         return BUS_SYSTEM_ERROR;
@@ -108,24 +116,62 @@ static int bound_socket(const sockaddr_un *address)
     return -1;
 }
 
+// Binds the socket behind the lock, which is taken first unless it is held. The end is as before when that fails.
+static bus_result bind_name(const sockaddr_un *address, bool has_lock, bus_end *end)
+{
+    bus_end fresh = *end;
+    if (!make_run_directory())
+        return BUS_SYSTEM_ERROR;
+    const bus_result result = has_lock ? BUS_DONE : take_lock(address->sun_path, &fresh.lock);
+    if (result != BUS_DONE)
+        return result;
+    fresh.socket = bound_socket(address);
+    if (fresh.socket >= 0) {
+        *end = fresh;
+        return BUS_DONE;
+    }
+    const int kept_errno = errno;
+    if (!has_lock)
+        close(fresh.lock);
+    errno = kept_errno;
+    return BUS_SYSTEM_ERROR;
+}
+
 bus_result bus_open(const char *name, bus_end *end)
+{
+    sockaddr_un address;
+    const bus_result named = address_of(name, &address);
+    return named == BUS_DONE ? bind_name(&address, false, end) : named;
+}
+
+static bool lock_stands(const bus_end *end, const char *socket_path)
+{
+    lock_path path;
+    name_lock(socket_path, path);
+    return still_stands(end->lock, path);
+}
+
+bool bus_stands(const char *name, const bus_end *end)
+{
+    sockaddr_un address;
+    return address_of(name, &address) != BUS_DONE || (lock_stands(end, address.sun_path) && is_there(address.sun_path));
+}
+
+bus_result bus_open_anew(const char *name, bus_end *end)
 {
     sockaddr_un address;
     bus_result result = address_of(name, &address);
     if (result != BUS_DONE)
         return result;
-    if (!make_run_directory())
-        return BUS_SYSTEM_ERROR;
-    result = take_lock(address.sun_path, &end->lock);
-    if (result != BUS_DONE)
-        return result;
-    end->socket = bound_socket(&address);
-    if (end->socket >= 0)
-        return BUS_DONE;
-    const int kept_errno = errno;
-    close(end->lock);
-    errno = kept_errno;
-    return BUS_SYSTEM_ERROR;
+    const bus_end old = *end;
+    const bool has_lock = lock_stands(end, address.sun_path);
+    result = bind_name(&address, has_lock, end);
+    if (result == BUS_DONE) {
+        close(old.socket);
+        if (!has_lock)
+            close(old.lock);
+    }
+    return result;
 }
 
 void bus_close(bus_end *end)
@@ -226,10 +272,12 @@ void bus_name_sender(pid_t sender, char (&name)[48])
     char path[32];
     char program[24];
     snprintf(path, sizeof path, "/proc/%d/comm", sender);
-    if (read_first_line(path, program, sizeof program))
+    if (read_first_line(path, program, sizeof program)) {
+        make_printable(program, strlen(program)); // a process names itself
         snprintf(name, sizeof name, "%s[%d]", program, sender);
-    else
+    } else {
         snprintf(name, sizeof name, "pid %d", sender);
+    }
 }
 
 bus_result bus_receive(const bus_end *end, bus_message *message)

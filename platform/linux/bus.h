@@ -34,6 +34,13 @@ struct bus_end {
 // Takes a name. A name whose holder has died is free. BUS_DONE, BUS_BAD_NAME, BUS_HELD or BUS_SYSTEM_ERROR.
 bus_result bus_open(const char *name, bus_end *end);
 
+// Whether senders still find the end under its name: somebody may have removed the run directory, or what is in it.
+bool bus_stands(const char *name, const bus_end *end);
+
+// Takes the name again for an end that does not stand. What waits at the old socket is lost. As bus_open; the end stays
+// as it is unless the result is BUS_DONE.
+bus_result bus_open_anew(const char *name, bus_end *end);
+
 // Gives the name back; messages that still wait are lost.
 void bus_close(bus_end *end);
 

@@ -15,6 +15,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "platform/linux/command.h"
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
 #include "platform/linux/interface.h"
@@ -30,7 +31,8 @@ constexpr int NOT_RUN = -1;
 struct program {
     const char *path; // looked up in PATH
     char *const *argv;
-    int output; // what becomes standard output and error; -1: the caller's
+    int output; // what becomes standard output; -1: the caller's
+    int errors; // the same of standard error
 };
 
 static void default_signals()
@@ -41,7 +43,7 @@ static void default_signals()
         sigaction(number, &action, nullptr);
     sigset_t none;
     sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);
+    pthread_sigmask(SIG_SETMASK, &none, nullptr);
 }
 
 static void close_inherited_descriptors()
@@ -56,19 +58,32 @@ static void close_inherited_descriptors()
         close(fd);
 }
 
+// A command is not held up, or ended, by a log whose reader has stopped or gone: then it prints to nowhere.
+static void leave_unread_output(int nowhere)
+{
+    pollfd outputs[] = {{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0},
+                        {.fd = STDERR_FILENO, .events = POLLOUT, .revents = 0}};
+    const timespec at_once = {};
+    ppoll(outputs, 2, &at_once, nullptr);
+    for (const pollfd &output : outputs)
+        if (output.revents != POLLOUT)
+            dup2(nowhere, output.fd);
+}
+
 // Runs between vfork and exec, in the parent's memory: system calls only.
 [[noreturn]] static void become(const program *program, volatile int *error)
 {
     setpgid(0, 0);
-    const int empty = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    const int empty = open("/dev/null", O_RDWR | O_CLOEXEC);
     if (empty >= 0)
         dup2(empty, STDIN_FILENO);
     else
         close(STDIN_FILENO);
-    if (program->output >= 0) {
+    if (program->output >= 0)
         dup2(program->output, STDOUT_FILENO);
-        dup2(program->output, STDERR_FILENO);
-    }
+    if (program->errors >= 0)
+        dup2(program->errors, STDERR_FILENO);
+    leave_unread_output(STDIN_FILENO);
     close_inherited_descriptors();
     default_signals();
     execvp(program->path, program->argv);
@@ -169,16 +184,27 @@ static int first_word_length(const char *command)
     return static_cast<int>(strcspn(command, " \t\n"));
 }
 
-// Waits for the end; ends the whole process group when it takes longer than `timeout_s`.
+static int64_t after_s(int seconds)
+{
+    return monotonic_ms() + int64_t{seconds} * MS_A_SECOND;
+}
+
+// Waits for the end; ends the whole process group at the deadline, which was `timeout_s` after the start. False: not
+// even that ended it, and *status is as it was.
+static bool end_by(int64_t deadline, pid_t pid, int timeout_s, const char *name, int *status)
+{
+    if (wait_until(pid, status, deadline))
+        return true;
+    ground_log("command %.*s: ended after %d s", first_word_length(name), name, timeout_s);
+    kill(-pid, SIGKILL);
+    return wait_until(pid, status, monotonic_ms() + KILL_TIMEOUT_MS);
+}
+
 static int finish(pid_t pid, int timeout_s, const char *name)
 {
     int status = 0;
-    if (!wait_until(pid, &status, monotonic_ms() + int64_t{timeout_s} * MS_A_SECOND)) {
-        ground_log("command %.*s: ended after %d s", first_word_length(name), name, timeout_s);
-        kill(-pid, SIGKILL);
-        if (!wait_until(pid, &status, monotonic_ms() + KILL_TIMEOUT_MS))
-            return NOT_RUN;
-    }
+    if (!end_by(after_s(timeout_s), pid, timeout_s, name, &status))
+        return NOT_RUN;
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
@@ -188,6 +214,19 @@ static void log_not_run(const char *name)
     static std::atomic<int> logged_error;
     if (logged_error.exchange(errno) != errno)
         ground_log("command %.*s: cannot be run: %s", first_word_length(name), name, strerror(errno));
+}
+
+// A shell with the command, -1 and perhaps a line when there can be none. `output`: as in program.
+static pid_t start_shell(const char *command, int output)
+{
+    char shell[] = "sh";
+    char option[] = "-c";
+    char *const argv[] = {shell, option, const_cast<char *>(command), nullptr};
+    const program program = {.path = "/bin/sh", .argv = argv, .output = output, .errors = -1};
+    const pid_t pid = start(&program);
+    if (pid < 0)
+        log_not_run(command);
+    return pid;
 }
 
 // ---- the calls ----
@@ -205,35 +244,33 @@ int doSystemCmd(const char *format, ...)
         return NOT_RUN;
     }
 
-    char shell[] = "sh";
-    char option[] = "-c";
-    char *const argv[] = {shell, option, command, nullptr};
-    const program program = {.path = "/bin/sh", .argv = argv, .output = -1};
-    const pid_t pid = start(&program);
-    if (pid < 0) {
-        log_not_run(command);
-        return NOT_RUN;
-    }
-    return finish(pid, deadline_s(), command);
+    const pid_t pid = start_shell(command, -1);
+    return pid < 0 ? NOT_RUN : finish(pid, deadline_s(), command);
 }
 
-// The file of ">PATH"; -1: none, or it cannot be opened, and then the output goes where the caller's goes.
+// The file of ">PATH"; -1: none, or it cannot be opened, and then the output goes where the caller's goes. Devices are
+// not made, and opening must not wait for a reader or a carrier; who writes may, until its deadline.
 static int open_redirect(const char *redirect)
 {
     if (redirect == nullptr || redirect[0] != '>')
         return -1;
-    return open(redirect + 1, O_WRONLY | O_CREAT | O_TRUNC | O_NOCTTY | O_CLOEXEC, 0644);
+    const char *const path = redirect + 1;
+    const int make = strncmp(path, "/dev/", 5) == 0 ? 0 : O_CREAT;
+    const int file = open(path, O_WRONLY | make | O_TRUNC | O_NOCTTY | O_CLOEXEC | O_NONBLOCK, 0644);
+    fcntl(file, F_SETFL, 0); // the flags are this opening's own
+    return file;
 }
 
 int _eval(char *const argv[], const char *redirect, int timeout, int *pid) // NOLINT(bugprone-reserved-identifier)
 {
     if (argv == nullptr || argv[0] == nullptr)
         return NOT_RUN;
-    const program program = {.path = argv[0], .argv = argv, .output = open_redirect(redirect)};
+    const int output = open_redirect(redirect);
+    const program program = {.path = argv[0], .argv = argv, .output = output, .errors = output};
     const pid_t started = start(&program);
     const int kept_errno = errno;
-    if (program.output >= 0)
-        close(program.output);
+    if (output >= 0)
+        close(output);
     if (started < 0) {
         errno = kept_errno;
         log_not_run(argv[0]);
@@ -244,4 +281,77 @@ int _eval(char *const argv[], const char *redirect, int timeout, int *pid) // NO
         return 0;
     }
     return finish(started, timeout > 0 ? timeout : deadline_s(), argv[0]);
+}
+
+int done_in_a_child(void (*act)())
+{
+    const pid_t pid = fork(); // vfork would wait for the act
+    if (pid == 0) {
+        close_inherited_descriptors();
+        act();
+        _exit(0);
+    }
+    if (pid < 0) { // nothing is safer than to wait then
+        act();
+        return 0;
+    }
+    int status = 0;
+    const int timeout_s = deadline_s();
+    return wait_until(pid, &status, after_s(timeout_s)) ? 0 : timeout_s;
+}
+
+// ---- a command whose output is read ----
+
+// One at a time: all that the daemon reads is the liveness watchdog's look at the processes.
+static struct {
+    pid_t pid; // 0: none
+    int output;
+    int timeout_s;
+    int64_t deadline;
+    char name[16];
+} read_command;
+
+// The output is at its end once the deadline has passed.
+static ssize_t read_output(void * /*cookie*/, char *text, size_t size)
+{
+    const int64_t left_ms = read_command.deadline - monotonic_ms();
+    const timespec timeout = timespec_of_ms(left_ms);
+    pollfd readable = {.fd = read_command.output, .events = POLLIN, .revents = 0};
+    if (left_ms <= 0 || ppoll(&readable, 1, &timeout, nullptr) <= 0)
+        return 0;
+    return read(read_command.output, text, size);
+}
+
+// Every call of popen and pclose in the daemon comes here (linker option --wrap), because libc's know no deadline.
+extern "C" FILE *__wrap_popen(const char *command, const char *mode); // NOLINT(bugprone-reserved-identifier)
+extern "C" int __wrap_pclose(FILE *stream);                           // NOLINT(bugprone-reserved-identifier)
+
+FILE *__wrap_popen(const char *command, const char *mode) // NOLINT(bugprone-reserved-identifier)
+{
+    int ends[2];
+    if (read_command.pid != 0 || strcmp(mode, "r") != 0 || pipe2(ends, O_CLOEXEC) != 0)
+        return nullptr;
+    FILE *const stream = fopencookie(&read_command, mode, {read_output, nullptr, nullptr, nullptr});
+    const pid_t pid = stream == nullptr ? -1 : start_shell(command, ends[1]);
+    close(ends[1]);
+    if (pid < 0) {
+        close(ends[0]);
+        if (stream != nullptr)
+            fclose(stream);
+        return nullptr;
+    }
+    const int timeout_s = deadline_s();
+    read_command = {.pid = pid, .output = ends[0], .timeout_s = timeout_s, .deadline = after_s(timeout_s), .name = ""};
+    snprintf(read_command.name, sizeof read_command.name, "%s", command);
+    return stream;
+}
+
+int __wrap_pclose(FILE *stream) // NOLINT(bugprone-reserved-identifier)
+{
+    int status = SIGKILL; // of a program that the deadline ended, also when the kernel holds it longer
+    fclose(stream);
+    close(read_command.output); // who has more to print than was read ends
+    end_by(read_command.deadline, read_command.pid, read_command.timeout_s, read_command.name, &status);
+    read_command.pid = 0;
+    return status;
 }

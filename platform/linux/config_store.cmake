@@ -5,8 +5,10 @@ find_package(Threads REQUIRED)
 
 target_sources(platform_linux PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/config_store.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/config_store_change.cpp
     ${CMAKE_CURRENT_LIST_DIR}/config_store_commit.cpp
     ${CMAKE_CURRENT_LIST_DIR}/config_store_import.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/config_store_open.cpp
     ${CMAKE_CURRENT_LIST_DIR}/config_store_state.cpp
     ${CMAKE_CURRENT_LIST_DIR}/config_store_text.cpp)
 target_include_directories(platform_linux SYSTEM PRIVATE ${LMDB_INCLUDE_DIR})

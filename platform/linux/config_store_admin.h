@@ -12,6 +12,14 @@ constexpr size_t CONFIG_STORE_VALUE_MAX = 65536; // bytes
 // other calls do so themselves; this one tells whether it worked.
 bool config_store_open();
 
+// Opens it as soon as it can be opened, however long that takes, and says at once and every minute that it waits.
+// Called by a process with one thread.
+void config_store_wait();
+
+// For processes that live long: looks whether the files of the running store are still those in the run directory, and
+// opens what is there now when they are not; what was not committed is lost then. False: they were not; a line says so.
+bool config_store_look();
+
 // Gives back what the process holds of the store; the next call opens it again. No other thread may be using the store.
 void config_store_close();
 
@@ -25,7 +33,8 @@ typedef bool (*config_store_sink)(void *context, const char *text, size_t length
 // seen at one moment, and the store holds on to that moment until the call ends: a sink must not wait for anything.
 bool config_store_list(const char *prefix, config_store_sink sink, void *context);
 
-// The same for the whole store, with the last line by which a damaged file is recognised: what CommitCfm writes.
+// The same for all settings, without what is only published, and with the last line by which a damaged file is
+// recognised: what CommitCfm writes.
 bool config_store_export(config_store_sink sink, void *context);
 
 // Stores the settings of a text in that form, read from `fd` to its end: all or, when a line is wrong or they do not

@@ -17,34 +17,39 @@ static constexpr char PREVIOUS[] = "config.txt.previous";
 static constexpr char DAMAGED[] = "config.txt.damaged"; // for people to look at
 static constexpr char BESIDE[] = "config.txt.new";
 
+static constexpr int DAMAGE = -1; // results beside errno's: a line has said what is wrong with the file
+static constexpr int SAID = -2;   // a line has said what failed
+
 // ---- the file as it is known ----
+
+static store_file identity_of(const struct stat *file)
+{
+    return {file->st_dev, file->st_ino, file->st_mtim.tv_sec, file->st_mtim.tv_nsec};
+}
 
 // Whether the file is the one that the note is about. The note then says how to tell it again.
 static bool is_noted(const struct stat *file, const store_note *note)
 {
-    return file->st_ino == note->inode && file->st_dev == note->device &&
-           static_cast<uint64_t>(file->st_size) == note->size && file->st_mtim.tv_sec == note->modified_s &&
-           file->st_mtim.tv_nsec == note->modified_ns;
+    const store_file found = identity_of(file);
+    return static_cast<uint32_t>(file->st_size) == note->known[STORE_READ].size &&
+           memcmp(&found, &note->file, sizeof found) == 0;
 }
 
-static void write_note(uint64_t transaction, const struct stat *file)
+// `file` is not given when the committed one is not there, `content` when nothing was read.
+static bool write_note(uint64_t transaction, const struct stat *file, const store_content *content)
 {
     store_note note = {};
-    note.filled = 1;
+    note.made = 1;
     note.transaction = transaction;
-    if (file != nullptr) {
-        note.device = file->st_dev;
-        note.inode = file->st_ino;
-        note.size = static_cast<uint64_t>(file->st_size);
-        note.modified_s = file->st_mtim.tv_sec;
-        note.modified_ns = file->st_mtim.tv_nsec;
-    }
-    store_write_note(&note);
+    if (content != nullptr)
+        note.known[STORE_READ] = *content;
+    if (file != nullptr)
+        note.file = identity_of(file);
+    return store_write_note(&note);
 }
 
-// ---- filling an empty store ----
-
-// Reads a whole intact file. 0, an errno, or -1 after a line that says how it is damaged.
+// Reads a whole intact file. 0, an errno, or DAMAGE. What could not be read is not damaged: the next look may find it
+// whole.
 static int load_file(int dir, const char *name, store_text *text, struct stat *file)
 {
     *text = {};
@@ -53,59 +58,82 @@ static int load_file(int dir, const char *name, store_text *text, struct stat *f
         return errno;
     int rc = fstat(fd, file) == 0 ? store_text_load(fd, text) : errno;
     close(fd);
+    if (rc == 0 && text->size != static_cast<uint64_t>(file->st_size))
+        rc = EIO;
     const char *damage = rc == 0 ? store_text_damage(text->text, text->size) : nullptr;
     if (damage == nullptr)
         return rc;
     store_line("%s/%s is damaged: %s", store_conf_directory(), name, damage);
-    return -1;
+    return DAMAGE;
 }
 
-// Fills the environment from one file. 0, or why not as load_file says.
+static store_content content_of(const store_text *text)
+{
+    return {static_cast<uint32_t>(text->size), store_text_crc(text->text, text->size)};
+}
+
+// ---- filling an empty store ----
+
+// Fills the environment from one file. 0, ENOENT, DAMAGE or SAID.
 static int fill_from(MDB_env *env, int dir, const char *name)
 {
     store_text text;
     struct stat file = {};
     int rc = load_file(dir, name, &text, &file);
-    store_settings settings = {&text, 0};
-    if (rc == 0 && (!store_text_parse(&text, name) || store_change_in(env, store_put_parsed, &settings) != 0))
-        rc = -1;
-    store_text_free(&text);
-    if (rc == 0)
-        write_note(settings.transaction, name == COMMITTED ? &file : nullptr);
-    else if (rc != -1 && rc != ENOENT)
+    if (rc > 0 && rc != ENOENT) {
         store_line("cannot read %s/%s: %s", store_conf_directory(), name, strerror(rc));
+        rc = SAID;
+    }
+    const store_content content = content_of(&text);
+    store_settings settings = {&text, false, 0};
+    if (rc == 0 && !store_text_parse(&text, name))
+        rc = DAMAGE;
+    if (rc == 0 && (store_change_in(env, store_put_parsed, &settings) != 0 ||
+                    !write_note(settings.transaction, name == COMMITTED ? &file : nullptr, &content)))
+        rc = SAID;
+    store_text_free(&text);
     return rc;
 }
 
-static void fill_from_either(MDB_env *env, int dir)
+// Only a file that is not there or is damaged makes way for the one before it: any other fault may be over by the next
+// time, and is not to cost settings.
+static bool makes_way(int rc)
+{
+    return rc == ENOENT || rc == DAMAGE;
+}
+
+static bool fill_from_either(MDB_env *env, int dir)
 {
     const int committed = fill_from(env, dir, COMMITTED);
-    if (committed == 0)
-        return;
+    if (!makes_way(committed))
+        return committed == 0;
     const int previous = fill_from(env, dir, PREVIOUS);
     if (previous == 0)
         store_line("filled from %s/%s instead", store_conf_directory(), PREVIOUS);
-    else if (committed != ENOENT || previous != ENOENT)
+    if (!makes_way(previous))
+        return previous == 0;
+    if (committed == DAMAGE || previous == DAMAGE)
         store_line("nothing to fill it from: it starts empty");
-    if (previous != 0)
-        write_note(0, nullptr);
+    return write_note(0, nullptr, nullptr);
 }
 
-void store_fill(MDB_env *env)
+bool store_fill(MDB_env *env)
 {
-    if (store_read_note().filled != 0)
-        return;
     MDB_envinfo info = {};
     mdb_env_info(env, &info);
+    if (info.me_last_txnid != 0)
+        return true;
+    // While nothing is in the store, each opening looks again: the folder's file system may have come late.
     const int dir = open(store_conf_directory(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (dir < 0 && errno != ENOENT)
+    if (dir < 0 && errno == ENOENT)
+        return write_note(0, nullptr, nullptr);
+    if (dir < 0) {
         store_line("cannot open %s: %s", store_conf_directory(), strerror(errno));
-    if (dir < 0 || info.me_last_txnid != 0) // something was stored by a process that died before its note
-        write_note(0, nullptr);
-    else
-        fill_from_either(env, dir);
-    if (dir >= 0)
-        close(dir);
+        return false;
+    }
+    const bool is_filled = fill_from_either(env, dir);
+    close(dir);
+    return is_filled;
 }
 
 // ---- committing ----
@@ -130,7 +158,7 @@ static bool is_what_stands(MDB_txn *transaction, const store_text *text)
     comparison old = {text->text, text->size};
     store_text_writer writer;
     store_text_begin(&writer, compare_piece, &old);
-    return store_put_settings(transaction, "", &writer) == 0 && store_text_finish(&writer) && old.left == 0;
+    return store_put_settings(transaction, &writer) == 0 && store_text_finish(&writer) && old.left == 0;
 }
 
 static bool write_piece(void *context, const char *text, size_t length)
@@ -149,22 +177,24 @@ static bool write_piece(void *context, const char *text, size_t length)
 }
 
 // 0, or an errno.
-static int write_text(MDB_txn *transaction, int fd)
+static int write_text(MDB_txn *transaction, int fd, store_content *content)
 {
     store_text_writer writer;
     store_text_begin(&writer, write_piece, &fd);
     errno = 0;
-    if (store_put_settings(transaction, "", &writer) == 0 && store_text_finish(&writer))
+    if (store_put_settings(transaction, &writer) == 0 && store_text_finish(&writer)) {
+        content->crc = writer.crc;
         return 0;
+    }
     return errno != 0 ? errno : EIO;
 }
 
 // Writes the new file and syncs it, and ends the transaction in between: a disk may take its time. 0, or an errno.
-static int write_new(int dir, MDB_txn *transaction, struct stat *file)
+static int write_new(int dir, MDB_txn *transaction, struct stat *file, store_content *content)
 {
     unlinkat(dir, BESIDE, 0); // left by a commit that was killed
     const int fd = openat(dir, BESIDE, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    int rc = fd < 0 ? errno : write_text(transaction, fd);
+    int rc = fd < 0 ? errno : write_text(transaction, fd, content);
     store_end_read(transaction);
     if (rc == 0 && (fsync(fd) != 0 || fstat(fd, file) != 0))
         rc = errno;
@@ -172,6 +202,7 @@ static int write_new(int dir, MDB_txn *transaction, struct stat *file)
         rc = errno;
     if (rc != 0)
         unlinkat(dir, BESIDE, 0);
+    content->size = static_cast<uint32_t>(file->st_size);
     return rc;
 }
 
@@ -210,38 +241,93 @@ static int sync_what_stands(int dir)
     return rc;
 }
 
-// 0, an errno, or -1 after a line that says why.
-static int commit_in(int dir)
+// Settings that were committed, but that no process of this running store has read, are not replaced: they are another
+// running store's, or stood on a file system that came after this one was filled.
+static int check_read(store_note *note, const store_text *text, const char *name)
+{
+    const store_content content = content_of(text);
+    for (const store_content &known : note->known)
+        if (memcmp(&content, &known, sizeof content) == 0) {
+            note->known[STORE_READ] = content; // a killed commit's place is needed for this one's
+            return 0;
+        }
+    store_line("not committed: %s/%s was never read into it; cfm import it first, or move it away",
+               store_conf_directory(), name);
+    return SAID;
+}
+
+// Without a committed file the one before it counts, unless the store once had a committed one. 0, an errno or SAID.
+static int check_previous(int dir, store_note *note)
+{
+    if (note->known[STORE_READ].size != 0)
+        return 0;
+    store_text text;
+    struct stat file = {};
+    int rc = load_file(dir, PREVIOUS, &text, &file);
+    if (rc == 0)
+        rc = check_read(note, &text, PREVIOUS);
+    store_text_free(&text);
+    return makes_way(rc) ? 0 : rc;
+}
+
+// Writes the file, which takes the place of `what_stands`: load_file's result for the committed file. 0, an errno or
+// SAID.
+static int write_and_replace(int dir, MDB_txn *transaction, int what_stands, store_note *note)
 {
     struct stat file = {};
-    const bool is_there = fstatat(dir, COMMITTED, &file, 0) == 0;
-    const store_note note = store_read_note();
-    const bool is_known = is_there && is_noted(&file, &note);
-
-    MDB_txn *transaction = store_begin_read();
-    if (transaction == nullptr)
-        return -1;
     const uint64_t number = mdb_txn_id(transaction);
-    if (is_known && note.transaction == number) {
+    int rc = write_new(dir, transaction, &file, &note->known[STORE_WRITTEN]);
+    if (rc != 0)
+        return rc;
+    if (!store_write_note(note)) // else nobody would know the file if this process died after the next line
+        return SAID;
+    const char *const keep_as = what_stands == 0 ? PREVIOUS : DAMAGED;
+    rc = replace(dir, what_stands == ENOENT ? nullptr : keep_as);
+    if (rc == 0)
+        write_note(number, &file, &note->known[STORE_WRITTEN]);
+    return rc;
+}
+
+// 0, an errno, or SAID. Ends the transaction.
+static int commit_over(int dir, MDB_txn *transaction, const store_text *old, int what_stands, const struct stat *file,
+                       store_note *note)
+{
+    if (what_stands == 0 && is_what_stands(transaction, old)) {
+        const uint64_t number = mdb_txn_id(transaction);
+        const store_content content = content_of(old);
+        store_end_read(transaction);
+        const int rc = is_noted(file, note) ? 0 : sync_what_stands(dir);
+        if (rc == 0)
+            write_note(number, file, &content);
+        return rc;
+    }
+    int rc = what_stands;
+    if (what_stands == 0)
+        rc = check_read(note, old, COMMITTED);
+    else if (makes_way(what_stands))
+        rc = check_previous(dir, note);
+    if (rc == 0)
+        return write_and_replace(dir, transaction, what_stands, note);
+    store_end_read(transaction);
+    return rc;
+}
+
+static int commit_in(int dir)
+{
+    store_note note;
+    MDB_txn *transaction = store_read_note(&note) ? store_begin_read() : nullptr;
+    if (transaction == nullptr)
+        return SAID;
+    struct stat file = {};
+    if (note.transaction == mdb_txn_id(transaction) && fstatat(dir, COMMITTED, &file, 0) == 0 &&
+        is_noted(&file, &note)) {
         store_end_read(transaction);
         return 0;
     }
-
-    store_text old = {};
-    const bool is_whole = is_there && load_file(dir, COMMITTED, &old, &file) == 0;
-    int rc = 0;
-    if (is_whole && is_what_stands(transaction, &old)) {
-        store_end_read(transaction);
-        rc = is_known ? 0 : sync_what_stands(dir);
-    } else {
-        rc = write_new(dir, transaction, &file);
-        const char *keep_as = is_whole ? PREVIOUS : DAMAGED;
-        if (rc == 0)
-            rc = replace(dir, is_there ? keep_as : nullptr);
-    }
+    store_text old;
+    const int what_stands = load_file(dir, COMMITTED, &old, &file);
+    const int rc = commit_over(dir, transaction, &old, what_stands, &file, &note);
     store_text_free(&old);
-    if (rc == 0)
-        write_note(number, &file);
     return rc;
 }
 
@@ -262,10 +348,10 @@ static int open_conf_directory()
 
 int CommitCfm(void)
 {
-    if (store_environment() == nullptr)
+    if (!config_store_look() || store_environment() == nullptr)
         return 0;
     const int dir = open_conf_directory();
-    int rc = dir < 0 ? errno : -1;
+    int rc = dir < 0 ? errno : SAID;
     if (dir >= 0 && store_take(STORE_COMMIT_LOCK)) {
         rc = commit_in(dir);
         store_release(STORE_COMMIT_LOCK);

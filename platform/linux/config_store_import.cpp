@@ -5,6 +5,7 @@
 #include <cstring>
 #include <unistd.h>
 
+#include "platform/common/published_keys.h"
 #include "platform/linux/config_store_environment.h"
 #include "platform/linux/config_store_state.h"
 
@@ -16,11 +17,13 @@ static constexpr unsigned MOST_BAD_LINES = 10; // that are told of
 
 static int make_room(store_text *loaded, size_t *room)
 {
+    if (loaded->size > LARGEST_TEXT)
+        return EFBIG;
     if (loaded->size + 1 < *room)
         return 0;
-    if (loaded->size >= LARGEST_TEXT)
-        return EFBIG;
-    const size_t wanted = *room == 0 ? 16384 : *room * 2;
+    size_t wanted = *room == 0 ? 16384 : *room * 2;
+    if (wanted > LARGEST_TEXT)
+        wanted = LARGEST_TEXT + 2; // one byte more than is taken tells that there is more
     char *larger = static_cast<char *>(realloc(loaded->text, wanted));
     if (larger == nullptr)
         return ENOMEM;
@@ -88,16 +91,34 @@ bool store_text_parse(store_text *loaded, const char *name)
 int store_put_parsed(MDB_txn *transaction, void *settings)
 {
     auto *wanted = static_cast<store_settings *>(settings);
-    wanted->transaction = mdb_txn_id(transaction);
+    if (!wanted->is_import && mdb_txn_id(transaction) != 1)
+        return EAGAIN; // somebody stored something in the empty store just now
     const char *end = wanted->parsed->text + wanted->parsed->size;
     for (const char *key = wanted->parsed->text; key < end;) {
         const char *value = key + strlen(key) + 1;
-        const int rc = store_put(transaction, key, value);
-        if (rc != 0)
-            return rc;
+        if (wanted->is_import || !is_published_key(key, static_cast<size_t>(value - 1 - key))) {
+            wanted->transaction = mdb_txn_id(transaction);
+            const int rc = store_put(transaction, key, value);
+            if (rc != 0)
+                return rc;
+        }
         key = value + strlen(value) + 1;
     }
     return 0;
+}
+
+// A commit may now replace the file that this text is, if it is one that was committed. When it cannot be noted, the
+// commit says so.
+static void note_as_read(const store_content *content)
+{
+    store_note note;
+    if (!store_take(STORE_COMMIT_LOCK))
+        return;
+    if (store_read_note(&note)) {
+        note.known[STORE_IMPORTED] = *content;
+        store_write_note(&note);
+    }
+    store_release(STORE_COMMIT_LOCK);
 }
 
 bool config_store_import(int fd, const char *name)
@@ -106,15 +127,35 @@ bool config_store_import(int fd, const char *name)
     const int rc = store_text_load(fd, &text);
     if (rc != 0)
         store_line("cannot read %s: %s", name, strerror(rc));
-    store_settings settings = {&text, 0};
+    store_settings settings = {&text, true, 0};
+    const store_content content = {static_cast<uint32_t>(text.size), store_text_crc(text.text, text.size)};
     const bool imported = rc == 0 && store_text_parse(&text, name) && store_change_by(store_put_parsed, &settings) == 0;
     store_text_free(&text);
+    if (imported)
+        note_as_read(&content);
     return imported;
 }
 
 // ---- listing ----
 
-int store_put_settings(MDB_txn *transaction, const char *prefix, store_text_writer *writer)
+int store_put_settings(MDB_txn *transaction, store_text_writer *writer)
+{
+    MDB_cursor *cursor = nullptr;
+    int rc = mdb_cursor_open(transaction, STORE_DATABASE, &cursor);
+    if (rc != 0)
+        return rc;
+    MDB_val key = {};
+    MDB_val value = {};
+    while ((rc = mdb_cursor_get(cursor, &key, &value, MDB_NEXT)) == 0) {
+        const auto *const name = static_cast<const char *>(key.mv_data);
+        if (!is_published_key(name, key.mv_size))
+            store_text_setting(writer, name, key.mv_size, static_cast<const char *>(value.mv_data), value.mv_size);
+    }
+    mdb_cursor_close(cursor);
+    return rc == MDB_NOTFOUND ? 0 : rc;
+}
+
+static int put_prefixed(MDB_txn *transaction, const char *prefix, store_text_writer *writer)
 {
     MDB_cursor *cursor = nullptr;
     int rc = mdb_cursor_open(transaction, STORE_DATABASE, &cursor);
@@ -133,12 +174,14 @@ int store_put_settings(MDB_txn *transaction, const char *prefix, store_text_writ
     return rc == MDB_NOTFOUND ? 0 : rc;
 }
 
+// A null prefix: the settings.
 static bool put_all(const char *prefix, store_text_writer *writer)
 {
     MDB_txn *transaction = store_begin_read();
     if (transaction == nullptr)
         return false;
-    const int rc = store_put_settings(transaction, prefix, writer);
+    const int rc =
+        prefix == nullptr ? store_put_settings(transaction, writer) : put_prefixed(transaction, prefix, writer);
     store_end_read(transaction);
     if (rc != 0)
         store_line("cannot read: %s", mdb_strerror(rc));
@@ -156,5 +199,5 @@ bool config_store_export(config_store_sink sink, void *context)
 {
     store_text_writer writer;
     store_text_begin(&writer, sink, context);
-    return put_all("", &writer) && store_text_finish(&writer);
+    return put_all(nullptr, &writer) && store_text_finish(&writer);
 }

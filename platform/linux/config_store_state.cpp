@@ -10,6 +10,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include "platform/linux/config_store_text.h"
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
 #include "platform/linux/run_directory.h"
@@ -27,26 +28,36 @@ static constexpr int64_t REPEATED_LINE_MS = 60000;
 
 // ---- lines ----
 
+struct said_line {
+    uint32_t crc;
+    int64_t when_ms;
+};
+
 static pthread_mutex_t line_mutex = PTHREAD_MUTEX_INITIALIZER;
-static char last_line[512];
-static int64_t last_line_ms;
+static said_line said_lines[8]; // one failure says two or three
 
 static bool is_new_line(const char *line)
 {
     const int64_t now = monotonic_ms();
+    const uint32_t crc = store_text_crc(line, strlen(line));
     pthread_mutex_lock(&line_mutex);
-    const bool is_new = strcmp(line, last_line) != 0 || now - last_line_ms >= REPEATED_LINE_MS;
-    if (is_new) {
-        memcpy(last_line, line, sizeof last_line);
-        last_line_ms = now;
+    said_line *oldest = said_lines;
+    bool is_new = true;
+    for (said_line &said : said_lines) {
+        if (said.crc == crc && now - said.when_ms < REPEATED_LINE_MS)
+            is_new = false;
+        if (said.when_ms < oldest->when_ms)
+            oldest = &said;
     }
+    if (is_new)
+        *oldest = {crc, now};
     pthread_mutex_unlock(&line_mutex);
     return is_new;
 }
 
 void store_line(const char *format, ...)
 {
-    char line[sizeof last_line] = {};
+    char line[512] = "";
     va_list arguments;
     va_start(arguments, format);
     vsnprintf(line, sizeof line, format, arguments);
@@ -63,37 +74,59 @@ const char *store_conf_directory()
     return configured == nullptr || configured[0] == '\0' ? "/etc/time_check" : configured;
 }
 
-static bool open_state_file()
+static constexpr char STATE[] = "config.state";
+static constexpr size_t LONGEST_NAME = 25; // of a file in the run directory, with the slash and its end
+
+static int open_state_file()
 {
     if (!make_run_directory()) {
-        store_line("cannot use the run directory %s: %s", run_directory(), strerror(errno));
-        return false;
+        store_line("cannot use the run directory %s: %s", run_directory(), run_directory_fault());
+        return -1;
     }
-    char path[STORE_PATH_MAX];
-    if (snprintf(path, sizeof path, "%s/config.state", run_directory()) >= static_cast<int>(sizeof path)) {
+    if (strlen(run_directory()) + LONGEST_NAME > RUN_PATH_MAX) {
         store_line("the run directory's name is too long");
-        return false;
+        return -1;
     }
+    char path[RUN_PATH_MAX];
+    run_path(STATE, path);
     const int fd = open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-    if (fd < 0) {
+    if (fd < 0)
         store_line("cannot open %s: %s", path, strerror(errno));
-        return false;
-    }
-    state_fd = fd;
-    return true;
+    return fd;
 }
 
 bool store_state_open()
 {
     pthread_mutex_lock(&state_mutex);
-    const bool is_open = state_fd >= 0 || open_state_file();
+    if (state_fd < 0)
+        state_fd = open_state_file();
+    const bool is_open = state_fd >= 0;
     pthread_mutex_unlock(&state_mutex);
     return is_open;
 }
 
+bool store_state_stands()
+{
+    char path[RUN_PATH_MAX];
+    run_path(STATE, path);
+    return still_stands(state_fd, path);
+}
+
+// The number stays the same: the other thread may be about to take a lock on it.
+bool store_state_renew()
+{
+    if (store_state_stands())
+        return true;
+    const int fd = open_state_file();
+    const bool is_renewed = fd >= 0 && dup2(fd, state_fd) >= 0 && fcntl(state_fd, F_SETFD, FD_CLOEXEC) == 0;
+    if (fd >= 0)
+        close(fd);
+    return is_renewed;
+}
+
 void store_state_close()
 {
-    last_line[0] = '\0';
+    memset(said_lines, 0, sizeof said_lines);
     if (state_fd >= 0)
         close(state_fd);
     state_fd = -1;
@@ -147,7 +180,7 @@ bool store_take(store_lock lock)
         return true;
     const int64_t deadline = monotonic_ms() + LOCK_DEADLINE_MS[lock];
     for (struct timespec pause = {0, 20000}; monotonic_ms() < deadline;) {
-        nanosleep(&pause, nullptr);
+        clock_nanosleep(CLOCK_MONOTONIC, 0, &pause, nullptr);
         if (try_lock(lock))
             return true;
         if (pause.tv_nsec < LONGEST_PAUSE_NS)
@@ -166,17 +199,26 @@ void store_release(store_lock lock)
 
 // ---- the note ----
 
-store_note store_read_note()
+bool store_read_note(store_note *note)
 {
-    store_note note = {};
-    if (pread(state_fd, &note, sizeof note, 0) != static_cast<ssize_t>(sizeof note))
-        note = {};
-    return note;
+    size_t length = 0;
+    ssize_t got = 1;
+    while (got > 0 && length < sizeof *note) {
+        got = pread(state_fd, static_cast<char *>(static_cast<void *>(note)) + length, sizeof *note - length,
+                    static_cast<off_t>(length));
+        length += got > 0 ? static_cast<size_t>(got) : 0;
+    }
+    if (got < 0)
+        store_line("cannot read its note: %s", strerror(errno));
+    else if (length < sizeof *note)
+        *note = {};
+    return got >= 0;
 }
 
-void store_write_note(const store_note *note)
+bool store_write_note(const store_note *note)
 {
-    if (pwrite(state_fd, note, sizeof *note, 0) != static_cast<ssize_t>(sizeof *note)) {
-        // an old note only makes the next commit look at the file itself
-    }
+    if (pwrite(state_fd, note, sizeof *note, 0) == static_cast<ssize_t>(sizeof *note))
+        return true;
+    store_line("cannot write its note: %s", strerror(errno));
+    return false;
 }

@@ -6,10 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
-constexpr size_t STORE_PATH_MAX = 512; // bytes of a path with its end
-
-// ground_log for the store. A line that says the same as the one before is left out for a minute: a router whose store
-// is full would print one in every tick.
+// ground_log for the store. A line that says the same as one of the last few is left out for a minute: a router whose
+// store is full would print some in every tick.
 void store_line(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 // $TIME_CHECK_CONF_DIR, or /etc/time_check: where the committed file stands.
@@ -18,6 +16,10 @@ const char *store_conf_directory();
 // Makes the run directory if it is not there and opens the file of locks. False: a line says why.
 bool store_state_open();
 void store_state_close();
+
+// Whether the open file of locks is the one in the run directory, and what makes it so. False: a line says why.
+bool store_state_stands();
+bool store_state_renew();
 
 // In the child of a fork: the parent's locks and descriptors are not ours.
 void store_state_forget();
@@ -35,19 +37,38 @@ enum store_lock {
 bool store_take(store_lock lock);
 void store_release(store_lock lock);
 
-// What the committed file looked like, and which state of the running store it holds.
-struct store_note {
-    uint64_t filled; // non-zero: the running store has been filled from the committed file
-    uint64_t transaction;
+// A committed text, told from others by its contents: a file may be copied, or its file system mounted again.
+struct store_content {
+    uint32_t size; // 0: none
+    uint32_t crc;
+};
+
+// A file as it was at one moment. Without padding, so that its bytes can be compared.
+struct store_file {
     uint64_t device;
-    uint64_t inode; // 0: nothing is known of the committed file
-    uint64_t size;
+    uint64_t inode; // 0: none
     int64_t modified_s;
     int64_t modified_ns;
 };
 
-// All zero before the first store_write_note.
-store_note store_read_note();
-void store_write_note(const store_note *note);
+// The committed texts that a running store knows.
+enum store_known {
+    STORE_READ,     // what it was filled from, or last committed
+    STORE_WRITTEN,  // by a commit that may have been killed before its end
+    STORE_IMPORTED, // by the last import since
+    STORE_KNOWN,
+};
+
+// What the processes of one running store know of the committed file.
+struct store_note {
+    uint64_t transaction; // the state of the running store that the committed file holds
+    store_file file;      // the committed file
+    store_content known[STORE_KNOWN];
+    uint64_t made; // non-zero: LMDB's files beside this one are whole, and filled. Last: a note that is cut is none
+};
+
+// All zero before the first store_write_note. False: a line says why it could not be read or written.
+bool store_read_note(store_note *note);
+bool store_write_note(const store_note *note);
 
 #endif

@@ -36,6 +36,11 @@ static uint32_t crc_add(uint32_t crc, const char *text, size_t length)
     return ~crc;
 }
 
+uint32_t store_text_crc(const char *text, size_t length)
+{
+    return crc_add(0, text, length);
+}
+
 // ---- limits ----
 
 static bool is_control(char c)
@@ -164,13 +169,13 @@ const char *store_text_damage(const char *text, size_t length)
     while (last > 0 && text[last - 1] != '\n')
         last--;
     if (length - last <= strlen(LAST_LINE_BEGIN) || memcmp(text + last, LAST_LINE_BEGIN, strlen(LAST_LINE_BEGIN)) != 0)
-        return "its last line is missing";
+        return "its last line is missing; what was written by hand goes in with cfm import";
 
     uint32_t lines = 0;
     for (size_t i = 0; i < last; i++)
         lines += text[i] == '\n' ? 1 : 0;
     char expected[64];
-    const int size = snprintf(expected, sizeof expected, LAST_LINE, lines, crc_add(0, text, last));
+    const int size = snprintf(expected, sizeof expected, LAST_LINE, lines, store_text_crc(text, last));
     if (length - last != static_cast<size_t>(size) || memcmp(text + last, expected, length - last) != 0)
         return "its checksum is wrong";
     return nullptr;

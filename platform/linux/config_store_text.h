@@ -43,6 +43,9 @@ bool store_text_flush(store_text_writer *writer);
 // Adds the last line of a whole store and flushes.
 bool store_text_finish(store_text_writer *writer);
 
+// The checksum that a writer has once such bytes went to its sink.
+uint32_t store_text_crc(const char *text, size_t length);
+
 // ---- reading ----
 
 // Why `text` is not a whole file that store_text_finish ended, or null when it is.

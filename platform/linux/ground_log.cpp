@@ -1,14 +1,29 @@
 #include "platform/linux/ground_log.h"
 
-#include <cerrno>
+#include <cerrno> // program_invocation_short_name
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
+#include <fcntl.h>
 #include <unistd.h>
+
+#include "platform/linux/log_sink.h"
+#include "platform/linux/printable.h"
+
+// A program may be started with descriptors 0 to 2 closed. The next file that it opened, the running store, say, would
+// then be its standard output. What takes their places can be neither read nor written, so using them fails as before.
+// Before main, since every program of this ground needs it and none can then forget it.
+__attribute__((constructor)) static void occupy_standard_descriptors()
+{
+    int fd = 0;
+    while (fd >= 0 && fd <= STDERR_FILENO)
+        fd = open("/", O_PATH); // without O_CLOEXEC: what the program runs must not open its files there either
+    if (fd >= 0)
+        close(fd);
+}
 
 void ground_log(const char *format, ...)
 {
-    const int kept_errno = errno;
     char line[512];
     constexpr size_t ROOM = sizeof line - 1; // the last place is the line end's
     int prefix = snprintf(line, ROOM, "%s: ", program_invocation_short_name);
@@ -22,13 +37,7 @@ void ground_log(const char *format, ...)
     size_t length = static_cast<size_t>(prefix) + (body < 0 ? 0U : static_cast<size_t>(body));
     if (length > ROOM - 1)
         length = ROOM - 1;
-    for (size_t i = 0; i < length; i++)
-        if (static_cast<unsigned char>(line[i]) < ' ' || line[i] == '\177')
-            line[i] = '?';
+    make_printable(line, length);
     line[length++] = '\n';
-    ssize_t written = 0;
-    do
-        written = write(STDERR_FILENO, line, length);
-    while (written < 0 && errno == EINTR);
-    errno = kept_errno;
+    log_write(STDERR_FILENO, line, length);
 }

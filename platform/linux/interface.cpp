@@ -36,26 +36,29 @@ static in_addr address_in(const ifreq *answer)
     return found.sin_addr;
 }
 
-static bool netmask_of(const char *ifname, in_addr *netmask)
+// What the kernel answers about an interface that there is.
+static bool ask_about(const char *ifname, unsigned long what, in_addr *answer)
 {
     ifreq question = {};
     memcpy(question.ifr_name, ifname, strlen(ifname));
     question.ifr_addr.sa_family = AF_INET;
-    if (ioctl(query_socket(), SIOCGIFNETMASK, &question) != 0)
+    if (ioctl(query_socket(), what, &question) != 0)
         return false;
-    *netmask = address_in(&question);
+    *answer = address_in(&question);
     return true;
 }
 
 // ---- addresses ----
 
-// All IPv4 addresses of the machine under their interfaces' names. Asked about a single name that there is not, the
-// kernel would each time have a program look for a module of that name.
+constexpr size_t MOST_LISTED = 64;
+
+// The machine's IPv4 addresses, up to so many, under their interfaces' names. Asked about a single name that there is
+// not, the kernel would each time have a program look for a module of that name.
 struct address_list {
     bool is_current; // no change had been told just now
     bool is_watched; // any since it was read will be told
     size_t number;
-    ifreq entries[64]; // most of them never written
+    ifreq entries[MOST_LISTED]; // most of them never written
 };
 
 static thread_local address_list addresses;
@@ -108,18 +111,29 @@ static bool read_addresses()
     return true;
 }
 
+// A full list may lack some. Their interfaces are asked about one by one, and only those that there are.
+static bool address_beyond_list(const char *ifname, in_addr *address)
+{
+    return addresses.number == MOST_LISTED && link_of_interface(ifname) != LINK_NO_INTERFACE &&
+           ask_about(ifname, SIOCGIFADDR, address);
+}
+
+static bool find_address(const char *ifname, in_addr *address)
+{
+    for (size_t i = 0; i < addresses.number; i++) {
+        if (strcmp(addresses.entries[i].ifr_name, ifname) == 0) {
+            *address = address_in(&addresses.entries[i]);
+            return true;
+        }
+    }
+    return address_beyond_list(ifname, address);
+}
+
 bool address_of_interface(const char *ifname, in_addr *address, in_addr *netmask)
 {
     if (!addresses.is_current && !read_addresses())
         return false;
-    size_t i = 0;
-    while (i < addresses.number && strcmp(addresses.entries[i].ifr_name, ifname) != 0)
-        i++;
-    if (i == addresses.number)
-        return false;
-    if (address != nullptr)
-        *address = address_in(&addresses.entries[i]);
-    return netmask == nullptr || netmask_of(ifname, netmask);
+    return find_address(ifname, address) && (netmask == nullptr || ask_about(ifname, SIOCGIFNETMASK, netmask));
 }
 
 // ---- links ----

@@ -15,8 +15,7 @@ enum interface_link {
 // Any thread.
 interface_link link_of_interface(const char *ifname);
 
-// The IPv4 address and its netmask (either may be null), among the machine's first 64. False: there is none. Any
-// thread.
+// The IPv4 address and its netmask (which may be null). False: there is none. Any thread.
 bool address_of_interface(const char *ifname, in_addr *address, in_addr *netmask);
 
 // ---- for a thread that sleeps between its questions: what has not changed since need not be read again ----

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/config_keys.h"
 #include "platform/config_store.h"
 #include "platform/linux/directory.h"
 #include "platform/linux/small_file.h"
@@ -64,7 +65,7 @@ static void read_trigger(const char *led, char (&trigger)[TRIGGER_SIZE])
 static void board_trigger(const char *led, char (&trigger)[TRIGGER_SIZE])
 {
     char key[128];
-    snprintf(key, sizeof key, "led.%s.trigger", led);
+    snprintf(key, sizeof key, KEY_LED_TRIGGER, led);
     if (GetValue(key, trigger) == 1 && trigger[0] != '\0')
         return;
     read_trigger(led, trigger);

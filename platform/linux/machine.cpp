@@ -2,10 +2,14 @@
 #include "platform/system.h"
 
 #include <cerrno>
+#include <cstring>
 #include <ctime>
 #include <sys/reboot.h>
 #include <unistd.h>
 
+#include "platform/config_keys.h"
+#include "platform/linux/command.h"
+#include "platform/linux/ground_log.h"
 #include "platform/linux/settings.h"
 
 int get_uptime(void)
@@ -24,11 +28,33 @@ void system_sleep(int seconds)
 
 int get_sys_mode(void)
 {
-    return setting_number("sys.mode", 0);
+    return setting_number(KEY_SYS_MODE, 0);
+}
+
+// A disk that hangs must not keep the router from restarting, and it is not waited for again. While the restart is
+// refused, the daemon asks each second.
+static void save_to_disks()
+{
+    constexpr int PAUSE_S = 60;
+    static bool has_hung;
+    static int next_s; // up-time
+    if (has_hung || get_uptime() < next_s)
+        return;
+    const int waited_s = done_in_a_child(sync);
+    has_hung = waited_s > 0;
+    if (has_hung)
+        ground_log("restart: the disks have not taken everything after %d s", waited_s);
+    next_s = get_uptime() + PAUSE_S;
 }
 
 int tpi_systool_reboot(void)
 {
-    sync();
-    return reboot(RB_AUTOBOOT);
+    static int told_error;
+    save_to_disks();
+    const int result = reboot(RB_AUTOBOOT);
+    if (result != 0 && told_error != errno) {
+        told_error = errno;
+        ground_log("restart: refused: %s", strerror(errno));
+    }
+    return result;
 }

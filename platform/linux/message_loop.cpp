@@ -3,6 +3,7 @@
 #include "platform/message_bus.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -10,27 +11,46 @@
 #include <pthread.h>
 
 #include "platform/linux/bus.h"
+#include "platform/linux/config_store_admin.h"
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
 #include "platform/linux/interface.h"
+#include "platform/linux/zone_watch.h"
+#include "platform/system.h"
+
+constexpr unsigned LOOK_PERIOD_S = 60; // between looks at the run directory
 
 static bus_end own_end;
+static char own_name[BUS_NAME_MAX + 1];
 static bool is_registered;
 static pthread_t message_thread; // who registered, and so who is served
 static message_handle_fn handle_message;
 
+// A log that nobody reads any more, and files that may not grow, are errors of the calls that write, and end nobody.
+static void outlive_failed_writes()
+{
+    struct sigaction ignore = {};
+    ignore.sa_handler = SIG_IGN;
+    sigaction(SIGPIPE, &ignore, nullptr);
+    sigaction(SIGXFSZ, &ignore, nullptr);
+}
+
 int RegMsgHandle(const char *name, const char *filter, message_handle_fn handle)
 {
+    outlive_failed_writes();
     if (name == nullptr || filter == nullptr || handle == nullptr || strcmp(filter, "*") != 0 || is_registered)
         return 0;
+    config_store_wait(); // here, before anything is read: nothing in the daemon may begin with empty settings
     const bus_result result = bus_open(name, &own_end);
     if (result != BUS_DONE) {
         ground_log("bus: cannot take the name %s: %s", name, bus_result_text(result));
         return 0;
     }
+    snprintf(own_name, sizeof own_name, "%s", name);
     handle_message = handle;
     message_thread = pthread_self();
     is_registered = true;
+    zone_watch_begin();
     return 1;
 }
 
@@ -42,12 +62,40 @@ static void hand_over(const bus_message &message)
     handle_message(sender, message.text);
 }
 
-static void log_over_long(pid_t sender)
+// ---- messages that are dropped ----
+
+// Others can send as many as they like: a few a minute are told one by one, and the rest by their number.
+constexpr uint32_t DROPS_TOLD = 5;
+constexpr int64_t DROPS_COUNTED_MS = 60000;
+static uint32_t drops; // since the minute began
+static int64_t drops_minute_ends;
+
+// Once for each sleep, so that the number is told even when no more of them come.
+static void tell_untold_drops(int64_t now)
 {
-    char name[48];
-    bus_name_sender(sender, name);
-    ground_log("bus: over-long message of %s dropped", name);
+    if (drops == 0 || now < drops_minute_ends)
+        return;
+    if (drops > DROPS_TOLD)
+        ground_log("bus: %u more such messages dropped", drops - DROPS_TOLD);
+    drops = 0;
 }
+
+static void tell_drop(bus_result why, pid_t sender)
+{
+    if (drops++ == 0)
+        drops_minute_ends = monotonic_ms() + DROPS_COUNTED_MS;
+    if (drops > DROPS_TOLD)
+        return;
+    if (why == BUS_TOO_LONG) {
+        char name[48];
+        bus_name_sender(sender, name);
+        ground_log("bus: over-long message of %s dropped", name);
+    } else {
+        ground_log("bus: message of another user dropped");
+    }
+}
+
+// ---- the sleep ----
 
 // False: nothing waits any more.
 static bool hand_over_one_message()
@@ -56,10 +104,8 @@ static bool hand_over_one_message()
     const bus_result result = bus_receive(&own_end, &message);
     if (result == BUS_DONE)
         hand_over(message);
-    else if (result == BUS_TOO_LONG)
-        log_over_long(message.sender);
-    else if (result == BUS_FOREIGN_SENDER)
-        ground_log("bus: message of another user dropped");
+    else if (result == BUS_TOO_LONG || result == BUS_FOREIGN_SENDER)
+        tell_drop(result, message.sender);
     return result != BUS_NOTHING && result != BUS_SYSTEM_ERROR;
 }
 
@@ -67,13 +113,16 @@ static bool hand_over_one_message()
 static void serve_messages(int64_t milliseconds)
 {
     const int64_t deadline = monotonic_ms() + milliseconds;
+    tell_untold_drops(deadline);
     pollfd readable[] = {{.fd = own_end.socket, .events = POLLIN, .revents = 0},
-                         {.fd = address_changes(), .events = POLLIN, .revents = 0}};
+                         {.fd = address_changes(), .events = POLLIN, .revents = 0},
+                         {.fd = zone_changes(), .events = POLLIN, .revents = 0}};
     pollfd *const addresses = &readable[1];
+    pollfd *const zone = &readable[2];
     addresses_may_have_changed();
     for (int64_t left_ms = milliseconds; left_ms > 0; left_ms = deadline - monotonic_ms()) {
         const timespec timeout = timespec_of_ms(left_ms);
-        if (ppoll(readable, 2, &timeout, nullptr) == 0) {
+        if (ppoll(readable, 3, &timeout, nullptr) == 0) {
             if (addresses->fd >= 0)
                 addresses_stood_still();
             return;
@@ -82,25 +131,46 @@ static void serve_messages(int64_t milliseconds)
             addresses_changed();
             addresses->fd = -1; // more of them must not wake the thread again
         }
+        if (zone->revents != 0) {
+            zone_may_have_changed();
+            zone->fd = -1;
+        }
         while (readable[0].revents != 0 && hand_over_one_message() && monotonic_ms() < deadline) {
         }
     }
 }
 
-static void plain_sleep(unsigned seconds)
+// Tidying programs remove what is in folders for temporary files. Their victims, the store and the name, are taken
+// again before long.
+static void look_at_run_directory()
 {
-    timespec left = {.tv_sec = static_cast<time_t>(seconds), .tv_nsec = 0};
-    while (clock_nanosleep(CLOCK_MONOTONIC, 0, &left, &left) == EINTR) {
-    }
+    config_store_look();
+    if (bus_stands(own_name, &own_end))
+        return;
+    const bus_result result = bus_open_anew(own_name, &own_end);
+    ground_log("bus: the name's socket was removed: %s", result == BUS_DONE ? "bound again" : bus_result_text(result));
+}
+
+static void count_seconds(unsigned seconds)
+{
+    static unsigned since_look;
+    since_look += seconds;
+    if (since_look < LOOK_PERIOD_S)
+        return;
+    since_look = 0;
+    look_at_run_directory();
 }
 
 // Every call of sleep in the program comes here (linker option --wrap=sleep).
 extern "C" unsigned __wrap_sleep(unsigned seconds); // NOLINT(bugprone-reserved-identifier): the linker's name
 unsigned __wrap_sleep(unsigned seconds)             // NOLINT(bugprone-reserved-identifier)
 {
-    if (is_registered && pthread_equal(pthread_self(), message_thread) != 0)
+    if (is_registered && pthread_equal(pthread_self(), message_thread) != 0) {
         serve_messages(static_cast<int64_t>(seconds) * MS_A_SECOND);
-    else
-        plain_sleep(seconds);
+        zone_slept();
+        count_seconds(seconds);
+    } else {
+        system_sleep(static_cast<int>(seconds));
+    }
     return 0;
 }

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <net/if.h>
 
+#include "platform/config_keys.h"
 #include "platform/config_store.h"
 #include "platform/linux/bus.h"
 #include "platform/linux/ground_log.h"
@@ -19,7 +20,7 @@ using ifname_text = char[IFNAMSIZ];
 
 static void make_wan_key(wan_key &key, int wan_id, const char *field)
 {
-    snprintf(key, sizeof key, "wan%d.%s", wan_id, field);
+    snprintf(key, sizeof key, "wan%d%s", wan_id, field);
 }
 
 // ---- names ----
@@ -27,7 +28,7 @@ static void make_wan_key(wan_key &key, int wan_id, const char *field)
 const char *getLanIfName(void)
 {
     static thread_local ifname_text ifname;
-    return setting_text("lan.ifname", "br0", ifname, sizeof ifname) ? ifname : "br0";
+    return setting_text(KEY_LAN_IFNAME, "br0", ifname, sizeof ifname) ? ifname : "br0";
 }
 
 // False: the key is there but empty, so there is no such interface.
@@ -43,7 +44,7 @@ static bool wan_ifname(ifname_text &ifname, int wan_id, const char *field, const
 
 static bool wired_wan_ifname(ifname_text &ifname, int wan_id)
 {
-    return wan_ifname(ifname, wan_id, "ifname", "wan", wan_id);
+    return wan_ifname(ifname, wan_id, WAN_FIELD_IFNAME, "wan", wan_id);
 }
 
 static bool is_dialled(int conn_type)
@@ -60,8 +61,8 @@ static bool radio_is_uplink(const char *mode_key)
 // A radio that is a WISP client carries WAN 1.
 static bool wireless_wan_ifname(ifname_text &ifname)
 {
-    return (radio_is_uplink("wl2g.public.mode") || radio_is_uplink("wl5g.public.mode")) &&
-           setting_text("wl.wisp.ifname", "", ifname, sizeof ifname);
+    return (radio_is_uplink(KEY_WL2G_PUBLIC_MODE) || radio_is_uplink(KEY_WL5G_PUBLIC_MODE)) &&
+           setting_text(KEY_WISP_IFNAME, "", ifname, sizeof ifname);
 }
 
 // On plain Linux the mode's number says nothing beyond what the radios' modes say.
@@ -70,7 +71,7 @@ const char *getWanIfName(int wan_id, int /*sys_mode*/, int conn_type)
     static thread_local ifname_text ifname;
     bool found = false;
     if (wan_id >= 1 && is_dialled(conn_type))
-        found = wan_ifname(ifname, wan_id, "ppp.ifname", "ppp", wan_id - 1);
+        found = wan_ifname(ifname, wan_id, WAN_FIELD_PPP_IFNAME, "ppp", wan_id - 1);
     else if (wan_id >= 1)
         found = (wan_id == 1 && wireless_wan_ifname(ifname)) || wired_wan_ifname(ifname, wan_id);
     return found ? ifname : nullptr;
@@ -79,7 +80,7 @@ const char *getWanIfName(int wan_id, int /*sys_mode*/, int conn_type)
 int getWanConnType(int wan_id)
 {
     wan_key key;
-    make_wan_key(key, wan_id, "connecttype");
+    make_wan_key(key, wan_id, WAN_FIELD_CONNECTTYPE);
     const int type = setting_number(key, WAN_DHCP);
     return type >= WAN_DHCP && type < WAN_CONN_TYPE_MAX ? type : WAN_DHCP;
 }
@@ -97,7 +98,7 @@ int wanid_to_sw_port(int wan_id)
     if (wan_id < 1)
         return -1;
     wan_key key;
-    make_wan_key(key, wan_id, "port");
+    make_wan_key(key, wan_id, WAN_FIELD_PORT);
     const int port = setting_number(key, wan_id);
     return port < 0 ? -1 : port;
 }
@@ -152,7 +153,7 @@ static void ask_for_another_lan(const char *address)
 {
     char message[256];
     ground_log("network: the WAN's address %s lies in the LAN's network", address);
-    if (!setting_text("lan.clash.message", "", message, sizeof message))
+    if (!setting_text(KEY_LAN_CLASH_MESSAGE, "", message, sizeof message))
         return;
     const bus_result result = bus_post("netctrl", message);
     if (result != BUS_DONE)

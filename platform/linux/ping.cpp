@@ -53,13 +53,14 @@ static void make_request(echo_packet *request)
 {
     static std::atomic<uint32_t> calls;
     const uint32_t call = calls++;
+    const auto process = static_cast<uint32_t>(getpid());
     *request = {};
     request->header.type = ICMP_ECHO;
-    request->header.un.echo.id = htons(static_cast<uint16_t>(static_cast<uint32_t>(getpid()) + call));
+    request->header.un.echo.id = htons(static_cast<uint16_t>(process + call));
     timespec now = {};
     clock_gettime(CLOCK_MONOTONIC, &now);
     request->token[0] = static_cast<uint64_t>(now.tv_sec) * 1000000000U + static_cast<uint64_t>(now.tv_nsec);
-    request->token[1] = (static_cast<uint64_t>(getpid()) << 32U) | call;
+    request->token[1] = (static_cast<uint64_t>(process) << 32U) | call;
 }
 
 // False: there is no way to send; the socket is closed again.
@@ -160,6 +161,9 @@ int ping_by_interface(const char *address, int count, const char *ifname)
     pinger pinger;
     if (address == nullptr || !open_pinger(&pinger, address, ifname))
         return -1;
+    // Until it was connected, the socket took every answer of the machine; a thread that had to wait for the processor
+    // meanwhile finds the queue full, and an answer to us would be dropped.
+    reply_waits(&pinger, 0);
     bool answered = false;
     for (int sequence = 1; sequence <= count && !answered; sequence++)
         answered = send_request(&pinger, sequence) && wait_for_reply(&pinger, sequence);

@@ -1,7 +1,9 @@
 #include "platform/linux/run_directory.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,4 +29,36 @@ bool make_run_directory()
         return false;
     }
     return true;
+}
+
+const char *run_directory_fault()
+{
+    return errno == EPERM ? "it must be this user's alone, with mode 0700" : strerror(errno);
+}
+
+void run_path(const char *name, char (&path)[RUN_PATH_MAX])
+{
+    snprintf(path, sizeof path, "%s/%s", run_directory(), name);
+}
+
+static bool look_at(const char *path, struct stat *found)
+{
+    *found = {};
+    return stat(path, found) == 0 || (errno != ENOENT && errno != ENOTDIR);
+}
+
+bool is_there(const char *path)
+{
+    struct stat found;
+    return look_at(path, &found);
+}
+
+bool still_stands(int fd, const char *path)
+{
+    struct stat named;
+    struct stat opened = {};
+    if (!look_at(path, &named))
+        return false;
+    return named.st_ino == 0 || fstat(fd, &opened) != 0 ||
+           (named.st_ino == opened.st_ino && named.st_dev == opened.st_dev);
 }

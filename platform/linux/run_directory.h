@@ -3,11 +3,27 @@
 #ifndef PLATFORM_LINUX_RUN_DIRECTORY_H
 #define PLATFORM_LINUX_RUN_DIRECTORY_H
 
+#include <cstddef>
+
 // Its path: $TIME_CHECK_RUN_DIR, or /run/time_check. Any thread.
 const char *run_directory();
 
 // Makes the run directory (mode 0700) when it is missing; its parent must exist. False, with errno set: it cannot be
 // made, or what is there is not a directory of this user that is closed to others (EPERM, ENOTDIR). Any thread.
 bool make_run_directory();
+
+// For people: what errno says after that.
+const char *run_directory_fault();
+
+constexpr size_t RUN_PATH_MAX = 512; // bytes of a path with its end
+
+// The path of a file in it, cut if it is too long. Any thread.
+void run_path(const char *name, char (&path)[RUN_PATH_MAX]);
+
+// Whether there is something at that path. True also when it cannot be looked at. Any thread.
+bool is_there(const char *path);
+
+// Whether the file that `fd` has open is the one at that path. True also when it cannot be looked at. Any thread.
+bool still_stands(int fd, const char *path);
 
 #endif

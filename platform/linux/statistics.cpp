@@ -12,6 +12,7 @@
 #include <linux/netfilter/nfnetlink.h>
 #include <net/if.h>
 
+#include "platform/config_keys.h"
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
 #include "platform/linux/settings.h"
@@ -52,7 +53,7 @@ static bool create_table()
 {
     const char *const lan = getLanIfName();
     char guests[IFNAMSIZ];
-    if (!setting_text("lan2.ifname", "br1", guests, sizeof guests))
+    if (!setting_text(KEY_LAN2_IFNAME, "br1", guests, sizeof guests))
         strcpy(guests, lan);
     if (!is_plain_ifname(lan) || !is_plain_ifname(guests))
         return false;
@@ -270,12 +271,19 @@ static bool read_counters()
     return false;
 }
 
+// Once a night, and not once a run: whoever wonders about a restart looks at the last night's lines.
 static void log_unreadable()
 {
-    static bool logged;
-    if (!logged)
-        ground_log("statistics: the netfilter table %s cannot be made or read: %s", TABLE, strerror(errno));
-    logged = true;
+    constexpr int SILENCE_S = 12 * 3600;
+    static int again_s; // the up-time before which it is not said again
+    const int now_s = get_uptime();
+    if (now_s < again_s)
+        return;
+    again_s = now_s + SILENCE_S;
+    ground_log(
+        "statistics: the netfilter table %s cannot be made or read: %s; until it can, a busy network looks quiet, so "
+        "the nightly restart may come while people use it: install nft and a kernel with nf_tables",
+        TABLE, strerror(errno));
 }
 
 int get_statistic_info(uint64_t *first, uint64_t *second, int *count)

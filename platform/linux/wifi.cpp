@@ -1,6 +1,7 @@
 // The radios as uplinks, as the kernel sees their interfaces: a client interface has carrier while it is associated.
 #include "platform/wifi.h"
 
+#include "platform/config_keys.h"
 #include "platform/linux/interface.h"
 #include "platform/linux/settings.h"
 #include "platform/network.h"
@@ -13,8 +14,8 @@ int tpi_wifi_get_ifname(int band, int kind, char *ifname)
     ifname[0] = '\0';
     if (kind != TPI_WIFI_KIND_CLIENT || (band != BAND_2G && band != BAND_5G))
         return -1;
-    const bool found = band == BAND_2G ? setting_text("wl2g.client.ifname", "wlan0", ifname, WIFI_IFNAME_SIZE)
-                                       : setting_text("wl5g.client.ifname", "wlan1", ifname, WIFI_IFNAME_SIZE);
+    const bool found = band == BAND_2G ? setting_text(KEY_WL2G_CLIENT_IFNAME, "wlan0", ifname, WIFI_IFNAME_SIZE)
+                                       : setting_text(KEY_WL5G_CLIENT_IFNAME, "wlan1", ifname, WIFI_IFNAME_SIZE);
     return found ? 0 : -1;
 }
 
@@ -63,5 +64,5 @@ int tpi_wifi_relay_phy_check(const char *ifname)
 
 int tpi_wisp_get_webpage_status(void)
 {
-    return setting_number("wl.wisp.webpage_status", 1);
+    return setting_number(KEY_WISP_WEBPAGE_STATUS, 1);
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdlib>
+#include <utility>
 
 #include "platform/netctrl.h"
 #include "platform/sim/model.h"
@@ -232,7 +233,10 @@ extern "C" int _eval(char *const argv[], const char *redirect, int /*timeout*/, 
     sim::Commands::Words words;
     for (char *const *word = argv; *word != nullptr; word++)
         words.emplace_back(*word);
-    model().journal.act("exec " + sim::joined(words, 0) + (redirect == nullptr ? "" : " " + std::string(redirect)));
+    std::string act = "exec " + sim::joined(words, 0);
+    if (redirect != nullptr)
+        act.append(" ").append(redirect);
+    model().journal.act(std::move(act));
     if (words.empty() || model().faults.hits(Call::_eval))
         return -1;
     const int status = model().commands.run_program(words);

@@ -25,6 +25,12 @@ public:
     int run_program(const Words &words);
     // What a command prints for popen.
     std::string output_of(const std::string &command);
+    // The result that a test told of, an exit status or 128 + a signal; 0 unless it did.
+    int status_told(const std::string &command) const
+    {
+        const int *const told = statuses_.value_of(command);
+        return told == nullptr ? 0 : *told;
+    }
     void message_to_netctrl(std::string text)
     {
         messages_.push_back(std::move(text));

@@ -1,3 +1,7 @@
+#include <cstdlib>
+#include <new>
+
+#include "platform/sim/daemon_state.h"
 #include "platform/sim/model.h"
 #include "platform/sim/virtual_router.h"
 
@@ -33,6 +37,7 @@ static void make_factory_router()
 
 void Model::machine_restarted()
 {
+    local_time.machine_restarted();
     streams.machine_restarted();
     files.machine_restarted();
     store.machine_restarted();
@@ -45,6 +50,16 @@ void Model::machine_restarted()
 Model *const the_model = new Model;
 
 static const bool made = (make_factory_router(), true);
+
+void make_router_anew()
+{
+    the_model->~Model();
+    new (the_model) Model;
+    restore_daemon_state();
+    srandom(1); // as a process finds them
+    srand(1);
+    make_factory_router();
+}
 
 VirtualRouter &router()
 {

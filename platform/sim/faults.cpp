@@ -1,11 +1,14 @@
 #include "platform/sim/faults.h"
 
 #include <algorithm>
+#include <cinttypes>
+#include <cstdio>
 #include <stdexcept>
 #include <utility>
 
 #include "platform/sim/model.h"
 #include "platform/sim/virtual_router.h"
+#include "platform/sim/where_it_stands.h"
 
 namespace sim
 {
@@ -61,9 +64,32 @@ void Faults::clear()
         counter.fails_at = NEVER;
 }
 
+const char *Faults::last_call() const
+{
+#define SIM_CALL_TEXT(name) #name,
+    static const char *const all[] = {SIM_CALLS(SIM_CALL_TEXT)};
+#undef SIM_CALL_TEXT
+    return all[static_cast<size_t>(last_)];
+}
+
 uint64_t Faults::made(std::string_view call) const
 {
     return counters_[index_of(call)].made;
+}
+
+size_t where_it_stands(char *text, size_t size)
+{
+    const auto last_of = [](const std::vector<std::string> &lines) {
+        return lines.empty() ? "none" : lines.back().c_str();
+    };
+    const Scheduler &scheduler = model().scheduler;
+    const int length = snprintf(text, size,
+                                "The router: pass %" PRIu64 ", up for %d s, the wall clock at %" PRId64
+                                "; last call %s (made %" PRIu64 " times)\nits last act: %s\nits last line: %s\n",
+                                scheduler.ticks(), scheduler.uptime(), static_cast<int64_t>(scheduler.wall()),
+                                model().faults.last_call(), model().faults.last_call_made(),
+                                last_of(model().journal.lines()), last_of(model().log.lines()));
+    return std::min(static_cast<size_t>(length), size - 1);
 }
 
 // ---- what tests ask for ----

@@ -21,6 +21,9 @@ namespace sim
     CALL(lseek)                                                                                                        \
     CALL(fsync)                                                                                                        \
     CALL(ftruncate)                                                                                                    \
+    CALL(fstat)                                                                                                        \
+    CALL(fchown)                                                                                                       \
+    CALL(fchmod)                                                                                                       \
     CALL(close)                                                                                                        \
     CALL(access)                                                                                                       \
     CALL(rename)                                                                                                       \
@@ -68,6 +71,7 @@ public:
     {
         Counter &counter = counters_[static_cast<size_t>(call)];
         counter.made++;
+        last_ = call;
         return counter.made >= counter.fails_at && is_due(counter);
     }
     void order(std::string_view call, unsigned nth, int error, bool forever);
@@ -75,6 +79,12 @@ public:
     void clear();
     uint64_t made(std::string_view call) const;
     static const std::vector<std::string> &names();
+    // The last call, and how often it was made.
+    const char *last_call() const;
+    uint64_t last_call_made() const
+    {
+        return counters_[static_cast<size_t>(last_)].made;
+    }
 
 private:
     static constexpr uint64_t NEVER = UINT64_MAX;
@@ -88,6 +98,7 @@ private:
     static bool is_due(const Counter &counter);
 
     std::array<Counter, static_cast<size_t>(Call::COUNT)> counters_ = {};
+    Call last_ = {};
 };
 
 } // namespace sim

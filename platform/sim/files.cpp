@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <stdexcept>
 #include <unistd.h>
 
 #include "platform/sim/model.h"
@@ -16,7 +18,7 @@ namespace sim
 
 void Files::set(std::string_view path, std::string_view text)
 {
-    Node &node = nodes_.at_key(path);
+    Node &node = node_at(path);
     node.text = text;
     node.generator = nullptr;
     node.error = 0;
@@ -24,14 +26,14 @@ void Files::set(std::string_view path, std::string_view text)
 
 void Files::generate(std::string_view path, Generator generator)
 {
-    Node &node = nodes_.at_key(path);
+    Node &node = node_at(path);
     node.generator = std::move(generator);
     node.error = 0;
 }
 
 void Files::set_unreadable(std::string_view path, int error)
 {
-    nodes_.at_key(path).error = error;
+    node_at(path).error = error;
 }
 
 void Files::set_missing(std::string_view path)
@@ -42,11 +44,13 @@ void Files::set_missing(std::string_view path)
 
 void Files::set_directory(std::string_view path)
 {
+    make_parents(path);
     directories_.emplace(path);
 }
 
 void Files::set_link(std::string_view path, std::string_view target)
 {
+    make_parents(path);
     links_.at_key(path) = target;
 }
 
@@ -71,8 +75,26 @@ void Files::load(const Node &node, std::string &text) const
 std::string Files::text_of(std::string_view path) const
 {
     std::string text;
-    if (const Node *const node = nodes_.value_of(path); node != nullptr)
-        load(*node, text);
+    if (const NodeRef *const node = nodes_.value_of(path); node != nullptr)
+        load(**node, text);
+    return text;
+}
+
+void Files::set_permissions(std::string_view path, mode_t mode, uid_t user, gid_t group)
+{
+    Node &node = node_at(path);
+    node.mode = mode;
+    node.user = user;
+    node.group = group;
+}
+
+std::string Files::permissions_of(std::string_view path) const
+{
+    const NodeRef *const node = nodes_.value_of(path);
+    if (node == nullptr)
+        return "";
+    char text[64];
+    snprintf(text, sizeof text, "%o %u:%u", (*node)->mode, (*node)->user, (*node)->group);
     return text;
 }
 
@@ -120,10 +142,8 @@ int Files::new_descriptor()
     if (index == descriptors_.size())
         descriptors_.emplace_back();
     Descriptor &fresh = descriptors_[index];
-    fresh.in_use = true;
-    fresh.readable = true;
-    fresh.writable = fresh.append = fresh.written = false;
-    fresh.position = 0;
+    fresh = {};
+    fresh.in_use = fresh.readable = true;
     return FIRST_FD + static_cast<int>(index);
 }
 
@@ -137,30 +157,49 @@ Files::Descriptor *Files::descriptor(int fd)
     return &descriptors_[index];
 }
 
-int Files::open(const char *path, int flags)
+int Files::open(const char *name, int flags, mode_t mode)
 {
-    if (const std::string *const target = links_.value_of(path); target != nullptr)
-        path = target->c_str();
-    Node *node = nodes_.value_of(path);
-    if (node == nullptr && (flags & O_CREAT) == 0)
-        return directories_.contains(std::string_view(path)) ? fail(EISDIR) : absent(path);
-    if (node != nullptr && (flags & O_CREAT) != 0 && (flags & O_EXCL) != 0)
+    constexpr mode_t UMASK = 022;
+    const bool creates = (flags & O_CREAT) != 0;
+    const bool creates_only = creates && (flags & O_EXCL) != 0;
+    const bool writes = (flags & O_ACCMODE) != O_RDONLY;
+    Place place = place_of(name, (flags & O_NOFOLLOW) == 0 && !creates_only);
+    if (creates && std::string_view(name).ends_with('/') && has_parent(place.path))
+        return fail(EISDIR);
+    if (creates_only && (place.node != nullptr || place.is_folder || place.error == ELOOP))
         return fail(EEXIST);
-    if (node == nullptr)
-        node = &nodes_.at_key(path);
-    if (node->error != 0)
-        return fail(node->error);
+    if (place.error == 0 && place.is_folder && (writes || creates))
+        return fail(EISDIR);
+    if (place.node != nullptr && (flags & O_DIRECTORY) != 0)
+        return fail(ENOTDIR);
+    if (place.error != 0 || (place.node == nullptr && !place.is_folder && !creates))
+        return fail_at(place);
+    if (place.node == nullptr && !place.is_folder) {
+        if (!has_parent(place.path))
+            return fail(ENOENT);
+        node_at(place.path).mode = mode & ~UMASK;
+        place.node = *nodes_.value_of(place.path);
+    }
+    if (place.node != nullptr && place.node->error != 0)
+        return fail(place.node->error);
+    return open_place(place, flags);
+}
 
+int Files::open_place(const Place &place, int flags)
+{
     const int fd = new_descriptor();
     Descriptor &opened = *descriptor(fd);
+    opened.kind = place.is_folder ? OF_FOLDER : OF_FILE;
     opened.readable = (flags & O_ACCMODE) != O_WRONLY;
     opened.writable = (flags & O_ACCMODE) != O_RDONLY;
     opened.append = (flags & O_APPEND) != 0;
     opened.written = opened.writable && (flags & O_TRUNC) != 0;
-    opened.path = path;
+    opened.path = place.path;
+    opened.node = place.node;
     if (opened.written)
-        set(path, "");
-    load(*node, opened.text);
+        set(opened.path, "");
+    if (opened.node != nullptr && opened.node->generator)
+        load(*opened.node, opened.text);
     return fd;
 }
 
@@ -168,6 +207,7 @@ int Files::open_text(std::string_view name, std::string_view text)
 {
     const int fd = new_descriptor();
     Descriptor &opened = *descriptor(fd);
+    opened.kind = OF_PIPE;
     opened.path = name;
     opened.text = text;
     return fd;
@@ -180,9 +220,12 @@ ssize_t Files::read(int fd, char *buffer, size_t size)
         return -1;
     if (!from->readable)
         return fail(EBADF);
-    const size_t left = from->position < from->text.size() ? from->text.size() - from->position : 0;
+    if (from->kind == OF_FOLDER)
+        return fail(EISDIR);
+    const std::string &text = from->content();
+    const size_t left = from->position < text.size() ? text.size() - from->position : 0;
     const size_t got = std::min(size, left);
-    memcpy(buffer, from->text.data() + from->position, got);
+    memcpy(buffer, text.data() + std::min(from->position, text.size()), got);
     from->position += got;
     return static_cast<ssize_t>(got);
 }
@@ -194,14 +237,18 @@ ssize_t Files::write(int fd, const char *data, size_t size)
         return -1;
     if (!to->writable)
         return fail(EBADF);
+    std::string &text = to->node->text;
+    if (to->node->generator) {
+        text = to->text;
+        to->node->generator = nullptr;
+    }
     if (to->append)
-        to->position = to->text.size();
-    if (to->text.size() < to->position + size)
-        to->text.resize(to->position + size, '\0');
-    memcpy(to->text.data() + to->position, data, size);
+        to->position = text.size();
+    if (size > 0 && text.size() < to->position + size)
+        text.resize(to->position + size, '\0');
+    text.replace(std::min(to->position, text.size()), size, data, size);
     to->position += size;
     to->written = true;
-    set(to->path, to->text);
     return static_cast<ssize_t>(size);
 }
 
@@ -210,9 +257,13 @@ off_t Files::seek(int fd, off_t offset, int whence)
     Descriptor *const of = descriptor(fd);
     if (of == nullptr)
         return -1;
+    if (of->kind == OF_PIPE)
+        return fail(ESPIPE);
+    if (whence != SEEK_SET && whence != SEEK_CUR && whence != SEEK_END)
+        return fail(EINVAL);
     const off_t base = whence == SEEK_SET   ? 0
                        : whence == SEEK_CUR ? static_cast<off_t>(of->position)
-                                            : static_cast<off_t>(of->text.size());
+                                            : static_cast<off_t>(of->content().size());
     if (base + offset < 0)
         return fail(EINVAL);
     of->position = static_cast<size_t>(base + offset);
@@ -231,9 +282,53 @@ int Files::truncate(int fd, off_t size)
         return -1;
     if (!of->writable || size < 0)
         return fail(EINVAL);
-    of->text.resize(static_cast<size_t>(size), '\0');
+    of->content().resize(static_cast<size_t>(size), '\0');
     of->written = true;
-    set(of->path, of->text);
+    return 0;
+}
+
+int Files::status(int fd, struct stat *out)
+{
+    Descriptor *const of = descriptor(fd);
+    if (of == nullptr)
+        return -1;
+    *out = {};
+    out->st_mode = of->kind == OF_FOLDER ? S_IFDIR | 0755 : S_IFIFO | 0600;
+    if (of->node != nullptr) {
+        out->st_mode = S_IFREG | of->node->mode;
+        out->st_size = static_cast<off_t>(of->content().size());
+        out->st_uid = of->node->user;
+        out->st_gid = of->node->group;
+    }
+    return 0;
+}
+
+Files::Node *Files::node_of(int fd)
+{
+    const Descriptor *const of = descriptor(fd);
+    if (of != nullptr && of->node == nullptr)
+        throw std::logic_error("mode or owner of what is no file, which the virtual router does not know");
+    return of == nullptr ? nullptr : of->node.get();
+}
+
+// As the kernel, it takes what a program would run under away with the old owner.
+int Files::change_owner(int fd, uid_t user, gid_t group)
+{
+    Node *const node = node_of(fd);
+    if (node == nullptr)
+        return -1;
+    node->user = user;
+    node->group = group;
+    node->mode &= ~static_cast<mode_t>((node->mode & S_IXGRP) != 0 ? S_ISUID | S_ISGID : S_ISUID);
+    return 0;
+}
+
+int Files::change_mode(int fd, mode_t mode)
+{
+    Node *const node = node_of(fd);
+    if (node == nullptr)
+        return -1;
+    node->mode = mode & 07777;
     return 0;
 }
 
@@ -243,62 +338,10 @@ int Files::close(int fd)
     if (closed == nullptr)
         return -1;
     closed->in_use = false;
+    closed->node = nullptr;
     if (closed->written)
         model().journal.act("write " + closed->path);
     return 0;
-}
-
-int Files::access(const char *path)
-{
-    if (const Node *const node = nodes_.value_of(path); node != nullptr)
-        return node->error == 0 ? 0 : fail(node->error);
-    return directories_.contains(std::string_view(path)) ? 0 : absent(path);
-}
-
-int Files::rename(const char *from, const char *to)
-{
-    const Node *const node = nodes_.value_of(from);
-    if (node == nullptr)
-        return fail(ENOENT);
-    Node moved = *node;
-    remove(from);
-    links_.erase(to);
-    nodes_.at_key(to) = std::move(moved);
-    model().journal.act(std::string("rename ") + from + " " + to);
-    return 0;
-}
-
-int Files::unlink(const char *path)
-{
-    if (!exists(path))
-        return fail(ENOENT);
-    remove(path);
-    model().journal.act(std::string("unlink ") + path);
-    return 0;
-}
-
-ssize_t Files::read_link(const char *path, char *target, size_t size)
-{
-    const std::string *const link = links_.value_of(path);
-    if (link == nullptr)
-        return exists(path) ? fail(EINVAL) : absent(path);
-    return static_cast<ssize_t>(link->copy(target, size)); // not terminated, as the system call
-}
-
-bool Files::list(const char *path, std::vector<std::string> &names)
-{
-    const std::string prefix = std::string(path) + (std::string_view(path).ends_with('/') ? "" : "/");
-    std::set<std::string> found;
-    for (const auto &[file, node] : nodes_)
-        if (file.starts_with(prefix))
-            found.insert(file.substr(prefix.size(), file.find('/', prefix.size()) - prefix.size()));
-    if (found.empty() && !directories_.contains(std::string_view(path))) {
-        absent(path);
-        return false;
-    }
-    names = {".", ".."};
-    names.insert(names.end(), found.begin(), found.end());
-    return true;
 }
 
 // ---- what tests ask for ----
@@ -321,6 +364,16 @@ bool VirtualRouter::file_exists(const std::string &path) const
 void VirtualRouter::link_file(const std::string &path, const std::string &target)
 {
     model().files.set_link(path, target);
+}
+
+void VirtualRouter::permissions(const std::string &path, unsigned mode, unsigned user, unsigned group)
+{
+    model().files.set_permissions(path, mode, user, group);
+}
+
+std::string VirtualRouter::permissions(const std::string &path) const
+{
+    return model().files.permissions_of(path);
 }
 
 void VirtualRouter::remove_file(const std::string &path)

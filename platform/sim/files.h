@@ -4,9 +4,11 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <set>
 #include <string>
 #include <string_view>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <vector>
 
@@ -27,9 +29,11 @@ public:
     void set_unreadable(std::string_view path, int error);
     void set_missing(std::string_view path);
     void set_directory(std::string_view path);
-    // Opening `path` opens `target`, which is no link itself.
+    // `target` may be a link itself, or relative to the link's folder.
     void set_link(std::string_view path, std::string_view target);
     void remove(std::string_view path);
+    void set_permissions(std::string_view path, mode_t mode, uid_t user, gid_t group);
+    std::string permissions_of(std::string_view path) const; // "640 0:4"
     bool exists(std::string_view path) const
     {
         return nodes_.value_of(path) != nullptr;
@@ -43,13 +47,16 @@ public:
     void machine_restarted();
 
     // ---- the daemon's side: as the system calls, -1 and errno ----
-    int open(const char *path, int flags);
+    int open(const char *name, int flags, mode_t mode = 0666);
     int open_text(std::string_view name, std::string_view text); // a pipe to read from
     ssize_t read(int fd, char *buffer, size_t size);
     ssize_t write(int fd, const char *data, size_t size);
     off_t seek(int fd, off_t offset, int whence);
     int sync(int fd);
     int truncate(int fd, off_t size);
+    int status(int fd, struct stat *out);
+    int change_owner(int fd, uid_t user, gid_t group);
+    int change_mode(int fd, mode_t mode);
     int close(int fd);
     int access(const char *path);
     int rename(const char *from, const char *to);
@@ -63,26 +70,52 @@ private:
         std::string text;
         Generator generator;
         int error = 0;
+        mode_t mode = 0644;
+        uid_t user = 0;
+        gid_t group = 0;
     };
+    using NodeRef = std::shared_ptr<Node>; // who has a file open keeps it when its name is gone
+    enum DescriptorKind : uint8_t { OF_FILE, OF_FOLDER, OF_PIPE };
     struct Descriptor {
         bool in_use = false;
         bool writable = false;
         bool readable = false;
         bool append = false;
         bool written = false;
+        DescriptorKind kind = OF_FILE;
         size_t position = 0;
         std::string path;
-        std::string text; // as it was when the file was opened, and what was written since
+        NodeRef node;
+        std::string text; // of a pipe; of a generated file, as it was when it was opened
+        std::string &content()
+        {
+            return node == nullptr || node->generator ? text : node->text;
+        }
+    };
+    // Where a name leads: `path` is that of a file (with a node), of a folder, or of what is not there.
+    struct Place {
+        std::string path;
+        NodeRef node;
+        bool is_folder = false;
+        int error = 0; // why it can be none of them
     };
     static constexpr int FIRST_FD = 3;
 
     int fail(int error) const;
     int absent(std::string_view path);
+    int fail_at(const Place &place);
+    int open_place(const Place &place, int flags);
+    Place place_of(std::string_view name, bool follow_last) const;
+    int error_of_parents(std::string_view path) const;
+    bool has_parent(std::string_view path) const;
+    Node &node_at(std::string_view path);
+    void make_parents(std::string_view path);
     int new_descriptor();
     Descriptor *descriptor(int fd);
+    Node *node_of(int fd);
     void load(const Node &node, std::string &text) const;
 
-    TextMap<Node> nodes_;
+    TextMap<NodeRef> nodes_;
     TextMap<std::string> links_;
     std::set<std::string, std::less<>> directories_;
     std::set<std::string, std::less<>> missing_;

@@ -63,7 +63,7 @@ void Journal::clear()
 
 void Log::print(std::string_view text)
 {
-    if (echo_)
+    if (shown_)
         fwrite(text.data(), 1, text.size(), stdout);
     for (size_t end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
         count_++;
@@ -171,6 +171,11 @@ void VirtualRouter::clear_log()
 void VirtualRouter::keep_log(bool keep)
 {
     model().log.keep(keep);
+}
+
+void VirtualRouter::show_log(bool show)
+{
+    model().log.show(show);
 }
 
 uint64_t VirtualRouter::lines_logged() const

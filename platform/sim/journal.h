@@ -63,13 +63,17 @@ public:
     {
         return count_;
     }
+    void show(bool show)
+    {
+        shown_ = show;
+    }
 
 private:
     std::vector<std::string> lines_;
     std::string unfinished_;
     uint64_t count_ = 0;
     bool keep_ = true;
-    const bool echo_ = getenv("SIM_LOG") != nullptr; // shows the lines on the terminal too
+    bool shown_ = getenv("SIM_LOG") != nullptr; // on the terminal too
 };
 
 // "YYYY-MM-DD HH:MM:SS" in the router's time zone, and back (−1: not a time).

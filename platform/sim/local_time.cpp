@@ -1,12 +1,19 @@
 #include "platform/sim/local_time.h"
 
+#include <cstdlib>
+
 namespace sim
 {
 
-bool LocalTime::look_up(time_t time)
+static void make_own_zone(const std::string &posix_tz)
+{
+    setenv("TZ", posix_tz.c_str(), 1);
+    tzset();
+}
+
+bool LocalTime::convert_by_zone_read(time_t time)
 {
     struct tm last = {};
-    zone_changed();
     if (localtime_r(&time, &first_) == nullptr)
         return false;
     begin_ = time;
@@ -18,6 +25,19 @@ bool LocalTime::look_up(time_t time)
     return true;
 }
 
+bool LocalTime::look_up(time_t time)
+{
+    begin_ = end_ = 0;
+    if (!was_read_)
+        read_zone();
+    if (read_ == zone_)
+        return convert_by_zone_read(time);
+    make_own_zone(read_);
+    const bool converted = convert_by_zone_read(time);
+    make_own_zone(zone_);
+    return converted;
+}
+
 struct tm *LocalTime::convert(time_t time, struct tm *out)
 {
     if ((time < begin_ || time >= end_) && !look_up(time))
@@ -27,8 +47,24 @@ struct tm *LocalTime::convert(time_t time, struct tm *out)
     return out;
 }
 
-void LocalTime::zone_changed()
+void LocalTime::read_zone()
 {
+    if (was_read_ && read_ == zone_)
+        return;
+    read_ = zone_;
+    was_read_ = true;
+    begin_ = end_ = 0;
+}
+
+void LocalTime::set_zone(const std::string &posix_tz)
+{
+    zone_ = posix_tz;
+    make_own_zone(zone_);
+}
+
+void LocalTime::machine_restarted()
+{
+    was_read_ = false;
     begin_ = end_ = 0;
 }
 

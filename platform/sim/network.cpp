@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <sstream>
 
+#include "platform/network.h"
 #include "platform/sim/model.h"
 
 namespace sim
@@ -98,6 +99,17 @@ const char *Network::kept(const std::string &text) const
     return text.empty() ? nullptr : kept_.insert(text).first->c_str();
 }
 
+// A thread's next call overwrites the text of its last, so that nobody relies on more than the contract promises.
+const char *Network::until_next_call(Texts &texts, const std::string &text) const
+{
+    if (text.empty())
+        return nullptr;
+    auto &place = texts[model().scheduler.current_thread()];
+    place.fill('\0');
+    text.copy(place.data(), place.size() - 1);
+    return place.data();
+}
+
 void Network::set_address(const std::string &ifname, const std::string &ip)
 {
     if (ip.empty())
@@ -137,7 +149,12 @@ const char *Network::wan(int wan_id, int sys_mode, int conn_type)
     if (wan_hook_)
         set_wan(wan_id, wan_hook_(wan_id, sys_mode, conn_type));
     const auto found = wans_.find(wan_id);
-    return found == wans_.end() ? nullptr : kept(found->second);
+    if (found != wans_.end())
+        return until_next_call(wan_texts_, found->second);
+    if (wan_id < 1)
+        return nullptr;
+    const bool is_wired = conn_type == WAN_DHCP || conn_type == WAN_STATIC;
+    return until_next_call(wan_texts_, is_wired ? "wan" + std::to_string(wan_id) : "ppp" + std::to_string(wan_id - 1));
 }
 
 void Network::set_wan_port(int wan_id, int port)
@@ -148,7 +165,9 @@ void Network::set_wan_port(int wan_id, int port)
 int Network::wan_port(int wan_id) const
 {
     const auto found = wan_ports_.find(wan_id);
-    return found == wan_ports_.end() ? wan_id : found->second;
+    if (found != wan_ports_.end())
+        return found->second;
+    return wan_id < 1 ? -1 : wan_id;
 }
 
 void Network::set_eth_name(int id, const std::string &name)
@@ -159,7 +178,7 @@ void Network::set_eth_name(int id, const std::string &name)
 const char *Network::eth_name(int id) const
 {
     const auto found = eth_names_.find(id);
-    return found == eth_names_.end() ? nullptr : kept(found->second);
+    return found == eth_names_.end() ? nullptr : until_next_call(eth_texts_, found->second);
 }
 
 // ---- names ----
@@ -222,11 +241,13 @@ std::string Network::lookup(const std::string &host_name)
 
 struct hostent *Network::resolve(const char *host_name)
 {
-    const std::string ip = lookup(host_name);
-    model().scheduler.wait(ip.empty() ? dns_failed_ : dns_answered_);
-    if (inet_pton(AF_INET, ip.c_str(), &answer_.address) != 1) {
-        h_errno = HOST_NOT_FOUND;
-        return nullptr;
+    if (inet_pton(AF_INET, host_name, &answer_.address) != 1) { // an address needs no name server
+        const std::string ip = lookup(host_name);
+        model().scheduler.wait(ip.empty() ? dns_failed_ : dns_answered_);
+        if (inet_pton(AF_INET, ip.c_str(), &answer_.address) != 1) {
+            h_errno = name_server_answers() ? HOST_NOT_FOUND : TRY_AGAIN;
+            return nullptr;
+        }
     }
     answer_.name = host_name;
     answer_.addresses = {reinterpret_cast<char *>(&answer_.address), nullptr};

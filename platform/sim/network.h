@@ -39,6 +39,14 @@ public:
     void remove_host(std::string_view ip);
     void set_address(const std::string &ifname, const std::string &ip);
     void set_link(int port, bool up);
+    void set_lan(const std::string &ifname)
+    {
+        lan_ = ifname;
+    }
+    const char *lan() const
+    {
+        return kept(lan_);
+    }
     void set_wan(int wan_id, const std::string &ifname);
     void set_wan_hook(WanHook hook);
     void set_wan_port(int wan_id, int port);
@@ -79,7 +87,9 @@ private:
         std::string name;
         struct hostent entry;
     };
-    const char *kept(const std::string &text) const; // stays valid, as the contract asks
+    using Texts = std::map<uint64_t, std::array<char, 64>>; // each thread's
+    const char *kept(const std::string &text) const;        // stays valid for ever
+    const char *until_next_call(Texts &texts, const std::string &text) const;
     void write_neighbours();
     void write_multicast();
     std::string lookup(const std::string &host_name);
@@ -93,9 +103,12 @@ private:
     std::set<std::string> counted_;
     std::map<int, bool> links_;
     std::map<int, std::string> wans_;
+    Texts wan_texts_;
+    std::string lan_ = "br0";
     WanHook wan_hook_;
     std::map<int, int> wan_ports_;
     std::map<int, std::string> eth_names_;
+    mutable Texts eth_texts_; // asking is no change
     mutable std::set<std::string> kept_;
     std::map<std::string, std::string> names_;
     std::map<std::string, bool> name_servers_;

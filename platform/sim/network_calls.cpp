@@ -32,7 +32,7 @@ int getIfIp(const char *ifname, char *address)
 
 const char *getLanIfName(void)
 {
-    return "br0";
+    return model().network.lan();
 }
 
 const char *getWanIfName(int wan_id, int sys_mode, int conn_type)
@@ -160,6 +160,11 @@ void VirtualRouter::address(const std::string &ifname, const std::string &ip)
 void VirtualRouter::link(int port, bool up)
 {
     model().network.set_link(port, up);
+}
+
+void VirtualRouter::lan(const std::string &ifname)
+{
+    model().network.set_lan(ifname);
 }
 
 void VirtualRouter::wan(int wan_id, const std::string &ifname)

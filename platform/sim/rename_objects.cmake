@@ -33,7 +33,7 @@ foreach(object IN LISTS OBJECTS)
     execute_process(COMMAND ${READELF} -S -W ${object} OUTPUT_VARIABLE headers COMMAND_ERROR_IS_FATAL ANY)
     string(REGEX MATCHALL "\\.[^ ]+ +(PROGBITS|NOBITS) +[0-9a-f]+ [0-9a-f]+ [0-9a-f]+ [0-9a-f]+ +W[A-Za-z]*" headers
            "${headers}")
-    set(options "")
+    set(options "--remove-section=.gnu.lto_*") # in which the linker would find the old names
     foreach(header IN LISTS headers)
         if(header MATCHES "^\\.t(data|bss)")
             message(FATAL_ERROR "${object} has thread-local data, which a restart would not put back")

@@ -17,8 +17,10 @@ namespace
 
 constexpr Micros FOREVER = INT64_MAX;
 
-// Where a test that would never end is given up: a loop of the daemon in which no time passes.
+// Where a test that would never end is given up: a loop of the daemon in which no time passes, and a pass of its main
+// loop that does nothing but wait.
 constexpr uint64_t STEPS_WITHOUT_TIME = 1000000;
+constexpr Micros LONGEST_PASS = 24 * Micros{3600} * SECOND;
 
 auto later = [](const auto &left, const auto &right) {
     return left.when != right.when ? left.when > right.when : left.number > right.number;
@@ -142,7 +144,7 @@ void Scheduler::restart_machine()
 void Scheduler::run_main()
 {
     main_runs_ = true;
-    time_check_main();
+    main_result_ = time_check_main();
     main_runs_ = false;
 }
 
@@ -166,10 +168,12 @@ bool Scheduler::boot()
 
 void Scheduler::tick(unsigned passes)
 {
-    const Run outside = std::exchange(run_, {.limit = FOREVER, .tick_goal = ticks_ + passes});
+    const Micros limit = now_ + restart_takes_s_ * SECOND + (passes + 1) * LONGEST_PASS;
+    const Run outside = std::exchange(run_, {.limit = limit, .tick_goal = ticks_ + passes});
     while (main_runs_ && ticks_ < run_.tick_goal) {
         run_.wall_changes = wall_changes_;
-        step(FOREVER);
+        if (!step(limit))
+            throw std::runtime_error("a pass of the main loop does not end");
     }
     run_ = outside;
 }

@@ -53,6 +53,10 @@ public:
     uint64_t start_thread(std::function<void()> body);
     [[noreturn]] void end_thread();
     uint64_t current_thread() const;
+    bool runs_main_thread() const // or the test itself, in its place
+    {
+        return current_ == nullptr || current_->takes_messages;
+    }
     // Takes the bus name. False: it is held.
     bool take_name(const char *name, message_handle_fn handle);
     // Restarts the machine: does not come back inside the daemon, comes back at once outside.
@@ -63,6 +67,10 @@ public:
     bool main_runs() const
     {
         return main_runs_;
+    }
+    int main_result() const
+    {
+        return main_result_;
     }
     void tick(unsigned passes);
     // Lets time pass; stops early when the wall clock is set or stepped and `watch_wall` asks for it.
@@ -140,6 +148,7 @@ private:
     message_handle_fn handle_ = nullptr;
     bool main_runs_ = false;
     bool main_sleeps_ = false;
+    int main_result_ = -1;
     bool restart_asked_ = false;
     int restart_takes_s_ = 20;
     uint64_t ticks_ = 0;

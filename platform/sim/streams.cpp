@@ -44,7 +44,8 @@ FILE *Streams::stream_of(int fd, const char *mode)
 {
     if (fd < 0)
         return nullptr;
-    Stream &stream = *streams_.emplace_back(std::make_unique<Stream>(Stream{.fd = fd, .file = nullptr, .owner = this}));
+    Stream &stream = *streams_.emplace_back(
+        std::make_unique<Stream>(Stream{.fd = fd, .file = nullptr, .owner = this, .exit_status = 0}));
     stream.file = fopencookie(&stream, mode, {.read = read, .write = write, .seek = seek, .close = close});
     return stream.file;
 }
@@ -66,9 +67,17 @@ FILE *Streams::open(const char *path, const char *mode)
     return stream_of(model().files.open(path, flags), mode);
 }
 
-FILE *Streams::open_text(std::string_view name, std::string_view text)
+FILE *Streams::open_text(std::string_view name, std::string_view text, int exit_status)
 {
-    return stream_of(model().files.open_text(name, text), "r");
+    FILE *const stream = stream_of(model().files.open_text(name, text), "r");
+    streams_.back()->exit_status = exit_status;
+    return stream;
+}
+
+int Streams::exit_status_of(const FILE *stream) const
+{
+    const auto found = std::ranges::find_if(streams_, [stream](const auto &each) { return each->file == stream; });
+    return found == streams_.end() ? 0 : (*found)->exit_status;
 }
 
 void Streams::machine_restarted()

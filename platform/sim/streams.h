@@ -17,7 +17,9 @@ class Streams
 public:
     // Null: the mode is not understood or the file cannot be opened.
     FILE *open(const char *path, const char *mode);
-    FILE *open_text(std::string_view name, std::string_view text);
+    // What a command prints before it ends with this status.
+    FILE *open_text(std::string_view name, std::string_view text, int exit_status);
+    int exit_status_of(const FILE *stream) const;
     void machine_restarted();
 
     DIR *open_directory(const char *path);
@@ -30,6 +32,7 @@ private:
         int fd;
         FILE *file;
         Streams *owner;
+        int exit_status;
     };
     struct Directory {
         std::string path;

@@ -68,9 +68,7 @@ static Micros micros(double seconds)
 
 void VirtualRouter::timezone(const std::string &posix_tz)
 {
-    setenv("TZ", posix_tz.c_str(), 1);
-    tzset();
-    model().local_time.zone_changed();
+    model().local_time.set_zone(posix_tz);
 }
 
 static time_t local_time_or_throw(const std::string &local)
@@ -124,6 +122,11 @@ int VirtualRouter::leds() const
 bool VirtualRouter::boot()
 {
     return model().scheduler.boot();
+}
+
+int VirtualRouter::exit_status() const
+{
+    return model().scheduler.main_result();
 }
 
 bool VirtualRouter::running() const

@@ -37,10 +37,15 @@ public:
     std::string get(std::string_view key) const; // "" when missing
     bool has(std::string_view key) const;
     std::string committed(std::string_view key) const; // what a restart would bring back
+    // The keys that the daemon has read or written, sorted; those of them that are not in platform/config_keys.def.
+    std::vector<std::string> used_keys() const;
+    std::vector<std::string> unknown_keys() const;
+    void product_key(std::string_view key); // one that a product's own tables name is not unknown
 
     // ---- clocks ----
 
-    // A POSIX TZ text such as "CET-1CEST,M3.5.0,M10.5.0/3". The factory's is "UTC0".
+    // A POSIX TZ text such as "CET-1CEST,M3.5.0,M10.5.0/3". The factory's is "UTC0". The daemon's libc reads it when it
+    // is first asked for local time, and again at the end of each of the main thread's sleeps.
     void timezone(const std::string &posix_tz);
     // Sets the wall clock to a local time "YYYY-MM-DD HH:MM:SS"; the up-time goes on. The factory's is
     // 2026-01-01 12:00:00.
@@ -58,6 +63,8 @@ public:
     std::string file(const std::string &path) const; // "" when there is none
     bool file_exists(const std::string &path) const;
     void link_file(const std::string &path, const std::string &target); // a symbolic link
+    void permissions(const std::string &path, unsigned mode, unsigned user, unsigned group);
+    std::string permissions(const std::string &path) const; // "640 0:4"; "" when there is no such file
     void remove_file(const std::string &path);
     void unreadable(const std::string &path, int error = 13); // opening fails with this errno (EACCES)
     // Declares a path absent on purpose. Opening a path that is neither there nor declared fails like any absent file
@@ -82,7 +89,9 @@ public:
     void remove_host(const std::string &ip);
     void address(const std::string &ifname, const std::string &ip); // "": none
     void link(int port, bool up);                                   // switch-port link; down unless set
-    void wan(int wan_id, const std::string &ifname);                // getWanIfName; "": none
+    void lan(const std::string &ifname);                            // getLanIfName
+    // getWanIfName; "": none. One that was never told has a name all the same: "wan2", or "ppp1" when it is dialled.
+    void wan(int wan_id, const std::string &ifname);
     // Asked instead of what wan() told, where the name hangs on the machine's mode and the connection type; "": none.
     void on_wan_ifname(std::function<std::string(int wan_id, int sys_mode, int conn_type)> hook);
     void wan_port(int wan_id, int port);                            // wanid_to_sw_port; the factory's is wan_id
@@ -124,6 +133,7 @@ public:
     void started_by_command(const std::string &program, bool starts);
     // What a program run through popen prints.
     void command_output(const std::string &command, std::string_view output);
+    // Its exit status, or 128 + the signal that ends it, whatever it does.
     void command_status(const std::string &command, int exit_status);
     // Asked before the model for every command; gives the exit status, or NOT_HANDLED.
     void on_command(std::function<int(const std::string &command)> hook);
@@ -151,7 +161,8 @@ public:
 
     // Starts the daemon and runs it into its first sleep, that is, through its first tick. False: main returned.
     bool boot();
-    bool running() const; // between boot and the end of main
+    bool running() const;    // between boot and the end of main
+    int exit_status() const; // of the last main that ended, -1 before
     // `n` passes of the main loop, each into the sleep after it.
     void tick(unsigned n = 1);
     void run(double seconds);
@@ -189,11 +200,16 @@ public:
     static std::string body(const std::string &line);
     void clear_log();
     void keep_log(bool keep); // false: count lines only (long runs)
+    void show_log(bool show); // on the terminal too; so it is at first when SIM_LOG is in the environment
     uint64_t lines_logged() const;
 };
 
 // The process's one router.
 VirtualRouter &router();
+
+// Puts the whole router back to the factory's, without a daemon: for programs that run many one after the other. Not
+// from inside the daemon.
+void make_router_anew();
 
 } // namespace sim
 

@@ -9,6 +9,7 @@
 #include <netdb.h>
 #include <pthread.h>
 #include <sys/select.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -21,6 +22,9 @@ ssize_t sim_write(int fd, const void *data, size_t size);
 off_t sim_lseek(int fd, off_t offset, int whence);
 int sim_fsync(int fd);
 int sim_ftruncate(int fd, off_t size);
+int sim_fstat(int fd, struct stat *out);
+int sim_fchown(int fd, uid_t user, gid_t group);
+int sim_fchmod(int fd, mode_t mode);
 int sim_close(int fd);
 int sim_access(const char *path, int mode);
 int sim_rename(const char *from, const char *to);

@@ -1,7 +1,9 @@
 // The daemon's files: its libc calls, led to the virtual files.
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <dirent.h>
+#include <fcntl.h>
 
 #include "platform/sim/model.h"
 #include "platform/sim/wrap.h"
@@ -13,7 +15,14 @@ extern "C" {
 
 int sim_open(const char *path, int flags, ...)
 {
-    return model().faults.hits(Call::open) ? -1 : model().files.open(path, flags);
+    mode_t mode = 0;
+    if ((flags & O_CREAT) != 0) {
+        va_list arguments;
+        va_start(arguments, flags);
+        mode = va_arg(arguments, mode_t);
+        va_end(arguments);
+    }
+    return model().faults.hits(Call::open) ? -1 : model().files.open(path, flags, mode);
 }
 
 ssize_t sim_read(int fd, void *buffer, size_t size)
@@ -43,6 +52,21 @@ int sim_fsync(int fd)
 int sim_ftruncate(int fd, off_t size)
 {
     return model().faults.hits(Call::ftruncate) ? -1 : model().files.truncate(fd, size);
+}
+
+int sim_fstat(int fd, struct stat *out)
+{
+    return model().faults.hits(Call::fstat) ? -1 : model().files.status(fd, out);
+}
+
+int sim_fchown(int fd, uid_t user, gid_t group)
+{
+    return model().faults.hits(Call::fchown) ? -1 : model().files.change_owner(fd, user, group);
+}
+
+int sim_fchmod(int fd, mode_t mode)
+{
+    return model().faults.hits(Call::fchmod) ? -1 : model().files.change_mode(fd, mode);
 }
 
 int sim_close(int fd)
@@ -80,16 +104,29 @@ FILE *sim_fopen(const char *path, const char *mode)
     return model().faults.hits(Call::fopen) ? nullptr : model().streams.open(path, mode);
 }
 
-FILE *sim_popen(const char *command, const char * /*mode*/)
+// To read from alone: the daemon writes into no command.
+FILE *sim_popen(const char *command, const char *mode)
 {
     if (model().faults.hits(Call::popen))
         return nullptr;
-    return model().streams.open_text(std::string("popen ") + command, model().commands.output_of(command));
+    if (mode[0] != 'r') {
+        errno = EINVAL;
+        return nullptr;
+    }
+    const std::string output = model().commands.output_of(command);
+    return model().streams.open_text(std::string("popen ") + command, output, model().commands.status_told(command));
+}
+
+// A command's result is its exit status, or 128 + the signal that ended it; wait() gives the one eight bits higher.
+static int wait_status_of(int result)
+{
+    return result > 128 ? result - 128 : result << 8;
 }
 
 int sim_pclose(FILE *stream)
 {
-    return fclose(stream);
+    const int result = model().streams.exit_status_of(stream);
+    return fclose(stream) == 0 ? wait_status_of(result) : -1;
 }
 
 DIR *sim_opendir(const char *path)

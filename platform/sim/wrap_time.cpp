@@ -50,6 +50,8 @@ struct tm *sim_localtime_r(const time_t *time, struct tm *out)
 unsigned sim_sleep(unsigned seconds)
 {
     model().scheduler.sleep_for_messages(seconds * SECOND);
+    if (model().scheduler.runs_main_thread())
+        model().local_time.read_zone(); // the ground's duty between ticks
     return 0;
 }
 
@@ -59,11 +61,14 @@ int sim_usleep(useconds_t duration)
     return 0;
 }
 
-int sim_nanosleep(const struct timespec *duration, struct timespec *left)
+// No signal ends it early, so nothing is left.
+int sim_nanosleep(const struct timespec *duration, struct timespec * /*left*/)
 {
-    model().scheduler.wait(duration->tv_sec * SECOND + duration->tv_nsec / 1000);
-    if (left != nullptr)
-        *left = {};
+    if (duration->tv_sec < 0 || duration->tv_nsec < 0 || duration->tv_nsec >= SECOND * 1000) {
+        errno = EINVAL;
+        return -1;
+    }
+    model().scheduler.wait(duration->tv_sec * SECOND + (duration->tv_nsec + 999) / 1000);
     return 0;
 }
 
@@ -72,6 +77,10 @@ int sim_select(int count, fd_set * /*readable*/, fd_set * /*writable*/, fd_set *
 {
     if (model().faults.hits(Call::select))
         return -1;
+    if (count < 0 || (timeout != nullptr && (timeout->tv_sec < 0 || timeout->tv_usec < 0))) {
+        errno = EINVAL;
+        return -1;
+    }
     if (count != 0 || timeout == nullptr) {
         errno = EBADF; // no virtual descriptor can be waited for
         return -1;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -13,10 +14,12 @@
 #include <linux/seccomp.h>
 #include <string>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 #include "tests/contract/contract_support.h"
@@ -49,6 +52,39 @@ bool runs(pid_t pid)
     const std::string stat = text_of("/proc/" + std::to_string(pid) + "/stat");
     const size_t name_end = stat.rfind(") ");
     return name_end != std::string::npos && stat[name_end + 2] != 'Z' && stat[name_end + 2] != 'X';
+}
+
+// A pipe that nobody reads, as standard output and standard error.
+int become_unread_pipe()
+{
+    int unread[2];
+    EXPECT_EQ(pipe2(unread, O_CLOEXEC | O_NONBLOCK), 0);
+    while (write(unread[1], "full", 4) > 0) {
+    }
+    fcntl(unread[1], F_SETFL, 0);
+    dup2(unread[1], STDOUT_FILENO);
+    dup2(unread[1], STDERR_FILENO);
+    close(unread[1]);
+    return unread[0];
+}
+
+TEST_F(Command, LogWhoseReaderHasStoppedDoesNotHoldItUp)
+{
+    in_own_process([] {
+        alarm(150);
+        become_unread_pipe();
+        int result = -1;
+        const auto taken = time_taken([&] { result = doSystemCmd("echo line && echo line >&2"); });
+        _exit(result == 0 && taken < 30s ? 0 : 1);
+    });
+}
+
+TEST_F(Command, LogWhoseReaderHasEndedDoesNotEndIt)
+{
+    in_own_process([] {
+        close(become_unread_pipe());
+        _exit(doSystemCmd("/bin/echo line && /bin/echo line >&2"));
+    });
 }
 
 TEST_F(Command, ResultIsTheExitStatus)
@@ -268,6 +304,120 @@ TEST_F(Eval, NothingToRunGivesMinusOne)
     char *const nothing[] = {nullptr};
     EXPECT_EQ(_eval(nothing, nullptr, 0, nullptr), -1);
     EXPECT_EQ(_eval(nullptr, nullptr, 0, nullptr), -1);
+}
+
+// ---- with its output read ----
+
+class ReadCommand : public Command
+{
+protected:
+    // What the command prints, and what pclose says of it.
+    static std::pair<std::string, int> read_all(const std::string &command)
+    {
+        FILE *const stream = popen(command.c_str(), "r");
+        if (stream == nullptr)
+            return {"no stream", -1};
+        const std::string text = read_rest(stream);
+        return {text, pclose(stream)};
+    }
+
+    static std::string read_rest(FILE *stream)
+    {
+        std::string text;
+        for (int c = fgetc(stream); c != EOF; c = fgetc(stream))
+            text += static_cast<char>(c);
+        return text;
+    }
+
+    static void expect_ended_by_the_deadline(const std::string &command, const std::string &printed)
+    {
+        setenv("TIME_CHECK_COMMAND_DEADLINE_S", "1", 1);
+        const std::string lines = error_lines_of([&] {
+            const auto [text, status] = read_all(command);
+            EXPECT_EQ(text, printed) << command;
+            EXPECT_TRUE(WIFSIGNALED(status)) << command;
+            EXPECT_EQ(WTERMSIG(status), SIGKILL) << command;
+        });
+        unsetenv("TIME_CHECK_COMMAND_DEADLINE_S");
+        EXPECT_EQ(lines.substr(lines.find(": ") + 2), "command echo: ended after 1 s\n");
+    }
+};
+
+TEST_F(ReadCommand, OutputAndStatusAreGiven)
+{
+    EXPECT_EQ(read_all("echo one; echo error >&2; echo two"), std::pair(std::string("one\ntwo\n"), 0));
+    EXPECT_EQ(read_all("exit 7"), std::pair(std::string(), 7 << 8));
+    EXPECT_EQ(read_all("yes | head -c 200000").first.size(), 200000U);
+    EXPECT_EQ(read_all("kill -9 $$").second, SIGKILL);
+}
+
+TEST_F(ReadCommand, IsStartedAsEveryCommandIs)
+{
+    const int leaky = open("/dev/null", O_RDONLY); // deliberately without close-on-exec
+    ASSERT_GE(leaky, 0);
+    EXPECT_EQ(read_all("for d in /proc/self/fd/*; do readlink $d || true; done | grep -c null").first, "1\n");
+    EXPECT_NE(read_all("set -- $(cat /proc/$$/stat); echo $5").first, std::to_string(getpgrp()) + "\n");
+    close(leaky);
+}
+
+TEST_F(ReadCommand, ThatHangsIsEndedWithAllItStarted)
+{
+    expect_ended_by_the_deadline("echo one; sleep 60 & echo $! >" + file("pid") + "; sleep 61 | cat", "one\n");
+    EXPECT_TRUE(comes_true([&] { return !runs(std::stoi(text_of(file("pid")))); }));
+}
+
+TEST_F(ReadCommand, ThatHangsAfterItsOutputHasEndedIsEndedToo)
+{
+    expect_ended_by_the_deadline("echo one; exec >/dev/null; sleep 60", "one\n");
+}
+
+TEST_F(ReadCommand, ThatPrintsForEverEndsWhenNobodyReadsOn)
+{
+    char line[8];
+    const std::string lines = error_lines_of([&] {
+        FILE *const stream = popen("echo first; yes", "r");
+        ASSERT_NE(stream, nullptr);
+        EXPECT_STREQ(fgets(line, sizeof line, stream), "first\n");
+        EXPECT_STREQ(fgets(line, sizeof line, stream), "y\n");
+        EXPECT_NE(WTERMSIG(pclose(stream)), SIGKILL);
+    });
+    EXPECT_EQ(lines, "");
+}
+
+TEST_F(ReadCommand, IsTheOnlyOneAndOnlyRead)
+{
+    FILE *const stream = popen("echo one", "r");
+    ASSERT_NE(stream, nullptr);
+    EXPECT_EQ(popen("echo two", "r"), nullptr);
+    EXPECT_EQ(read_rest(stream), "one\n");
+    EXPECT_EQ(pclose(stream), 0);
+    EXPECT_EQ(popen("cat", "w"), nullptr);
+}
+
+TEST_F(ReadCommand, LeavesNothingOpenOrUnreaped)
+{
+    read_all("true");
+    const size_t descriptors = open_descriptors();
+    for (int i = 0; i < 20; i++)
+        read_all("echo one");
+    EXPECT_EQ(open_descriptors(), descriptors);
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+    EXPECT_EQ(errno, ECHILD);
+}
+
+TEST_F(ReadCommand, WithoutDescriptorsThereIsNoStream)
+{
+    in_own_process([] {
+        const size_t descriptors = open_descriptors();
+        rlimit limit = {};
+        ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+        const rlimit few = {.rlim_cur = 4, .rlim_max = limit.rlim_max};
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+        EXPECT_EQ(popen("echo one", "r"), nullptr);
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+        EXPECT_EQ(open_descriptors(), descriptors);
+        EXPECT_EQ(read_all("echo one").first, "one\n");
+    });
 }
 
 // ---- clocks ----

@@ -9,6 +9,16 @@ target_link_libraries(config_store_linux_test PRIVATE house_warnings platform_li
 gtest_discover_tests(config_store_linux_test TEST_PREFIX contract.linux.
     DISCOVERY_TIMEOUT 60 PROPERTIES LABELS contract TIMEOUT 120)
 
+add_executable(config_store_published_test config_store_published_test.cpp)
+target_link_libraries(config_store_published_test PRIVATE house_warnings platform_linux GTest::gtest_main)
+gtest_discover_tests(config_store_published_test TEST_PREFIX contract.linux.
+    DISCOVERY_TIMEOUT 60 PROPERTIES LABELS contract TIMEOUT 120)
+
+add_executable(config_store_open_test config_store_open_test.cpp)
+target_link_libraries(config_store_open_test PRIVATE house_warnings platform_linux GTest::gtest_main)
+gtest_discover_tests(config_store_open_test TEST_PREFIX contract.linux.
+    DISCOVERY_TIMEOUT 60 PROPERTIES LABELS contract TIMEOUT 120)
+
 add_executable(config_store_threads_test config_store_threads_test.cpp)
 target_link_libraries(config_store_threads_test PRIVATE house_warnings platform_linux GTest::gtest_main)
 gtest_discover_tests(config_store_threads_test TEST_PREFIX contract.linux.
@@ -20,3 +30,26 @@ target_link_libraries(config_store_cfm_test PRIVATE house_warnings platform_linu
 add_dependencies(config_store_cfm_test cfm)
 gtest_discover_tests(config_store_cfm_test TEST_PREFIX contract.linux.
     DISCOVERY_TIMEOUT 60 PROPERTIES LABELS contract TIMEOUT 120)
+
+add_executable(config_store_power_cut_test config_store_power_cut_test.cpp)
+target_link_libraries(config_store_power_cut_test PRIVATE house_warnings platform_linux GTest::gtest_main)
+gtest_discover_tests(config_store_power_cut_test TEST_PREFIX contract.linux.
+    DISCOVERY_TIMEOUT 60 PROPERTIES LABELS contract TIMEOUT 120)
+
+if(NOT TIME_CHECK_SANITIZE) # their run-time libraries want to be loaded before the box's clock
+    add_executable(config_store_daemon_test config_store_daemon_test.cpp)
+    target_compile_definitions(config_store_daemon_test PRIVATE TIME_CHECK_PROGRAM="$<TARGET_FILE:time_check>"
+        NETCTRL_PROGRAM="$<TARGET_FILE:netctrl>" BOX_CLOCK="$<TARGET_FILE:box_clock>")
+    target_link_libraries(config_store_daemon_test PRIVATE contract_namespace_main platform_linux)
+    add_dependencies(config_store_daemon_test time_check netctrl box_clock)
+    gtest_discover_tests(config_store_daemon_test TEST_PREFIX contract.linux.
+        DISCOVERY_TIMEOUT 60 PROPERTIES LABELS contract TIMEOUT 300)
+endif()
+
+# These stand in front of the C library's memory, which is the sanitizers' place.
+if(NOT TIME_CHECK_SANITIZE)
+    add_executable(config_store_failures_test config_store_failures_test.cpp faulty_calls.cpp)
+    target_link_libraries(config_store_failures_test PRIVATE house_warnings platform_linux GTest::gtest_main ${CMAKE_DL_LIBS})
+    gtest_discover_tests(config_store_failures_test TEST_PREFIX contract.linux. NO_PRETTY_VALUES
+        DISCOVERY_TIMEOUT 60 PROPERTIES LABELS contract COST 60 TIMEOUT 300) # a lock that stays taken costs two seconds, in many cases
+endif()

@@ -1,6 +1,9 @@
 // The program cfm, run as a shell runs it.
+#include <algorithm>
 #include <array>
 #include <cstdio>
+#include <fcntl.h>
+#include <poll.h>
 #include <stdexcept>
 #include <string>
 #include <sys/wait.h>
@@ -9,6 +12,7 @@
 
 #include "platform/config_store.h"
 #include "platform/linux/bus.h"
+#include "platform/linux/config_store_environment.h"
 #include "tests/contract/config_store_folders.h"
 
 namespace
@@ -35,7 +39,7 @@ protected:
     // `words` is what stands behind "cfm" on a shell's line.
     static Outcome cfm(const std::string &words)
     {
-        FILE *output = popen(("{ '" CFM_PROGRAM "' " + words + "; } 2>&1").c_str(), "r");
+        FILE *output = popen(("{ timeout 60 '" CFM_PROGRAM "' " + words + "; } 2>&1").c_str(), "r");
         if (output == nullptr)
             throw std::runtime_error("no shell");
         Outcome outcome;
@@ -154,6 +158,64 @@ TEST_F(Cfm, OutputThatCannotBeWrittenIsAnError)
     for (const char *command : {"get key", "list", "export"})
         EXPECT_EQ(cfm(std::string(command) + " >/dev/full"),
                   (Outcome{1, "cfm: cannot write: No space left on device\n"}));
+}
+
+// The numbers of the processes that have a place in the table of readers.
+int add_line(const char *line, void *lines)
+{
+    static_cast<std::string *>(lines)->append(line);
+    return 0;
+}
+
+TEST_F(Cfm, KeepsNoReadersPlaceWhileItsOutputIsNotRead)
+{
+    for (int i = 0; i < 4; i++)
+        SetValue(("key" + std::to_string(i)).c_str(), std::string(60000, 'v').c_str());
+    for (const std::string command : {"list", "export", "get key0"}) {
+        FILE *output = popen(("'" CFM_PROGRAM "' " + command).c_str(), "r");
+        ASSERT_NE(output, nullptr);
+        ASSERT_NE(fcntl(fileno(output), F_SETPIPE_SZ, 4096), -1);
+        pollfd readable = {.fd = fileno(output), .events = POLLIN, .revents = 0};
+        ASSERT_EQ(poll(&readable, 1, 60000), 1); // it prints, and cannot print all
+        std::string readers;
+        mdb_reader_list(store_environment(), add_line, &readers);
+        EXPECT_LE(std::count(readers.begin(), readers.end(), '\n'), 2) << command << ":\n" << readers;
+        EXPECT_NE(pclose(output), -1);
+    }
+}
+
+TEST_F(Cfm, ImportsTextsOfEightMebibytesAndNoLarger)
+{
+    const std::string file = (folders.run().parent_path() / "text").string();
+    const std::string comment(8UL * 1024 * 1024 - 8, '#');
+    write_file(file, "key=1\n" + comment + "\n\n");
+    EXPECT_EQ(cfm("import " + file), (Outcome{0, ""}));
+    write_file(file, "key=2\n" + comment + "\n\n\n");
+    EXPECT_EQ(cfm("import " + file), (Outcome{1, "cfm: store: cannot read " + file + ": File too large\n"}));
+    EXPECT_EQ(cfm("get key"), (Outcome{0, "1\n"}));
+}
+
+// What is opened first gets the lowest free number: the store's files would stand where the lines go.
+TEST_F(Cfm, ClosedDescriptorsDoNotHurtTheStore)
+{
+    SetValue("key", "1");
+    for (const std::string closed : {" <&- >&- 2>&-", " >&- 2>&-", " <&- 2>&-", " 2>&-", " <&-", " >&-"}) {
+        EXPECT_EQ(cfm("get nokey" + closed).status, 1) << closed;
+        EXPECT_EQ(cfm("list" + closed).status, closed.find(" >&-") == std::string::npos ? 0 : 1) << closed;
+        EXPECT_EQ(cfm("set other 2" + closed).status, 0) << closed;
+        EXPECT_EQ(cfm("get key"), (Outcome{0, "1\n"})) << closed;
+        EXPECT_EQ(cfm("commit"), (Outcome{0, ""})) << closed;
+    }
+}
+
+TEST_F(Cfm, OutputToAClosedDescriptorIsAnError)
+{
+    SetValue("key", "1");
+    for (const char *command : {"get key", "list", "export"})
+        EXPECT_EQ(cfm(std::string(command) + " >&-"), (Outcome{1, "cfm: cannot write: Bad file descriptor\n"}));
+    for (const char *command : {"--help", "get --help", "--version", "listen somebody"})
+        EXPECT_EQ(cfm(std::string(command) + " >&-").status, 1) << command;
+    EXPECT_EQ(cfm("import - <&-"), (Outcome{1, "cfm: store: cannot read standard input: Bad file descriptor\n"}));
 }
 
 TEST_F(Cfm, PostToANameThatNobodyHoldsFailsWithTheReason)

@@ -138,14 +138,6 @@ bool mount_small(const std::filesystem::path &path, const std::string &size)
 
 // ---- folders ----
 
-TEST_F(LinuxStore, MakesTheRunDirectoryForItsUserAlone)
-{
-    EXPECT_EQ(SetValue("a", "1"), 1);
-    struct stat folder = {};
-    ASSERT_EQ(stat(folders.run().c_str(), &folder), 0);
-    EXPECT_EQ(folder.st_mode & 07777U, 0700U);
-}
-
 TEST_F(LinuxStore, SaysWhyTheRunDirectoryCannotBeMade)
 {
     setenv("TIME_CHECK_RUN_DIR", (folders.run() / "deeper").c_str(), 1);
@@ -404,7 +396,7 @@ TEST_F(LinuxStore, StartsEmptyWithALineWhenBothFilesAreDamaged)
     write_file(folders.conf() / "config.txt.previous", "");
     folders.restart();
     const std::string lines = said([] { EXPECT_EQ(value_of("key"), "(none)"); });
-    EXPECT_NE(lines.find("config.txt is damaged: its last line is missing\n"), std::string::npos) << lines;
+    EXPECT_NE(lines.find("config.txt is damaged: its last line is missing; "), std::string::npos) << lines;
     EXPECT_NE(lines.find("config.txt.previous is damaged: it is empty\n"), std::string::npos) << lines;
     EXPECT_NE(lines.find("store: nothing to fill it from: it starts empty\n"), std::string::npos) << lines;
     EXPECT_EQ(SetValue("key", "4"), 1);
@@ -447,6 +439,16 @@ TEST_F(LinuxStore, CommittedFilesAreForTheirUserAlone)
     EXPECT_EQ(file.st_mode & 07777U, 0600U);
     ASSERT_EQ(stat(folders.conf().c_str(), &file), 0);
     EXPECT_EQ(file.st_mode & 07777U, 0700U);
+}
+
+TEST_F(LinuxStore, CommitsTheFirstChangeAfterAStartWithoutSettings)
+{
+    ASSERT_NE(CommitCfm(), 0);
+    folders.restart();
+    SetValue("key", "1");
+    EXPECT_NE(CommitCfm(), 0);
+    folders.restart();
+    EXPECT_EQ(value_of("key"), "1");
 }
 
 TEST_F(LinuxStore, KeepsWhatWasCommittedBefore)
@@ -609,6 +611,31 @@ TEST_F(LinuxStore, CommitFinishesWhatAKilledOneHadNotSynced)
     EXPECT_EQ(syncs, 2) << "the file and its folder";
     EXPECT_NE(CommitCfm(), 0);
     EXPECT_EQ(syncs, 2);
+}
+
+// Sets the key and commits, in a process that is gone after so many changes of the disk.
+void commit_and_die(const std::string &value, int steps)
+{
+    SetValue("key", value.c_str());
+    elsewhere([&] {
+        changes = 0;
+        last_change = steps;
+        watching = true;
+        CommitCfm();
+    });
+}
+
+// What they left under the file's name is this store's own, whatever was set since.
+TEST_F(LinuxStore, CommitReplacesWhatKilledOnesWrote)
+{
+    for (int first = 0; first < 24; first++)
+        for (int second = 0; second < 24; second++) {
+            commit_and_die("by the first " + std::to_string(second), first);
+            commit_and_die("by the second " + std::to_string(second), second);
+            SetValue("key", "after them");
+            EXPECT_NE(CommitCfm(), 0) << first << " " << second;
+            EXPECT_NE(read_file(folders.committed()).find("key=after them\n"), std::string::npos);
+        }
 }
 
 TEST_F(LinuxStore, FullDiskAtCommitKeepsTheOldFileAndTheRunningValues)

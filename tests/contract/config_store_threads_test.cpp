@@ -83,6 +83,65 @@ void by_another_process(Write write)
     waitpid(writer, nullptr, 0);
 }
 
+TEST_F(StoreThreads, ReadOnWhileTheRunFolderIsRemoved)
+{
+    SetValue("key", "1");
+    ASSERT_NE(CommitCfm(), 0);
+    std::atomic<bool> done = false;
+    std::atomic<int> wrong = 0;
+    std::atomic<int> reads = 0;
+    const auto look = [&] {
+        while (!done) {
+            wrong += value_of("key") == "1" ? 0 : 1;
+            reads++;
+        }
+    };
+    std::thread one(look);
+    std::thread other(look);
+    testing::internal::CaptureStderr();
+    for (int i = 0; i < 30; i++) {
+        const int before = reads;
+        while (reads < before + 100) // so that both may be in the environment that is replaced
+            std::this_thread::yield();
+        std::filesystem::remove_all(folders.run());
+        config_store_look();
+    }
+    done = true;
+    one.join();
+    other.join();
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(wrong, 0);
+    EXPECT_EQ(value_of("key"), "1");
+}
+
+TEST_F(StoreThreads, ThatReadNothingAnyMoreDoNotKeepOthersInAReplacedStore)
+{
+    SetValue("key", "1");
+    ASSERT_NE(CommitCfm(), 0);
+    std::atomic<bool> has_read = false;
+    std::atomic<bool> done = false;
+    std::thread idle([&] {
+        EXPECT_EQ(value_of("key"), "1");
+        has_read = true;
+        done.wait(false);
+        EXPECT_EQ(value_of("key"), "5");
+    });
+    while (!has_read)
+        std::this_thread::yield();
+    testing::internal::CaptureStderr();
+    for (int i = 2; i <= 5; i++) {
+        std::filesystem::remove_all(folders.run());
+        config_store_look();
+        EXPECT_EQ(value_of("key"), std::to_string(i - 1));
+        EXPECT_EQ(SetValue("key", std::to_string(i).c_str()), 1);
+        EXPECT_NE(CommitCfm(), 0) << i;
+    }
+    testing::internal::GetCapturedStderr();
+    done = true;
+    done.notify_all();
+    idle.join();
+}
+
 // What was read before is served again only while nobody has written.
 TEST_F(StoreThreads, SeeWhatAnotherProcessWroteAtTheNextRead)
 {

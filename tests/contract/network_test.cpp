@@ -271,6 +271,49 @@ TEST_F(Network, AddressThatCameWhileTheLoopSleptIsSeenAfterIt)
     });
 }
 
+TEST_F(Network, AddressBehindAHundredOthersIsFound)
+{
+    const OtherMachine provider;
+    wire("wan1", provider);
+    sh("ip link add wan5 type bridge"); // without an address
+    sh("ip addr add 192.168.100.200/24 dev wan1");
+    for (const int others : {63, 64, 100}) {
+        sh("for i in $(seq 1 " + std::to_string(others) +
+           "); do echo address replace 10.9.0.$i/32 dev lo; done | ip -batch -");
+        char address[IF_ADDRESS_SIZE] = "";
+        EXPECT_EQ(getIfIp("wan1", address), 0) << others;
+        EXPECT_STREQ(address, "192.168.100.200") << others;
+        for (const char *none : {"wan5", "wan9", "", ".", "..", "../net/wan1", "wan1/", "a_name_that_is_too_long"})
+            EXPECT_EQ(getIfIp(none, address), -1) << others << " " << none;
+        EXPECT_STREQ(address, "192.168.100.200") << others;
+    }
+    sh("ip link set wan1 down");
+    char address[IF_ADDRESS_SIZE] = "";
+    EXPECT_EQ(getIfIp("wan1", address), 0) << "a switched off interface keeps its address";
+    sh("ip link add br0 type bridge && ip addr add 192.168.0.1/24 dev br0");
+    error_lines_of([] { EXPECT_EQ(wan_lan_check("192.168.0.77", "255.255.255.0"), 1); });
+    error_lines_of([] { EXPECT_EQ(wan_lan_check("192.168.1.77", "255.255.255.0"), 0); });
+    sh("ip addr flush dev lo");
+}
+
+TEST_F(Network, AddressBehindAHundredOthersIsSeenComingAndGoing)
+{
+    in_own_process([] {
+        sh("ip link add wan5 type bridge");
+        sh("for i in $(seq 1 100); do echo address replace 10.9.0.$i/32 dev lo; done | ip -batch -");
+        ASSERT_GE(address_changes(), 0);
+        EXPECT_FALSE(has_address("wan5"));
+        addresses_stood_still();
+        sh("ip addr add 192.168.100.200/24 dev wan5");
+        addresses_changed();
+        EXPECT_TRUE(has_address("wan5"));
+        sh("ip addr flush dev wan5");
+        addresses_changed();
+        EXPECT_FALSE(has_address("wan5"));
+        sh("ip addr flush dev lo");
+    });
+}
+
 TEST_F(Network, ClashOfWanAndLanIsToldOnce)
 {
     const TemporaryFolder folder;

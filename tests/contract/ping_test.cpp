@@ -2,17 +2,32 @@
 #include "platform/network.h"
 
 #include <arpa/inet.h>
+#include <cstring>
+#include <functional>
 #include <gtest/gtest.h>
 #include <netinet/ip_icmp.h>
 #include <string>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 #include "tests/contract/network_support.h"
 
 using namespace std::chrono_literals;
+
+static std::function<void()> before_next_connect;
+
+// In libc's place: what else the machine does between the opening of a socket and its connecting, in which a thread may
+// have to wait for the processor.
+extern "C" int connect(int socket, const sockaddr *address, socklen_t size)
+{
+    if (before_next_connect)
+        std::exchange(before_next_connect, nullptr)();
+    return static_cast<int>(syscall(SYS_connect, socket, address, size));
+}
 
 namespace
 {
@@ -130,6 +145,39 @@ TEST_F(Ping, AnswersToOthersDoNotCount)
     stranger.join();
     close(listening[0]);
     close(listening[1]);
+}
+
+// More echo requests, each answered, than a socket's queue has room for.
+void ping_a_lot(const char *address)
+{
+    const int socket = ::socket(AF_INET, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_ICMP);
+    sockaddr_in target = {};
+    target.sin_family = AF_INET;
+    inet_pton(AF_INET, address, &target.sin_addr);
+    ASSERT_EQ(connect(socket, reinterpret_cast<sockaddr *>(&target), sizeof target), 0);
+    const timeval patience = {.tv_sec = 20, .tv_usec = 0};
+    setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    int room = 0;
+    socklen_t room_size = sizeof room;
+    ASSERT_EQ(getsockopt(socket, SOL_SOCKET, SO_RCVBUF, &room, &room_size), 0);
+
+    char request[1024] = {ICMP_ECHO};
+    constexpr auto checksum = static_cast<uint16_t>(~ICMP_ECHO); // the first byte is all that is not 0
+    memcpy(request + 2, &checksum, sizeof checksum);
+    for (int sent = 0; sent < 2 * room; sent += static_cast<int>(sizeof request)) {
+        ASSERT_EQ(send(socket, request, sizeof request, 0), static_cast<ssize_t>(sizeof request));
+        char reply[2048];
+        ASSERT_GT(recv(socket, reply, sizeof reply, 0), 0);
+    }
+    close(socket);
+}
+
+TEST_F(Ping, OthersAnswersLeaveRoomForOurs)
+{
+    before_next_connect = [] { ping_a_lot("10.91.0.1"); };
+    EXPECT_EQ(simple_ping("10.92.0.1"), 0);
+    before_next_connect = [] { ping_a_lot("10.92.0.1"); };
+    EXPECT_EQ(simple_ping("10.92.0.1"), 0);
 }
 
 TEST_F(Ping, ThreadsMayPingAtTheSameTime)

@@ -1,4 +1,4 @@
-// What the fuzz targets share: a fresh daemon for each input, and what must hold after it.
+// What the fuzz targets share: a fresh router for each input, and what must hold after it.
 #ifndef TESTS_FUZZ_FUZZ_DAEMON_H
 #define TESTS_FUZZ_FUZZ_DAEMON_H
 
@@ -15,13 +15,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 // The parts of an input, as text without zeros, divided by `separator`; at most `most` of them.
 std::vector<std::string> parts_of(const uint8_t *data, size_t size, char separator, size_t most);
 
-// Puts the daemon's variables back to what they were at its start and keeps the router from remembering.
-void fresh_daemon();
+// A factory router at 03:00, long up, whose daemon has not been started. It remembers no lines.
+void fresh_router();
 
-// Runs every module's tick once.
-void run_ticks();
+// Ends the program: something did not hold.
+[[noreturn]] void give_up(const char *what, const std::string &text);
 
-// Ends the program when the daemon left a descriptor open.
+// Ends the program when the daemon has ended, lost a thread or left a descriptor open.
 void expect_order();
 
 #endif

@@ -1,22 +1,20 @@
 // Control messages, one a line.
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include "tests/fuzz/fuzz_daemon.h"
 #include "time_check/time_check.h"
-#include "time_check/time_check_module.h"
 
 int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    fresh_daemon();
-    init_time_check_module_entries();
+    fresh_router();
+    sim::VirtualRouter &box = sim::router();
+    box.boot();
     for (const std::string &text : parts_of(data, size, '\n', 8)) {
-        TimeCheckMsgHandle("fuzz", text.c_str());
+        box.post(text);
         if (strnlen(modules_var.string_info, sizeof modules_var.string_info) > 127)
-            abort();
+            give_up("a text without end", text);
     }
-    run_ticks();
+    box.tick();
     expect_order();
     return 0;
 }

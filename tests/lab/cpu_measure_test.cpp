@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "time_check/time_check_cpu.h"
+#include "time_check/time_check_ids.h"
 #include "time_check/time_check_text.h"
 
 namespace

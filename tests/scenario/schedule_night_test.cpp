@@ -246,3 +246,16 @@ TEST_F(ScheduleNight, APowerSavingThatIsNotExactlyOneDoesNotHoldTheLedsOff)
     EXPECT_FALSE(radio_is_on());
     EXPECT_TRUE(leds_are_on());
 }
+
+// The user sets the zone at half past nine in the evening: in Tokyo the next morning's schedule holds already.
+TEST_F(ScheduleNight, AnotherZoneCountsAtTheNextLookAtTheRules)
+{
+    evening();
+    router().set("sys.sched.led.type", "time");
+    only_rule("nkgw.led", "5:00", "6:00");
+    start();
+    router().at(1800.5, [] { router().timezone("JST-9"); });
+    router().at(3600.5, [] { router().timezone("CET-1CEST,M3.5.0,M10.5.0/3"); });
+    router().run(7200);
+    EXPECT_EQ(switched(), (Lines{"2026-03-02 21:30:02 leds 0", "2026-03-02 22:00:01 leds 3"}));
+}

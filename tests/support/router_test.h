@@ -24,6 +24,7 @@ protected:
     void TearDown() override
     {
         EXPECT_EQ(box.unknown_paths(), Lines{}) << "the daemon opened paths that the test does not know of";
+        EXPECT_EQ(box.unknown_keys(), Lines{}) << "the daemon uses keys that platform/config_keys.def does not know of";
         EXPECT_EQ(box.open_descriptors(), Lines{}) << "the daemon left these open";
     }
 

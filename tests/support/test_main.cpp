@@ -14,6 +14,8 @@
 #include <unistd.h>
 #include <vector>
 
+#include "tests/support/patience.h"
+
 // There only where the address sanitizer is.
 extern "C" void __lsan_do_leak_check() __attribute__((weak)); // NOLINT(bugprone-reserved-identifier)
 
@@ -96,6 +98,7 @@ bool passes_in_own_process(const std::string &name, std::string &output)
         dup2(ends[1], STDERR_FILENO);
         close(ends[0]);
         close(ends[1]);
+        limit_processor_time_of_a_test();
         GTEST_FLAG_SET(filter, name);
         const int result = RUN_ALL_TESTS();
         fflush(nullptr);
@@ -164,6 +167,7 @@ int main(int count, char **arguments)
         keep_own_part(names);
         return run_each_in_own_process(names);
     }
+    limit_processor_time_of_a_test();
     const int outcome = RUN_ALL_TESTS();
     if (outcome != 0)
         print_how_to_repeat(names);

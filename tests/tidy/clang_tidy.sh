@@ -1,8 +1,13 @@
 #!/bin/bash
-# clang_tidy.sh CLANG_TIDY BUILD_FOLDER FOLDER: clang-tidy over every source of a folder, two at a time.
+# clang_tidy.sh CLANG_TIDY BUILD_FOLDER FOLDER: clang-tidy over the sources of a folder, two at a time; over all of them
+# with TIDY=all in the environment, otherwise over those that changed (units_to_check.py).
 set -euo pipefail
-mapfile -t sources < <(git ls-files -co --exclude-standard "$3/*.cpp")
-[ "${#sources[@]}" -gt 0 ] || { echo "no sources in $3"; exit 1; }
+here=$(dirname "$0")
+found_clean=$2/clang_tidy
+mapfile -t sources < <(python3 "$here/units_to_check.py" "$3" "$found_clean")
+echo "${#sources[@]} sources of $3 to look at"
+[ "${#sources[@]}" -gt 0 ] || exit 0
 # gcc's own flags mean nothing to clang
 printf '%s\0' "${sources[@]}" |
-    xargs -0 -n 4 -P 2 "$1" -p "$2" --quiet --extra-arg=-Wno-unknown-warning-option --extra-arg=-Wno-unused-command-line-argument
+    xargs -0 -n 1 -P 2 "$1" -p "$2" --quiet --extra-arg=-Wno-unknown-warning-option --extra-arg=-Wno-unused-command-line-argument
+python3 "$here/units_to_check.py" "$3" "$found_clean" --clean

@@ -3,6 +3,8 @@
 
 #include "tests/support/router_test.h"
 #include "time_check/time_check_ap_connect.h"
+#include "time_check/time_check_dispatch.h"
+#include "time_check/time_check_ids.h"
 #include "time_check/time_check_module.h"
 
 namespace

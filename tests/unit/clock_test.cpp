@@ -5,7 +5,8 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/router_test.h"
-#include "time_check/time_check_common.h"
+#include "time_check/time_check_clock.h"
+#include "time_check/time_check_schedule.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -166,6 +167,11 @@ TEST_F(SleepRand, IsTheLanCounterModulo600)
     EXPECT_EQ(drawn_at("2147483647\n"), 247U);
 }
 
+TEST_F(SleepRand, ACounterOfOneCharacterCounts)
+{
+    EXPECT_EQ(drawn_at("7"), 7U);
+}
+
 TEST_F(SleepRand, ALargeCounterSaturates)
 {
     EXPECT_EQ(drawn_at("2147483648\n"), 247U);
@@ -274,6 +280,16 @@ TEST(DayList, AnEmptyDayEndsTheList)
 {
     EXPECT_THAT(days("1;;1;1"), ElementsAre(1, 0, 0, 0, 0, 0, 0));
     EXPECT_THAT(days(";1;1"), ElementsAre(0, 0, 0, 0, 0, 0, 0));
+}
+
+// The list is six texts that end at a ";" and a last one that is a word.
+TEST(DayList, BlanksAreSkippedBeforeTheSeventhDayAlone)
+{
+    EXPECT_THAT(days("1;1;1;1;1;1; 1"), ElementsAre(1, 1, 1, 1, 1, 1, 1));
+    EXPECT_THAT(days("1;1;1;1;1;1; \t\n 10"), ElementsAre(1, 1, 1, 1, 1, 1, 1));
+    EXPECT_THAT(days(" 1;1; 1;1;1; 1;1"), ElementsAre(0, 1, 0, 1, 1, 0, 1));
+    EXPECT_THAT(days("1;1;1;1;1;1; "), ElementsAre(1, 1, 1, 1, 1, 1, 0));
+    EXPECT_THAT(days("1;1;1;1;1;1; ;1"), ElementsAre(1, 1, 1, 1, 1, 1, 0));
 }
 
 TEST(DayList, TheFirstCharacterOfALongDayCounts)

@@ -270,11 +270,11 @@ TEST_F(CpuAccounting, ASampleTakesAHundredMilliseconds)
     load();
     machine_total(1000);
     process_total(100);
-    box.at(0.099, [this] {
+    box.at(0.1, [this] { // at the same moment the world changes first
         machine_total(1010);
         process_total(105);
     });
-    box.at(0.101, [this] {
+    box.at(0.100001, [this] {
         machine_total(1010);
         process_total(110);
     });
@@ -411,6 +411,15 @@ TEST_F(CpuAccounting, AnIdleTickReadsNothingAndDoesNotWait)
     time_check_cpu();
     EXPECT_EQ(box.calls_made("open"), opens);
     EXPECT_EQ(box.calls_made("select"), selects);
+}
+
+TEST_F(CpuAccounting, ASampleGivesOneWhetherARowIsDueOrNot)
+{
+    load();
+    EXPECT_EQ(time_check_cpu_get_cpu(), 1); // no tick has made a row due
+    sample();
+    EXPECT_EQ(time_check_cpu_get_cpu(), 1); // and now one is
+    EXPECT_EQ(time_check_cpu_get_check_results(), 1);
 }
 
 TEST_F(CpuAccounting, ARowThatIsNotDueShowsAShareOfZero)

@@ -3,6 +3,8 @@
 
 #include "tests/unit/watchdog_fixture.h"
 #include "time_check/time_check_cpu.h"
+#include "time_check/time_check_dispatch.h"
+#include "time_check/time_check_ids.h"
 #include "time_check/time_check_module.h"
 
 namespace
@@ -151,6 +153,17 @@ TEST_F(CpuTable, AStartSwitchesItOnAgainFromItsFirstPeriod)
     EXPECT_TRUE(tick(0));
     EXPECT_FALSE(tick(0));
     EXPECT_TRUE(tick(0));
+}
+
+TEST_F(CpuTable, StartStopAndRestartGiveOne)
+{
+    load();
+    for (const char *name : {"httpd", "nobody", "all"}) {
+        const TIME_CHECK_MODULES_COMMON_STRUCT msg = watchdog_message(OP_START, name);
+        EXPECT_EQ(time_check_cpu_start(&msg), 1) << name;
+        EXPECT_EQ(time_check_cpu_stop(&msg), 1) << name;
+        EXPECT_EQ(time_check_cpu_restart(&msg), 1) << name;
+    }
 }
 
 TEST_F(CpuTable, ARestartIsAStart)

@@ -43,6 +43,14 @@ TEST_F(CpuWatchdog, ThePeriodDoublesUpTo256TicksWhileTheProgramBehaves)
     EXPECT_ACTS();
 }
 
+// A period below 256 doubles once more, so that a table's own one may end above it.
+TEST_F(CpuWatchdog, APeriodJustBelowTheLongestDoublesOnce)
+{
+    exe_info[0].exe_spa_time = 255;
+    load();
+    EXPECT_EQ(sampling_ticks(1280, 10), (std::vector<int>{255, 765, 1275}));
+}
+
 TEST_F(CpuWatchdog, AProgramOverItsLimitIsSampledEveryEighthTick)
 {
     load();

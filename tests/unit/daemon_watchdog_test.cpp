@@ -1,14 +1,19 @@
 // The liveness watchdog: its table, its look at the process list, its tick.
+#include <csignal>
+
 #include <gtest/gtest.h>
 
 #include "tests/unit/watchdog_fixture.h"
 #include "time_check/time_check_daemon.h"
+#include "time_check/time_check_dispatch.h"
+#include "time_check/time_check_ids.h"
 #include "time_check/time_check_module.h"
 
 namespace
 {
 
 const std::string RESTART = "command cfm post netctrl 51?op=6";
+const std::string LOOK = "ps | grep minidlna";
 const std::string KILL = "command killall -9 minidlna";
 
 class DaemonWatchdog : public RouterTest
@@ -55,6 +60,7 @@ protected:
     void give_key(const char *key)
     {
         copy_text(daemon_exe_info[0].daemon_exe_enable_mib, sizeof daemon_exe_info[0].daemon_exe_enable_mib, key);
+        box.product_key(key);
     }
 };
 
@@ -324,6 +330,26 @@ TEST_F(DaemonWatchdog, APipeThatCannotBeOpenedIsNoLook)
     EXPECT_EQ(time_check_daemon_need_restart(0), -1);
 }
 
+// A ps that hangs: the ground's deadline ends the shell.
+TEST_F(DaemonWatchdog, ALookThatIsCutOffIsNoLook)
+{
+    box.command_status(LOOK, 128 + SIGKILL);
+    for (const char *printed : {"", "one\n", "one\ntwo\n"}) {
+        box.command_output(LOOK, printed);
+        EXPECT_EQ(time_check_daemon_uload("minidlna"), -1) << printed;
+    }
+    box.command_output(LOOK, "one\ntwo\nthree\n");
+    EXPECT_EQ(time_check_daemon_uload("minidlna"), 0) << "it was seen before";
+}
+
+TEST_F(DaemonWatchdog, ALookThatEndsByItselfCountsWhateverItsStatus)
+{
+    for (const int status : {1, 2, 127}) {
+        box.command_status(LOOK, status); // grep has found nothing, or cannot be run
+        EXPECT_EQ(time_check_daemon_uload("minidlna"), 1) << status;
+    }
+}
+
 TEST_F(DaemonWatchdog, ARestartIsNeededWhenAWatchedProgramIsMissing)
 {
     load_and_start();
@@ -461,6 +487,18 @@ TEST_F(DaemonWatchdog, ALookThatCannotBeMadeNeitherCountsNorForgives)
     EXPECT_ACTS(KILL, RESTART);
 }
 
+TEST_F(DaemonWatchdog, ALookThatIsCutOffNeitherCountsNorForgives)
+{
+    load_and_start();
+    ticks(27);
+    box.command_status(LOOK, 128 + SIGKILL);
+    ticks(300);
+    EXPECT_ACTS();
+    box.command_status(LOOK, 0);
+    ticks(3);
+    EXPECT_ACTS(KILL, RESTART);
+}
+
 TEST_F(DaemonWatchdog, EachMissShowsItsNumber)
 {
     debug_on();
@@ -496,6 +534,12 @@ TEST_F(DaemonWatchdog, ADirectoryWithAnEntryIsOne)
     EXPECT_EQ(check_if_dir_empty("/mnt/media"), 1);
     box.remove_file("/mnt/media/song.mp3");
     box.missing("/mnt/media");
+    EXPECT_EQ(check_if_dir_empty("/mnt/media"), 0);
+}
+
+TEST_F(DaemonWatchdog, ADirectoryWithoutEntriesIsZero)
+{
+    box.directory("/mnt/media"); // its own entry and its parent's are listed all the same
     EXPECT_EQ(check_if_dir_empty("/mnt/media"), 0);
 }
 

@@ -5,6 +5,8 @@
 #include "tests/support/router_test.h"
 #include "time_check/time_check.h"
 #include "time_check/time_check_debug.h"
+#include "time_check/time_check_ids.h"
+#include "time_check/time_check_log.h"
 #include "time_check/time_check_module.h"
 
 using testing::Each;
@@ -54,7 +56,8 @@ TEST_F(Debug, ARequestTogglesTheModulesSwitchAndTheMasterSwitch)
 {
     EXPECT_EQ(ask(1), 1);
     EXPECT_EQ(debug_tag, 1);
-    EXPECT_THAT(_DEBUG_LIST_, ElementsAre(0, 1, 0, 0, 0, 0, 0, 0, 0, 0));
+    for (uint32_t id = 0; id < TIME_CHECK_MAX_MODULE_NUM; id++)
+        EXPECT_EQ(_DEBUG_LIST_[id], id == 1 ? 1U : 0U) << id;
     EXPECT_THAT(box.log(), ElementsAre("___56____debug_tag: 0_____", "___63____debug_tag: 1_____"));
 
     box.clear_log();
@@ -66,9 +69,9 @@ TEST_F(Debug, ARequestTogglesTheModulesSwitchAndTheMasterSwitch)
 
 TEST_F(Debug, EveryModuleHasItsSwitch)
 {
-    for (uint32_t id = 0; id < 10; id++) {
+    for (uint32_t id = 0; id < TIME_CHECK_MAX_MODULE_NUM; id++) {
         EXPECT_EQ(set_time_check_debug_info(id), 1);
-        for (uint32_t other = 0; other < 10; other++)
+        for (uint32_t other = 0; other < TIME_CHECK_MAX_MODULE_NUM; other++)
             EXPECT_EQ(_DEBUG_LIST_[other], other <= id ? 1U : 0U);
     }
 }
@@ -94,7 +97,7 @@ TEST_F(Debug, AnyValueButZeroTogglesToZero)
 
 TEST_F(Debug, NoModuleChangesNothing)
 {
-    for (const uint32_t id : {10U, 11U, 0xffffffffU}) {
+    for (const uint32_t id : {uint32_t{TIME_CHECK_MAX_MODULE_NUM}, 99U, 0xffffffffU}) {
         EXPECT_EQ(ask(id), 0);
         EXPECT_EQ(set_time_check_debug_info(id), 0);
     }
@@ -113,11 +116,11 @@ TEST_F(Debug, IdZeroListsTheRegistryFirst)
 {
     EXPECT_EQ(ask(0), 1);
     const auto &log = box.log();
-    ASSERT_EQ(log.size(), 32U); // three lines a module, and the two of the switch
+    ASSERT_EQ(log.size(), 3U * TIME_CHECK_MAX_MODULE_NUM + 2); // three lines a module, and the two of the switch
     EXPECT_EQ(log[0], "id:0");
     EXPECT_EQ(log[29], "ops_module:time_check_wl_guest,");
-    EXPECT_EQ(log[30], "___56____debug_tag: 0_____");
-    EXPECT_EQ(log[31], "___63____debug_tag: 1_____");
+    EXPECT_EQ(log[log.size() - 2], "___56____debug_tag: 0_____");
+    EXPECT_EQ(log[log.size() - 1], "___63____debug_tag: 1_____");
     EXPECT_EQ(_DEBUG_LIST_[0], 1U);
 }
 
@@ -145,9 +148,9 @@ TEST_F(Debug, TheAnswerComesFromTheMasterSwitchAlone)
     EXPECT_EQ(get_time_check_debug_info(1), 0);
     _DEBUG_LIST_[1] = 0;
     debug_tag = 1;
-    for (uint32_t id = 0; id < 10; id++)
+    for (uint32_t id = 0; id < TIME_CHECK_MAX_MODULE_NUM; id++)
         EXPECT_EQ(get_time_check_debug_info(id), 1);
-    EXPECT_EQ(get_time_check_debug_info(10), 0);
+    EXPECT_EQ(get_time_check_debug_info(TIME_CHECK_MAX_MODULE_NUM), 0);
     EXPECT_EQ(get_time_check_debug_info(0xffffffff), 0);
     debug_tag = 2; // on is 1 exactly
     EXPECT_EQ(get_time_check_debug_info(1), 0);

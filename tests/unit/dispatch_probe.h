@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "time_check/time_check_module.h"
+#include "time_check/time_check_dispatch.h"
 
 struct dispatched {
     int handler; // the number of the probe

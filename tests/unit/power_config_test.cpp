@@ -112,6 +112,7 @@ TEST_F(PowerConfig, DaysAreReadUpToSevenSingleCharacters)
     EXPECT_EQ(loaded("sys.powersleep.wday", "1;2;x;9", 2), "\t\t wday_en:1;2;0;9;0;0;0");
     EXPECT_EQ(loaded("sys.powersleep.wday", "1;;1", 2), "\t\t wday_en:1;0;0;0;0;0;0");
     EXPECT_EQ(loaded("sys.powersleep.wday", ";1", 2), "\t\t wday_en:0;0;0;0;0;0;0");
+    EXPECT_EQ(loaded("sys.powersleep.wday", "1;1;1;1;1;1; 1", 2), "\t\t wday_en:1;1;1;1;1;1;1");
     EXPECT_EQ(loaded("sys.powersleep.wday", "1,1,1,1,1,1,1", 2), "\t\t wday_en:1;0;0;0;0;0;0");
     EXPECT_EQ(loaded("sys.powersleep.wday", "1;1;1;1;1;1;1;1;1;1", 2), "\t\t wday_en:1;1;1;1;1;1;1");
     EXPECT_EQ(loaded("sys.powersleep.wday", std::string(1000, '1'), 2), "\t\t wday_en:1;0;0;0;0;0;0");

@@ -1,6 +1,7 @@
 // Power saving: the tick and the two daily drivers.
 #include "tests/support/schedule_world.h"
 #include "time_check/time_check_debug.h"
+#include "time_check/time_check_ids.h"
 #include "time_check/time_check_led.h"
 #include "time_check/time_check_power.h"
 #include "time_check/time_check_wifi.h"
@@ -314,6 +315,17 @@ TEST_F(PowerNoClient, TheOtherBridgesClientCounts)
     evening("1");
     router().clear_arp();
     router().arp("192.168.1.5", "0x2", "02:00:00:00:00:05", "br1");
+    router().clock("2026-03-02 23:00:00");
+    tick(400);
+    EXPECT_FALSE(asleep());
+}
+
+TEST_F(PowerNoClient, AGuestOnABridgeOfAnotherNameCounts)
+{
+    evening("1");
+    router().clear_arp();
+    router().set("lan2.ifname", "guests");
+    router().arp("192.168.2.5", "0x2", "02:00:00:00:00:05", "guests");
     router().clock("2026-03-02 23:00:00");
     tick(400);
     EXPECT_FALSE(asleep());

@@ -7,7 +7,7 @@
 
 #include "platform/statistics.h"
 #include "tests/support/router_test.h"
-#include "time_check/time_check_common.h"
+#include "time_check/time_check_quiet.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -134,6 +134,35 @@ TEST_F(Clients, EachBridgeWithAClientCountsOne)
     box.arp("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
     box.arp("192.168.0.8", "0x2", "52:54:00:12:34:58", "br0");
     EXPECT_EQ(time_check_get_bridge_clients(), 2);
+}
+
+TEST_F(Clients, BridgesOfOtherNamesCountWhenTheUsualOnesAreEmpty)
+{
+    box.lan("br-lan");
+    EXPECT_EQ(time_check_get_bridge_clients(), 0);
+    box.arp("192.168.0.7", "0x2", "52:54:00:12:34:56", "br-lan");
+    EXPECT_EQ(time_check_get_bridge_clients(), 1);
+    box.clear_arp();
+    box.arp("192.168.2.7", "0x2", "52:54:00:12:34:57", "guests");
+    EXPECT_EQ(time_check_get_bridge_clients(), 0);
+    box.set("lan2.ifname", "guests");
+    EXPECT_EQ(time_check_get_bridge_clients(), 1);
+    box.arp("192.168.0.7", "0x2", "52:54:00:12:34:56", "br-lan");
+    EXPECT_EQ(time_check_get_bridge_clients(), 2);
+    box.arp("192.168.1.7", "0x2", "52:54:00:12:34:58", "br0");
+    EXPECT_EQ(time_check_get_bridge_clients(), 1);
+}
+
+// An empty name would be found in every line, the provider's router's too.
+TEST_F(Clients, WithoutABridgeOfAnotherNameNoOtherInterfaceCounts)
+{
+    box.arp("198.51.100.1", "0x2", "52:54:00:12:34:56", "eth1");
+    for (const char *guests : {"", "br0", "br1"}) {
+        box.set("lan2.ifname", guests);
+        const uint64_t opened = box.calls_made("open");
+        EXPECT_EQ(time_check_get_bridge_clients(), 0) << guests;
+        EXPECT_EQ(box.calls_made("open") - opened, 2U) << guests;
+    }
 }
 
 // ---- interface counters ----

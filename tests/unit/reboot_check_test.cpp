@@ -7,6 +7,7 @@
 #include "tests/support/router_test.h"
 #include "time_check/time_check.h"
 #include "time_check/time_check_debug.h"
+#include "time_check/time_check_ids.h"
 #include "time_check/time_check_reboot.h"
 
 using testing::Contains;
@@ -230,6 +231,16 @@ TEST_F(ForwardedCheck, AClientOnTheSecondBridgeIsAClient)
 {
     client_goes();
     box.arp("192.168.1.7", "0x2", "52:54:00:12:34:57", "br1");
+    for (int i = 0; i < 200; i++)
+        sample(0, 0);
+    EXPECT_THAT(box.journal(), IsEmpty());
+}
+
+TEST_F(ForwardedCheck, AClientOnALanBridgeOfAnotherNameIsAClient)
+{
+    client_goes();
+    box.lan("br-lan");
+    box.arp("192.168.0.7", "0x2", "52:54:00:12:34:56", "br-lan");
     for (int i = 0; i < 200; i++)
         sample(0, 0);
     EXPECT_THAT(box.journal(), IsEmpty());

@@ -59,6 +59,7 @@ TEST_F(SimTime, EverySecondIsTheLocalTimeThatLibcSays)
 {
     for (const char *zone : {"UTC0", "CET-1CEST,M3.5.0,M10.5.0/3", "LMT-0:53:28"}) {
         box.timezone(zone);
+        sim_sleep(1);
         for (const time_t middle : {INT64_C(0), INT64_C(1774746000) /* summer time begins */, INT64_C(1792890000),
                                     INT64_C(2147483648), INT64_C(4294967296)})
             for (int64_t i = -130; i < 130; i++) {
@@ -69,13 +70,29 @@ TEST_F(SimTime, EverySecondIsTheLocalTimeThatLibcSays)
     }
 }
 
-TEST_F(SimTime, AnotherZoneHoldsAtOnce)
+TEST_F(SimTime, AnotherZoneHoldsForTheDaemonFromItsNextSleepOn)
 {
     const time_t noon = 1767268800;
-    box.timezone("UTC0");
     EXPECT_EQ(local_parts(noon, true), "126-0-1 4 12:0:0 0");
     box.timezone("LMT-5:30");
+    EXPECT_EQ(local_parts(noon, true), "126-0-1 4 12:0:0 0");
+    EXPECT_EQ(local_parts(noon + 60, true), "126-0-1 4 12:1:0 0") << "libc keeps to what it read";
+    EXPECT_EQ(local_parts(noon, false), "126-0-1 4 17:30:0 0") << "the test itself goes by the machine's";
+    sim_usleep(1000000);
+    EXPECT_EQ(local_parts(noon, true), "126-0-1 4 12:0:0 0") << "no other pause is the ground's";
+    sim_sleep(1);
     EXPECT_EQ(local_parts(noon, true), "126-0-1 4 17:30:0 0");
+}
+
+TEST_F(SimTime, ZoneIsReadWhenLocalTimeIsFirstAskedFor)
+{
+    const time_t noon = 1767268800;
+    box.timezone("LMT-5:30");
+    EXPECT_EQ(local_parts(noon, true), "126-0-1 4 17:30:0 0");
+    box.timezone("LMT-2");
+    EXPECT_EQ(local_parts(noon, true), "126-0-1 4 17:30:0 0");
+    box.restart();
+    EXPECT_EQ(local_parts(noon, true), "126-0-1 4 14:0:0 0") << "a new process";
 }
 
 TEST_F(SimTime, MessageIsHandledAtOnceWhileTheDaemonSleeps)

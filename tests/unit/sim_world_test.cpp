@@ -42,6 +42,7 @@ TEST_F(SimFiles, ReadInPieces)
 
 TEST_F(SimFiles, WrittenThroughAStream)
 {
+    box.directory("/tmp");
     FILE *const stream = sim_fopen("/tmp/new", "w");
     ASSERT_NE(stream, nullptr);
     fprintf(stream, "one\n");
@@ -74,6 +75,46 @@ TEST_F(SimFiles, ANewFileTakesAnothersPlace)
     EXPECT_EQ(box.file("/etc/httpd.pid"), "x\n");
     EXPECT_FALSE(box.file_exists("/etc/new"));
     EXPECT_ACTS("write /etc/new", "rename /etc/new /etc/httpd.pid");
+}
+
+TEST_F(SimFiles, ANewFileIsItsMakersAndAnOldOneStaysItsOwners)
+{
+    box.file("/etc/old", "text");
+    EXPECT_EQ(box.permissions("/etc/old"), "644 0:0");
+    box.permissions("/etc/old", 0640, 0, 4);
+    const int old_file = sim_open("/etc/old", O_RDONLY);
+    struct stat status = {};
+    ASSERT_EQ(sim_fstat(old_file, &status), 0);
+    EXPECT_EQ(status.st_mode, mode_t{S_IFREG | 0640});
+    EXPECT_EQ(status.st_gid, 4U);
+    EXPECT_EQ(status.st_size, 4);
+    sim_close(old_file);
+
+    const int new_file = sim_open("/etc/new", O_WRONLY | O_CREAT, 0666);
+    EXPECT_EQ(box.permissions("/etc/new"), "644 0:0");
+    EXPECT_EQ(sim_fchmod(new_file, 06750), 0);
+    EXPECT_EQ(sim_fchown(new_file, 7, 8), 0);
+    EXPECT_EQ(box.permissions("/etc/new"), "750 7:8");
+    sim_close(new_file);
+    EXPECT_EQ(sim_fstat(new_file, &status), -1);
+    EXPECT_EQ(errno, EBADF);
+}
+
+TEST_F(SimFiles, ALinkIsNoFileOfItsOwn)
+{
+    box.file("/etc/target", "text");
+    box.link_file("/etc/link", "/etc/target");
+    EXPECT_EQ(sim_open("/etc/link", O_WRONLY | O_NOFOLLOW), -1);
+    EXPECT_EQ(errno, ELOOP);
+    EXPECT_EQ(sim_open("/etc/link", O_WRONLY | O_CREAT | O_EXCL, 0600), -1);
+    EXPECT_EQ(errno, EEXIST);
+    EXPECT_EQ(sim_rename("/etc/link", "/etc/other"), 0);
+    EXPECT_FALSE(box.file_exists("/etc/other"));
+    char target[32];
+    EXPECT_EQ(sim_readlink("/etc/other", target, sizeof target), 11);
+    EXPECT_EQ(sim_unlink("/etc/other"), 0);
+    EXPECT_EQ(sim_unlink("/etc/other"), -1);
+    EXPECT_EQ(box.file("/etc/target"), "text");
 }
 
 TEST_F(SimFiles, DirectoryHoldsTheFilesUnderIt)

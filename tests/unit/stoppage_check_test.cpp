@@ -521,6 +521,30 @@ TEST_F(WanOnline, NoWansAreNone)
     }
 }
 
+TEST_F(WanOnline, TheLastOfManyIsFound)
+{
+    make_wired_router(0);
+    router().set("wans.flag", "64");
+    router().address("wan64", "198.51.100.64");
+    EXPECT_EQ(get_wan_online_result(), 1);
+    router().set("wans.flag", "63");
+    EXPECT_EQ(get_wan_online_result(), 0);
+}
+
+// A second of the main loop would not end before all of them were asked for.
+TEST_F(WanOnline, NoMoreAreAskedForThanARouterCanHave)
+{
+    make_wired_router(0);
+    router().address("eth1", "");
+    router().keep_log(false);
+    for (const char *count : {"1000", "100000", "2147483647", "99999999999"}) {
+        router().set("wans.flag", count);
+        const uint64_t before = router().calls_made("getWanIfName");
+        EXPECT_EQ(get_wan_online_result(), 0) << count;
+        EXPECT_EQ(router().calls_made("getWanIfName") - before, 64U) << count;
+    }
+}
+
 TEST_F(DhcpSilence, TheLastDigitLineCounts)
 {
     const struct {

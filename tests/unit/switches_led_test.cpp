@@ -1,6 +1,7 @@
 // Switching the LEDs.
 #include "tests/support/schedule_world.h"
 #include "time_check/time_check_common.h"
+#include "time_check/time_check_led.h"
 #include "time_check/time_check_power.h"
 
 using namespace schedule_world;

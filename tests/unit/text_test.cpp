@@ -286,6 +286,16 @@ TEST_F(FileLines, AFailingReadEndsTheFileAndIsTold)
     close_lines(&reader);
 }
 
+TEST_F(FileLines, AReaderForgetsTheFailureOfItsLastFile)
+{
+    box.file(path, "one\n");
+    line_reader reader;
+    reader.failed = true;
+    ASSERT_TRUE(open_lines(&reader, path));
+    EXPECT_FALSE(reader.failed);
+    close_lines(&reader);
+}
+
 TEST_F(FileLines, AnInterruptedReadGoesOn)
 {
     box.file(path, "one\n");

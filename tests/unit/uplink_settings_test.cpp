@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "tests/unit/uplink_fixture.h"
+#include "time_check/time_check_dispatch.h"
+#include "time_check/time_check_ids.h"
 #include "time_check/time_check_module.h"
 #include "time_check/time_check_wifi_connect.h"
 

@@ -301,6 +301,23 @@ TEST_F(TwoWans, TheIntervalCountsTheTroubledOnes)
     EXPECT_EQ(published(1), "wan1 isonln=0 check=0");
 }
 
+TEST_F(TwoWans, EachOnesConnectionTypeIsReadByEveryPass)
+{
+    make_wired_router(2);
+    router().address("ppp1", "198.51.100.9");
+    router().on_wan_ifname([](int wan_id, int /*sys_mode*/, int conn_type) {
+        return wan_id == 1 ? "eth1" : conn_type == 2 ? "ppp1" : "eth2";
+    });
+    router().reachable("*", "eth2", false); // where WAN 2 is after it has become a dialled one
+    start();
+    pass();
+    EXPECT_EQ(published(2), "wan2 isonln=0 check=1");
+    router().set("wan2.connecttype", "2");
+    pass();
+    EXPECT_EQ(published(2), "wan2 isonln=1 check=1");
+    EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
+}
+
 TEST_F(TwoWans, AForgivenOneIsTroubled)
 {
     start_wired(2);
@@ -310,27 +327,43 @@ TEST_F(TwoWans, AForgivenOneIsTroubled)
     EXPECT_EQ(published(2), "wan2 isonln=1 check=1");
 }
 
-TEST_F(TwoWans, AnInternalOneHasItsDnsBlockedUntilItIsBack)
+static void expect_block_until_back(int wan_id)
 {
+    const std::string number = std::to_string(wan_id);
     start_wired(2);
     pass();
-    lose_internet(2);
+    lose_internet(wan_id);
     use_up_grace();
     router().clear_journal();
     EXPECT_EQ(pass(), (Pass{1, 12}));
-    EXPECT_EQ(router().journal(), (Lines{"set wan2_isonln=0", "command cfm post netctrl 52?op=16,wan_id=2",
-                                         "command iptables -A dns_drop -o eth2 -j DROP"}));
-    EXPECT_EQ(router().chain("dns_drop"), (Lines{"-o eth2 -j DROP"}));
+    EXPECT_EQ(router().journal(),
+              (Lines{"set wan" + number + "_isonln=0", "command cfm post netctrl 52?op=16,wan_id=" + number,
+                     "command iptables -A dns_drop -o eth" + number + " -j DROP"}));
+    EXPECT_EQ(router().chain("dns_drop"), (Lines{"-o eth" + number + " -j DROP"}));
 
     router().clear_journal();
     pass();
     EXPECT_TRUE(router().journal().empty());
 
-    regain_internet(2);
+    regain_internet(wan_id);
     EXPECT_EQ(pass(), (Pass{1, 20}));
-    EXPECT_EQ(router().journal(), (Lines{"set wan2_isonln=1", "command cfm post netctrl 52?op=15,wan_id=2",
-                                         "command iptables -D dns_drop -o eth2 -j DROP"}));
+    EXPECT_EQ(router().journal(),
+              (Lines{"set wan" + number + "_isonln=1", "command cfm post netctrl 52?op=15,wan_id=" + number,
+                     "command iptables -D dns_drop -o eth" + number + " -j DROP"}));
     EXPECT_TRUE(router().chain("dns_drop").empty());
+}
+
+TEST_F(TwoWans, AnInternalOneHasItsDnsBlockedUntilItIsBack)
+{
+    expect_block_until_back(2);
+}
+
+TEST_F(TwoWans, TheFirstIsBlockedAndProbedByItsOwnInterface)
+{
+    expect_block_until_back(1);
+    router().reachable("*", "eth2", false);
+    EXPECT_EQ(pass(), (Pass{1, 12}));
+    EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
 }
 
 TEST_F(TwoWans, HaveRulesForEachAndKeepThemThroughAFault)

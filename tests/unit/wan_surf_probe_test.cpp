@@ -1,5 +1,7 @@
 // The tools of the reachability check: chain, policy rules, resolution, probe and the keys it writes.
 #include "tests/unit/wan_world.h"
+#include "time_check/wan_keys.h"
+#include "time_check/wan_surf_check.h"
 #include "time_check/wan_surf_probe.h"
 
 using sim::router;
@@ -242,6 +244,50 @@ TEST_F(Resolution, OnlyNeighboursAreCompared)
     router().name("www.wikipedia.org", "192.0.2.1");
     dns_resolv();
     EXPECT_EQ(router().log(), (Lines{"dns_resolv 351: gethostbyname return ip addres is:"}));
+}
+
+// The answers of a name server that keeps its clients for itself, or of a provider's block list.
+TEST_F(Resolution, AnAddressThatNoOtherMachineCanHaveFailsIt)
+{
+    for (const char *address : {"0.0.0.0", "0.1.2.3", "127.0.0.1", "127.255.255.255", "224.0.0.1", "239.255.255.255",
+                                "240.0.0.1", "255.255.255.255"}) {
+        start_probe(1);
+        router().name("www.cloudflare.com", address);
+        expect_failed_resolution();
+    }
+    for (const char *address : {"1.0.0.1", "126.255.255.255", "128.0.0.1", "223.255.255.255", "192.168.0.7"}) {
+        start_probe(1);
+        router().name("www.cloudflare.com", address);
+        dns_resolv();
+        EXPECT_EQ(router().log(), (Lines{"dns_resolv 351: gethostbyname return ip addres is:"})) << address;
+    }
+}
+
+TEST_F(Resolution, AnAddressOfTheRoutersOwnFailsIt)
+{
+    for (const char *own : {"192.168.0.1", "198.51.100.1", "198.51.100.2"}) {
+        start_probe(2);
+        router().name("www.cloudflare.com", own);
+        expect_failed_resolution();
+    }
+    router().address("eth2", ""); // the second WAN is down: the address may be anybody's
+    start_probe(1);
+    router().name("www.cloudflare.com", "198.51.100.2");
+    dns_resolv();
+    EXPECT_EQ(router().log(), (Lines{"dns_resolv 351: gethostbyname return ip addres is:"}));
+}
+
+TEST_F(Resolution, AnOwnAddressIsLookedForWhereItIsNow)
+{
+    start_probe(1);
+    router().on_wan_ifname([](int, int sys_mode, int conn_type) {
+        return sys_mode == 3 && conn_type == 2 ? std::string("ppp0") : std::string();
+    });
+    router().set("sys.mode", "3");
+    router().set("wan1.connecttype", "2");
+    router().address("ppp0", "203.0.113.7");
+    router().name("www.cloudflare.com", "203.0.113.7");
+    expect_failed_resolution();
 }
 
 TEST_F(Resolution, RepeatedFailuresAskEachNameServerInTurn)

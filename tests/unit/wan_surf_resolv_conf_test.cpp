@@ -82,10 +82,19 @@ TEST_F(NameServers, APieceOfALongLineIsNoNameServer)
     EXPECT_EQ(adjusted(line + SERVER_1 + SERVER_2), line + SERVER_2 + SERVER_1);
 }
 
-TEST_F(NameServers, AnOverlongNameServerLineIsCut)
+TEST_F(NameServers, AnOverlongNameServerLineIsMovedWhole)
 {
-    const std::string line = "nameserver 10.0.0.9 " + std::string(280, '#');
-    EXPECT_EQ(adjusted(line + "\n" + SERVER_2), SERVER_2 + line.substr(0, 255));
+    const std::string line = "nameserver 10.0.0.9 " + std::string(280, '#') + "\n";
+    EXPECT_EQ(adjusted(line + SERVER_2), SERVER_2 + line);
+}
+
+TEST_F(NameServers, ANulByteGluesNoLines)
+{
+    using namespace std::string_literals;
+    const std::string odd = "search lan\0 more\n"s;
+    const std::string server = "nameserver 10.0.0.1\0#\n"s;
+    EXPECT_EQ(adjusted(odd + server + SERVER_2), odd + SERVER_2 + server);
+    EXPECT_EQ(adjusted("\0\n"s + SERVER_1 + "\0"s), "\0\n\0\n"s + SERVER_1);
 }
 
 TEST_F(NameServers, AFileOfExactly2048BytesIsKept)
@@ -93,34 +102,57 @@ TEST_F(NameServers, AFileOfExactly2048BytesIsKept)
     const std::string rest = long_line(500) + long_line(500) + long_line(500) + long_line(500 + 8) + SERVER_2;
     ASSERT_EQ(rest.size() + sizeof SERVER_1 - 1, 2048U);
     EXPECT_EQ(adjusted(SERVER_1 + rest), rest + SERVER_1);
+    EXPECT_EQ(adjusted(SERVER_1 + std::string(2028, 'x')), std::string(2028, 'x') + "\n" + SERVER_1);
 }
 
-TEST_F(NameServers, ALineThatDoesNotFitIsDroppedWhole)
+TEST_F(NameServers, ALargerFileIsReportedAndLeftAlone)
 {
-    const std::string kept = long_line(1000) + long_line(900);
-    EXPECT_EQ(adjusted(SERVER_1 + kept + long_line(300) + SERVER_2), kept + SERVER_2 + SERVER_1);
+    for (const size_t length : {2009U, 4096U, 1000000U}) {
+        const std::string text = SERVER_1 + long_line(length) + SERVER_2;
+        router().clear_log();
+        EXPECT_EQ(adjusted(text), text);
+        EXPECT_EQ(router().log(), (Lines{"adjust_resolv_conf_sequence 286: open /etc/resolv.conf fail!"}));
+    }
+    EXPECT_TRUE(router().journal().empty());
 }
 
-TEST_F(NameServers, TheHeldOneIsNeverDropped)
+TEST_F(NameServers, WhatChangesNothingIsNotWritten)
 {
-    const std::string kept = long_line(1000) + long_line(900);
-    EXPECT_EQ(adjusted(kept + long_line(148) + SERVER_1), kept + SERVER_1);
-    EXPECT_EQ(adjusted(kept + long_line(100) + long_line(48) + SERVER_1), kept + long_line(100) + SERVER_1);
-    EXPECT_EQ(adjusted(long_line(2048) + SERVER_1), SERVER_1);
-    EXPECT_EQ(adjusted(SERVER_1 + std::string(2028, 'x')), SERVER_1); // no room for the line end
-    EXPECT_EQ(adjusted(SERVER_1 + std::string(2027, 'x')), std::string(2027, 'x') + "\n" + SERVER_1);
+    for (const std::string text : {"", "search lan\n", "nameserver 10.0.0.1\n", "nameserver 10.0.0.1",
+                                   "search lan\nnameserver 10.0.0.1\n", "nameserver 1.1.1.1\nnameserver 1.1.1.1\n"})
+        EXPECT_EQ(adjusted(text), text);
+    EXPECT_TRUE(router().journal().empty());
+    EXPECT_TRUE(router().log().empty());
 }
 
-TEST_F(NameServers, AMegabyteOverrunsNothing)
+TEST_F(NameServers, TheNewFileIsTheOldOnesOwnersAndAsReadable)
 {
-    std::string text;
-    while (text.size() < 1000000)
-        text += long_line(17) + SERVER_2;
-    const std::string result = adjusted(SERVER_1 + text);
-    EXPECT_LE(result.size(), 2048U);
-    EXPECT_EQ(result.substr(0, 37), long_line(17) + SERVER_2);
-    EXPECT_EQ(result.substr(result.size() - 20), SERVER_1);
-    EXPECT_EQ(adjusted(std::string(1000000, 'x')), "");
+    router().permissions(PATH, 0640, 0, 4);
+    EXPECT_EQ(adjusted(std::string(SERVER_1) + SERVER_2), std::string(SERVER_2) + SERVER_1);
+    EXPECT_EQ(router().permissions(PATH), "640 0:4");
+    EXPECT_EQ(adjusted(std::string(SERVER_1) + SERVER_2), std::string(SERVER_2) + SERVER_1);
+    EXPECT_EQ(router().permissions(PATH), "640 0:4");
+}
+
+TEST_F(NameServers, AnOwnerThatCannotBeGivenHasTheFileOverwrittenInPlace)
+{
+    for (const char *call : {"fchown", "fchmod"}) {
+        router().clear_journal();
+        router().fail(call, 1, EPERM);
+        EXPECT_EQ(adjusted(std::string(SERVER_1) + SERVER_2), std::string(SERVER_2) + SERVER_1);
+        EXPECT_ACTS("unlink /etc/resolv.conf.time_check", "write /etc/resolv.conf") << call;
+    }
+}
+
+TEST_F(NameServers, WhatLiesInTheNewFilesPlaceIsNotFollowed)
+{
+    router().file("/etc/victim", "text");
+    router().link_file(NEW_PATH, "/etc/victim");
+    EXPECT_EQ(adjusted(std::string(SERVER_1) + SERVER_2), std::string(SERVER_2) + SERVER_1);
+    EXPECT_EQ(router().file("/etc/victim"), "text");
+    router().file("/etc/victim", "text");
+    router().file(NEW_PATH, "left by a crash, and longer than what is written there now");
+    EXPECT_EQ(adjusted(std::string(SERVER_1) + SERVER_2), std::string(SERVER_2) + SERVER_1);
 }
 
 TEST_F(NameServers, AnUnreadableFileIsReportedAndLeftAlone)
@@ -174,10 +206,20 @@ TEST_F(NameServers, AMountedFileIsOverwrittenInPlace)
     EXPECT_TRUE(router().log().empty());
 }
 
-TEST_F(NameServers, AShorterTextInPlaceLeavesNoOldTail)
+TEST_F(NameServers, AFileThatGrewMeanwhileKeepsNoTail)
 {
-    router().fail("rename", 1, EBUSY);
-    EXPECT_EQ(adjusted(SERVER_1 + long_line(3000) + SERVER_2), std::string(SERVER_2) + SERVER_1);
+    router().link_file(PATH, "/tmp/resolv.conf");
+    router().file("/tmp/resolv.conf", std::string(SERVER_1) + SERVER_2);
+    router().fail_when(
+        "open",
+        [](uint64_t nth) {
+            if (nth == 2)
+                router().file("/tmp/resolv.conf", std::string(SERVER_1) + SERVER_2 + SERVER_3);
+            return false;
+        },
+        EIO);
+    adjust_resolv_conf_sequence();
+    EXPECT_EQ(router().file("/tmp/resolv.conf"), std::string(SERVER_2) + SERVER_1);
 }
 
 TEST_F(NameServers, AReadOnlyFolderHasTheFileOverwrittenInPlace)
@@ -201,7 +243,8 @@ TEST_F(NameServers, AnyOneFaultLeavesTheOldOrTheNewFile)
     const std::string old_text = std::string(SERVER_1) + SERVER_2;
     const std::string new_text = std::string(SERVER_2) + SERVER_1;
     router().missing(NEW_PATH);
-    for (const char *call : {"open", "read", "write", "fsync", "ftruncate", "close", "readlink", "rename"}) {
+    for (const char *call : {"open", "read", "fstat", "unlink", "fchown", "fchmod", "write", "fsync", "ftruncate",
+                             "close", "readlink", "rename"}) {
         for (unsigned nth = 1; nth <= 4; nth++) {
             router().fail(call, nth, ENOSPC);
             const std::string text = adjusted(old_text);

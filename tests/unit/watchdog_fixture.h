@@ -8,6 +8,7 @@
 
 #include "tests/support/router_test.h"
 #include "time_check/time_check_cpu.h"
+#include "time_check/time_check_ids.h"
 #include "time_check/time_check_text.h"
 
 inline TIME_CHECK_MODULES_COMMON_STRUCT watchdog_message(uint32_t op, const std::string &string_info)

@@ -1,6 +1,7 @@
 // The Wi-Fi schedule: the first load, switching at the edges, switching by hand, messages.
 #include "tests/support/schedule_world.h"
 #include "time_check/time_check_debug.h"
+#include "time_check/time_check_ids.h"
 #include "time_check/time_check_power.h"
 #include "time_check/time_check_wifi.h"
 

@@ -5,6 +5,7 @@
 #include "tests/unit/watched_rows/tables.h"
 #include "time_check/time_check_cpu.h"
 #include "time_check/time_check_daemon.h"
+#include "time_check/time_check_ids.h"
 #include "time_check/time_check_text.h"
 
 namespace

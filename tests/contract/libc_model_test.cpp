@@ -1,0 +1,589 @@
+// The virtual router's libc calls give what libc and the kernel give: every sequence runs on both, in a scratch folder
+// and in the model, and all results, errors and texts read must agree.
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <dirent.h>
+#include <fcntl.h>
+#include <filesystem>
+#include <functional>
+#include <gtest/gtest.h>
+#include <netdb.h>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <sys/select.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <unistd.h>
+#include <vector>
+
+#include "platform/sim/virtual_router.h"
+#include "platform/sim/wrap.h"
+
+namespace
+{
+
+// One of the two: the calls, and how their world is set up.
+struct Libc {
+    std::string root;
+    int (*open)(const char *, int, ...);
+    ssize_t (*read)(int, void *, size_t);
+    ssize_t (*write)(int, const void *, size_t);
+    off_t (*lseek)(int, off_t, int);
+    int (*fsync)(int);
+    int (*ftruncate)(int, off_t);
+    int (*fstat)(int, struct stat *);
+    int (*fchmod)(int, mode_t);
+    int (*fchown)(int, uid_t, gid_t);
+    int (*close)(int);
+    int (*access)(const char *, int);
+    int (*rename)(const char *, const char *);
+    int (*unlink)(const char *);
+    ssize_t (*readlink)(const char *, char *, size_t);
+    FILE *(*fopen)(const char *, const char *);
+    FILE *(*popen)(const char *, const char *);
+    int (*pclose)(FILE *);
+    DIR *(*opendir)(const char *);
+    dirent *(*readdir)(DIR *);
+    int (*closedir)(DIR *);
+    int (*select)(int, fd_set *, fd_set *, fd_set *, timeval *);
+    int (*usleep)(useconds_t);
+    int (*nanosleep)(const timespec *, timespec *);
+    int (*gettimeofday)(timeval *, void *);
+    hostent *(*gethostbyname)(const char *);
+    std::function<void(const std::string &path)> make_folder;
+    std::function<void(const std::string &path, const std::string &target)> make_link;
+    std::function<void(const std::string &command, int status, const std::string &output)> teach_command;
+
+    std::string in(const std::string &name) const
+    {
+        return root + "/" + name;
+    }
+};
+
+int gettimeofday_of_libc(timeval *out, void * /*zone*/)
+{
+    return gettimeofday(out, nullptr);
+}
+
+Libc real_libc(const std::string &folder)
+{
+    namespace fs = std::filesystem;
+    const auto nothing = [](const std::string &, int, const std::string &) {};
+    return {folder,
+            ::open,
+            ::read,
+            ::write,
+            ::lseek,
+            ::fsync,
+            ::ftruncate,
+            ::fstat,
+            ::fchmod,
+            ::fchown,
+            ::close,
+            ::access,
+            ::rename,
+            ::unlink,
+            ::readlink,
+            ::fopen,
+            ::popen,
+            ::pclose,
+            ::opendir,
+            ::readdir,
+            ::closedir,
+            ::select,
+            ::usleep,
+            ::nanosleep,
+            gettimeofday_of_libc,
+            ::gethostbyname,
+            [](const std::string &path) { fs::create_directory(path); },
+            [](const std::string &path, const std::string &target) { fs::create_symlink(target, path); },
+            nothing};
+}
+
+Libc model_libc()
+{
+    sim::VirtualRouter &box = sim::router();
+    box.directory("/scratch");
+    return {"/scratch",
+            sim_open,
+            sim_read,
+            sim_write,
+            sim_lseek,
+            sim_fsync,
+            sim_ftruncate,
+            sim_fstat,
+            sim_fchmod,
+            sim_fchown,
+            sim_close,
+            sim_access,
+            sim_rename,
+            sim_unlink,
+            sim_readlink,
+            sim_fopen,
+            sim_popen,
+            sim_pclose,
+            sim_opendir,
+            sim_readdir,
+            sim_closedir,
+            sim_select,
+            sim_usleep,
+            sim_nanosleep,
+            sim_gettimeofday,
+            sim_gethostbyname,
+            [&box](const std::string &path) { box.directory(path); },
+            [&box](const std::string &path, const std::string &target) { box.link_file(path, target); },
+            [&box](const std::string &command, int status, const std::string &output) {
+                box.command_output(command, output);
+                box.command_status(command, status);
+            }};
+}
+
+// What came of the calls, a line each.
+class Trace
+{
+public:
+    // A result, and the error when it is negative. Descriptors are not told apart.
+    int fd(const std::string &what, int fd)
+    {
+        add(what, fd < 0 ? -1 : 0, fd < 0);
+        return fd;
+    }
+    void result(const std::string &what, long long value)
+    {
+        add(what, value, value < 0);
+    }
+    void pointer(const std::string &what, const void *pointer)
+    {
+        add(what, pointer == nullptr ? -1 : 0, pointer == nullptr);
+    }
+    void text(const std::string &what, std::string_view text)
+    {
+        lines.push_back(what + " \"" + std::string(text) + "\"");
+    }
+    std::vector<std::string> lines;
+
+private:
+    void add(const std::string &what, long long value, bool failed)
+    {
+        const int error = errno;
+        lines.push_back(what + " " + std::to_string(value) + (failed ? std::string(" ") + strerrorname_np(error) : ""));
+    }
+};
+
+// ---- words for sequences ----
+
+void put(const Libc &c, const std::string &name, std::string_view text)
+{
+    const int fd = c.open(c.in(name).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    ASSERT_GE(fd, 0) << name;
+    ASSERT_EQ(c.write(fd, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    c.close(fd);
+}
+
+int open_of(const Libc &c, Trace &t, const std::string &name, int flags)
+{
+    return t.fd("open " + name + " " + std::to_string(flags), c.open(c.in(name).c_str(), flags, 0644));
+}
+
+void read_of(const Libc &c, Trace &t, int fd, size_t size)
+{
+    char buffer[128];
+    errno = 0;
+    const ssize_t got = c.read(fd, buffer, size);
+    t.result("read", got);
+    if (got > 0)
+        t.text("got", {buffer, static_cast<size_t>(got)});
+}
+
+void write_of(const Libc &c, Trace &t, int fd, std::string_view text)
+{
+    t.result("write", c.write(fd, text.data(), text.size()));
+}
+
+// What a file holds for one who opens it now.
+void text_of(const Libc &c, Trace &t, const std::string &name)
+{
+    const int fd = open_of(c, t, name, O_RDONLY);
+    if (fd >= 0) {
+        read_of(c, t, fd, 100);
+        t.result("close", c.close(fd));
+    }
+}
+
+// ---- sequences ----
+
+void reading(const Libc &c, Trace &t)
+{
+    put(c, "file", "0123456789");
+    const int fd = open_of(c, t, "file", O_RDONLY);
+    for (const size_t size : {size_t{0}, size_t{3}, size_t{100}, size_t{100}, size_t{0}})
+        read_of(c, t, fd, size);
+    write_of(c, t, fd, "x");
+    write_of(c, t, fd, "");
+    t.result("ftruncate", c.ftruncate(fd, 3));
+    t.result("fsync", c.fsync(fd));
+    t.result("close", c.close(fd));
+    t.result("close", c.close(fd));
+    read_of(c, t, fd, 1);
+    write_of(c, t, fd, "x");
+    t.result("fsync", c.fsync(fd));
+    t.result("lseek", c.lseek(fd, 0, SEEK_SET));
+    t.result("ftruncate", c.ftruncate(fd, 0));
+    t.result("close", c.close(-1));
+    text_of(c, t, "file");
+}
+
+void seeking(const Libc &c, Trace &t)
+{
+    put(c, "file", "0123456789");
+    const int fd = open_of(c, t, "file", O_RDWR);
+    const std::pair<off_t, int> moves[] = {{4, SEEK_SET},  {2, SEEK_CUR}, {-20, SEEK_CUR}, {-1, SEEK_SET},
+                                           {-3, SEEK_END}, {0, SEEK_CUR}, {0, 77},         {0, -1},
+                                           {5, SEEK_END},  {-1, SEEK_CUR}};
+    for (const auto &[offset, whence] : moves)
+        t.result("lseek", c.lseek(fd, offset, whence));
+    read_of(c, t, fd, 10); // behind the end
+    write_of(c, t, fd, "AB");
+    t.result("lseek", c.lseek(fd, 8, SEEK_SET));
+    read_of(c, t, fd, 100);
+    t.result("ftruncate", c.ftruncate(fd, -1));
+    t.result("ftruncate", c.ftruncate(fd, 3));
+    t.result("lseek", c.lseek(fd, 0, SEEK_CUR));
+    read_of(c, t, fd, 100);
+    t.result("ftruncate", c.ftruncate(fd, 5));
+    t.result("close", c.close(fd));
+    text_of(c, t, "file");
+}
+
+void writing(const Libc &c, Trace &t)
+{
+    const int fd = open_of(c, t, "file", O_WRONLY | O_CREAT);
+    read_of(c, t, fd, 1);
+    write_of(c, t, fd, "first\n");
+    text_of(c, t, "file"); // at once
+    const int second = open_of(c, t, "file", O_WRONLY | O_APPEND);
+    write_of(c, t, second, "second\n");
+    write_of(c, t, fd, "FIRST\n");
+    write_of(c, t, second, "third\n");
+    t.result("lseek", c.lseek(second, 0, SEEK_CUR));
+    text_of(c, t, "file");
+    const int third = open_of(c, t, "file", O_RDWR | O_TRUNC);
+    read_of(c, t, third, 10);
+    write_of(c, t, second, "fourth\n");
+    read_of(c, t, third, 10);
+    for (const int each : {fd, second, third})
+        t.result("close", c.close(each));
+    text_of(c, t, "file");
+}
+
+void opening(const Libc &c, Trace &t)
+{
+    c.make_folder(c.in("folder"));
+    put(c, "file", "text");
+    for (const int flags : {O_RDONLY, O_WRONLY, O_RDWR | O_CREAT, O_WRONLY | O_CREAT | O_EXCL, O_RDONLY | O_DIRECTORY})
+        for (const char *name : {"file", "folder", "folder/missing/file", "file/below", "file/"}) {
+            const int fd = open_of(c, t, name, flags);
+            if (fd >= 0)
+                read_of(c, t, fd, 10);
+            if (fd >= 0)
+                c.close(fd);
+        }
+    t.fd("absent", c.open(c.in("absent").c_str(), O_RDONLY));
+    t.fd("empty", c.open("", O_RDONLY));
+    open_of(c, t, std::string(256, 'n'), O_RDONLY);
+    open_of(c, t, std::string(5000, 'n'), O_RDONLY);
+}
+
+void taking_away(const Libc &c, Trace &t)
+{
+    c.make_folder(c.in("folder"));
+    put(c, "file", "text");
+    const int fd = open_of(c, t, "file", O_RDWR);
+    t.result("unlink", c.unlink(c.in("file").c_str()));
+    t.result("unlink", c.unlink(c.in("file").c_str()));
+    t.result("unlink folder", c.unlink(c.in("folder").c_str()));
+    read_of(c, t, fd, 2); // who has it open keeps it
+    write_of(c, t, fd, "AB");
+    t.result("lseek", c.lseek(fd, 0, SEEK_SET));
+    read_of(c, t, fd, 10);
+    t.result("close", c.close(fd));
+    t.result("access", c.access(c.in("file").c_str(), F_OK));
+    t.result("unlink below a file", c.unlink(c.in("absent/file").c_str()));
+}
+
+void renaming(const Libc &c, Trace &t)
+{
+    const auto rename = [&](const std::string &from, const std::string &to) {
+        t.result("rename " + from + " " + to, c.rename(c.in(from).c_str(), c.in(to).c_str()));
+    };
+    c.make_folder(c.in("folder"));
+    put(c, "old", "old");
+    put(c, "new", "new");
+    const int of_old = open_of(c, t, "old", O_RDWR);
+    const int of_new = open_of(c, t, "new", O_RDWR);
+    rename("absent", "old");
+    rename("new", "folder");
+    rename("new", "nowhere/new");
+    rename("new", "old/below");
+    rename("new", "new");
+    rename("new", "old");
+    read_of(c, t, of_old, 10);
+    write_of(c, t, of_new, "NEWER");
+    write_of(c, t, of_old, "lost");
+    t.result("close", c.close(of_old));
+    t.result("close", c.close(of_new));
+    text_of(c, t, "old");
+    t.result("access", c.access(c.in("new").c_str(), F_OK));
+    rename("old", "folder/old");
+    text_of(c, t, "folder/old");
+}
+
+void links(const Libc &c, Trace &t)
+{
+    put(c, "file", "text");
+    c.make_folder(c.in("folder"));
+    c.make_link(c.in("link"), c.in("file"));
+    c.make_link(c.in("second"), c.in("link"));
+    c.make_link(c.in("dangling"), c.in("absent"));
+    c.make_link(c.in("to_folder"), c.in("folder"));
+    c.make_link(c.in("round"), c.in("round"));
+    for (const char *name : {"file", "folder", "absent", "file/below", "link", "second", "dangling", "round"}) {
+        char target[64];
+        errno = 0;
+        const std::string path = c.in(name);
+        t.result(std::string("readlink 0 ") + name, c.readlink(path.c_str(), target, 0));
+        const ssize_t length = c.readlink(path.c_str(), target, 3);
+        t.result(std::string("readlink 3 ") + name, length);
+        if (length > 0)
+            t.text("target", {target, 1});
+        t.result(std::string("access ") + name, c.access(path.c_str(), R_OK));
+        text_of(c, t, name);
+    }
+    const int fd = open_of(c, t, "second", O_WRONLY | O_TRUNC);
+    write_of(c, t, fd, "by link");
+    t.result("close", c.close(fd));
+    text_of(c, t, "file");
+    open_of(c, t, "to_folder", O_WRONLY);
+}
+
+void status_of(const Libc &c, Trace &t, int fd)
+{
+    struct stat status = {};
+    t.result("fstat", c.fstat(fd, &status));
+    t.result("kind", status.st_mode & S_IFMT);
+    if (S_ISREG(status.st_mode)) {
+        t.result("mode", status.st_mode & 07777);
+        t.result("size", status.st_size);
+    }
+}
+
+void modes(const Libc &c, Trace &t)
+{
+    umask(022);
+    c.make_folder(c.in("folder"));
+    put(c, "file", "text");
+    const int fd = open_of(c, t, "file", O_RDWR);
+    status_of(c, t, fd);
+    t.result("fchmod", c.fchmod(fd, 0640));
+    write_of(c, t, fd, "longer text");
+    status_of(c, t, fd);
+    t.result("unlink", c.unlink(c.in("file").c_str()));
+    t.result("fchmod", c.fchmod(fd, 0600)); // it has no name, and a mode
+    status_of(c, t, fd);
+    t.result("close", c.close(fd));
+    status_of(c, t, fd);
+    t.result("fchmod", c.fchmod(fd, 0600));
+    t.result("fchown", c.fchown(fd, getuid(), getgid()));
+    const int folder = open_of(c, t, "folder", O_RDONLY);
+    status_of(c, t, folder);
+    t.result("close", c.close(folder));
+    const int fresh = c.open(c.in("fresh").c_str(), O_WRONLY | O_CREAT, 0666);
+    status_of(c, t, fresh);
+    t.result("close", c.close(fresh));
+}
+
+// What is done to a link itself.
+void links_themselves(const Libc &c, Trace &t)
+{
+    put(c, "file", "text");
+    for (const char *name : {"a", "b", "c"})
+        c.make_link(c.in(name), c.in("file"));
+    c.make_link(c.in("dangling"), c.in("absent"));
+    for (const char *name : {"a", "dangling"})
+        for (const int flags : {O_RDONLY | O_NOFOLLOW, O_WRONLY | O_CREAT | O_EXCL, O_WRONLY | O_CREAT | O_NOFOLLOW})
+            open_of(c, t, name, flags);
+    t.result("unlink", c.unlink(c.in("a").c_str()));
+    t.result("unlink", c.unlink(c.in("a").c_str()));
+    t.result("rename", c.rename(c.in("b").c_str(), c.in("moved").c_str()));
+    text_of(c, t, "moved");
+    text_of(c, t, "b");
+    put(c, "new", "new");
+    t.result("rename", c.rename(c.in("new").c_str(), c.in("c").c_str())); // over the link, not its file
+    text_of(c, t, "c");
+    text_of(c, t, "file");
+    t.result("rename", c.rename(c.in("moved").c_str(), c.in("c").c_str()));
+    text_of(c, t, "c");
+    const int made = open_of(c, t, "dangling", O_WRONLY | O_CREAT); // makes what it leads to
+    write_of(c, t, made, "made");
+    t.result("close", c.close(made));
+    text_of(c, t, "absent");
+}
+
+void streams(const Libc &c, Trace &t)
+{
+    c.make_folder(c.in("folder"));
+    put(c, "file", "one\ntwo\n");
+    for (const char *name : {"absent", "file/below", "nowhere/file"})
+        t.pointer(std::string("fopen ") + name, c.fopen(c.in(name).c_str(), "r"));
+    t.pointer("fopen w", c.fopen(c.in("folder").c_str(), "w"));
+    t.pointer("fopen ?", c.fopen(c.in("file").c_str(), "?"));
+    for (const char *name : {"file", "folder"}) {
+        FILE *const stream = c.fopen(c.in(name).c_str(), "r");
+        t.pointer(std::string("fopen ") + name, stream);
+        char line[16];
+        while (stream != nullptr && fgets(line, sizeof line, stream) != nullptr)
+            t.text("line", line);
+        t.result("error", stream == nullptr || ferror(stream) != 0);
+        t.result("fclose", stream == nullptr ? 0 : fclose(stream));
+    }
+    FILE *const end = c.fopen(c.in("file").c_str(), "a");
+    t.pointer("fopen a", end);
+    fputs("three\n", end);
+    t.result("fclose", fclose(end));
+    text_of(c, t, "file");
+}
+
+void pipes(const Libc &c, Trace &t)
+{
+    const std::pair<const char *, int> commands[] = {{"echo one; echo two", 0}, {"echo three; exit 3", 3}};
+    c.teach_command(commands[0].first, 0, "one\ntwo\n");
+    c.teach_command(commands[1].first, 3, "three\n");
+    for (const auto &[command, status] : commands) {
+        FILE *const pipe = c.popen(command, "r");
+        t.pointer("popen", pipe);
+        char line[16];
+        while (fgets(line, sizeof line, pipe) != nullptr)
+            t.text("line", line);
+        t.result("seek", fseek(pipe, 0, SEEK_SET));
+        t.result("pclose", c.pclose(pipe));
+    }
+    t.pointer("popen ?", c.popen("true", "?"));
+}
+
+void folders(const Libc &c, Trace &t)
+{
+    c.make_folder(c.in("folder"));
+    c.make_folder(c.in("empty"));
+    c.make_link(c.in("to_folder"), c.in("folder"));
+    put(c, "file", "");
+    for (const char *name : {"b", "a", ".hidden"})
+        put(c, std::string("folder/") + name, "");
+    c.make_folder(c.in("folder/sub"));
+    c.make_link(c.in("folder/link"), "nowhere");
+    for (const char *name : {"absent", "file", "file/below", "empty", "folder", "folder/", "to_folder"}) {
+        DIR *const directory = c.opendir(c.in(name).c_str());
+        t.pointer(std::string("opendir ") + name, directory);
+        if (directory == nullptr)
+            continue;
+        std::vector<std::string> names; // their order is the file system's
+        errno = 0;
+        for (const dirent *entry = c.readdir(directory); entry != nullptr; entry = c.readdir(directory))
+            names.emplace_back(entry->d_name);
+        t.result("errno at the end", errno);
+        std::ranges::sort(names);
+        for (const std::string &each : names)
+            t.text("entry", each);
+        t.pointer("readdir", (errno = 0, c.readdir(directory)));
+        t.result("closedir", c.closedir(directory));
+    }
+}
+
+void pausing(const Libc &c, Trace &t)
+{
+    timeval none = {};
+    t.result("select", c.select(0, nullptr, nullptr, nullptr, &none));
+    timeval little = {.tv_sec = 0, .tv_usec = 2000};
+    t.result("select", c.select(0, nullptr, nullptr, nullptr, &little));
+    t.result("left", little.tv_sec * 1000000 + little.tv_usec);
+    timeval negative = {.tv_sec = -1, .tv_usec = 0};
+    t.result("select", c.select(0, nullptr, nullptr, nullptr, &negative));
+    t.result("select", c.select(-1, nullptr, nullptr, nullptr, &none));
+    t.result("usleep", c.usleep(0));
+    t.result("usleep", c.usleep(1000));
+    timespec left = {.tv_sec = 7, .tv_nsec = 7};
+    for (const timespec &duration :
+         {timespec{0, 0}, timespec{0, 1000000}, timespec{-1, 0}, timespec{0, -1}, timespec{0, 1000000000}})
+        t.result("nanosleep", c.nanosleep(&duration, &left));
+    t.result("left", left.tv_sec * 10 + left.tv_nsec); // written by a signal alone
+    timeval before = {};
+    timeval after = {};
+    t.result("gettimeofday", c.gettimeofday(&before, nullptr));
+    c.usleep(3000);
+    t.result("gettimeofday", c.gettimeofday(&after, nullptr));
+    const long long passed = (after.tv_sec - before.tv_sec) * 1000000LL + after.tv_usec - before.tv_usec;
+    t.result("at least", passed >= 3000);
+    t.result("within", after.tv_usec >= 0 && after.tv_usec < 1000000);
+}
+
+// Names would need a name server; addresses do not.
+void addresses(const Libc &c, Trace &t)
+{
+    const hostent *const first = c.gethostbyname("192.0.2.7");
+    t.pointer("gethostbyname", first);
+    for (const char *address : {"192.0.2.7", "10.0.0.1"}) {
+        const hostent *const found = c.gethostbyname(address);
+        t.result("the same memory", found == first);
+        t.text("name", found->h_name);
+        t.result("type", found->h_addrtype);
+        t.result("alias", found->h_aliases[0] != nullptr);
+        t.result("length", found->h_length);
+        for (int i = 0; i < 4; i++)
+            t.result("byte", static_cast<unsigned char>(found->h_addr_list[0][i]));
+        t.result("second", found->h_addr_list[1] != nullptr);
+    }
+}
+
+struct Sequence {
+    const char *name;
+    void (*run)(const Libc &, Trace &);
+};
+
+void PrintTo(const Sequence &sequence, std::ostream *out)
+{
+    *out << sequence.name;
+}
+
+class LibcModel : public testing::TestWithParam<Sequence>
+{
+};
+
+TEST_P(LibcModel, DoesWhatLibcDoes)
+{
+    std::string folder = (std::filesystem::temp_directory_path() / "time_check.XXXXXX").string();
+    ASSERT_NE(mkdtemp(folder.data()), nullptr);
+    Trace real;
+    Trace model;
+    GetParam().run(real_libc(folder), real);
+    std::filesystem::remove_all(folder);
+    GetParam().run(model_libc(), model);
+    ASSERT_EQ(model.lines.size(), real.lines.size());
+    for (size_t i = 0; i < real.lines.size(); i++)
+        EXPECT_EQ(model.lines[i], real.lines[i]) << "line " << i;
+}
+
+INSTANTIATE_TEST_SUITE_P(Sequences, LibcModel,
+                         testing::Values(Sequence{"reading", reading}, Sequence{"seeking", seeking},
+                                         Sequence{"writing", writing}, Sequence{"opening", opening},
+                                         Sequence{"taking_away", taking_away}, Sequence{"renaming", renaming},
+                                         Sequence{"links", links}, Sequence{"modes", modes},
+                                         Sequence{"links_themselves", links_themselves}, Sequence{"streams", streams},
+                                         Sequence{"pipes", pipes}, Sequence{"folders", folders},
+                                         Sequence{"pausing", pausing}, Sequence{"addresses", addresses}),
+                         [](const auto &each) { return std::string(each.param.name); });
+
+} // namespace
