@@ -26,7 +26,7 @@ elseif(TIME_CHECK_PLATFORM STREQUAL "linux")
     # Its lines go out by platform/linux/log_lines.cpp, and what it reads of a command has a deadline (command.cpp); other
     # programs of this ground keep libc's calls. Where the program is optimised when it is linked, nobody is seen to call
     # these before that is over: hence the -u.
-    foreach(call IN ITEMS printf __printf_chk puts putchar popen pclose)
+    foreach(call IN ITEMS printf vfprintf __printf_chk __vfprintf_chk puts putchar popen pclose)
         target_link_options(time_check PRIVATE LINKER:--wrap=${call},-u,__wrap_${call})
     endforeach()
 else()

@@ -9,30 +9,36 @@
 // time_check_ids.h.
 extern uint32_t _DEBUG_LIST_[]; // NOLINT(bugprone-reserved-identifier,readability-redundant-declaration)
 
+// What the lines begin with is in these calls, once, and not in each line's format.
+// Both threads may call them; a line is never mixed with the other thread's.
+__attribute__((format(printf, 3, 4))) void time_check_log_error(const char *function, int32_t line, const char *body,
+                                                                ...);
+__attribute__((format(printf, 3, 4))) void time_check_log_info(const char *function, int32_t line, const char *body,
+                                                               ...);
+__attribute__((format(printf, 3, 4))) void time_check_log_debug(const char *function, int32_t line, const char *body,
+                                                                ...);
+
 // The _OF forms print a line of the function named. They are for helpers, which learn their caller's name from a
 // default argument: const char *function = __builtin_FUNCTION().
 
 // The red line, printed always: something failed.
-#define LOG_ERROR_OF(function, body, ...)                                                                              \
-    printf("\033[1;31m[TIMER_CHECK >>%s(%d)]:\033[m" body, function, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
-#define LOG_ERROR(body, ...) LOG_ERROR_OF(__func__, body __VA_OPT__(, ) __VA_ARGS__)
+#define LOG_ERROR_OF(function, ...) time_check_log_error(function, __LINE__, __VA_ARGS__)
+#define LOG_ERROR(...)              LOG_ERROR_OF(__func__, __VA_ARGS__)
 
 // The same red line, by which its readers know it, for plain progress.
-#define LOG_PROGRESS_OF(function, body, ...) LOG_ERROR_OF(function, body __VA_OPT__(, ) __VA_ARGS__)
-#define LOG_PROGRESS(body, ...)              LOG_PROGRESS_OF(__func__, body __VA_OPT__(, ) __VA_ARGS__)
+#define LOG_PROGRESS_OF(function, ...) LOG_ERROR_OF(function, __VA_ARGS__)
+#define LOG_PROGRESS(...)              LOG_PROGRESS_OF(__func__, __VA_ARGS__)
 
 // The green line, printed always.
-#define LOG_INFO(body, ...)                                                                                            \
-    printf("\033[1;32m[TIMER_CHECK >>%s(%d)]:\033[m" body, __func__, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
+#define LOG_INFO(...) time_check_log_info(__func__, __LINE__, __VA_ARGS__)
 
 // Printed while the module's debug switch is on.
-#define LOG_DEBUG_OF(module, function, body, ...)                                                                      \
+#define LOG_DEBUG_OF(module, function, ...)                                                                            \
     do {                                                                                                               \
         if (_DEBUG_LIST_[module] == 1)                                                                                 \
-            printf("\033[1;32m[TIMER_CHECK_DEBUG >>%s(%d)]:\033[m" body, function,                                     \
-                   __LINE__ __VA_OPT__(, ) __VA_ARGS__);                                                               \
+            time_check_log_debug(function, __LINE__, __VA_ARGS__);                                                     \
     } while (0)
-#define LOG_DEBUG(module, body, ...) LOG_DEBUG_OF(module, __func__, body __VA_OPT__(, ) __VA_ARGS__)
+#define LOG_DEBUG(module, ...) LOG_DEBUG_OF(module, __func__, __VA_ARGS__)
 
 enum DEBUG_LEVEL { DEBUG_NONE = 0, DEBUG_INFO = 1, DEBUG_ERROR = 2, DEBUG_MAX_LEVEL = 3 };
 
@@ -40,13 +46,14 @@ enum DEBUG_LEVEL { DEBUG_NONE = 0, DEBUG_INFO = 1, DEBUG_ERROR = 2, DEBUG_MAX_LE
 inline constexpr const char *debug_color[] = {"\033[0m", "\033[0;32m", "\033[0;31m", "\033[0;33m"};
 
 // Printed while the store's "time_check_debug" reads "on" (looked at anew for each line), errors always.
-#define LOG_TRACE(level, body, ...)                                                                                    \
+#define LOG_TRACE(level, ...)                                                                                          \
     do {                                                                                                               \
         if (time_check_trace_is_on(level))                                                                             \
-            printf("%s[%s:%s:%d] %s" body "\033[0m", debug_color[3], "time_check", __func__, __LINE__,                 \
-                   debug_color[level] __VA_OPT__(, ) __VA_ARGS__);                                                     \
+            time_check_log_trace(level, __func__, __LINE__, __VA_ARGS__);                                              \
     } while (0)
 
+__attribute__((format(printf, 4, 5))) void time_check_log_trace(DEBUG_LEVEL level, const char *function, int32_t line,
+                                                                const char *body, ...);
 bool time_check_trace_is_on(DEBUG_LEVEL level);
 
 #endif

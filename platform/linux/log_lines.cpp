@@ -1,6 +1,6 @@
 // The daemon's printf: its lines are put together here, what comes from outside is made printable, and they go out
-// whole without ever blocking. Every call of printf, puts and putchar in the program time_check comes here, by the
-// linker's option --wrap.
+// whole without ever blocking. Every call of printf, vfprintf, puts and putchar in the program time_check comes
+// here, by the linker's option --wrap.
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -94,25 +94,41 @@ static int print(const char *format, arguments *from)
 // NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
 extern "C" int __wrap_printf(const char *format, ...);
 extern "C" int __wrap___printf_chk(int flag, const char *format, ...);
+extern "C" int __wrap_vfprintf(FILE *stream, const char *format, va_list list);
+extern "C" int __wrap___vfprintf_chk(FILE *stream, int flag, const char *format, va_list list);
 extern "C" int __wrap_puts(const char *text);
 extern "C" int __wrap_putchar(int character);
 
-int __wrap_printf(const char *format, ...)
+int __wrap_vfprintf(FILE * /*stdout*/, const char *format, va_list list)
 {
     arguments given;
-    va_start(given.list, format);
+    va_copy(given.list, list);
     const int printed = print(format, &given);
     va_end(given.list);
     return printed;
 }
 
-// What the compiler makes of printf under _FORTIFY_SOURCE.
+int __wrap_printf(const char *format, ...)
+{
+    va_list list;
+    va_start(list, format);
+    const int printed = __wrap_vfprintf(stdout, format, list);
+    va_end(list);
+    return printed;
+}
+
+// What the compiler makes of the two under _FORTIFY_SOURCE.
+int __wrap___vfprintf_chk(FILE *stream, int /*flag*/, const char *format, va_list list)
+{
+    return __wrap_vfprintf(stream, format, list);
+}
+
 int __wrap___printf_chk(int /*flag*/, const char *format, ...)
 {
-    arguments given;
-    va_start(given.list, format);
-    const int printed = print(format, &given);
-    va_end(given.list);
+    va_list list;
+    va_start(list, format);
+    const int printed = __wrap_vfprintf(stdout, format, list);
+    va_end(list);
     return printed;
 }
 

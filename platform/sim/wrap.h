@@ -40,7 +40,9 @@ int sim_closedir(DIR *directory);
 
 int sim_setvbuf(FILE *stream, char *buffer, int mode, size_t size);
 int sim_fflush(FILE *stream);
-int sim_vprintf(const char *format, va_list arguments) __attribute__((format(printf, 1, 0)));
+int sim_vfprintf(FILE *stream, const char *format, va_list arguments) __attribute__((format(printf, 2, 0)));
+int sim_vfprintf_chk(FILE *stream, int flag, const char *format, va_list arguments)
+    __attribute__((format(printf, 3, 0)));
 int sim_printf(const char *format, ...) __attribute__((format(printf, 1, 2)));
 int sim_printf_chk(int flag, const char *format, ...) __attribute__((format(printf, 2, 3)));
 int sim_puts(const char *text);

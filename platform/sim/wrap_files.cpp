@@ -156,10 +156,17 @@ int sim_fflush(FILE *stream)
     return stream == stdout ? 0 : fflush(stream);
 }
 
-int sim_vprintf(const char *format, va_list arguments)
+int sim_vfprintf(FILE *stream, const char *format, va_list arguments)
 {
+    if (stream != stdout)
+        return vfprintf(stream, format, arguments);
     model().log.print_format(format, arguments);
     return 0;
+}
+
+int sim_vfprintf_chk(FILE *stream, int /*flag*/, const char *format, va_list arguments)
+{
+    return sim_vfprintf(stream, format, arguments);
 }
 
 int sim_printf(const char *format, ...)

@@ -180,15 +180,17 @@ void trace_line(DEBUG_LEVEL level)
     LOG_TRACE(level, "body %d\n", 5);
 }
 
-// The macros print to the test's own standard output, which the virtual router does not see.
+// Looked at byte by byte, on the terminal that the router shows its log on: its list of lines has no line ends.
 class LineKind : public Debug
 {
 protected:
     template <typename Function>
-    static std::string printed(Function print)
+    std::string printed(Function print)
     {
         testing::internal::CaptureStdout();
+        box.show_log(true);
         print();
+        box.show_log(false);
         return testing::internal::GetCapturedStdout();
     }
 };
