@@ -470,7 +470,7 @@ void *realloc(void *old, size_t size) noexcept
     return call(MEMORY, __libc_realloc, static_cast<void *>(nullptr), old, size);
 }
 
-int nanosleep(const struct timespec *pause, struct timespec * /*left*/)
+int clock_nanosleep(clockid_t /*clock*/, int /*flags*/, const struct timespec *pause, struct timespec * /*left*/)
 {
     slept_ns += pause->tv_sec * 1000000000LL + pause->tv_nsec;
     return 0;
