@@ -4,7 +4,7 @@
 
 // A line's head and body are two calls of printf. Between these they stay one line beside the other thread's, also on
 // grounds that print by libc.
-static void end_line(const char *body, va_list arguments)
+__attribute__((format(printf, 1, 0))) static void end_line(const char *body, va_list arguments)
 {
     vfprintf(stdout, body, arguments);
     funlockfile(stdout);
