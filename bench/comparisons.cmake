@@ -6,10 +6,10 @@ add_executable(start_bench start_bench.cpp)
 target_link_libraries(start_bench PRIVATE house_warnings)
 
 add_executable(quiet_bench quiet_bench.cpp)
-target_link_libraries(quiet_bench PRIVATE house_warnings time_check_daemon platform_linux)
+target_link_libraries(quiet_bench PRIVATE house_warnings daemon_objects platform_linux)
 
 add_executable(watchdog_bench watchdog_bench.cpp)
-target_link_libraries(watchdog_bench PRIVATE house_warnings time_check_daemon platform_linux)
+target_link_libraries(watchdog_bench PRIVATE house_warnings daemon_objects platform_linux)
 target_link_options(watchdog_bench PRIVATE LINKER:--wrap=select)
 
 find_package(PkgConfig)

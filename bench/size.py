@@ -344,7 +344,7 @@ def main():
         router = Router(f"file:{BUILD}/console-size.log")
         found = measure(router, program)
         router.end()
-    daemon = functions_of(program.parents[1] / "time_check/libtime_check_daemon.a", "--demangle")
+    daemon = functions_of(program.parents[1] / "time_check/libdaemon_objects.a", "--demangle")
     sys.exit(0 if report(found, {name for _, name in daemon}) else 1)
 
 

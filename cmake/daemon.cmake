@@ -22,7 +22,7 @@ if(TIME_CHECK_PLATFORM STREQUAL "sim")
     target_link_libraries(time_check PRIVATE time_check_on_sim)
     set_target_properties(time_check PROPERTIES LINKER_LANGUAGE CXX) # the virtual router is a C++ program
 elseif(TIME_CHECK_PLATFORM STREQUAL "linux")
-    target_link_libraries(time_check PRIVATE time_check_daemon platform_linux)
+    target_link_libraries(time_check PRIVATE daemon_objects platform_linux)
     # Its lines go out by platform/linux/log_lines.cpp, and what it reads of a command has a deadline (command.cpp); other
     # programs of this ground keep libc's calls. Where the program is optimised when it is linked, nobody is seen to call
     # these before that is over: hence the -u.
@@ -30,5 +30,5 @@ elseif(TIME_CHECK_PLATFORM STREQUAL "linux")
         target_link_options(time_check PRIVATE LINKER:--wrap=${call},-u,__wrap_${call})
     endforeach()
 else()
-    target_link_libraries(time_check PRIVATE time_check_daemon time_check_ground)
+    target_link_libraries(time_check PRIVATE daemon_objects time_check_ground)
 endif()

@@ -2,7 +2,7 @@
 include(${CMAKE_CURRENT_LIST_DIR}/symbols.cmake)
 
 add_test(NAME tidy.no_allocation COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/no_allocation.sh ${CMAKE_NM}
-    $<TARGET_OBJECTS:time_check_daemon> COMMAND_EXPAND_LISTS)
+    $<TARGET_OBJECTS:daemon_objects> COMMAND_EXPAND_LISTS)
 set_tests_properties(tidy.no_allocation PROPERTIES LABELS tidy)
 
 # The daemon runs where there is no C++ library. Sanitizers bring their own, so those builds cannot tell; and the virtual

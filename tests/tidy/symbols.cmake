@@ -8,18 +8,11 @@ function(add_symbol_guard name)
     set_tests_properties(${name} PROPERTIES LABELS tidy)
 endfunction()
 
-add_symbol_guard(tidy.symbols $<TARGET_OBJECTS:time_check_daemon> $<TARGET_OBJECTS:platform_common>)
+add_symbol_guard(tidy.symbols $<TARGET_OBJECTS:daemon_objects> $<TARGET_OBJECTS:platform_common>)
 
 if(NOT TIME_CHECK_SANITIZE)
-    get_target_property(daemon_folder time_check_daemon SOURCE_DIR)
-    get_target_property(daemon_sources time_check_daemon SOURCES)
-    add_library(time_check_fortified OBJECT)
-    foreach(source IN LISTS daemon_sources)
-        cmake_path(ABSOLUTE_PATH source BASE_DIRECTORY ${daemon_folder})
-        target_sources(time_check_fortified PRIVATE ${source})
-    endforeach()
-    target_link_libraries(time_check_fortified PRIVATE house_freestanding)
-    target_compile_options(time_check_fortified PRIVATE -O2 -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong)
+    daemon_variant(time_check_fortified FLAGS
+        -O2 -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong)
     add_symbol_guard(tidy.symbols.fortified $<TARGET_OBJECTS:time_check_fortified>)
 endif()
 
