@@ -29,7 +29,7 @@ if(TIME_CHECK_SMALL)
     # symbols in the plain one.
     if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
         target_compile_options(house_freestanding INTERFACE -flto=auto -ffat-lto-objects)
-        # What is meant for speed and found to grow this program (docs/decisions/0085-small-builds.md).
+        # What is meant for speed and found to grow this program (decision 0085).
         target_compile_options(house_freestanding INTERFACE
             -fno-guess-branch-probability -fno-shrink-wrap -fno-expensive-optimizations -fno-tree-tail-merge
             -fsection-anchors

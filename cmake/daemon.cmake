@@ -1,5 +1,5 @@
 # The program time_check: the daemon's objects on the chosen ground. Linked by the C compiler, which proves that nothing
-# of the C++ library is needed.
+# of the C++ library is needed (decision 0007).
 add_executable(time_check ${PROJECT_SOURCE_DIR}/time_check/link.c)
 set_target_properties(time_check PROPERTIES LINKER_LANGUAGE C)
 

@@ -7,7 +7,7 @@
 //   RULES_KEY_NAME    a weekly schedule's key: a printf format for WIFI_RULES or LED_RULES
 //   RULE_FIELD_NAME   what follows one of these two in a rule's key, before its number
 //
-// Pointers and not arrays, so that each use is the text itself, which the linker keeps once.
+// Pointers and not arrays, so that each use is the text itself, which the linker keeps once (decision 0146).
 #ifndef PLATFORM_CONFIG_KEYS_H
 #define PLATFORM_CONFIG_KEYS_H
 

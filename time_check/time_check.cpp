@@ -57,7 +57,7 @@ void set_time_check_module_var(const char *key, const char *value)
     }
 }
 
-// Reads "KEY=VALUE": the key up to the first "=", the value the non-blank run after it.
+// Reads "KEY=VALUE": the key up to the first "=", the value the non-blank run after it (decision 0002).
 static void split_item(const char *item, char (&key)[KEY_SIZE], char (&value)[DECODED_SIZE])
 {
     const size_t key_length = strcspn(item, "=");

@@ -9,7 +9,7 @@
 #include "time_check/time_check.h"
 #include "time_check/time_check_setting.h"
 
-constexpr int BAND_PAUSE_S = 1; // netctrl takes the bands one after the other
+constexpr int BAND_PAUSE_S = 1; // netctrl takes the bands one after the other (decision 0041)
 
 void time_check_post_wifi_op(const wifi_band *band, int op)
 {

@@ -35,7 +35,7 @@ int32_t time_check_get_client(const char *ifname)
         if (strstr(line, ifname) == nullptr || strstr(line, "00:00:00:00:00:00") != nullptr)
             continue;
         copy_column(flags, sizeof flags, line, 3);
-        found = strcmp(flags, "0x0") != 0; // 0x0: an entry without an answer
+        found = strcmp(flags, "0x0") != 0; // 0x0: an entry without an answer (decision 0004)
     }
     close_lines(&reader);
     return found;
@@ -129,7 +129,7 @@ static int32_t other_bridge_has_client(const char *name)
     return name[0] != '\0' && !is_usual_bridge(name) ? time_check_get_client(name) : 0;
 }
 
-// Where LAN or guests have a bridge of another name, that nobody is on the usual ones says nothing.
+// Where LAN or guests have a bridge of another name, that nobody is on the usual ones says nothing (decision 0129).
 int32_t time_check_get_bridge_clients()
 {
     const int32_t clients = time_check_get_client("br0") + time_check_get_client("br1");
@@ -167,6 +167,7 @@ static bool all_low(const flow_counter *counters, size_t counter_num, uint32_t l
     return true;
 }
 
+// decision 0005
 QUIET_SAMPLE time_check_quiet_sample(uint32_t *count, const flow_counter *counters, size_t counter_num, uint32_t limit)
 {
     constexpr uint32_t LAST_COMPARED = 1800; // half an hour of samples, the first of them the baseline

@@ -28,7 +28,7 @@ void time_check_parse_wday(const char *text, uint32_t (&wday_en)[7])
         if (*text == '\0' || *text == ';')
             return;
         char first[2] = {*text, '\0'};
-        if (&day == &wday_en[6]) // the rest of the text, read as a word: blanks before it do not count
+        if (&day == &wday_en[6]) // the rest of the text, read as a word: blanks before it do not count (decision 0003)
             copy_column(first, sizeof first, text, 1);
         day = static_cast<uint32_t>(time_check_atoi(first));
         text += strcspn(text, ";");
@@ -39,7 +39,7 @@ void time_check_parse_wday(const char *text, uint32_t (&wday_en)[7])
 
 // ---- weekly: loading ----
 
-// A time whose text fills the buffer may have lost its last digit, so it is not taken.
+// A time whose text fills the buffer may have lost its last digit, so it is not taken (decision 0040).
 static bool load_time(const char *family, const char *field, uint32_t number, struct tm *time)
 {
     char key[64];

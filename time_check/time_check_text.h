@@ -6,7 +6,7 @@
 #include <cstdint>
 
 // The leading decimal integer of `text`, 0 when there is none, saturating at the signed 32-bit limits: the same on
-// every machine.
+// every machine (decision 0001).
 int32_t time_check_atoi(const char *text);
 
 // Copies `text` into a buffer of `size` bytes, cut to it and terminated.

@@ -1,5 +1,5 @@
 // What the supervision of the wireless uplink and the wired AP mode's gateway check share: when a state has lasted long
-// enough to be told, what is told about the upstream, and how a lost link is nursed.
+// enough to be told, what is told about the upstream, and how a lost link is nursed (decision 0053).
 #ifndef TIME_CHECK_TIME_CHECK_UPLINK_H
 #define TIME_CHECK_TIME_CHECK_UPLINK_H
 
@@ -20,7 +20,7 @@ struct link_watch {
     int32_t link_not_connect_count; // ticks in a row with the radio link down
     int32_t link_connect_count;     // ticks in a row with the radio link up
     int64_t wl_not_conn_time;       // seconds without a connection since the last bounce
-    int64_t last_time;              // clock of the previous tick; 0: none yet
+    int64_t last_time;              // clock of the previous tick; 0: none yet (decision 0054)
     int32_t wlconf_restart;         // 1: the loss has been told, the cipher fallback is still to be scheduled
     int32_t wlconf_up;              // 1: in the grace after a loss
     int32_t wlconf_up_time;         // ticks of it that are left

@@ -1,5 +1,5 @@
 // Which programs the two watchdogs watch. A product that watches others has a file of its own in place of this one
-// (docs/watchdogs.md). Weak, so that tests bring other tables without building the daemon anew.
+// (docs/watchdogs.md). Weak, so that tests bring other tables without building the daemon anew (decision 0050).
 #include "time_check/time_check_cpu.h"
 #include "time_check/time_check_daemon.h"
 

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-// WANs are numbered from 1; records exist for so many.
+// WANs are numbered from 1; records exist for so many (decision 0030).
 constexpr int WAN_NUM = 2;
 
 // The number of WANs that "wans.flag" gives, whatever it is.

@@ -251,7 +251,8 @@ void add_bus_commands(CLI::App &app, arguments &given, int &outcome)
     command->add_option("NAME", given.key)->required();
 }
 
-// What scripts call most, understood by itself: to build the whole command line costs as much as all the rest.
+// What scripts call most, understood by itself: to build the whole command line costs as much as all the rest
+// (decision 0100).
 std::optional<int> run_plain(const std::vector<std::string> &words)
 {
     if (words.size() < 2 || words[1].empty() || words[1][0] == '-')

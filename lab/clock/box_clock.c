@@ -1,6 +1,6 @@
 // The box's clock, preloaded into its programs: time passes BOX_CLOCK_RATE times as fast as outside, and the wall clock
 // stands at BOX_CLOCK_ZERO_MS (since 1970) when the up-time is 0. A pause between two looks at the kernel's counters
-// takes real time, BOX_CLOCK_PAUSE_MS if that is longer.
+// takes real time, BOX_CLOCK_PAUSE_MS if that is longer (decision 0090).
 //
 // Everything is computed from the kernel's up-time of the box, nothing is remembered: so a program, its children and
 // one started an hour later all agree. A call that waits, waits the shorter real time; one that reports time, reports

@@ -85,7 +85,7 @@ static void name_lock(const char *socket_path, lock_path &path)
 }
 
 // The lock, and not the socket's file, tells whether a holder lives: the kernel frees it however the holder ends, and
-// two processes that find the same dead holder cannot both get it.
+// two processes that find the same dead holder cannot both get it (decision 0021).
 static bus_result take_lock(const char *socket_path, int *lock)
 {
     lock_path path;

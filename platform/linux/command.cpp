@@ -1,4 +1,4 @@
-// Commands and programs, all started by one runner.
+// Commands and programs, all started by one runner (decision 0022).
 #include "platform/system.h"
 
 #include <atomic>
@@ -189,8 +189,8 @@ static int64_t after_s(int seconds)
     return monotonic_ms() + int64_t{seconds} * MS_A_SECOND;
 }
 
-// Waits for the end; ends the whole process group at the deadline, which was `timeout_s` after the start. False: not
-// even that ended it, and *status is as it was.
+// Waits for the end; ends the whole process group at the deadline, which was `timeout_s` after the start
+// (decision 0126). False: not even that ended it, and *status is as it was.
 static bool end_by(int64_t deadline, pid_t pid, int timeout_s, const char *name, int *status)
 {
     if (wait_until(pid, status, deadline))
@@ -322,7 +322,8 @@ static ssize_t read_output(void * /*cookie*/, char *text, size_t size)
     return read(read_command.output, text, size);
 }
 
-// Every call of popen and pclose in the daemon comes here (linker option --wrap), because libc's know no deadline.
+// Every call of popen and pclose in the daemon comes here (linker option --wrap), because libc's know no deadline
+// (decision 0124).
 extern "C" FILE *__wrap_popen(const char *command, const char *mode); // NOLINT(bugprone-reserved-identifier)
 extern "C" int __wrap_pclose(FILE *stream);                           // NOLINT(bugprone-reserved-identifier)
 

@@ -1,5 +1,5 @@
 // The committed file. A power cut at any moment leaves the old or the new one under its name, whole: the new one is
-// written beside it, synced, and then takes the name; the old one is kept under another.
+// written beside it, synced, and then takes the name; the old one is kept under another (decision 0011).
 #include "platform/config_store.h"
 
 #include <cerrno>
@@ -96,7 +96,7 @@ static int fill_from(MDB_env *env, int dir, const char *name)
 }
 
 // Only a file that is not there or is damaged makes way for the one before it: any other fault may be over by the next
-// time, and is not to cost settings.
+// time, and is not to cost settings (decision 0111).
 static bool makes_way(int rc)
 {
     return rc == ENOENT || rc == DAMAGE;
@@ -242,7 +242,7 @@ static int sync_what_stands(int dir)
 }
 
 // Settings that were committed, but that no process of this running store has read, are not replaced: they are another
-// running store's, or stood on a file system that came after this one was filled.
+// running store's, or stood on a file system that came after this one was filled (decision 0112).
 static int check_read(store_note *note, const store_text *text, const char *name)
 {
     const store_content content = content_of(text);

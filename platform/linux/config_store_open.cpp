@@ -15,7 +15,7 @@
 #include "platform/system.h"
 
 // LMDB changes a page by writing it elsewhere, so the map needs room for the whole store a second time, and for what a
-// reader still looks at. Both fit on a memory file system of a small router.
+// reader still looks at. Both fit on a memory file system of a small router (decision 0012).
 static constexpr size_t MAP_SIZE = 4UL * 1024 * 1024;
 
 // LMDB's own file of locks: a reader table of 126 places. Its memory is taken before LMDB maps it, since touching a map
@@ -171,7 +171,7 @@ static void remove_file(const char *name)
 }
 
 // A store that cannot be used makes way for a new one. First the note and the file of locks, so that whoever comes
-// after a process that died in here does the rest of it. 0, or an errno.
+// after a process that died in here does the rest of it (decision 0113). 0, or an errno.
 static int set_aside(const char *why)
 {
     const store_note nothing = {};

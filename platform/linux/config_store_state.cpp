@@ -18,7 +18,7 @@
 static int state_fd = -1;
 static pthread_mutex_t state_mutex = PTHREAD_MUTEX_INITIALIZER;
 
-// The kernel's record locks are between processes; these stand before them between the threads of one.
+// The kernel's record locks are between processes; these stand before them between the threads of one (decision 0010).
 static pthread_mutex_t thread_locks[STORE_LOCKS] = {PTHREAD_MUTEX_INITIALIZER, PTHREAD_MUTEX_INITIALIZER,
                                                     PTHREAD_MUTEX_INITIALIZER};
 

@@ -11,8 +11,8 @@
 #include "platform/linux/printable.h"
 
 // A program may be started with descriptors 0 to 2 closed. The next file that it opened, the running store, say, would
-// then be its standard output. What takes their places can be neither read nor written, so using them fails as before.
-// Before main, since every program of this ground needs it and none can then forget it.
+// then be its standard output. What takes their places can be neither read nor written, so using them fails as before
+// (decision 0110). Before main, since every program of this ground needs it and none can then forget it.
 __attribute__((constructor)) static void occupy_standard_descriptors()
 {
     int fd = 0;

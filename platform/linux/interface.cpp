@@ -53,7 +53,7 @@ static bool ask_about(const char *ifname, unsigned long what, in_addr *answer)
 constexpr size_t MOST_LISTED = 64;
 
 // The machine's IPv4 addresses, up to so many, under their interfaces' names. Asked about a single name that there is
-// not, the kernel would each time have a program look for a module of that name.
+// not, the kernel would each time have a program look for a module of that name (decision 0101).
 struct address_list {
     bool is_current; // no change had been told just now
     bool is_watched; // any since it was read will be told
@@ -111,7 +111,8 @@ static bool read_addresses()
     return true;
 }
 
-// A full list may lack some. Their interfaces are asked about one by one, and only those that there are.
+// A full list may lack some. Their interfaces are asked about one by one, and only those that there are
+// (decision 0128).
 static bool address_beyond_list(const char *ifname, in_addr *address)
 {
     return addresses.number == MOST_LISTED && link_of_interface(ifname) != LINK_NO_INTERFACE &&
@@ -139,7 +140,7 @@ bool address_of_interface(const char *ifname, in_addr *address, in_addr *netmask
 // ---- links ----
 
 // Carrier and not operstate tells the link, since the latter may lag by a second. Only operstate tells that a radio has
-// carrier but is not let in yet.
+// carrier but is not let in yet (decision 0024).
 interface_link link_of_interface(const char *ifname)
 {
     char path[64];

@@ -61,7 +61,7 @@ static void read_trigger(const char *led, char (&trigger)[TRIGGER_SIZE])
 }
 
 // The trigger that the board gave the LED. Noted in the store before the first change, so that it outlives a restart
-// of the daemon; who prepares the store may set it beforehand.
+// of the daemon; who prepares the store may set it beforehand (decision 0026).
 static void board_trigger(const char *led, char (&trigger)[TRIGGER_SIZE])
 {
     char key[128];

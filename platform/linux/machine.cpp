@@ -32,7 +32,7 @@ int get_sys_mode(void)
 }
 
 // A disk that hangs must not keep the router from restarting, and it is not waited for again. While the restart is
-// refused, the daemon asks each second.
+// refused, the daemon asks each second (decision 0125).
 static void save_to_disks()
 {
     constexpr int PAUSE_S = 60;

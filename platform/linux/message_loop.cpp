@@ -1,5 +1,5 @@
 // The daemon's own end of the bus, and its sleep, in which messages are handed over: between ticks, on the main thread.
-// So no handler ever runs beside a tick.
+// So no handler ever runs beside a tick (decision 0020).
 #include "platform/message_bus.h"
 
 #include <cerrno>

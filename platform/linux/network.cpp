@@ -148,7 +148,8 @@ static bool clashes_with_lan(const char *address, const char *netmask)
     return (wan.s_addr & mask) == (lan.s_addr & mask);
 }
 
-// Which of netctrl's messages moves the LAN is a product's own, so the store names it; without one a line must do.
+// Which of netctrl's messages moves the LAN is a product's own, so the store names it; without one a line must do
+// (decision 0025).
 static void ask_for_another_lan(const char *address)
 {
     char message[256];

@@ -16,7 +16,7 @@
 
 constexpr int64_t REPLY_TIMEOUT_MS = 1000; // for each request
 
-// What travels: the token tells our replies from those of other programs and of earlier calls.
+// What travels: the token tells our replies from those of other programs and of earlier calls (decision 0028).
 struct echo_packet {
     icmphdr header;
     uint64_t token[2];

@@ -1,4 +1,5 @@
-// What may be shown on a terminal: foreign text can hold line ends and escape sequences that forge or hide lines.
+// What may be shown on a terminal: foreign text can hold line ends and escape sequences that forge or hide lines
+// (decision 0119).
 #ifndef PLATFORM_LINUX_PRINTABLE_H
 #define PLATFORM_LINUX_PRINTABLE_H
 

@@ -33,7 +33,7 @@ static bool has_kernel_name(const char *stat, const char *name)
     return length == strnlen(name, KERNEL_NAME_LENGTH) && memcmp(begin + 1, name, length) == 0;
 }
 
-// The kernel cut the name: the program's own first argument tells the rest.
+// The kernel cut the name: the program's own first argument tells the rest (decision 0027).
 static bool has_first_argument(int pid, const char *name)
 {
     char path[48];
@@ -72,7 +72,7 @@ static int find_process(const char *name)
 
 // ---- looking again ----
 
-// What the last look through all of /proc showed. To read all of it every second is dear.
+// What the last look through all of /proc showed. To read all of it every second is dear (decision 0070).
 struct known_name {
     char name[64];
     bool is_missing;  // as far as is told, no process has taken the name since

@@ -1,4 +1,4 @@
-// Bytes forwarded for each LAN host, counted by the kernel in a netfilter table of the ground's own.
+// Bytes forwarded for each LAN host, counted by the kernel in a netfilter table of the ground's own (decision 0023).
 #include "platform/statistics.h"
 
 #include <cerrno>
@@ -271,7 +271,7 @@ static bool read_counters()
     return false;
 }
 
-// Once a night, and not once a run: whoever wonders about a restart looks at the last night's lines.
+// Once a night, and not once a run: whoever wonders about a restart looks at the last night's lines (decision 0130).
 static void log_unreadable()
 {
     constexpr int SILENCE_S = 12 * 3600;

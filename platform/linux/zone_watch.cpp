@@ -18,7 +18,7 @@ static int sleeps_to_go; // until the zone is read; 0: never
 
 // The C library takes a zone file of the same number and second of change for the one that it has read, which copies of
 // zone files often have. But it forgets the file when it is told of another zone in between. So the environment has
-// this entry, whose first letter makes it TZ for that moment.
+// this entry, whose first letter makes it TZ for that moment (decision 0121).
 static char other_zone[] = "tZ=UTC0";
 
 // The file and every link on the way to it are watched themselves, so that other files beside them wake nobody. Only

@@ -2,7 +2,8 @@
 # -D WORK=folder -D OBJCOPY=... -D READELF=... -D AR=... -P rename_objects.cmake
 #
 # The code in them stays what it is. Two things change names: the libc calls of wrap.list, which become "sim_CALL", and
-# the sections that hold writable data, which are gathered under names that the linker gives begin and end symbols.
+# the sections that hold writable data, which are gathered under names that the linker gives begin and end symbols
+# (decision 0006).
 cmake_policy(VERSION 3.20)
 
 file(MAKE_DIRECTORY ${WORK})

@@ -1,4 +1,5 @@
-// What the sanitizers have to be told when execution moves to another stack. Without sanitizers it is nothing.
+// What the sanitizers have to be told when execution moves to another stack. Without sanitizers it is nothing
+// (decision 0103).
 #ifndef PLATFORM_SIM_STACK_SWITCH_H
 #define PLATFORM_SIM_STACK_SWITCH_H
 

@@ -1,6 +1,7 @@
 // Days and months of the whole daemon in all its modes, with a random fault in every hour of every other day. While a
 // fault stands the published WAN state is what the world is like; the days in between show that nothing of the faults
-// is left, and that every module does its work. Memory, descriptors, threads and children stay what they were.
+// is left, and that every module does its work. Memory, descriptors, threads and children stay what they were
+// (decision 0080).
 //
 // SOAK_DAYS in the environment: for how many days, four if not given.
 #include <cstdlib>

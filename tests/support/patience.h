@@ -1,4 +1,5 @@
-// A test that would never end is a failure that says what it was doing, and not a matter of waiting for a limit.
+// A test that would never end is a failure that says what it was doing, and not a matter of waiting for a limit
+// (decision 0137).
 #ifndef TESTS_SUPPORT_PATIENCE_H
 #define TESTS_SUPPORT_PATIENCE_H
 

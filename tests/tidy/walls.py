@@ -74,7 +74,8 @@ UNITS = {
 }
 
 # Units that may know each other, all of those here and none else: power saving goes before the schedules of Wi-Fi and
-# LEDs, which therefore ask whether it is its time; and it asks them, when it wakes the router, what they want.
+# LEDs, which therefore ask whether it is its time; and it asks them, when it wakes the router, what they want
+# (decision 0140).
 CIRCLE = {"led", "power", "wifi"}
 
 
