@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """The ledger of what is frozen (docs/compatibility.md) and the daemon know each other: its numbers, the tests that it
-names, and every body that is printed. What is planted is found.
+names, the given names, and every body that is printed. What is planted is found.
 """
 
 import pathlib
@@ -83,6 +83,18 @@ def check_bodies(ledger, bodies):
         yield f"{LEDGER}: nothing prints the {kind} line {body!r}"
 
 
+def check_names(ledger, headers):
+    """headers: the code of the daemon's headers."""
+    section = ledger.partition("\n## Given names\n")[2].partition("\n## ")[0].partition("\n\n")[2]
+    functions = section.partition("**Functions.**")[2].partition("\n\n")[0]
+    for name in re.findall(r"`(\w+)`", section):
+        if not re.search(rf"\b{name}\b", headers):
+            yield f"{LEDGER}: no header of the daemon has {name}"
+    for name in re.findall(r"`(\w+)`", functions):
+        if not re.search(rf"\b{name}\(", headers):
+            yield f"{LEDGER}: no header of the daemon declares {name}()"
+
+
 def check_comments(name, text):
     """What is so on purpose has a number, so that it can be told from what may be changed."""
     for number, line in enumerate(text.split("\n"), 1):
@@ -120,6 +132,11 @@ class Ledger(unittest.TestCase):
         self.assertGreater(len(bodies), 80)
         self.assertEqual(list(check_bodies(self.ledger, bodies)), [])
 
+    def test_has_given_names_that_are_declared(self):
+        headers = "".join(re.sub(r"//.*", "", text) for name, text in sources_of_the_daemon() if name.endswith(".h"))
+        self.assertGreater(self.ledger.count("`time_check_"), 50)
+        self.assertEqual(list(check_names(self.ledger, headers)), [])
+
     def test_is_what_comments_refer_to(self):
         self.assertEqual([finding for name, text in sources_of_the_daemon() for finding in check_comments(name, text)],
                          [])
@@ -149,6 +166,13 @@ class Planted(unittest.TestCase):
         ledger = "".join(f"| {kind} | `{body}` |\n" for kind, body in PRINTED)
         self.assertEqual(list(check_bodies(ledger, PRINTED)), [])
         self.assertEqual(len(list(check_bodies(ledger.replace("a %d", "a %i"), PRINTED))), 2)
+
+    def test_names_that_no_header_has_are_named(self):
+        ledger = "\n## Given names\n\nThese in `platform/`.\n\n**Functions.** `f`, `g`\n\n**Types.** `t`\n\n## x\n`y`\n"
+        self.assertEqual(list(check_names(ledger, "t f(); int g(int);")), [])
+        for headers in ("t f(); int h();", "u f(); int g();", "t f(); int g;"):
+            with self.subTest(headers=headers):
+                self.assertNotEqual(list(check_names(ledger, headers)), [])
 
     def test_comments_without_a_number_are_named(self):
         self.assertEqual(list(check_comments("a", "x; // as the first (compat 1)")), [])
