@@ -6,6 +6,12 @@
 
 #include "time_check/time_check.h"
 
+// By which branch of the rule a tick went.
+enum class led_verdict : uint8_t {
+#define VERDICT(name, why) name,
+#include "platform/verdicts/led.def"
+};
+
 void time_check_led_init();
 
 // The tick: what the setting says, again and again. 1, or 0 for an unknown setting.

@@ -4,6 +4,12 @@
 
 #include "time_check/time_check.h"
 
+// By which branch of the rule a tick went.
+enum class reboot_verdict : uint8_t {
+#define VERDICT(name, why) name,
+#include "platform/verdicts/reboot.def"
+};
+
 void time_check_reboot_init();
 
 // The tick. Always 1.

@@ -18,7 +18,7 @@ DAEMON_BANS = {
     r"\b(?:malloc|calloc|realloc|strdup|new)\s*[(\[]": "the daemon does not allocate",
     r"\b(?:strcpy|strcat|sprintf|vsprintf|gets|strncpy)\s*\(": "use copy_text or snprintf",
     r"(?<![\w])(?:atoi|atol|strtol|strtoul)\s*\(": "use time_check_atoi, which gives the same on every machine",
-    r"\bclass\b|\btry\b|\bthrow\b|\bvirtual\b": "plain structures and functions",
+    r"(?<!enum )\bclass\b|\btry\b|\bthrow\b|\bvirtual\b": "plain structures and functions",
     r"\bfopen\s*\(": "stdio allocates; use line_reader or open",
     r"\bclock_gettime\b|\bgettimeofday\b": "elapsed time comes from get_uptime, the calendar from time()",
 }

@@ -7,6 +7,7 @@ it leads upwards.
 import re
 
 KEYS = r"platform/config_keys\.def"
+VERDICTS = r"platform/verdicts/[a-z_]+\.def"
 CONTRACT = r"platform/[a-z_]+\.h"
 COMMON = r"platform/common/[a-z_]+\.h"
 LINUX = r"platform/linux/[a-z_/]+\.h"
@@ -19,7 +20,7 @@ FOLDERS = {
     "platform/common/": (CONTRACT, COMMON, KEYS),
     "platform/linux/": (CONTRACT, COMMON, LINUX),
     "platform/sim/": (CONTRACT, COMMON, SIM, KEYS),
-    "time_check/": (CONTRACT, DAEMON),
+    "time_check/": (CONTRACT, DAEMON, VERDICTS),
     "tools/": (CONTRACT, r"platform/linux/(bus|config_store_admin|printable)\.h", r"tools/.*"),
     "lab/": (CONTRACT, r"platform/linux/(bus|printable)\.h", r"lab/.*"),
     "bench/": (CONTRACT, LINUX, r"platform/sim/virtual_router\.h", DAEMON, r"bench/.*"),
@@ -30,7 +31,7 @@ FOLDERS = {
     "tests/porting/": (CONTRACT,),
     "tests/scenario/": (CONTRACT, SIM, DAEMON, KEYS, r"tests/(scenario|support|unit)/.*"),
     "tests/support/": (CONTRACT, COMMON, SIM, DAEMON, r"tests/support/.*"),
-    "tests/unit/": (CONTRACT, COMMON, SIM, DAEMON, r"tests/(support|unit)/.*"),
+    "tests/unit/": (CONTRACT, COMMON, SIM, DAEMON, VERDICTS, r"tests/(support|unit)/.*"),
 }
 
 # Which unit of the daemon may know which others. "time_check_" is left out; main is time_check.cpp and message its header,
