@@ -7,17 +7,34 @@
 #include "platform/system.h"
 #include "time_check/time_check_text.h"
 
+moment moment_of(time_t calendar)
+{
+    moment then = {.calendar = calendar, .local = {}, .uptime_s = 0};
+    localtime_r(&calendar, &then.local);
+    return then;
+}
+
+void moment_read_clock(moment *now)
+{
+    now->calendar = time(nullptr);
+    localtime_r(&now->calendar, &now->local);
+}
+
+void moment_read_uptime(moment *now)
+{
+    time_check_get_run_time(&now->uptime_s);
+}
+
 int32_t time_check_get_now_time(time_check_clock *snapshot, time_t *now)
 {
-    *now = time(nullptr);
-    struct tm local = {};
-    localtime_r(now, &local);
-    *snapshot = {.tm_sec = local.tm_sec,
-                 .tm_min = local.tm_min,
-                 .tm_hour = local.tm_hour,
-                 .tm_mday = local.tm_mday,
-                 .tm_mon = local.tm_mon,
-                 .tm_year = local.tm_year};
+    const moment present = moment_of(time(nullptr));
+    *now = present.calendar;
+    *snapshot = {.tm_sec = present.local.tm_sec,
+                 .tm_min = present.local.tm_min,
+                 .tm_hour = present.local.tm_hour,
+                 .tm_mday = present.local.tm_mday,
+                 .tm_mon = present.local.tm_mon,
+                 .tm_year = present.local.tm_year};
     return 1;
 }
 
@@ -27,26 +44,49 @@ int32_t time_check_get_run_time(uint64_t *run_time)
     return 1;
 }
 
+static bool is_valid_year(int32_t tm_year)
+{
+    return tm_year + 1900 >= FIRST_VALID_YEAR;
+}
+
 bool time_check_clock_is_set(const time_check_clock *snapshot)
 {
-    return snapshot->tm_year + 1900 >= FIRST_VALID_YEAR;
+    return is_valid_year(snapshot->tm_year);
+}
+
+bool moment_clock_is_set(const moment *now)
+{
+    return is_valid_year(now->local.tm_year);
+}
+
+static uint32_t seconds_of(int32_t hours, int32_t minutes, int32_t seconds)
+{
+    return static_cast<uint32_t>(hours) * SECONDS_AN_HOUR + static_cast<uint32_t>(minutes) * SECONDS_A_MINUTE +
+           static_cast<uint32_t>(seconds);
 }
 
 uint32_t time_check_time_of_day(const time_check_clock *snapshot)
 {
-    return static_cast<uint32_t>(snapshot->tm_hour) * SECONDS_AN_HOUR +
-           static_cast<uint32_t>(snapshot->tm_min) * SECONDS_A_MINUTE + static_cast<uint32_t>(snapshot->tm_sec);
+    return seconds_of(snapshot->tm_hour, snapshot->tm_min, snapshot->tm_sec);
+}
+
+uint32_t moment_time_of_day(const moment *now)
+{
+    return seconds_of(now->local.tm_hour, now->local.tm_min, now->local.tm_sec);
+}
+
+bool moment_in_window(const moment *now, uint32_t start, uint32_t end)
+{
+    const uint32_t time_of_day = moment_time_of_day(now);
+    if (start <= end)
+        return start <= time_of_day && time_of_day <= end;
+    return time_of_day >= start || time_of_day <= end;
 }
 
 int32_t time_check_in_time_check(uint32_t start, uint32_t end)
 {
-    time_check_clock snapshot;
-    time_t calendar = 0;
-    time_check_get_now_time(&snapshot, &calendar);
-    const uint32_t now = time_check_time_of_day(&snapshot);
-    if (start <= end)
-        return start <= now && now <= end;
-    return now >= start || now <= end;
+    const moment present = moment_of(time(nullptr));
+    return moment_in_window(&present, start, end);
 }
 
 // The bridge's byte count is the random number: traffic spreads the devices, no generator does. Kept on purpose.

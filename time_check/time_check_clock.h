@@ -22,6 +22,29 @@ struct time_check_clock {
     int32_t tm_year;
 };
 
+// One moment, for rules that are to look at the same one throughout. What nobody read is 0.
+struct moment {
+    time_t calendar;   // seconds since 1970
+    struct tm local;   // the same as broken-down local time
+    uint64_t uptime_s; // since the machine started, seconds
+};
+
+// Read the clock or the up-time into a moment: apart, because a rule reads no more than it asks for. Any thread.
+void moment_read_clock(moment *now);
+void moment_read_uptime(moment *now);
+
+// The moment of these calendar seconds, its up-time 0.
+moment moment_of(time_t calendar);
+
+// Whether the clock had been set by then.
+bool moment_clock_is_set(const moment *now);
+
+// Seconds since local midnight.
+uint32_t moment_time_of_day(const moment *now);
+
+// Whether it lies in the daily window: both ends, seconds since midnight, are inside; end before start passes midnight.
+bool moment_in_window(const moment *now, uint32_t start, uint32_t end);
+
 // Reads the clock. Always 1.
 int32_t time_check_get_now_time(time_check_clock *snapshot, time_t *now);
 
@@ -40,7 +63,7 @@ constexpr uint32_t time_check_seconds_apart(uint32_t one, uint32_t other)
     return one > other ? one - other : other - one;
 }
 
-// 1 while the local clock is inside the daily window, both ends included; end before start passes midnight. Else 0.
+// moment_in_window of the present moment, as 1 or 0.
 int32_t time_check_in_time_check(uint32_t start, uint32_t end);
 
 // A delay of 0 to 599 seconds.

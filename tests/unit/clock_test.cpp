@@ -67,6 +67,27 @@ TEST_F(Clock, RunTimeIsTheUptimeSignExtended)
     EXPECT_EQ(run_time, 0xffffffffffffffffULL);
 }
 
+TEST_F(Clock, AMomentHoldsWhatWasReadAlone)
+{
+    box.timezone("CET-1CEST,M3.5.0,M10.5.0/3");
+    box.clock("2026-07-09 13:14:15");
+    box.uptime(12600);
+    moment now = {};
+    moment_read_uptime(&now);
+    EXPECT_EQ(now.uptime_s, 12600U);
+    EXPECT_EQ(now.calendar, 0);
+    EXPECT_FALSE(moment_clock_is_set(&now));
+
+    moment_read_clock(&now);
+    EXPECT_EQ(now.calendar, 1783595655); // 11:14:15 UTC
+    EXPECT_EQ(now.local.tm_hour, 13);
+    EXPECT_EQ(now.local.tm_wday, 4);
+    EXPECT_EQ(moment_time_of_day(&now), 13 * 3600U + 14 * 60 + 15);
+    EXPECT_TRUE(moment_clock_is_set(&now));
+    EXPECT_EQ(moment_of(1783595655).local.tm_hour, 13);
+    EXPECT_EQ(moment_of(1783595655).uptime_s, 0U);
+}
+
 TEST_F(Clock, IsSetFrom2001On)
 {
     time_check_clock clock = {};
