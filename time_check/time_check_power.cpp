@@ -30,7 +30,7 @@ static struct time_check_power time_check_power_struct;
 static uint32_t time_check_power_start_flag = 1;   // 0: put to sleep in this period, or a wake-up is owed
 static uint32_t time_check_power_in_power;         // 1: for this period sleep is decided on
 static uint32_t time_check_power_pack_check_speed; // bytes per second
-static uint32_t time_check_power_pack_check_count;
+static forwarded_count forwarded;
 static uint32_t time_check_power_no_client_check_count;
 static int32_t nimbix_wake_up_time; // seconds for which the app has suspended power saving
 
@@ -63,7 +63,7 @@ void set_time_check_power_info()
     time_check_power_struct.max_speed = static_cast<uint32_t>(time_check_atoi(value[0] == '\0' ? "3" : value));
     time_check_power_pack_check_speed = time_check_power_struct.max_speed * 1000;
 
-    time_check_power_pack_check_count = 0;
+    forwarded.count = 0;
     time_check_power_no_client_check_count = 0;
     time_check_power_info_printf();
 }
@@ -192,27 +192,14 @@ void time_check_power_init()
 // on past it, so that it is reported once.
 int32_t flow_check_forword_power(uint32_t interval)
 {
-    static uint64_t now_rx_flow;
-    static uint64_t now_tx_flow;
-    static uint64_t before_rx_flow;
-    static uint64_t before_tx_flow;
-    static const forwarded_count watch = {
-        .module = TIME_CHECK_POWER,
-        .count = &time_check_power_pack_check_count,
-        .counters = {{&now_rx_flow, &before_rx_flow}, {&now_tx_flow, &before_tx_flow}}};
-
     const int32_t clients = time_check_get_bridge_clients();
     if (clients == 0) {
         LOG_DEBUG(TIME_CHECK_POWER, "num %d:br_client = %d!!\n", time_check_power_no_client_check_count, clients);
-        time_check_power_pack_check_count = 0;
+        forwarded.count = 0;
         return time_check_power_no_client_check_count++ == NO_CLIENT_SAMPLES;
     }
     time_check_power_no_client_check_count = 0;
-
-    const FLOW_SPEED flow = time_check_get_forwarded_flow();
-    now_rx_flow = flow.rx_flow;
-    now_tx_flow = flow.tx_flow;
-    return time_check_count_forwarded(&watch, time_check_power_pack_check_speed, interval);
+    return time_check_count_forwarded(TIME_CHECK_POWER, &forwarded, time_check_power_pack_check_speed, interval);
 }
 
 // ---- the daily drivers ----

@@ -154,7 +154,7 @@ FLOW_SPEED time_check_get_forwarded_flow()
 static bool went_back(const flow_counter *counters, size_t counter_num)
 {
     for (size_t i = 0; i < counter_num; i++)
-        if (*counters[i].now < *counters[i].before)
+        if (counters[i].now < counters[i].before)
             return true;
     return false;
 }
@@ -162,13 +162,13 @@ static bool went_back(const flow_counter *counters, size_t counter_num)
 static bool all_low(const flow_counter *counters, size_t counter_num, uint32_t limit)
 {
     for (size_t i = 0; i < counter_num; i++)
-        if (*counters[i].now - *counters[i].before >= limit)
+        if (counters[i].now - counters[i].before >= limit)
             return false;
     return true;
 }
 
 // decision 0005
-QUIET_SAMPLE time_check_quiet_sample(uint32_t *count, const flow_counter *counters, size_t counter_num, uint32_t limit)
+QUIET_SAMPLE time_check_quiet_sample(uint32_t *count, flow_counter *counters, size_t counter_num, uint32_t limit)
 {
     constexpr uint32_t LAST_COMPARED = 1800; // half an hour of samples, the first of them the baseline
     QUIET_SAMPLE sample = QUIET_BASELINE;
@@ -189,7 +189,7 @@ QUIET_SAMPLE time_check_quiet_sample(uint32_t *count, const flow_counter *counte
         }
     }
     for (size_t i = 0; i < counter_num; i++)
-        *counters[i].before = *counters[i].now;
+        counters[i].before = counters[i].now;
     return sample;
 }
 
@@ -199,17 +199,20 @@ float time_check_flow_rate(uint64_t now, uint64_t before, uint32_t period)
     return static_cast<float>(now - before) / static_cast<float>(kilo_period == 0 ? 1 : kilo_period);
 }
 
-int32_t time_check_count_forwarded(const forwarded_count *watch, uint32_t speed, uint32_t period, const char *function)
+int32_t time_check_count_forwarded(uint32_t module, forwarded_count *watch, uint32_t speed, uint32_t period,
+                                   const char *function)
 {
+    const FLOW_SPEED flow = time_check_get_forwarded_flow();
+    watch->counters[0].now = flow.rx_flow;
+    watch->counters[1].now = flow.tx_flow;
     double rates[2];
     for (size_t i = 0; i < 2; i++)
-        rates[i] =
-            static_cast<double>(time_check_flow_rate(*watch->counters[i].now, *watch->counters[i].before, period));
-    const uint32_t number = *watch->count + 1;
-    const QUIET_SAMPLE sample = time_check_quiet_sample(watch->count, watch->counters, 2, speed * period);
+        rates[i] = static_cast<double>(time_check_flow_rate(watch->counters[i].now, watch->counters[i].before, period));
+    const uint32_t number = watch->count + 1;
+    const QUIET_SAMPLE sample = time_check_quiet_sample(&watch->count, watch->counters, 2, speed * period);
     if (sample == QUIET_LOW || sample == QUIET_BUSY)
-        LOG_DEBUG_OF(watch->module, function, "num %d:froward_rx = %.2fkB/s,froward_tx = %.2fkB/s!!\n", number,
-                     rates[0], rates[1]);
+        LOG_DEBUG_OF(module, function, "num %d:froward_rx = %.2fkB/s,froward_tx = %.2fkB/s!!\n", number, rates[0],
+                     rates[1]);
     if (sample == QUIET_BUSY)
         LOG_PROGRESS_OF(function, "num %d:froward_rx = %.2fkB/s,froward_tx = %.2fkB/s !!\n", number, rates[0],
                         rates[1]);

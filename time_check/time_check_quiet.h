@@ -37,8 +37,8 @@ FLOW_SPEED time_check_get_forwarded_flow();
 
 // A byte counter now and at the previous sample.
 struct flow_counter {
-    const uint64_t *now;
-    uint64_t *before;
+    uint64_t now;
+    uint64_t before;
 };
 
 enum QUIET_SAMPLE {
@@ -52,22 +52,23 @@ enum QUIET_SAMPLE {
 // Samples without a client after which the next one decides, tested before it is counted.
 constexpr uint32_t NO_CLIENT_SAMPLES = 180;
 
-// Counts one sample; `limit` is how many bytes a counter must stay below since the previous one to be low.
-QUIET_SAMPLE time_check_quiet_sample(uint32_t *count, const flow_counter *counters, size_t counter_num, uint32_t limit);
+// Counts one sample; `limit` is how many bytes a counter must stay below since the previous one to be low. Counters
+// that count become the previous ones.
+QUIET_SAMPLE time_check_quiet_sample(uint32_t *count, flow_counter *counters, size_t counter_num, uint32_t limit);
 
 // A counter's rate in kB/s over `period` seconds.
 float time_check_flow_rate(uint64_t now, uint64_t before, uint32_t period);
 
 // A module's count of the forwarded traffic.
 struct forwarded_count {
-    uint32_t module; // whose debug switch shows its samples
-    uint32_t *count;
+    uint32_t count;           // samples in a row that were low, the baseline included
     flow_counter counters[2]; // received, sent
 };
 
-// Counts one sample of the forwarded traffic, `period` seconds after the previous one, low below `speed` bytes per
-// second, and prints the caller's lines. 1 when it has been quiet for long enough, else 0.
-int32_t time_check_count_forwarded(const forwarded_count *watch, uint32_t speed, uint32_t period,
+// Reads the forwarded traffic and counts one sample of it, `period` seconds after the previous one, low below `speed`
+// bytes per second, and prints the caller's lines, some of them while the debug switch of `module` is on. 1 when it has
+// been quiet for long enough, else 0.
+int32_t time_check_count_forwarded(uint32_t module, forwarded_count *watch, uint32_t speed, uint32_t period,
                                    const char *function = __builtin_FUNCTION());
 
 #endif

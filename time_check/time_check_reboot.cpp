@@ -29,7 +29,7 @@ struct time_check_reboot {
 
 static struct time_check_reboot time_check_reboot_struct;
 static uint32_t time_check_reboot_no_client_check_count;
-static uint32_t time_check_reboot_pack_check_count;
+static forwarded_count forwarded;
 static uint32_t time_check_reboot_pack_check_speed; // bytes per second
 static int32_t first_check_stream = 1;              // 1 until the random offset has been applied
 static int32_t default_time_check_reboot = 1;       // 1: the start time is the factory's
@@ -39,7 +39,7 @@ static time_check_msg_ops sys_time_check_reboot_ops = own_handler(TIME_CHECK_REB
 static void reset_counts()
 {
     time_check_reboot_no_client_check_count = 0;
-    time_check_reboot_pack_check_count = 0;
+    forwarded.count = 0;
 }
 
 // ---- configuration and messages ----
@@ -155,48 +155,24 @@ static int32_t count_no_client(const char *function = __builtin_FUNCTION())
         result = 1;
     }
     time_check_reboot_no_client_check_count++;
-    time_check_reboot_pack_check_count = 0;
+    forwarded.count = 0;
     return result;
 }
 
 int32_t flow_check_forword_reboot(uint32_t period)
 {
-    static uint64_t now_rx_flow;
-    static uint64_t now_tx_flow;
-    static uint64_t before_rx_flow;
-    static uint64_t before_tx_flow;
-    static const forwarded_count watch = {
-        .module = TIME_CHECK_REBOOT,
-        .count = &time_check_reboot_pack_check_count,
-        .counters = {{&now_rx_flow, &before_rx_flow}, {&now_tx_flow, &before_tx_flow}}};
-
     const int32_t clients = time_check_get_bridge_clients();
     if (clients == 0) {
         LOG_DEBUG(TIME_CHECK_REBOOT, "num %d:br_client = %d!!\n", time_check_reboot_no_client_check_count, clients);
         return count_no_client();
     }
     time_check_reboot_no_client_check_count = 0;
-
-    const FLOW_SPEED flow = time_check_get_forwarded_flow();
-    now_rx_flow = flow.rx_flow;
-    now_tx_flow = flow.tx_flow;
-    return time_check_count_forwarded(&watch, time_check_reboot_pack_check_speed, period);
+    return time_check_count_forwarded(TIME_CHECK_REBOOT, &forwarded, time_check_reboot_pack_check_speed, period);
 }
 
 int32_t flow_check_reboot(uint32_t period)
 {
-    static uint64_t now_rx_flow;
-    static uint64_t now_tx_flow;
-    static uint64_t wan_now_rx_flow;
-    static uint64_t wan_now_tx_flow;
-    static uint64_t before_rx_flow;
-    static uint64_t before_tx_flow;
-    static uint64_t wan_before_rx_flow;
-    static uint64_t wan_before_tx_flow;
-    static const flow_counter counters[] = {{&now_rx_flow, &before_rx_flow},
-                                            {&now_tx_flow, &before_tx_flow},
-                                            {&wan_now_rx_flow, &wan_before_rx_flow},
-                                            {&wan_now_tx_flow, &wan_before_tx_flow}};
+    static flow_counter counters[4]; // LAN, WAN; received, sent
 
     const int32_t clients = time_check_get_bridge_clients();
     LOG_INFO("num %d:br_client = %d!!\n", time_check_reboot_no_client_check_count, clients);
@@ -213,21 +189,21 @@ int32_t flow_check_reboot(uint32_t period)
         lan.rx_flow += second_lan.rx_flow;
         lan.tx_flow += second_lan.tx_flow;
     }
-    now_rx_flow = lan.rx_flow;
-    now_tx_flow = lan.tx_flow;
+    counters[0].now = lan.rx_flow;
+    counters[1].now = lan.tx_flow;
     if (time_check_get_RX_TX_pack(time_check_reboot_struct.wan_ifnames, &wan) == 1) {
-        wan_now_rx_flow = wan.rx_flow;
-        wan_now_tx_flow = wan.tx_flow;
+        counters[2].now = wan.rx_flow;
+        counters[3].now = wan.tx_flow;
     }
 
     double rates[4];
     for (size_t i = 0; i < 4; i++)
-        rates[i] = static_cast<double>(time_check_flow_rate(*counters[i].now, *counters[i].before, period));
-    const uint32_t number = time_check_reboot_pack_check_count + 1;
+        rates[i] = static_cast<double>(time_check_flow_rate(counters[i].now, counters[i].before, period));
+    const uint32_t number = forwarded.count + 1;
     LOG_INFO("num %d:rx = %.2fkB/s,tx = %.2fkB/s,wan_rx = %.2fkB/s,wan_tx = %.2fkB/s!!\n", number, rates[0], rates[1],
              rates[2], rates[3]);
-    const QUIET_SAMPLE sample = time_check_quiet_sample(&time_check_reboot_pack_check_count, counters, 4,
-                                                        time_check_reboot_pack_check_speed * period);
+    const QUIET_SAMPLE sample =
+        time_check_quiet_sample(&forwarded.count, counters, 4, time_check_reboot_pack_check_speed * period);
     if (sample == QUIET_BUSY)
         LOG_PROGRESS("num %d:rx = %.2fkB/s,tx = %.2fkB/s,wan_rx = %.2fkB/s,wan_tx = %.2fkB/s!!\n", number, rates[0],
                      rates[1], rates[2], rates[3]);

@@ -399,27 +399,21 @@ class QuietCount : public RouterTest
 protected:
     QUIET_SAMPLE sample(uint64_t rx, uint64_t tx, uint32_t limit = 5000)
     {
-        now_rx_ = rx;
-        now_tx_ = tx;
-        return time_check_quiet_sample(&count, counters_, 2, limit);
+        counters[0].now = rx;
+        counters[1].now = tx;
+        return time_check_quiet_sample(&count, counters, 2, limit);
     }
 
     uint32_t count = 0;
-    uint64_t before_rx = 0;
-    uint64_t before_tx = 0;
-
-private:
-    uint64_t now_rx_ = 0;
-    uint64_t now_tx_ = 0;
-    const flow_counter counters_[2] = {{&now_rx_, &before_rx}, {&now_tx_, &before_tx}};
+    flow_counter counters[2] = {}; // received, sent
 };
 
 TEST_F(QuietCount, TheFirstSampleIsTheBaseline)
 {
     EXPECT_EQ(sample(1000000, 2000000), QUIET_BASELINE);
     EXPECT_EQ(count, 1U);
-    EXPECT_EQ(before_rx, 1000000U);
-    EXPECT_EQ(before_tx, 2000000U);
+    EXPECT_EQ(counters[0].before, 1000000U);
+    EXPECT_EQ(counters[1].before, 2000000U);
 }
 
 TEST_F(QuietCount, StrictlyBelowTheLimitIsLow)
@@ -454,8 +448,8 @@ TEST_F(QuietCount, ACounterThatWentBackDoesNotCountTheSample)
     EXPECT_EQ(count, 2U);
     EXPECT_EQ(sample(999, 9000000), QUIET_WENT_BACK); // though the other one is busy
     EXPECT_EQ(count, 2U);
-    EXPECT_EQ(before_rx, 999U);
-    EXPECT_EQ(before_tx, 9000000U);
+    EXPECT_EQ(counters[0].before, 999U);
+    EXPECT_EQ(counters[1].before, 9000000U);
     EXPECT_EQ(sample(999, 9000000), QUIET_LOW);
 }
 
@@ -481,7 +475,7 @@ TEST_F(QuietCount, The1801stSampleEndsItWithoutComparing)
     EXPECT_EQ(count, 1800U);
     EXPECT_EQ(sample(9000000, 9000000), QUIET_LONG_ENOUGH);
     EXPECT_EQ(count, 0U);
-    EXPECT_EQ(before_rx, 0U); // not taken over
+    EXPECT_EQ(counters[0].before, 0U); // not taken over
 }
 
 TEST(FlowRate, IsKilobytesASecondInSinglePrecision)
