@@ -27,19 +27,25 @@ struct time_check_reboot {
     char wan_ifnames[16]; // empty: no wired WAN
 };
 
-static struct time_check_reboot time_check_reboot_struct;
-static uint32_t time_check_reboot_no_client_check_count;
-static forwarded_count forwarded;
-static uint32_t time_check_reboot_pack_check_speed; // bytes per second
-static int32_t first_check_stream = 1;              // 1 until the random offset has been applied
-static int32_t default_time_check_reboot = 1;       // 1: the start time is the factory's
+static struct reboot_state {
+    struct time_check_reboot schedule;
+    bool start_is_chosen;     // the start time is not the factory's
+    bool offset_applied;      // the random offset
+    uint32_t check_speed;     // bytes per second
+    uint32_t no_client_count; // samples in a row without a client
+    forwarded_count forwarded;
+    flow_counter bridges[4]; // LAN, WAN; received, sent. They share forwarded.count
+    uint32_t last_sample;    // calendar seconds
+    uint32_t delay;          // seconds from the last sample to the restart; 0: not armed
+    reboot_verdict verdict;
+} state;
 
 static time_check_msg_ops sys_time_check_reboot_ops = own_handler(TIME_CHECK_REBOOT, time_check_reboot_msg_handle);
 
 static void reset_counts()
 {
-    time_check_reboot_no_client_check_count = 0;
-    forwarded.count = 0;
+    state.no_client_count = 0;
+    state.forwarded.count = 0;
 }
 
 // ---- configuration and messages ----
@@ -59,36 +65,36 @@ static void read_wan_ifname(char (&ifname)[16])
 int32_t set_time_check_reboot_info()
 {
     char value[64];
-    memset(&time_check_reboot_struct, 0, sizeof time_check_reboot_struct);
+    memset(&state.schedule, 0, sizeof state.schedule);
 
     GetValue(KEY_REBOOT_ENABLE, value);
-    time_check_reboot_struct.enabled = static_cast<uint32_t>(time_check_atoi(value));
+    state.schedule.enabled = static_cast<uint32_t>(time_check_atoi(value));
     GetValue(KEY_REBOOT_TYPE, value);
-    time_check_reboot_struct.type = static_cast<uint32_t>(time_check_atoi(value));
+    state.schedule.type = static_cast<uint32_t>(time_check_atoi(value));
     GetValue(KEY_REBOOT_WDAY, value);
-    time_check_parse_wday(value, time_check_reboot_struct.wday_en);
+    time_check_parse_wday(value, state.schedule.wday_en);
 
     GetValue(KEY_REBOOT_START_TIME, value);
-    default_time_check_reboot = value[0] == '\0' || strcmp(value, "02:00") == 0;
-    time_check_reboot_struct.start_time = time_check_parse_time_of_day(value, 2, 0);
+    state.start_is_chosen = value[0] != '\0' && strcmp(value, "02:00") != 0;
+    state.schedule.start_time = time_check_parse_time_of_day(value, 2, 0);
     GetValue(KEY_REBOOT_END_TIME, value);
-    time_check_reboot_struct.end_time = time_check_parse_time_of_day(value, 5, 30);
+    state.schedule.end_time = time_check_parse_time_of_day(value, 5, 30);
 
     GetValue(KEY_REBOOT_MAX_SPEED, value);
-    time_check_reboot_struct.max_speed = static_cast<uint32_t>(time_check_atoi(value[0] == '\0' ? "5" : value));
-    time_check_reboot_pack_check_speed = time_check_reboot_struct.max_speed * 1000;
+    state.schedule.max_speed = static_cast<uint32_t>(time_check_atoi(value[0] == '\0' ? "5" : value));
+    state.check_speed = state.schedule.max_speed * 1000;
 
-    read_wan_ifname(time_check_reboot_struct.wan_ifnames);
+    read_wan_ifname(state.schedule.wan_ifnames);
     reset_counts();
     return time_check_reboot_info_printf();
 }
 
 int32_t set_time_check_reboot_wan_info()
 {
-    char ifname[sizeof time_check_reboot_struct.wan_ifnames];
+    char ifname[sizeof state.schedule.wan_ifnames];
     read_wan_ifname(ifname);
-    if (strcmp(ifname, time_check_reboot_struct.wan_ifnames) != 0) {
-        copy_text(time_check_reboot_struct.wan_ifnames, sizeof time_check_reboot_struct.wan_ifnames, ifname);
+    if (strcmp(ifname, state.schedule.wan_ifnames) != 0) {
+        copy_text(state.schedule.wan_ifnames, sizeof state.schedule.wan_ifnames, ifname);
         reset_counts();
     }
     return time_check_reboot_info_printf();
@@ -96,7 +102,7 @@ int32_t set_time_check_reboot_wan_info()
 
 int32_t time_check_reboot_info_printf()
 {
-    const struct time_check_reboot *s = &time_check_reboot_struct;
+    const struct time_check_reboot *s = &state.schedule;
     const uint32_t *day = s->wday_en;
     LOG_INFO("\t\t enable:%d\n", s->enabled);
     LOG_INFO("\t\t type:%d\n", s->type);
@@ -104,9 +110,9 @@ int32_t time_check_reboot_info_printf()
     LOG_INFO("\t\t start_time:%02d:%02d\n", s->start_time / 3600, s->start_time % 3600 / 60);
     LOG_INFO("\t\t end_time:%02d:%02d\n", s->end_time / 3600, s->end_time % 3600 / 60);
     LOG_INFO("\t\t max_speed:%d\n", s->max_speed);
-    LOG_INFO("\t\t check_speed=%d\n", time_check_reboot_pack_check_speed);
+    LOG_INFO("\t\t check_speed=%d\n", state.check_speed);
     LOG_INFO("\t\t wan_ifnames:%s\n", s->wan_ifnames);
-    LOG_INFO("\t\t default_time_check_reboot:%d\n", default_time_check_reboot);
+    LOG_INFO("\t\t default_time_check_reboot:%d\n", state.start_is_chosen ? 0 : 1);
     return 1;
 }
 
@@ -133,7 +139,7 @@ int32_t time_check_reboot_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 
 void time_check_reboot_init()
 {
-    first_check_stream = 1;
+    state.offset_applied = false;
     set_time_check_reboot_info();
     register_time_check_module_msg_opses(&sys_time_check_reboot_ops, 1);
 }
@@ -144,7 +150,7 @@ void time_check_reboot_init()
 static int32_t count_no_client(const char *function = __builtin_FUNCTION())
 {
     int32_t result = 0;
-    if (time_check_reboot_no_client_check_count == NO_CLIENT_SAMPLES) {
+    if (state.no_client_count == NO_CLIENT_SAMPLES) {
         time_check_clock clock;
         time_t now = 0;
         doSystemCmd("date");
@@ -154,8 +160,8 @@ static int32_t count_no_client(const char *function = __builtin_FUNCTION())
         tpi_systool_reboot();
         result = 1;
     }
-    time_check_reboot_no_client_check_count++;
-    forwarded.count = 0;
+    state.no_client_count++;
+    state.forwarded.count = 0;
     return result;
 }
 
@@ -163,159 +169,217 @@ int32_t flow_check_forword_reboot(uint32_t period)
 {
     const int32_t clients = time_check_get_bridge_clients();
     if (clients == 0) {
-        LOG_DEBUG(TIME_CHECK_REBOOT, "num %d:br_client = %d!!\n", time_check_reboot_no_client_check_count, clients);
+        LOG_DEBUG(TIME_CHECK_REBOOT, "num %d:br_client = %d!!\n", state.no_client_count, clients);
         return count_no_client();
     }
-    time_check_reboot_no_client_check_count = 0;
-    return time_check_count_forwarded(TIME_CHECK_REBOOT, &forwarded, time_check_reboot_pack_check_speed, period);
+    state.no_client_count = 0;
+    return time_check_count_forwarded(TIME_CHECK_REBOOT, &state.forwarded, state.check_speed, period);
 }
 
-int32_t flow_check_reboot(uint32_t period)
+// False: the LAN's counters cannot be read. The WAN's then stay as they were, as they do without a WAN.
+static bool read_bridges()
 {
-    static flow_counter counters[4]; // LAN, WAN; received, sent
-
-    const int32_t clients = time_check_get_bridge_clients();
-    LOG_INFO("num %d:br_client = %d!!\n", time_check_reboot_no_client_check_count, clients);
-    if (clients == 0)
-        return count_no_client();
-    time_check_reboot_no_client_check_count = 0;
-
     FLOW_SPEED lan = {};
     FLOW_SPEED second_lan = {};
     FLOW_SPEED wan = {};
     if (time_check_get_RX_TX_pack("br0", &lan) == 0)
-        return 0;
+        return false;
     if (time_check_get_RX_TX_pack("br1", &second_lan) == 1) {
         lan.rx_flow += second_lan.rx_flow;
         lan.tx_flow += second_lan.tx_flow;
     }
-    counters[0].now = lan.rx_flow;
-    counters[1].now = lan.tx_flow;
-    if (time_check_get_RX_TX_pack(time_check_reboot_struct.wan_ifnames, &wan) == 1) {
-        counters[2].now = wan.rx_flow;
-        counters[3].now = wan.tx_flow;
+    state.bridges[0].now = lan.rx_flow;
+    state.bridges[1].now = lan.tx_flow;
+    if (time_check_get_RX_TX_pack(state.schedule.wan_ifnames, &wan) == 1) {
+        state.bridges[2].now = wan.rx_flow;
+        state.bridges[3].now = wan.tx_flow;
     }
+    return true;
+}
+
+int32_t flow_check_reboot(uint32_t period)
+{
+    const int32_t clients = time_check_get_bridge_clients();
+    LOG_INFO("num %d:br_client = %d!!\n", state.no_client_count, clients);
+    if (clients == 0)
+        return count_no_client();
+    state.no_client_count = 0;
+    if (!read_bridges())
+        return 0;
 
     double rates[4];
     for (size_t i = 0; i < 4; i++)
-        rates[i] = static_cast<double>(time_check_flow_rate(counters[i].now, counters[i].before, period));
-    const uint32_t number = forwarded.count + 1;
+        rates[i] = static_cast<double>(time_check_flow_rate(state.bridges[i].now, state.bridges[i].before, period));
+    const uint32_t number = state.forwarded.count + 1;
     LOG_INFO("num %d:rx = %.2fkB/s,tx = %.2fkB/s,wan_rx = %.2fkB/s,wan_tx = %.2fkB/s!!\n", number, rates[0], rates[1],
              rates[2], rates[3]);
     const QUIET_SAMPLE sample =
-        time_check_quiet_sample(&forwarded.count, counters, 4, time_check_reboot_pack_check_speed * period);
+        time_check_quiet_sample(&state.forwarded.count, state.bridges, 4, state.check_speed * period);
     if (sample == QUIET_BUSY)
         LOG_PROGRESS("num %d:rx = %.2fkB/s,tx = %.2fkB/s,wan_rx = %.2fkB/s,wan_tx = %.2fkB/s!!\n", number, rates[0],
                      rates[1], rates[2], rates[3]);
     return sample == QUIET_LONG_ENOUGH;
 }
 
+// ---- what the rule finds ----
+
+static bool guards_are_lifted()
+{
+    return get_time_check_debug_info(TIME_CHECK_REBOOT) == 1;
+}
+
+// Up for at least the window's width, so that no window sees two reboots. For a window past midnight the unsigned width
+// is huge and it never acts: kept on purpose.
+static bool is_up_long_enough(const reboot_state *s, const moment *now)
+{
+    return guards_are_lifted() || now->uptime_s >= s->schedule.end_time - s->schedule.start_time;
+}
+
+// What the counts have said so far. The sample itself is none of the verdict's: its probes print and count.
+static reboot_verdict judge_counts(const reboot_state *s)
+{
+    if (s->no_client_count != 0)
+        return reboot_verdict::counting_no_client;
+    return s->forwarded.count != 0 ? reboot_verdict::counting_quiet : reboot_verdict::network_busy;
+}
+
+// The daily kinds' rule, whichever kind is set.
+static reboot_verdict judge_daily(const reboot_state *s, uint32_t kind, const moment *now)
+{
+    using enum reboot_verdict;
+    const bool waits_for_quiet = kind == TIMER_CHECK_EACH_DAY_FLOW;
+    if (!is_up_long_enough(s, now))
+        return not_up_long_enough;
+    if (!guards_are_lifted() && !moment_clock_is_set(now))
+        return clock_unset;
+    if (waits_for_quiet && s->delay != 0)
+        return s->last_sample + s->delay < static_cast<uint32_t>(now->calendar) ? restarting : armed;
+    if (!moment_in_window(now, s->schedule.start_time, s->schedule.end_time))
+        return outside_window;
+    if (!s->start_is_chosen && !s->offset_applied)
+        return offset_owed;
+    return waits_for_quiet ? judge_counts(s) : restarting;
+}
+
+static reboot_verdict judge(const reboot_state *s, const moment *now)
+{
+    using enum reboot_verdict;
+    if (s->schedule.enabled == 0)
+        return off;
+    switch (s->schedule.type) {
+    case TIMER_CHECK_EACH_DAY_FLOW:
+    case TIMER_CHECK_EACH_DAY:
+        return judge_daily(s, s->schedule.type, now);
+    case TIMER_CHECK_ONE_DAY:
+    case TIMER_CHECK_ONE_DAY_FLOW:
+        return kind_without_behaviour;
+    default:
+        return unknown_kind;
+    }
+}
+
+reboot_verdict time_check_reboot_verdict()
+{
+    return state.verdict;
+}
+
 // ---- the daily drivers ----
 
-// Whether a driver may act: up for at least the window's width, so that no window sees two reboots, and the clock set.
-// For a window past midnight the unsigned width is huge and it never acts: kept on purpose. The debug switch lifts
-// both.
-static bool may_act(time_check_clock *clock, time_t *now)
+// The lines of the drivers' helpers are theirs.
+constexpr const char *EACH_DAY = "time_check_reboot_each_day";
+constexpr const char *EACH_DAY_FLOW = "time_check_reboot_each_day_flow";
+
+// What the daily kinds' rule looks at: the clock not before the router has been up for long enough.
+static moment read_moment()
 {
-    const bool debug = get_time_check_debug_info(TIME_CHECK_REBOOT) == 1;
-    uint64_t run_time = 0;
-    time_check_get_run_time(&run_time);
-    const uint32_t width = time_check_reboot_struct.end_time - time_check_reboot_struct.start_time;
-    if (!debug && run_time < width)
-        return false;
-    time_check_get_now_time(clock, now);
-    return debug || time_check_clock_is_set(clock);
+    moment now = {};
+    moment_read_uptime(&now);
+    if (is_up_long_enough(&state, &now))
+        moment_read_clock(&now);
+    return now;
 }
 
-static bool owes_random_start_offset()
-{
-    return default_time_check_reboot == 1 && first_check_stream == 1;
-}
-
-// Spreads the devices that still have the factory's start time. The line is the caller's.
-static void add_random_start_offset(const char *function = __builtin_FUNCTION())
+// Spreads the devices that still have the factory's start time.
+static void add_random_start_offset(const char *function)
 {
     constexpr uint32_t STEPS = 1800;
     constexpr uint32_t STEP_S = 5;
-    first_check_stream = 0;
+    state.offset_applied = true;
     srandom(static_cast<unsigned>(get_uptime()));
-    time_check_reboot_struct.start_time += static_cast<uint32_t>(random()) % STEPS * STEP_S;
-    const uint32_t start = time_check_reboot_struct.start_time;
+    state.schedule.start_time += static_cast<uint32_t>(random()) % STEPS * STEP_S;
+    const uint32_t start = state.schedule.start_time;
     printf("[%s][%d]start_time+offset_time:%02d:%02d:%02d\n", function, __LINE__, start / 3600, start % 3600 / 60,
            start % 60);
 }
 
-static bool in_window()
+// Takes this second's sample unless it has been taken, and gives what the rule finds with it.
+static reboot_verdict take_sample(const moment *now)
 {
-    return time_check_in_time_check(time_check_reboot_struct.start_time, time_check_reboot_struct.end_time) != 0;
+    const auto seconds = static_cast<uint32_t>(now->calendar);
+    const uint32_t period = time_check_seconds_apart(seconds, state.last_sample);
+    if (period == 0)
+        return state.verdict;
+    const bool decided = flow_check_forword_reboot(period) == 1;
+    state.last_sample = seconds;
+    if (!decided)
+        return judge_counts(&state);
+    state.delay = time_check_get_sleep_rand(); // a delay of 0 is not armed, the next decision draws again
+    doSystemCmd("date");
+    LOG_PROGRESS_OF(EACH_DAY_FLOW, "now time:%02d:%02d\n", now->local.tm_hour, now->local.tm_min);
+    LOG_PROGRESS_OF(EACH_DAY_FLOW, "sleep %dS after to reboot!!\n", state.delay);
+    return state.delay != 0 ? reboot_verdict::armed : reboot_verdict::counting_quiet;
+}
+
+static void carry_out(reboot_verdict verdict, uint32_t kind, const moment *now)
+{
+    state.verdict = verdict;
+    switch (verdict) {
+    case reboot_verdict::unknown_kind:
+        LOG_ERROR_OF("time_check_reboot", "TIME_CHECK_REBOOT_STRUCT.type = %d to be added...\n", kind);
+        break;
+    case reboot_verdict::outside_window:
+        reset_counts();
+        break;
+    case reboot_verdict::offset_owed:
+        add_random_start_offset(kind == TIMER_CHECK_EACH_DAY ? EACH_DAY : EACH_DAY_FLOW);
+        break;
+    case reboot_verdict::counting_no_client:
+    case reboot_verdict::network_busy:
+    case reboot_verdict::counting_quiet:
+        state.verdict = take_sample(now);
+        break;
+    case reboot_verdict::restarting:
+        tpi_systool_reboot();
+        break;
+    default: // wait
+        break;
+    }
+}
+
+static void drive(uint32_t kind)
+{
+    const moment now = read_moment();
+    carry_out(judge_daily(&state, kind, &now), kind, &now);
 }
 
 void time_check_reboot_each_day()
 {
-    time_check_clock clock;
-    time_t now = 0;
-    if (!may_act(&clock, &now))
-        return;
-    if (!in_window())
-        reset_counts();
-    else if (owes_random_start_offset())
-        add_random_start_offset();
-    else
-        tpi_systool_reboot();
+    drive(TIMER_CHECK_EACH_DAY);
 }
 
 void time_check_reboot_each_day_flow()
 {
-    static uint32_t rand_sleep_time; // seconds; 0: not armed
-    static uint32_t tmp_last_time;   // calendar seconds of the previous sample
+    drive(TIMER_CHECK_EACH_DAY_FLOW);
+}
 
-    time_check_clock clock;
-    time_t calendar = 0;
-    if (!may_act(&clock, &calendar))
-        return;
-    const uint32_t now = static_cast<uint32_t>(calendar);
-    if (rand_sleep_time != 0) {
-        if (tmp_last_time + rand_sleep_time < now)
-            tpi_systool_reboot();
-        return;
-    }
-    if (!in_window()) {
-        reset_counts();
-        return;
-    }
-    if (owes_random_start_offset()) {
-        add_random_start_offset();
-        return;
-    }
-    const uint32_t period = time_check_seconds_apart(now, tmp_last_time);
-    if (period > 0) {
-        if (flow_check_forword_reboot(period) == 1) {
-            rand_sleep_time = time_check_get_sleep_rand(); // a delay of 0 is not armed, the next decision draws again
-            doSystemCmd("date");
-            LOG_PROGRESS("now time:%02d:%02d\n", clock.tm_hour, clock.tm_min);
-            LOG_PROGRESS("sleep %dS after to reboot!!\n", rand_sleep_time);
-        }
-        tmp_last_time = now;
-    }
+static bool asks_for_the_time(const struct time_check_reboot *schedule)
+{
+    return schedule->enabled != 0 && schedule->type <= TIMER_CHECK_EACH_DAY_FLOW;
 }
 
 int32_t time_check_reboot()
 {
-    if (time_check_reboot_struct.enabled == 0)
-        return 1;
-    switch (time_check_reboot_struct.type) {
-    case TIMER_CHECK_EACH_DAY_FLOW:
-        time_check_reboot_each_day_flow();
-        break;
-    case TIMER_CHECK_EACH_DAY:
-        time_check_reboot_each_day();
-        break;
-    case TIMER_CHECK_ONE_DAY:
-    case TIMER_CHECK_ONE_DAY_FLOW:
-        break;
-    default:
-        LOG_ERROR("TIME_CHECK_REBOOT_STRUCT.type = %d to be added...\n", time_check_reboot_struct.type);
-        break;
-    }
+    const moment now = asks_for_the_time(&state.schedule) ? read_moment() : moment{};
+    carry_out(judge(&state, &now), state.schedule.type, &now);
     return 1;
 }

@@ -15,6 +15,9 @@ void time_check_reboot_init();
 // The tick. Always 1.
 int32_t time_check_reboot();
 
+// What the last tick found; before the first one, `off`.
+reboot_verdict time_check_reboot_verdict();
+
 // The drivers of the two daily kinds.
 void time_check_reboot_each_day();
 void time_check_reboot_each_day_flow();
