@@ -26,19 +26,23 @@ struct time_check_power {
     uint32_t max_speed;  // kB/s, 1 kB = 1000 bytes
 };
 
-static struct time_check_power time_check_power_struct;
-static uint32_t time_check_power_start_flag = 1;   // 0: put to sleep in this period, or a wake-up is owed
-static uint32_t time_check_power_in_power;         // 1: for this period sleep is decided on
-static uint32_t time_check_power_pack_check_speed; // bytes per second
-static forwarded_count forwarded;
-static uint32_t time_check_power_no_client_check_count;
-static int32_t nimbix_wake_up_time; // seconds for which the app has suspended power saving
+static struct power_state {
+    struct time_check_power schedule;
+    bool put_to_sleep;        // in this period; outside it: a wake-up is owed
+    bool in_power;            // for this period sleep is decided on
+    int32_t suspended;        // seconds for which the app has suspended power saving
+    uint32_t check_speed;     // bytes per second
+    uint32_t no_client_count; // samples in a row without a client
+    forwarded_count forwarded;
+    uint32_t last_sample; // calendar seconds
+    power_verdict verdict;
+} state;
 
 static time_check_msg_ops sys_time_check_power_ops = own_handler(TIME_CHECK_POWER, time_check_power_msg_handle);
 
-static bool in_period()
+static bool in_period(const power_state *s, const moment *now)
 {
-    return time_check_in_time_check(time_check_power_struct.start_time, time_check_power_struct.end_time) != 0;
+    return moment_in_window(now, s->schedule.start_time, s->schedule.end_time);
 }
 
 // ---- configuration and queries ----
@@ -46,31 +50,31 @@ static bool in_period()
 void set_time_check_power_info()
 {
     char value[64];
-    memset(&time_check_power_struct, 0, sizeof time_check_power_struct);
+    memset(&state.schedule, 0, sizeof state.schedule);
 
     GetValue(KEY_POWER_ENABLE, value);
-    time_check_power_struct.enabled = static_cast<uint32_t>(time_check_atoi(value));
+    state.schedule.enabled = static_cast<uint32_t>(time_check_atoi(value));
     GetValue(KEY_POWER_TYPE, value);
-    time_check_power_struct.type = static_cast<uint32_t>(time_check_atoi(value));
+    state.schedule.type = static_cast<uint32_t>(time_check_atoi(value));
     GetValue(KEY_POWER_WDAY, value);
-    time_check_parse_wday(value, time_check_power_struct.wday_en);
+    time_check_parse_wday(value, state.schedule.wday_en);
     GetValue(KEY_POWER_START_TIME, value);
-    time_check_power_struct.start_time = time_check_parse_time_of_day(value, 0, 0);
+    state.schedule.start_time = time_check_parse_time_of_day(value, 0, 0);
     GetValue(KEY_POWER_END_TIME, value);
-    time_check_power_struct.end_time = time_check_parse_time_of_day(value, 7, 0);
+    state.schedule.end_time = time_check_parse_time_of_day(value, 7, 0);
 
     GetValue(KEY_POWER_MAX_SPEED, value);
-    time_check_power_struct.max_speed = static_cast<uint32_t>(time_check_atoi(value[0] == '\0' ? "3" : value));
-    time_check_power_pack_check_speed = time_check_power_struct.max_speed * 1000;
+    state.schedule.max_speed = static_cast<uint32_t>(time_check_atoi(value[0] == '\0' ? "3" : value));
+    state.check_speed = state.schedule.max_speed * 1000;
 
-    forwarded.count = 0;
-    time_check_power_no_client_check_count = 0;
+    state.forwarded.count = 0;
+    state.no_client_count = 0;
     time_check_power_info_printf();
 }
 
 void time_check_power_info_printf()
 {
-    const struct time_check_power *s = &time_check_power_struct;
+    const struct time_check_power *s = &state.schedule;
     const uint32_t *day = s->wday_en;
     LOG_INFO("\t\t enable:%d\n", s->enabled);
     LOG_INFO("\t\t type:%d\n", s->type);
@@ -78,7 +82,7 @@ void time_check_power_info_printf()
     LOG_INFO("\t\t start_time:%02d:%02d\n", s->start_time / 3600, s->start_time % 3600 / 60);
     LOG_INFO("\t\t end_time:%02d:%02d\n", s->end_time / 3600, s->end_time % 3600 / 60);
     LOG_INFO("\t\t max_speed:%d\n", s->max_speed);
-    LOG_INFO("\t\t check_speed=%d\n", time_check_power_pack_check_speed);
+    LOG_INFO("\t\t check_speed=%d\n", state.check_speed);
 }
 
 int32_t time_check_power_is_in_sleep()
@@ -88,7 +92,13 @@ int32_t time_check_power_is_in_sleep()
 
 int32_t time_check_power_is_in_power_time()
 {
-    return time_check_power_struct.enabled == 1 && in_period();
+    return state.schedule.enabled == 1 &&
+           time_check_in_time_check(state.schedule.start_time, state.schedule.end_time) != 0;
+}
+
+bool time_check_power_is_in_power_time_at(const moment *now)
+{
+    return state.schedule.enabled == 1 && in_period(&state, now);
 }
 
 // ---- switching, wake-up and messages ----
@@ -127,12 +137,11 @@ void time_check_power_change_status(uint32_t status)
 void update_nimbix_wake_up_time()
 {
     constexpr uint32_t DAY_S = 24 * SECONDS_AN_HOUR;
-    time_check_clock clock;
-    time_t calendar = 0;
-    time_check_get_now_time(&clock, &calendar);
-    const uint32_t now = time_check_time_of_day(&clock);
-    const uint32_t start = time_check_power_struct.start_time;
-    const uint32_t end = time_check_power_struct.end_time;
+    moment present = {};
+    moment_read_clock(&present);
+    const uint32_t now = moment_time_of_day(&present);
+    const uint32_t start = state.schedule.start_time;
+    const uint32_t end = state.schedule.end_time;
 
     uint32_t left = 0;
     if (end < start) {
@@ -143,8 +152,8 @@ void update_nimbix_wake_up_time()
     } else if (start <= now && now <= end) {
         left = end - now;
     }
-    nimbix_wake_up_time = static_cast<int32_t>(left);
-    LOG_INFO("\t\t nimbix_wake_up_time: %d\n", nimbix_wake_up_time);
+    state.suspended = static_cast<int32_t>(left);
+    LOG_INFO("\t\t nimbix_wake_up_time: %d\n", state.suspended);
 }
 
 void time_check_power_stop()
@@ -160,17 +169,18 @@ int32_t time_check_power_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
     if (strcmp(msg->string_info, "nimbix_wake_up") == 0)
         update_nimbix_wake_up_time();
     else
-        nimbix_wake_up_time = 0;
+        state.suspended = 0;
 
     switch (msg->op) {
     case OP_STOP:
         time_check_power_stop();
-        time_check_power_in_power = 0;
-        time_check_power_start_flag = in_period() ? 1 : 0; // outside, the driver then wakes the router once more
+        state.in_power = false;
+        // Outside, the driver then wakes the router once more.
+        state.put_to_sleep = time_check_in_time_check(state.schedule.start_time, state.schedule.end_time) == 0;
         break;
     case OP_START:
     case OP_RESTART:
-        time_check_power_start_flag = 1;
+        state.put_to_sleep = false;
         break;
     default:
         break;
@@ -194,107 +204,154 @@ int32_t flow_check_forword_power(uint32_t interval)
 {
     const int32_t clients = time_check_get_bridge_clients();
     if (clients == 0) {
-        LOG_DEBUG(TIME_CHECK_POWER, "num %d:br_client = %d!!\n", time_check_power_no_client_check_count, clients);
-        forwarded.count = 0;
-        return time_check_power_no_client_check_count++ == NO_CLIENT_SAMPLES;
+        LOG_DEBUG(TIME_CHECK_POWER, "num %d:br_client = %d!!\n", state.no_client_count, clients);
+        state.forwarded.count = 0;
+        return state.no_client_count++ == NO_CLIENT_SAMPLES;
     }
-    time_check_power_no_client_check_count = 0;
-    return time_check_count_forwarded(TIME_CHECK_POWER, &forwarded, time_check_power_pack_check_speed, interval);
+    state.no_client_count = 0;
+    return time_check_count_forwarded(TIME_CHECK_POWER, &state.forwarded, state.check_speed, interval);
+}
+
+// ---- what the rule finds ----
+
+// What the counts have said so far. The sample itself is none of the verdict's: its probes print and count.
+static power_verdict judge_counts(const power_state *s)
+{
+    if (s->no_client_count != 0)
+        return power_verdict::counting_no_client;
+    return s->forwarded.count != 0 ? power_verdict::counting_quiet : power_verdict::network_busy;
+}
+
+// The daily kinds' rule, whichever kind is set. The debug switch lifts the look at the year.
+static power_verdict judge_daily(const power_state *s, uint32_t kind, const moment *now)
+{
+    using enum power_verdict;
+    if (get_time_check_debug_info(TIME_CHECK_POWER) == 0 && !moment_clock_is_set(now))
+        return clock_unset;
+    if (!in_period(s, now))
+        return s->in_power || s->put_to_sleep ? waking : outside_period;
+    if (kind == TIMER_CHECK_EACH_DAY_FLOW)
+        return s->in_power ? asleep : judge_counts(s);
+    return s->put_to_sleep ? asleep : falling_asleep;
+}
+
+static power_verdict judge(const power_state *s, const moment *now)
+{
+    using enum power_verdict;
+    if (s->schedule.enabled == 0)
+        return off;
+    if (s->suspended >= 1)
+        return suspended;
+    switch (s->schedule.type) {
+    case TIMER_CHECK_EACH_DAY_FLOW:
+    case TIMER_CHECK_EACH_DAY:
+        return judge_daily(s, s->schedule.type, now);
+    case TIMER_CHECK_ONE_DAY:
+    case TIMER_CHECK_ONE_DAY_FLOW:
+        return kind_without_behaviour;
+    default:
+        return unknown_kind;
+    }
+}
+
+power_verdict time_check_power_verdict()
+{
+    return state.verdict;
 }
 
 // ---- the daily drivers ----
 
-// Without a valid clock there is no period: the router is left as it is. The debug switch lifts that.
-static bool may_act(time_check_clock *clock, time_t *now)
+static power_verdict sleep_in_period()
 {
-    time_check_get_now_time(clock, now);
-    if (get_time_check_debug_info(TIME_CHECK_POWER) != 0 || time_check_clock_is_set(clock))
-        return true;
-    time_check_power_in_power = 0;
-    return false;
-}
-
-static void sleep_in_period()
-{
-    time_check_power_in_power = 1;
-    if (time_check_power_start_flag == 1) {
-        time_check_power_change_status(TIMER_CHECK_POWER_OFF);
-        time_check_power_start_flag = 0;
-    }
+    state.in_power = true;
+    if (state.put_to_sleep)
+        return power_verdict::asleep;
+    time_check_power_change_status(TIMER_CHECK_POWER_OFF);
+    state.put_to_sleep = true;
+    return power_verdict::falling_asleep;
 }
 
 static void wake_outside_period()
 {
-    if (time_check_power_in_power == 1) {
-        time_check_power_change_status(TIMER_CHECK_POWER_ON);
-        time_check_power_start_flag = 1;
-        time_check_power_in_power = 0;
+    time_check_power_change_status(TIMER_CHECK_POWER_ON);
+    state.put_to_sleep = false;
+    state.in_power = false;
+}
+
+// Takes this second's sample unless it has been taken, and gives what the rule finds with it. The counts outlast the
+// period: the next day's goes on where this one ended. Kept on purpose.
+static power_verdict take_sample(const moment *now)
+{
+    const auto seconds = static_cast<uint32_t>(now->calendar);
+    const uint32_t interval = time_check_seconds_apart(seconds, state.last_sample);
+    if (interval == 0)
+        return state.verdict;
+    state.last_sample = seconds;
+    if (flow_check_forword_power(interval) == 0)
+        return judge_counts(&state);
+    LOG_PROGRESS_OF("time_check_power_each_day_flow", "now time:%02d:%02d\n", now->local.tm_hour, now->local.tm_min);
+    return sleep_in_period();
+}
+
+static void carry_out(power_verdict verdict, const moment *now)
+{
+    state.verdict = verdict;
+    switch (verdict) {
+    case power_verdict::suspended:
+        update_nimbix_wake_up_time();
+        break;
+    case power_verdict::unknown_kind:
+        LOG_ERROR_OF("time_check_power", "TIME_CHECK_POWER_STRUCT.type = %d to be added...\n", state.schedule.type);
+        break;
+    case power_verdict::clock_unset: // there is no period, and the router is left as it is
+        state.in_power = false;
+        break;
+    case power_verdict::waking:
+        wake_outside_period();
+        break;
+    case power_verdict::counting_no_client:
+    case power_verdict::network_busy:
+    case power_verdict::counting_quiet:
+        state.verdict = take_sample(now);
+        break;
+    case power_verdict::asleep:
+        state.in_power = true;
+        break;
+    case power_verdict::falling_asleep:
+        sleep_in_period();
+        break;
+    default: // wait
+        break;
     }
-    if (time_check_power_start_flag == 0) {
-        time_check_power_change_status(TIMER_CHECK_POWER_ON);
-        time_check_power_start_flag = 1;
-    }
+}
+
+static void drive(uint32_t kind)
+{
+    moment now = {};
+    moment_read_clock(&now);
+    carry_out(judge_daily(&state, kind, &now), &now);
 }
 
 void time_check_power_each_day()
 {
-    time_check_clock clock;
-    time_t now = 0;
-    if (!may_act(&clock, &now))
-        return;
-    if (in_period())
-        sleep_in_period();
-    else
-        wake_outside_period();
+    drive(TIMER_CHECK_EACH_DAY);
 }
 
-// The counts outlast the period: the next day's goes on where this one ended. Kept on purpose.
 void time_check_power_each_day_flow()
 {
-    static uint32_t tmp_last_time; // calendar seconds of the last sample
+    drive(TIMER_CHECK_EACH_DAY_FLOW);
+}
 
-    time_check_clock clock;
-    time_t calendar = 0;
-    if (!may_act(&clock, &calendar))
-        return;
-    if (!in_period()) {
-        wake_outside_period();
-        return;
-    }
-    if (time_check_power_in_power == 1)
-        return;
-    const auto now = static_cast<uint32_t>(calendar);
-    const uint32_t interval = time_check_seconds_apart(now, tmp_last_time);
-    if (interval > 0) {
-        if (flow_check_forword_power(interval) == 1) {
-            LOG_PROGRESS("now time:%02d:%02d\n", clock.tm_hour, clock.tm_min);
-            sleep_in_period();
-        }
-        tmp_last_time = now;
-    }
+static bool asks_for_the_time(const power_state *s)
+{
+    return s->schedule.enabled != 0 && s->suspended < 1 && s->schedule.type <= TIMER_CHECK_EACH_DAY_FLOW;
 }
 
 int32_t time_check_power()
 {
-    if (time_check_power_struct.enabled == 0)
-        return 1;
-    if (nimbix_wake_up_time >= 1) {
-        update_nimbix_wake_up_time();
-        return 1;
-    }
-    switch (time_check_power_struct.type) {
-    case TIMER_CHECK_EACH_DAY_FLOW:
-        time_check_power_each_day_flow();
-        break;
-    case TIMER_CHECK_EACH_DAY:
-        time_check_power_each_day();
-        break;
-    case TIMER_CHECK_ONE_DAY:
-    case TIMER_CHECK_ONE_DAY_FLOW:
-        break;
-    default:
-        LOG_ERROR("TIME_CHECK_POWER_STRUCT.type = %d to be added...\n", time_check_power_struct.type);
-        break;
-    }
+    moment now = {};
+    if (asks_for_the_time(&state))
+        moment_read_clock(&now);
+    carry_out(judge(&state, &now), &now);
     return 1;
 }

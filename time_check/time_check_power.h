@@ -4,6 +4,13 @@
 #define TIME_CHECK_TIME_CHECK_POWER_H
 
 #include "time_check/time_check.h"
+#include "time_check/time_check_clock.h"
+
+// By which branch of the rule a tick went.
+enum class power_verdict : uint8_t {
+#define VERDICT(name, why) name,
+#include "platform/verdicts/power.def"
+};
 
 enum TIMERCHECKPOWERSTATUS : uint32_t {
     TIMER_CHECK_POWER_OFF = 0, // to sleep
@@ -14,6 +21,9 @@ void time_check_power_init();
 
 // The tick. Always 1.
 int32_t time_check_power();
+
+// What the last tick found; before the first one, `off`.
+power_verdict time_check_power_verdict();
 
 // The drivers of the two daily kinds.
 void time_check_power_each_day();
@@ -33,6 +43,9 @@ int32_t time_check_power_is_in_sleep();
 // 1 when power saving is enabled and now is in its period, asleep or not, else 0. Wi-Fi and LED schedules then stand
 // still.
 int32_t time_check_power_is_in_power_time();
+
+// The same of another moment than the present one, without a look at the clock.
+bool time_check_power_is_in_power_time_at(const moment *now);
 
 // Puts the router to sleep or wakes it, a TIMERCHECKPOWERSTATUS; what a schedule wants off stays off on waking. Other
 // numbers do nothing.
