@@ -27,14 +27,15 @@ void moment_read_uptime(moment *now)
 
 int32_t time_check_get_now_time(time_check_clock *snapshot, time_t *now)
 {
-    const moment present = moment_of(time(nullptr));
-    *now = present.calendar;
-    *snapshot = {.tm_sec = present.local.tm_sec,
-                 .tm_min = present.local.tm_min,
-                 .tm_hour = present.local.tm_hour,
-                 .tm_mday = present.local.tm_mday,
-                 .tm_mon = present.local.tm_mon,
-                 .tm_year = present.local.tm_year};
+    *now = time(nullptr);
+    struct tm local = {};
+    localtime_r(now, &local);
+    *snapshot = {.tm_sec = local.tm_sec,
+                 .tm_min = local.tm_min,
+                 .tm_hour = local.tm_hour,
+                 .tm_mday = local.tm_mday,
+                 .tm_mon = local.tm_mon,
+                 .tm_year = local.tm_year};
     return 1;
 }
 

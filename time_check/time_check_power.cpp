@@ -92,13 +92,21 @@ int32_t time_check_power_is_in_sleep()
 
 int32_t time_check_power_is_in_power_time()
 {
-    return state.schedule.enabled == 1 &&
-           time_check_in_time_check(state.schedule.start_time, state.schedule.end_time) != 0;
+    if (!time_check_power_is_enabled())
+        return 0;
+    moment now = {};
+    moment_read_clock(&now);
+    return in_period(&state, &now);
+}
+
+bool time_check_power_is_enabled()
+{
+    return state.schedule.enabled == 1;
 }
 
 bool time_check_power_is_in_power_time_at(const moment *now)
 {
-    return state.schedule.enabled == 1 && in_period(&state, now);
+    return time_check_power_is_enabled() && in_period(&state, now);
 }
 
 // ---- switching, wake-up and messages ----
@@ -171,12 +179,13 @@ int32_t time_check_power_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
     else
         state.suspended = 0;
 
+    moment now = {};
     switch (msg->op) {
     case OP_STOP:
         time_check_power_stop();
         state.in_power = false;
-        // Outside, the driver then wakes the router once more.
-        state.put_to_sleep = time_check_in_time_check(state.schedule.start_time, state.schedule.end_time) == 0;
+        moment_read_clock(&now);
+        state.put_to_sleep = !in_period(&state, &now); // outside, the driver then wakes the router once more
         break;
     case OP_START:
     case OP_RESTART:

@@ -44,6 +44,9 @@ int32_t time_check_power_is_in_sleep();
 // still.
 int32_t time_check_power_is_in_power_time();
 
+// Whether power saving is enabled as that question means it: else it need not be asked.
+bool time_check_power_is_enabled();
+
 // The same of another moment than the present one, without a look at the clock.
 bool time_check_power_is_in_power_time_at(const moment *now);
 

@@ -151,11 +151,10 @@ static int32_t count_no_client(const char *function = __builtin_FUNCTION())
 {
     int32_t result = 0;
     if (state.no_client_count == NO_CLIENT_SAMPLES) {
-        time_check_clock clock;
-        time_t now = 0;
+        moment now = {};
         doSystemCmd("date");
-        time_check_get_now_time(&clock, &now);
-        LOG_PROGRESS_OF(function, "now time:%02d:%02d\n", clock.tm_hour, clock.tm_min);
+        moment_read_clock(&now); // which the command may have let pass
+        LOG_PROGRESS_OF(function, "now time:%02d:%02d\n", now.local.tm_hour, now.local.tm_min);
         LOG_PROGRESS_OF(function, "no client! reboot now!!\n");
         tpi_systool_reboot();
         result = 1;
