@@ -24,7 +24,7 @@ string(REGEX MATCH "^mips" TIME_CHECK_FOR_MIPS "${CMAKE_SYSTEM_PROCESSOR}")
 if(TIME_CHECK_SMALL)
     target_compile_options(house_freestanding INTERFACE
         -Os -ffunction-sections -fno-unwind-tables -fno-stack-protector -fno-ident
-        -fno-move-loop-invariants) # an address that is kept over a loop is saved and restored around it
+        -fno-move-loop-invariants -fno-jump-tables) # an address that is kept over a loop is saved and restored around it
     # Optimised once more when the program is linked. The objects hold both forms, because the virtual router renames
     # symbols in the plain one.
     if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
