@@ -7,17 +7,15 @@
 #include "platform/system.h"
 #include "time_check/time_check_text.h"
 
-moment moment_of(time_t calendar)
+void moment_set_clock(moment *then, time_t calendar)
 {
-    moment then = {.calendar = calendar, .local = {}, .uptime_s = 0};
-    localtime_r(&calendar, &then.local);
-    return then;
+    then->calendar = calendar;
+    localtime_r(&calendar, &then->local);
 }
 
 void moment_read_clock(moment *now)
 {
-    now->calendar = time(nullptr);
-    localtime_r(&now->calendar, &now->local);
+    moment_set_clock(now, time(nullptr));
 }
 
 void moment_read_uptime(moment *now)
@@ -86,7 +84,8 @@ bool moment_in_window(const moment *now, uint32_t start, uint32_t end)
 
 int32_t time_check_in_time_check(uint32_t start, uint32_t end)
 {
-    const moment present = moment_of(time(nullptr));
+    moment present = {};
+    moment_read_clock(&present);
     return moment_in_window(&present, start, end);
 }
 

@@ -33,8 +33,8 @@ struct moment {
 void moment_read_clock(moment *now);
 void moment_read_uptime(moment *now);
 
-// The moment of these calendar seconds, its up-time 0.
-moment moment_of(time_t calendar);
+// Makes it the moment of these calendar seconds. Reads nothing.
+void moment_set_clock(moment *then, time_t calendar);
 
 // Whether the clock had been set by then.
 bool moment_clock_is_set(const moment *now);

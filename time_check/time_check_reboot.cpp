@@ -289,13 +289,11 @@ constexpr const char *EACH_DAY = "time_check_reboot_each_day";
 constexpr const char *EACH_DAY_FLOW = "time_check_reboot_each_day_flow";
 
 // What the daily kinds' rule looks at: the clock not before the router has been up for long enough.
-static moment read_moment()
+static void read_moment(moment *now)
 {
-    moment now = {};
-    moment_read_uptime(&now);
-    if (is_up_long_enough(&state, &now))
-        moment_read_clock(&now);
-    return now;
+    moment_read_uptime(now);
+    if (is_up_long_enough(&state, now))
+        moment_read_clock(now);
 }
 
 // Spreads the devices that still have the factory's start time.
@@ -357,7 +355,8 @@ static void carry_out(reboot_verdict verdict, uint32_t kind, const moment *now)
 
 static void drive(uint32_t kind)
 {
-    const moment now = read_moment();
+    moment now = {};
+    read_moment(&now);
     carry_out(judge_daily(&state, kind, &now), kind, &now);
 }
 
@@ -378,7 +377,9 @@ static bool asks_for_the_time(const struct time_check_reboot *schedule)
 
 int32_t time_check_reboot()
 {
-    const moment now = asks_for_the_time(&state.schedule) ? read_moment() : moment{};
+    moment now = {};
+    if (asks_for_the_time(&state.schedule))
+        read_moment(&now);
     carry_out(judge(&state, &now), state.schedule.type, &now);
     return 1;
 }
