@@ -21,10 +21,14 @@ struct time_check_wifi {
     uint32_t num; // rules loaded
 };
 
-static struct time_check_wifi time_check_wifi_struct;
-static uint32_t time_check_wifi_start_flag = 1; // 1: as the schedule sees it, Wi-Fi is on
-static uint32_t time_check_wifi_button;         // up-time of the last switching by hand, seconds; 0: none to look at
-static uint32_t time_check_wifi_first_init = 1; // 1: nothing has been loaded yet
+static struct wifi_state {
+    struct time_check_wifi schedule;
+    bool loaded;        // something has been loaded
+    bool is_off;        // as the schedule sees it, which does not see what is switched by hand
+    uint32_t button;    // up-time of the last switching by hand, seconds; 0: none to look at
+    uint32_t last_look; // calendar seconds
+    wifi_verdict verdict;
+} state;
 
 static time_check_msg_ops sys_time_check_wifi_ops = own_handler(TIME_CHECK_WIFI, time_check_wifi_msg_handle);
 
@@ -49,7 +53,7 @@ static int reconcile_band(const wifi_band *band)
 
 void time_check_wifi_enable()
 {
-    if (time_check_wifi_first_init != 1)
+    if (state.loaded)
         return;
     int ops[BAND_NUM];
     for (int i = 0; i < BAND_NUM; i++)
@@ -64,17 +68,17 @@ void time_check_wifi_enable()
     }
     if (time_check_get_wifi_status() == WIFI_OFF) {
         puts("wifi is off , set TIME_CHECK_WIFI_START_FLAG");
-        time_check_wifi_start_flag = 0;
+        state.is_off = true;
     }
-    time_check_wifi_first_init = 0;
+    state.loaded = true;
 }
 
 void time_check_first_turn_on_wifi()
 {
-    if (time_check_wifi_first_init != 1)
+    if (state.loaded)
         return;
     time_check_set_wifi_status(WIFI_ON);
-    time_check_wifi_first_init = 0;
+    state.loaded = true;
 }
 
 // ---- configuration and messages ----
@@ -83,19 +87,19 @@ void time_check_first_turn_on_wifi()
 static void take_over_button()
 {
     const auto uptime = static_cast<uint32_t>(get_uptime());
-    if (time_check_wifi_button != 0 && time_check_wifi_button < uptime)
-        time_check_wifi_start_flag = time_check_get_wifi_status() != WIFI_OFF;
-    time_check_wifi_button = 0;
+    if (state.button != 0 && state.button < uptime)
+        state.is_off = time_check_get_wifi_status() == WIFI_OFF;
+    state.button = 0;
 }
 
 TIMERCHECKINFO set_time_check_wifi_info()
 {
     char value[64];
-    memset(&time_check_wifi_struct, 0, sizeof time_check_wifi_struct);
+    memset(&state.schedule, 0, sizeof state.schedule);
     time_check_wifi_enable();
     GetValue(KEY_WIFI_SCHED_ENABLE, value);
-    time_check_wifi_struct.enabled = static_cast<uint32_t>(time_check_atoi(value));
-    time_check_wifi_struct.num = load_sched_rules(WIFI_RULES, time_check_wifi_struct.wifi_time);
+    state.schedule.enabled = static_cast<uint32_t>(time_check_atoi(value));
+    state.schedule.num = load_sched_rules(WIFI_RULES, state.schedule.wifi_time);
     take_over_button();
     return TIMER_CHECK_ERR;
 }
@@ -104,13 +108,13 @@ void time_check_wifi_stop()
 {
     if (time_check_power_is_in_sleep() == 0)
         time_check_set_wifi_status(WIFI_ON);
-    time_check_wifi_start_flag = 1;
+    state.is_off = false;
 }
 
 int32_t time_check_wifi_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 {
     if (msg->string_info[0] != '\0') {
-        time_check_wifi_button = static_cast<uint32_t>(time_check_atoi(msg->string_info));
+        state.button = static_cast<uint32_t>(time_check_atoi(msg->string_info));
         return TIMER_CHECK_SUC;
     }
     set_time_check_wifi_info();
@@ -125,15 +129,18 @@ void time_check_wifi_init()
     register_time_check_module_msg_opses(&sys_time_check_wifi_ops, 1);
 }
 
-// ---- the schedule ----
+// ---- what the rule finds ----
+
+static bool rules_hold(const wifi_state *s, const moment *now, unknown_rule_fn report_unknown)
+{
+    return sched_rules_hold(s->schedule.wifi_time, s->schedule.num, &now->local, report_unknown);
+}
 
 int32_t time_check_wifi_is_in_wifi_time()
 {
-    const time_t now = time(nullptr);
-    struct tm local = {};
-    localtime_r(&now, &local);
-    return time_check_wifi_struct.enabled == 1 &&
-           sched_rules_hold(time_check_wifi_struct.wifi_time, time_check_wifi_struct.num, &local, nullptr);
+    moment now = {};
+    moment_read_clock(&now);
+    return state.schedule.enabled == 1 && rules_hold(&state, &now, nullptr);
 }
 
 static void report_unknown_rule(uint32_t number)
@@ -141,38 +148,81 @@ static void report_unknown_rule(uint32_t number)
     LOG_ERROR_OF("time_check_wifi_for_day", "Unkown wlan schedule rule [ID:%d]\n", number);
 }
 
+// Power saving is asked of the `present`, whatever moment the rules are looked at for. A rule of unknown type, which no
+// load makes, is reported where it is looked at: between the rules before and after it. Whether Wi-Fi is on is in the
+// store, and only read.
+//
 // Rules switch although "sys.sched.wifi.enable" is off; only time_check_wifi_is_in_wifi_time asks for it. Kept on
 // purpose.
+static wifi_verdict judge(const wifi_state *s, const moment *now, const moment *present)
+{
+    using enum wifi_verdict;
+    if (s->schedule.num == 0)
+        return no_period;
+    // The switch is asked for by the reboot module's id: there is one for all.
+    if (!moment_clock_is_set(now) && get_time_check_debug_info(TIME_CHECK_REBOOT) == 0)
+        return clock_unset;
+    if (time_check_power_is_in_power_time_at(present))
+        return power_saving_first;
+
+    const bool on = time_check_get_wifi_status() == WIFI_ON;
+    if (rules_hold(s, now, report_unknown_rule)) {
+        if (!on)
+            return in_period;
+        return s->is_off ? on_by_hand : switching_off;
+    }
+    if (on)
+        return between_periods;
+    return s->is_off ? switching_on : off_by_hand;
+}
+
+wifi_verdict time_check_wifi_verdict()
+{
+    return state.verdict;
+}
+
+// ---- the schedule ----
+
+static void carry_out(wifi_verdict verdict)
+{
+    state.verdict = verdict;
+    switch (verdict) {
+    case wifi_verdict::switching_off:
+        time_check_set_wifi_status(WIFI_OFF);
+        [[fallthrough]];
+    case wifi_verdict::in_period:
+    case wifi_verdict::on_by_hand:
+        state.is_off = true;
+        break;
+    case wifi_verdict::switching_on:
+        time_check_set_wifi_status(WIFI_ON);
+        [[fallthrough]];
+    case wifi_verdict::between_periods:
+    case wifi_verdict::off_by_hand:
+        state.is_off = false;
+        break;
+    default: // wait
+        break;
+    }
+}
+
 void time_check_wifi_for_day(time_t now)
 {
-    if (time_check_wifi_struct.num == 0)
-        return;
-    struct tm local = {};
-    localtime_r(&now, &local);
-    const int32_t status = time_check_get_wifi_status();
-    // The switch is asked for by the reboot module's id: there is one for all.
-    if (local.tm_year + 1900 < FIRST_VALID_YEAR && get_time_check_debug_info(TIME_CHECK_REBOOT) == 0)
-        return;
-    if (time_check_power_is_in_power_time() != 0)
-        return;
-
-    if (sched_rules_hold(time_check_wifi_struct.wifi_time, time_check_wifi_struct.num, &local, report_unknown_rule)) {
-        if (status == WIFI_ON && time_check_wifi_start_flag == 1)
-            time_check_set_wifi_status(WIFI_OFF);
-        time_check_wifi_start_flag = 0;
-    } else {
-        if (status == WIFI_OFF && time_check_wifi_start_flag == 0)
-            time_check_set_wifi_status(WIFI_ON);
-        time_check_wifi_start_flag = 1;
-    }
+    moment asked = {};
+    moment present = {};
+    moment_set_clock(&asked, now);
+    moment_read_clock(&present);
+    carry_out(judge(&state, &asked, &present));
 }
 
 int32_t time_check_wifi()
 {
-    static uint32_t tmp_last_time; // calendar seconds of the last evaluation
-
-    const time_t now = time(nullptr);
-    if (sched_is_due(&tmp_last_time, now))
-        time_check_wifi_for_day(now);
+    const time_t calendar = time(nullptr);
+    if (sched_is_due(&state.last_look, calendar)) {
+        moment now = {};
+        if (state.schedule.num > 0)
+            moment_set_clock(&now, calendar);
+        carry_out(judge(&state, &now, &now));
+    }
     return 1;
 }

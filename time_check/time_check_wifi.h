@@ -6,10 +6,19 @@
 
 #include "time_check/time_check.h"
 
+// By which branch of the rule a look at the schedule went.
+enum class wifi_verdict : uint8_t {
+#define VERDICT(name, why) name,
+#include "platform/verdicts/wifi.def"
+};
+
 void time_check_wifi_init();
 
 // The tick. Always 1.
 int32_t time_check_wifi();
+
+// What the last look found; a tick that is not due for one keeps it. Before the first, `no_period`.
+wifi_verdict time_check_wifi_verdict();
 
 // Always 1.
 int32_t time_check_wifi_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg);

@@ -1,0 +1,94 @@
+// The Wi-Fi schedule says by which branch of its rule each look went.
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/schedule_world.h"
+#include "tests/support/verdicts.h"
+#include "time_check/time_check_power.h"
+#include "time_check/time_check_wifi.h"
+
+using namespace schedule_world;
+
+namespace
+{
+
+const std::vector<NamedVerdict<wifi_verdict>> WIFI = {
+#define VERDICT(name, why) {wifi_verdict::name, #name},
+#include "platform/verdicts/wifi.def"
+};
+
+// A rule for Mondays, 09:00 to 17:00; 2 March 2026 is one. Power saving in the evening.
+class WifiVerdicts : public RouterTest
+{
+protected:
+    SeenVerdicts<wifi_verdict> seen{WIFI, time_check_wifi_verdict};
+
+    void SetUp() override
+    {
+        radios("1", "1", "1");
+        power_saving("0", "20:00", "21:00");
+        set_time_check_power_info();
+        set_time_check_wifi_info();
+    }
+
+    // What a tick at this local time of day finds.
+    std::string at(const std::string &time_of_day)
+    {
+        box.clock("2026-03-02 " + time_of_day);
+        time_check_wifi();
+        return seen.look();
+    }
+};
+
+TEST_F(WifiVerdicts, EachIsReached)
+{
+    EXPECT_EQ(seen.look(), "no_period"); // before the first tick
+    EXPECT_EQ(at("08:00:00"), "no_period");
+    only_rule("nkgw.wlan", "Mon 09:00", "17:00");
+    set_time_check_wifi_info();
+    box.clock("1970-01-05 09:00:00");
+    time_check_wifi();
+    EXPECT_EQ(seen.look(), "clock_unset");
+
+    EXPECT_EQ(at("08:59:58"), "between_periods");
+    EXPECT_EQ(at("09:00:00"), "switching_off");
+    EXPECT_EQ(at("09:00:02"), "in_period");
+    radios("1", "1", "1");
+    EXPECT_EQ(at("09:00:04"), "on_by_hand");
+    radios("1", "1", "0");
+    EXPECT_EQ(at("17:00:00"), "in_period");
+    EXPECT_EQ(at("17:00:02"), "switching_on");
+    EXPECT_EQ(at("17:00:04"), "between_periods");
+    radios("1", "1", "0");
+    EXPECT_EQ(at("17:00:06"), "off_by_hand");
+    EXPECT_EQ(at("20:00:00"), "power_saving_first");
+    EXPECT_EQ(seen.unseen(), Lines{});
+}
+
+TEST_F(WifiVerdicts, ATickThatIsNotDueKeepsTheLastLooks)
+{
+    only_rule("nkgw.wlan", "Mon 09:00", "17:00");
+    set_time_check_wifi_info();
+    EXPECT_EQ(at("08:59:59"), "between_periods");
+    EXPECT_EQ(at("09:00:00"), "between_periods");
+    EXPECT_EQ(at("09:00:01"), "switching_off");
+}
+
+// The rules are looked at for the moment given; whether it is the time of power saving is asked of the present.
+TEST_F(WifiVerdicts, PowerSavingIsAskedOfThePresent)
+{
+    only_rule("nkgw.wlan", "Mon 09:00", "17:00");
+    set_time_check_wifi_info();
+    box.clock("2026-03-02 12:00:00");
+    const time_t noon = box.wall();
+    box.clock("2026-03-02 20:30:00");
+    time_check_wifi_for_day(noon);
+    EXPECT_EQ(seen.look(), "power_saving_first");
+    box.clock("2026-03-02 22:00:00");
+    time_check_wifi_for_day(noon);
+    EXPECT_EQ(seen.look(), "switching_off");
+}
+
+} // namespace
