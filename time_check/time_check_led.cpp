@@ -23,9 +23,13 @@ struct time_check_led {
     uint32_t num; // rules loaded; 0 unless LED_TYPE_TIME
 };
 
-static struct time_check_led time_check_led_struct;
-[[maybe_unused]] static uint32_t time_check_led_start_flag = 1; // as Wi-Fi's, only kept: no rule asks for it
-static uint32_t time_check_app_led_button; // up-time of the app's last switching, seconds; 0: none to look at
+static struct led_state {
+    struct time_check_led setting;
+    bool is_off;        // as Wi-Fi's, only kept: no rule asks for it
+    uint32_t button;    // up-time of the app's last switching, seconds; 0: none to look at
+    uint32_t last_look; // calendar seconds of the last look at the periods
+    led_verdict verdict;
+} state;
 
 static time_check_msg_ops sys_time_check_led_ops = own_handler(TIME_CHECK_LED, time_check_led_msg_handle);
 
@@ -33,30 +37,29 @@ static time_check_msg_ops sys_time_check_led_ops = own_handler(TIME_CHECK_LED, t
 
 static void load_open()
 {
-    time_check_led_struct.type = LED_TYPE_OPEN;
-    if (time_check_power_is_in_power_time() == 0 || time_check_app_led_button != 0) // the app overrides sleep, once
+    state.setting.type = LED_TYPE_OPEN;
+    if (time_check_power_is_in_power_time() == 0 || state.button != 0) // the app overrides sleep, once
         time_check_set_led_status(LED_AUTO);
-    time_check_app_led_button = 0;
+    state.button = 0;
 }
 
-static void load_time(const time_check_clock *clock)
+static void load_time()
 {
-    if (!time_check_clock_is_set(clock))
-        time_check_led_start_flag = 1;
-    time_check_led_struct.type = LED_TYPE_TIME;
-    time_check_led_struct.num = load_sched_rules(LED_RULES, time_check_led_struct.led_time);
-    if (time_check_app_led_button != 0 && time_check_app_led_button < static_cast<uint32_t>(get_uptime()))
-        time_check_led_start_flag = time_check_get_led_sta() != LED_OFF;
-    time_check_app_led_button = 0;
+    moment now = {};
+    moment_read_clock(&now);
+    if (!moment_clock_is_set(&now))
+        state.is_off = false;
+    state.setting.type = LED_TYPE_TIME;
+    state.setting.num = load_sched_rules(LED_RULES, state.setting.led_time);
+    if (state.button != 0 && state.button < static_cast<uint32_t>(get_uptime()))
+        state.is_off = time_check_get_led_sta() == LED_OFF;
+    state.button = 0;
 }
 
 TIMERCHECKINFO set_time_check_led_info()
 {
     char type[16];
-    time_check_clock clock;
-    time_t now = 0;
-    time_check_get_now_time(&clock, &now);
-    memset(&time_check_led_struct, 0, sizeof time_check_led_struct);
+    memset(&state.setting, 0, sizeof state.setting);
 
     if (GetValue(KEY_LED_TYPE, type) == 0)
         return TIMER_CHECK_SUC;
@@ -65,7 +68,7 @@ TIMERCHECKINFO set_time_check_led_info()
     else if (strcmp(type, "open") == 0)
         load_open();
     else if (strcmp(type, "time") == 0)
-        load_time(&clock);
+        load_time();
     else
         return TIMER_CHECK_ERR;
     return TIMER_CHECK_SUC;
@@ -74,13 +77,13 @@ TIMERCHECKINFO set_time_check_led_info()
 int32_t time_check_led_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 {
     if (msg->relate_module_id == WIFI_MODULE && strcmp(msg->string_info, "first_time_start") == 0) {
-        char state[16];
-        snprintf(state, sizeof state, "%d", LED_AUTO);
-        SetValue(KEY_LED_STATE, state);
-        if (time_check_led_struct.type == LED_TYPE_CLOSE)
+        char text[16];
+        snprintf(text, sizeof text, "%d", LED_AUTO);
+        SetValue(KEY_LED_STATE, text);
+        if (state.setting.type == LED_TYPE_CLOSE)
             time_check_set_led_status(LED_OFF);
     } else if (msg->relate_module_id == ALI_NIMBIX_MODULE && msg->string_info[0] != '\0') {
-        time_check_app_led_button = static_cast<uint32_t>(time_check_atoi(msg->string_info));
+        state.button = static_cast<uint32_t>(time_check_atoi(msg->string_info));
     } else {
         set_time_check_led_info();
     }
@@ -93,69 +96,126 @@ void time_check_led_init()
     register_time_check_module_msg_opses(&sys_time_check_led_ops, 1);
 }
 
-// ---- the setting ----
+// ---- what the rule finds ----
 
 // The first rule alone and its days left out, unlike the tick: kept on purpose.
 int32_t time_check_led_is_in_led_time()
 {
-    const struct tm *first = time_check_led_struct.led_time[0].tv;
-    switch (time_check_led_struct.type) {
+    const struct tm *first = state.setting.led_time[0].tv;
+    moment now = {};
+    switch (state.setting.type) {
     case LED_TYPE_CLOSE:
         return 1;
     case LED_TYPE_TIME:
-        return time_check_in_time_check(sched_time_of_day(&first[WLAN_PWDN_TM]),
-                                        sched_time_of_day(&first[WLAN_PWUP_TM]));
+        moment_read_clock(&now);
+        return moment_in_window(&now, sched_time_of_day(&first[WLAN_PWDN_TM]), sched_time_of_day(&first[WLAN_PWUP_TM]));
     default:
         return 0;
     }
 }
 
+// The clock is nothing to a router without power saving.
+static void read_moment(moment *now)
+{
+    if (time_check_power_is_enabled())
+        moment_read_clock(now);
+}
+
+static bool power_saving_goes_first(const moment *now)
+{
+    return time_check_power_is_in_power_time_at(now) && moment_clock_is_set(now);
+}
+
 int32_t time_check_ledclose_power_flag()
 {
-    if (time_check_power_is_in_power_time() == 0)
-        return 0;
-    time_check_clock clock;
-    time_t now = 0;
-    time_check_get_now_time(&clock, &now);
-    return time_check_clock_is_set(&clock);
+    moment now = {};
+    read_moment(&now);
+    return power_saving_goes_first(&now);
+}
+
+// Of "close" and "open", which want the LEDs one way at all times.
+static led_verdict judge_always(led_verdict wanted, const moment *now)
+{
+    return power_saving_goes_first(now) ? led_verdict::power_saving_first : wanted;
+}
+
+// Power saving is asked of the `present`, whatever moment the rules are looked at for.
+static led_verdict judge_periods(const led_state *s, const moment *now, const moment *present)
+{
+    using enum led_verdict;
+    if (s->setting.num == 0)
+        return no_period;
+    if (!moment_clock_is_set(now))
+        return clock_unset;
+    if (time_check_power_is_in_power_time_at(present))
+        return power_saving_first;
+    return sched_rules_hold(s->setting.led_time, s->setting.num, &now->local, nullptr) ? in_period : between_periods;
+}
+
+led_verdict time_check_led_verdict()
+{
+    return state.verdict;
+}
+
+// ---- the setting ----
+
+static void carry_out(led_verdict verdict)
+{
+    state.verdict = verdict;
+    switch (verdict) {
+    case led_verdict::always_off:
+    case led_verdict::in_period:
+        time_check_set_led_status(LED_OFF);
+        break;
+    case led_verdict::always_on:
+    case led_verdict::between_periods:
+        time_check_set_led_status(LED_AUTO);
+        break;
+    default: // leave them
+        break;
+    }
+}
+
+static void drive_always(led_verdict wanted)
+{
+    moment now = {};
+    read_moment(&now);
+    carry_out(judge_always(wanted, &now));
 }
 
 void time_check_led_open()
 {
-    if (time_check_ledclose_power_flag() == 0)
-        time_check_set_led_status(LED_AUTO);
+    drive_always(led_verdict::always_on);
 }
 
 void time_check_led_close()
 {
-    if (time_check_ledclose_power_flag() == 0)
-        time_check_set_led_status(LED_OFF);
+    drive_always(led_verdict::always_off);
 }
 
 void time_check_led_time()
 {
-    static uint32_t tmp_last_time; // calendar seconds of the last evaluation
-
-    const time_t now = time(nullptr);
-    if (sched_is_due(&tmp_last_time, now))
-        time_check_led_for_time(now);
+    const time_t calendar = time(nullptr);
+    if (sched_is_due(&state.last_look, calendar)) {
+        moment now = {};
+        if (state.setting.num > 0)
+            moment_set_clock(&now, calendar);
+        carry_out(judge_periods(&state, &now, &now));
+    }
 }
 
 void time_check_led_for_time(time_t now)
 {
-    if (time_check_led_struct.num == 0)
-        return;
-    struct tm local = {};
-    localtime_r(&now, &local);
-    if (local.tm_year + 1900 < FIRST_VALID_YEAR || time_check_power_is_in_power_time() > 0)
-        return;
-    const bool off = sched_rules_hold(time_check_led_struct.led_time, time_check_led_struct.num, &local, nullptr);
-    time_check_set_led_status(off ? LED_OFF : LED_AUTO);
+    moment asked = {};
+    moment present = {};
+    moment_set_clock(&asked, now);
+    moment_read_clock(&present);
+    carry_out(judge_periods(&state, &asked, &present));
 }
 
 int32_t time_check_led()
 {
-    switch (time_check_led_struct.type) {
+    switch (state.setting.type) {
     case LED_TYPE_OPEN:
         time_check_led_open();
         break;

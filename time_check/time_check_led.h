@@ -17,6 +17,10 @@ void time_check_led_init();
 // The tick: what the setting says, again and again. 1, or 0 for an unknown setting.
 int32_t time_check_led();
 
+// What was found when the LEDs were last looked after; a tick that is not due for a look at the periods keeps it.
+// Before the first, `no_period`.
+led_verdict time_check_led_verdict();
+
 // Always 1.
 int32_t time_check_led_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg);
 

@@ -1,4 +1,4 @@
-// The Wi-Fi schedule says by which branch of its rule each look went.
+// The Wi-Fi schedule and the LED setting say by which branch of their rules each look went.
 #include <string>
 #include <vector>
 
@@ -6,6 +6,7 @@
 
 #include "tests/support/schedule_world.h"
 #include "tests/support/verdicts.h"
+#include "time_check/time_check_led.h"
 #include "time_check/time_check_power.h"
 #include "time_check/time_check_wifi.h"
 
@@ -17,6 +18,11 @@ namespace
 const std::vector<NamedVerdict<wifi_verdict>> WIFI = {
 #define VERDICT(name, why) {wifi_verdict::name, #name},
 #include "platform/verdicts/wifi.def"
+};
+
+const std::vector<NamedVerdict<led_verdict>> LED = {
+#define VERDICT(name, why) {led_verdict::name, #name},
+#include "platform/verdicts/led.def"
 };
 
 // A rule for Mondays, 09:00 to 17:00; 2 March 2026 is one. Power saving in the evening.
@@ -89,6 +95,78 @@ TEST_F(WifiVerdicts, PowerSavingIsAskedOfThePresent)
     box.clock("2026-03-02 22:00:00");
     time_check_wifi_for_day(noon);
     EXPECT_EQ(seen.look(), "switching_off");
+}
+
+// The same for the LEDs.
+class LedVerdicts : public RouterTest
+{
+protected:
+    SeenVerdicts<led_verdict> seen{LED, time_check_led_verdict};
+
+    void SetUp() override
+    {
+        power_saving("0", "20:00", "21:00");
+        set_time_check_power_info();
+    }
+
+    void set_to(std::string_view type)
+    {
+        box.set("sys.sched.led.type", type);
+        set_time_check_led_info();
+    }
+
+    // What a tick at this local time of day finds.
+    std::string at(const std::string &time_of_day)
+    {
+        box.clock("2026-03-02 " + time_of_day);
+        EXPECT_EQ(time_check_led(), 1);
+        return seen.look();
+    }
+};
+
+TEST_F(LedVerdicts, EachIsReached)
+{
+    EXPECT_EQ(seen.look(), "no_period"); // before the first tick
+    EXPECT_EQ(at("08:00:00"), "always_off");
+    set_to("open");
+    EXPECT_EQ(at("08:00:00"), "always_on");
+    EXPECT_EQ(at("20:00:00"), "power_saving_first");
+    set_to("time");
+    EXPECT_EQ(at("08:00:00"), "no_period");
+
+    only_rule("nkgw.led", "Mon 09:00", "17:00");
+    set_to("time");
+    box.clock("1970-01-05 09:00:00");
+    time_check_led();
+    EXPECT_EQ(seen.look(), "clock_unset");
+    EXPECT_EQ(at("08:59:59"), "between_periods");
+    EXPECT_EQ(at("09:00:00"), "between_periods"); // too soon for another look
+    EXPECT_EQ(at("09:00:01"), "in_period");
+    EXPECT_EQ(at("20:00:00"), "power_saving_first");
+    EXPECT_EQ(seen.unseen(), Lines{});
+}
+
+// LEDs that are always on or off heed no power saving by a clock that was never set.
+TEST_F(LedVerdicts, AnUnsetClockIsNoTimeOfPowerSaving)
+{
+    set_to("close");
+    box.clock("1970-01-05 20:30:00");
+    time_check_led();
+    EXPECT_EQ(seen.look(), "always_off");
+}
+
+TEST_F(LedVerdicts, PowerSavingIsAskedOfThePresent)
+{
+    only_rule("nkgw.led", "Mon 09:00", "17:00");
+    set_to("time");
+    box.clock("2026-03-02 12:00:00");
+    const time_t noon = box.wall();
+    box.clock("2026-03-02 20:30:00");
+    time_check_led_for_time(noon);
+    EXPECT_EQ(seen.look(), "power_saving_first");
+    box.clock("2026-03-02 22:00:00");
+    time_check_led_for_time(noon);
+    EXPECT_EQ(seen.look(), "in_period");
 }
 
 } // namespace
