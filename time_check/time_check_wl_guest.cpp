@@ -12,8 +12,11 @@
 #include "time_check/time_check_log.h"
 #include "time_check/time_check_text.h"
 
-static uint64_t first_up_time; // up-time at which the guest network was switched on, seconds
-static int32_t time_up_flag;   // 1: its time is running
+static struct guest_state {
+    uint64_t first_up_time; // up-time at which the guest network was switched on, seconds
+    bool is_running;        // its time
+    guest_verdict verdict;
+} state;
 
 static time_check_msg_ops sys_time_check_wl_guest_ops =
     own_handler(TIME_CHECK_WL_GUEST, time_check_wl_guest_msg_handle);
@@ -82,10 +85,10 @@ void time_check_wl_guest_info()
     GetValue(KEY_GUEST_DHCPS_ENABLE, guest_switch);
     if (!is_on(guest_switch))
         return;
-    time_check_get_run_time(&first_up_time);
+    time_check_get_run_time(&state.first_up_time);
     LOG_TRACE(DEBUG_INFO, "get first start time of guest wifi: first_up_time == %llu\n",
-              static_cast<unsigned long long>(first_up_time));
-    time_up_flag = 1;
+              static_cast<unsigned long long>(state.first_up_time));
+    state.is_running = true;
 }
 
 int32_t time_check_wl_guest_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
@@ -102,34 +105,68 @@ void time_check_wl_guest_init()
     register_time_check_module_msg_opses(&sys_time_check_wl_guest_ops, 1);
 }
 
+// ---- what the rule finds ----
+
+// What the rule looks at. No clock: of a moment it would be the up-time alone.
+struct guest_look {
+    int32_t effect_time; // seconds, 0: no limit; a negative one is a huge one
+    uint64_t interval;   // since the network was switched on, seconds. This and the next only while the time is running
+    char guest_switch[16];
+};
+
+static bool counts(const guest_state *s, int32_t effect_time)
+{
+    return effect_time != 0 && s->is_running;
+}
+
+static guest_verdict judge(const guest_state *s, const guest_look *look)
+{
+    using enum guest_verdict;
+    if (look->effect_time == 0)
+        return no_limit;
+    if (!s->is_running)
+        return not_started;
+    if (look->interval < static_cast<uint64_t>(static_cast<int64_t>(look->effect_time)))
+        return time_left;
+    return is_on(look->guest_switch) ? closing : closed_already;
+}
+
+guest_verdict time_check_wl_guest_verdict()
+{
+    return state.verdict;
+}
+
 // ---- the time ----
 
+// The switch and the up-time are read, and what was read is printed, before it is judged: the line belongs between.
 void time_check_wl_guest()
 {
-    const int32_t effect_time = lifetime();
-    if (effect_time == 0 || time_up_flag == 0) {
-        LOG_TRACE(DEBUG_INFO, "need not checking, effect_time == %d, time_up_flag == %d\n", effect_time, time_up_flag);
-        return;
+    guest_look look = {};
+    look.effect_time = lifetime();
+    if (counts(&state, look.effect_time)) {
+        uint64_t now = 0;
+        GetValue(KEY_GUEST_DHCPS_ENABLE, look.guest_switch);
+        time_check_get_run_time(&now);
+        look.interval = now - state.first_up_time;
+        LOG_TRACE(DEBUG_INFO,
+                  "guest_wifi_enable == %s, effect_time == %ds[ %d hours ], now_up_time == %llu, interval == %d\n",
+                  look.guest_switch, look.effect_time, look.effect_time / 3600, static_cast<unsigned long long>(now),
+                  static_cast<int32_t>(look.interval));
+    } else {
+        LOG_TRACE(DEBUG_INFO, "need not checking, effect_time == %d, time_up_flag == %d\n", look.effect_time,
+                  state.is_running ? 1 : 0);
     }
 
-    char guest_switch[16];
-    uint64_t now = 0;
-    GetValue(KEY_GUEST_DHCPS_ENABLE, guest_switch);
-    time_check_get_run_time(&now);
-    const uint64_t interval = now - first_up_time;
-    LOG_TRACE(DEBUG_INFO,
-              "guest_wifi_enable == %s, effect_time == %ds[ %d hours ], now_up_time == %llu, interval == %d\n",
-              guest_switch, effect_time, effect_time / 3600, static_cast<unsigned long long>(now),
-              static_cast<int32_t>(interval));
-    // A negative lifetime is a huge one.
-    if (interval < static_cast<uint64_t>(static_cast<int64_t>(effect_time)) || !is_on(guest_switch))
+    state.verdict = judge(&state, &look);
+    if (state.verdict != guest_verdict::closing)
         return;
-
     time_check_close_guest_network();
-    time_up_flag = 0; // also when the commit fails: kept on purpose
+    state.is_running = false; // also when the commit fails: kept on purpose
     LOG_TRACE(DEBUG_INFO, "guest wifi need to shutdown\n");
-    if (CommitCfm() == 0)
+    if (CommitCfm() == 0) {
+        state.verdict = guest_verdict::not_stored;
         return;
+    }
     LOG_TRACE(DEBUG_INFO, "guest wifi is going to shutdown\n");
     have_netctrl_close_it();
 }

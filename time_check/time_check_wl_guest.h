@@ -4,10 +4,19 @@
 
 #include "time_check/time_check.h"
 
+// By which branch of the rule a tick went.
+enum class guest_verdict : uint8_t {
+#define VERDICT(name, why) name,
+#include "platform/verdicts/guest.def"
+};
+
 void time_check_wl_guest_init();
 
 // The tick.
 void time_check_wl_guest();
+
+// What the last tick found; before the first one, `no_limit`.
+guest_verdict time_check_wl_guest_verdict();
 
 // Starts the time of the guest network for a message "wl_guest". 1 for that message, else 0.
 int32_t time_check_wl_guest_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg);

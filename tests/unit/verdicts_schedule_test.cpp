@@ -1,4 +1,4 @@
-// The Wi-Fi schedule and the LED setting say by which branch of their rules each look went.
+// The Wi-Fi schedule, the LED setting and the guest network say by which branch of their rules each look went.
 #include <string>
 #include <vector>
 
@@ -9,6 +9,7 @@
 #include "time_check/time_check_led.h"
 #include "time_check/time_check_power.h"
 #include "time_check/time_check_wifi.h"
+#include "time_check/time_check_wl_guest.h"
 
 using namespace schedule_world;
 
@@ -23,6 +24,11 @@ const std::vector<NamedVerdict<wifi_verdict>> WIFI = {
 const std::vector<NamedVerdict<led_verdict>> LED = {
 #define VERDICT(name, why) {led_verdict::name, #name},
 #include "platform/verdicts/led.def"
+};
+
+const std::vector<NamedVerdict<guest_verdict>> GUEST = {
+#define VERDICT(name, why) {guest_verdict::name, #name},
+#include "platform/verdicts/guest.def"
 };
 
 // A rule for Mondays, 09:00 to 17:00; 2 March 2026 is one. Power saving in the evening.
@@ -167,6 +173,49 @@ TEST_F(LedVerdicts, PowerSavingIsAskedOfThePresent)
     box.clock("2026-03-02 22:00:00");
     time_check_led_for_time(noon);
     EXPECT_EQ(seen.look(), "in_period");
+}
+
+class GuestVerdicts : public RouterTest
+{
+protected:
+    SeenVerdicts<guest_verdict> seen{GUEST, time_check_wl_guest_verdict};
+
+    // The guest network is switched on, and the daemon told.
+    void open()
+    {
+        box.set("wl.guest.dhcps_enable", "1");
+        TIME_CHECK_MODULES_COMMON_STRUCT msg = message(OP_DEFAULT, "wl_guest");
+        time_check_wl_guest_msg_handle(&msg);
+    }
+
+    // What a tick at this up-time finds.
+    std::string at(int uptime)
+    {
+        box.uptime(uptime);
+        time_check_wl_guest();
+        return seen.look();
+    }
+};
+
+TEST_F(GuestVerdicts, EachIsReached)
+{
+    EXPECT_EQ(seen.look(), "no_limit"); // before the first tick
+    box.set("wl.guest.effective_time", "0");
+    EXPECT_EQ(at(100), "no_limit");
+    box.set("wl.guest.effective_time", "3600");
+    EXPECT_EQ(at(100), "not_started");
+    open();
+    EXPECT_EQ(at(3699), "time_left");
+    EXPECT_EQ(at(3700), "closing");
+    EXPECT_EQ(at(3701), "not_started");
+
+    open();
+    box.set("wl.guest.dhcps_enable", "0");
+    EXPECT_EQ(at(8000), "closed_already");
+    box.set("wl.guest.dhcps_enable", "1");
+    box.fail("CommitCfm");
+    EXPECT_EQ(at(8001), "not_stored");
+    EXPECT_EQ(seen.unseen(), Lines{});
 }
 
 } // namespace
