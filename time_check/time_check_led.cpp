@@ -114,29 +114,19 @@ int32_t time_check_led_is_in_led_time()
     }
 }
 
-// The clock is nothing to a router without power saving.
-static void read_moment(moment *now)
-{
-    if (time_check_power_is_enabled())
-        moment_read_clock(now);
-}
-
-static bool power_saving_goes_first(const moment *now)
-{
-    return time_check_power_is_in_power_time_at(now) && moment_clock_is_set(now);
-}
-
 int32_t time_check_ledclose_power_flag()
 {
+    if (!time_check_power_is_enabled()) // and the clock is not read
+        return 0;
     moment now = {};
-    read_moment(&now);
-    return power_saving_goes_first(&now);
+    moment_read_clock(&now);
+    return time_check_power_is_in_power_time_at(&now) && moment_clock_is_set(&now);
 }
 
-// Of "close" and "open", which want the LEDs one way at all times.
-static led_verdict judge_always(led_verdict wanted, const moment *now)
+// The rule for "close" and "open", which want the LEDs one way at all times, has one question.
+static led_verdict judge_always(led_verdict wanted)
 {
-    return power_saving_goes_first(now) ? led_verdict::power_saving_first : wanted;
+    return time_check_ledclose_power_flag() != 0 ? led_verdict::power_saving_first : wanted;
 }
 
 // Power saving is asked of the `present`, whatever moment the rules are looked at for.
@@ -176,21 +166,14 @@ static void carry_out(led_verdict verdict)
     }
 }
 
-static void drive_always(led_verdict wanted)
-{
-    moment now = {};
-    read_moment(&now);
-    carry_out(judge_always(wanted, &now));
-}
-
 void time_check_led_open()
 {
-    drive_always(led_verdict::always_on);
+    carry_out(judge_always(led_verdict::always_on));
 }
 
 void time_check_led_close()
 {
-    drive_always(led_verdict::always_off);
+    carry_out(judge_always(led_verdict::always_off));
 }
 
 void time_check_led_time()

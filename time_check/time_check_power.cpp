@@ -244,23 +244,20 @@ static power_verdict judge_daily(const power_state *s, uint32_t kind, const mome
     return s->put_to_sleep ? asleep : falling_asleep;
 }
 
-static power_verdict judge(const power_state *s, const moment *now)
+static bool is_in_use(const power_state *s)
+{
+    return s->schedule.enabled != 0 && s->suspended < 1 && s->schedule.type <= TIMER_CHECK_EACH_DAY_FLOW;
+}
+
+// What a schedule says that is not in use; no moment is needed for it, and filling one costs an idle second.
+static power_verdict judge_unused(const power_state *s)
 {
     using enum power_verdict;
     if (s->schedule.enabled == 0)
         return off;
     if (s->suspended >= 1)
         return suspended;
-    switch (s->schedule.type) {
-    case TIMER_CHECK_EACH_DAY_FLOW:
-    case TIMER_CHECK_EACH_DAY:
-        return judge_daily(s, s->schedule.type, now);
-    case TIMER_CHECK_ONE_DAY:
-    case TIMER_CHECK_ONE_DAY_FLOW:
-        return kind_without_behaviour;
-    default:
-        return unknown_kind;
-    }
+    return s->schedule.type <= TIMER_CHECK_ONE_DAY_FLOW ? kind_without_behaviour : unknown_kind;
 }
 
 power_verdict time_check_power_verdict()
@@ -306,12 +303,6 @@ static void carry_out(power_verdict verdict, const moment *now)
 {
     state.verdict = verdict;
     switch (verdict) {
-    case power_verdict::suspended:
-        update_nimbix_wake_up_time();
-        break;
-    case power_verdict::unknown_kind:
-        LOG_ERROR_OF("time_check_power", "TIME_CHECK_POWER_STRUCT.type = %d to be added...\n", state.schedule.type);
-        break;
     case power_verdict::clock_unset: // there is no period, and the router is left as it is
         state.in_power = false;
         break;
@@ -351,16 +342,16 @@ void time_check_power_each_day_flow()
     drive(TIMER_CHECK_EACH_DAY_FLOW);
 }
 
-static bool asks_for_the_time(const power_state *s)
-{
-    return s->schedule.enabled != 0 && s->suspended < 1 && s->schedule.type <= TIMER_CHECK_EACH_DAY_FLOW;
-}
-
 int32_t time_check_power()
 {
-    moment now = {};
-    if (asks_for_the_time(&state))
-        moment_read_clock(&now);
-    carry_out(judge(&state, &now), &now);
+    if (is_in_use(&state)) {
+        drive(state.schedule.type);
+        return 1;
+    }
+    state.verdict = judge_unused(&state);
+    if (state.verdict == power_verdict::suspended)
+        update_nimbix_wake_up_time();
+    else if (state.verdict == power_verdict::unknown_kind)
+        LOG_ERROR("TIME_CHECK_POWER_STRUCT.type = %d to be added...\n", state.schedule.type);
     return 1;
 }

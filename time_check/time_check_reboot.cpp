@@ -260,21 +260,18 @@ static reboot_verdict judge_daily(const reboot_state *s, uint32_t kind, const mo
     return waits_for_quiet ? judge_counts(s) : restarting;
 }
 
-static reboot_verdict judge(const reboot_state *s, const moment *now)
+static bool is_in_use(const struct time_check_reboot *schedule)
+{
+    return schedule->enabled != 0 && schedule->type <= TIMER_CHECK_EACH_DAY_FLOW;
+}
+
+// What a schedule says that is not in use; no moment is needed for it, and filling one costs an idle second.
+static reboot_verdict judge_unused(const reboot_state *s)
 {
     using enum reboot_verdict;
     if (s->schedule.enabled == 0)
         return off;
-    switch (s->schedule.type) {
-    case TIMER_CHECK_EACH_DAY_FLOW:
-    case TIMER_CHECK_EACH_DAY:
-        return judge_daily(s, s->schedule.type, now);
-    case TIMER_CHECK_ONE_DAY:
-    case TIMER_CHECK_ONE_DAY_FLOW:
-        return kind_without_behaviour;
-    default:
-        return unknown_kind;
-    }
+    return s->schedule.type <= TIMER_CHECK_ONE_DAY_FLOW ? kind_without_behaviour : unknown_kind;
 }
 
 reboot_verdict time_check_reboot_verdict()
@@ -331,9 +328,6 @@ static void carry_out(reboot_verdict verdict, uint32_t kind, const moment *now)
 {
     state.verdict = verdict;
     switch (verdict) {
-    case reboot_verdict::unknown_kind:
-        LOG_ERROR_OF("time_check_reboot", "TIME_CHECK_REBOOT_STRUCT.type = %d to be added...\n", kind);
-        break;
     case reboot_verdict::outside_window:
         reset_counts();
         break;
@@ -370,16 +364,14 @@ void time_check_reboot_each_day_flow()
     drive(TIMER_CHECK_EACH_DAY_FLOW);
 }
 
-static bool asks_for_the_time(const struct time_check_reboot *schedule)
-{
-    return schedule->enabled != 0 && schedule->type <= TIMER_CHECK_EACH_DAY_FLOW;
-}
-
 int32_t time_check_reboot()
 {
-    moment now = {};
-    if (asks_for_the_time(&state.schedule))
-        read_moment(&now);
-    carry_out(judge(&state, &now), state.schedule.type, &now);
+    if (is_in_use(&state.schedule)) {
+        drive(state.schedule.type);
+        return 1;
+    }
+    state.verdict = judge_unused(&state);
+    if (state.verdict == reboot_verdict::unknown_kind)
+        LOG_ERROR("TIME_CHECK_REBOOT_STRUCT.type = %d to be added...\n", state.schedule.type);
     return 1;
 }
