@@ -18,12 +18,15 @@ constexpr int32_t NO_INTERFACE = -1;
 constexpr int32_t MOST_WANS = 64; // more than any router has; their number is a setting, and may be anything
 constexpr char DIAGNOSIS_SERVER[] = "dhttpd";
 
-static uint64_t first_up_time;                 // run time when the fault was first seen
-static uint64_t up_time;                       // run time at the latest look
-static int32_t time_up_flag;                   // 1: a fault is being timed
-[[maybe_unused]] static int32_t first_up_flag; // without use: kept on purpose
-static int32_t check_result;                   // the fault that is being timed
-static int32_t recheck_result;                 // the fault as last seen
+static struct stoppage_state {
+    uint64_t first_up_time;   // run time when the fault was first seen
+    uint64_t up_time;         // run time at the latest look
+    int32_t time_up_flag;     // 1: a fault is being timed
+    int32_t first_up_flag;    // without use: kept on purpose
+    int32_t check_result;     // the fault that is being timed
+    int32_t recheck_result;   // the fault as last seen
+    stoppage_verdict verdict; // the last tick's
+} state;
 
 int32_t get_work_mode(char *mode)
 {
@@ -141,10 +144,10 @@ static void publish(int32_t code)
 {
     if (code > STOPPAGE_DEFAULT) {
         const char digit[2] = {static_cast<char>('0' + code), '\0'};
-        time_up_flag = 1;
+        state.time_up_flag = 1;
         SetValue(KEY_WAN_STOPPAGE_ERR, digit);
     } else if (code == STOPPAGE_DEFAULT) {
-        time_up_flag = 0;
+        state.time_up_flag = 0;
         SetValue(KEY_STOPPAGE_FLAG, "0");
     }
 }
@@ -154,7 +157,7 @@ int32_t stoppage_check_result()
     const int32_t code = diagnose(account_is_rejected);
     publish(code);
     if (code > STOPPAGE_DEFAULT)
-        time_check_get_run_time(&first_up_time);
+        time_check_get_run_time(&state.first_up_time);
     return code;
 }
 
@@ -182,52 +185,79 @@ uint32_t get_check_polling_time(int32_t code)
 
 // ---- the tick ----
 
-static void start_server()
+static void switch_server(bool on)
 {
-    if (check_app(DIAGNOSIS_SERVER) == 0)
-        doSystemCmd("cfm post netctrl %d?op=%d", DHTTPD_MODULE, OP_START);
+    if (check_app(DIAGNOSIS_SERVER) == (on ? 0 : 1))
+        doSystemCmd("cfm post netctrl %d?op=%d", DHTTPD_MODULE, on ? OP_START : OP_STOP);
 }
 
-static void stop_server()
+// A look for a fault publishes what it sees, and only a fault that is there is looked at again: so both looks are
+// taken, and kept in the state, before they are judged.
+static void look_for_fault(stoppage_state *s)
 {
-    if (check_app(DIAGNOSIS_SERVER) == 1)
-        doSystemCmd("cfm post netctrl %d?op=%d", DHTTPD_MODULE, OP_STOP);
+    if (s->time_up_flag != 0)
+        time_check_get_run_time(&s->up_time);
+    else
+        s->check_result = stoppage_check_result();
+    if (s->check_result <= STOPPAGE_DEFAULT)
+        return;
+    if (s->up_time < s->first_up_time)
+        time_check_get_run_time(&s->up_time);
+    s->recheck_result = stoppage_recheck_result();
 }
 
-// The fault's clock runs; raises the flag once the same fault has lasted.
-static void time_the_fault()
+static stoppage_verdict judge_fault(const stoppage_state *s)
 {
-    if (up_time < first_up_time)
-        time_check_get_run_time(&up_time);
-    recheck_result = stoppage_recheck_result();
-    if (recheck_result <= STOPPAGE_DEFAULT)
-        return;
-    if (recheck_result != check_result) {
-        SetValue(KEY_STOPPAGE_FLAG, "0");
-        check_result = recheck_result;
-        stoppage_check_result(); // only restarts the clock
-        return;
-    }
-    if (up_time - first_up_time < get_check_polling_time(check_result))
-        return;
-    SetValue(KEY_STOPPAGE_FLAG, "1");
-    start_server();
+    if (s->check_result <= STOPPAGE_DEFAULT)
+        return s->check_result == NO_INTERFACE ? stoppage_verdict::no_interface : stoppage_verdict::no_fault;
+    if (s->recheck_result <= STOPPAGE_DEFAULT)
+        return s->recheck_result == NO_INTERFACE ? stoppage_verdict::interface_gone : stoppage_verdict::fault_gone;
+    if (s->recheck_result != s->check_result)
+        return stoppage_verdict::fault_changed;
+    if (s->up_time - s->first_up_time < get_check_polling_time(s->check_result))
+        return stoppage_verdict::fault_timed;
+    return stoppage_verdict::fault_lasts;
+}
+
+static stoppage_verdict look_and_judge(stoppage_state *s)
+{
+    char mode[WORK_MODE_SIZE] = "";
+    get_work_mode(mode);
+    if (time_check_key_is_on(KEY_WAN1_ISONLN))
+        return stoppage_verdict::online;
+    if (strcmp(mode, "router") != 0)
+        return stoppage_verdict::not_a_router;
+    look_for_fault(s);
+    return judge_fault(s);
 }
 
 void time_check_stoppage()
 {
-    char mode[WORK_MODE_SIZE] = "";
-    get_work_mode(mode);
-    if (time_check_key_is_on(KEY_WAN1_ISONLN) || strcmp(mode, "router") != 0) {
-        stop_server();
-        return;
+    state.verdict = look_and_judge(&state);
+    switch (state.verdict) {
+    case stoppage_verdict::online:
+    case stoppage_verdict::not_a_router:
+    case stoppage_verdict::no_interface:
+    case stoppage_verdict::no_fault:
+        switch_server(false);
+        break;
+    case stoppage_verdict::fault_changed:
+        SetValue(KEY_STOPPAGE_FLAG, "0");
+        state.check_result = state.recheck_result;
+        stoppage_check_result(); // only restarts the clock
+        break;
+    case stoppage_verdict::fault_lasts:
+        SetValue(KEY_STOPPAGE_FLAG, "1");
+        switch_server(true);
+        break;
+    case stoppage_verdict::interface_gone:
+    case stoppage_verdict::fault_gone:
+    case stoppage_verdict::fault_timed:
+        break;
     }
-    if (time_up_flag != 0)
-        time_check_get_run_time(&up_time);
-    else
-        check_result = stoppage_check_result();
-    if (check_result > STOPPAGE_DEFAULT)
-        time_the_fault();
-    else
-        stop_server();
+}
+
+stoppage_verdict time_check_stoppage_verdict()
+{
+    return state.verdict;
 }

@@ -15,8 +15,17 @@ enum {
     DHCP_CONNECT_TIMEOUT = 4,
 };
 
+// By which branch of the rule a tick went.
+enum class stoppage_verdict : uint8_t {
+#define VERDICT(name, why) name,
+#include "platform/verdicts/stoppage.def"
+};
+
 // The tick.
 void time_check_stoppage();
+
+// What the last tick found; before the first one, the first verdict.
+stoppage_verdict time_check_stoppage_verdict();
 
 // A buffer for get_work_mode, terminating zero included.
 constexpr size_t WORK_MODE_SIZE = 10;
