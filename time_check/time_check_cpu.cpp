@@ -40,7 +40,10 @@ constexpr uint32_t LONGEST_PERIOD = 256;
 constexpr uint32_t OVER_LIMIT_PERIOD = 8;
 constexpr uint32_t KILL_SAMPLES = 32;
 
-static struct time_check_cpu time_check_cpu_struct;
+static struct cpu_state {
+    struct time_check_cpu time_check_cpu_struct; // what the hooks are given
+    cpu_verdict verdicts[TIME_CHECK_EXE_MAX];    // the last tick's, by row
+} state;
 
 static time_check_msg_ops sys_time_check_cpu_ops = own_handler(TIME_CHECK_CPU, time_check_cpu_msg_handle);
 
@@ -48,7 +51,7 @@ static time_check_msg_ops sys_time_check_cpu_ops = own_handler(TIME_CHECK_CPU, t
 
 int32_t set_time_check_cpu_info()
 {
-    struct time_check_cpu *s = &time_check_cpu_struct;
+    struct time_check_cpu *s = &state.time_check_cpu_struct;
     memset(s, 0, sizeof *s);
     const float cpus = static_cast<float>(time_check_cpu_get_cpu_num()); // 0 makes the limits infinite
     s->enable = 1;
@@ -90,8 +93,8 @@ static void switch_rows(const char *target, uint32_t enable, const char *functio
 {
     const bool all = time_check_names_all_programs(target);
     bool found = false;
-    for (uint32_t i = 0; i < time_check_cpu_struct.user_exe_num; i++) {
-        time_check_exe_struct *row = &time_check_cpu_struct.exe_info[i];
+    for (uint32_t i = 0; i < state.time_check_cpu_struct.user_exe_num; i++) {
+        time_check_exe_struct *row = &state.time_check_cpu_struct.exe_info[i];
         if (row->exe_name[0] == '\0')
             break;
         if (!all && strcmp(row->exe_name, target) != 0)
@@ -114,14 +117,14 @@ static void switch_rows(const char *target, uint32_t enable, const char *functio
 
 int32_t time_check_cpu_start(const TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 {
-    time_check_cpu_struct.enable = 1;
+    state.time_check_cpu_struct.enable = 1;
     switch_rows(msg->string_info, 1);
     return 1;
 }
 
 int32_t time_check_cpu_stop(const TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 {
-    time_check_cpu_struct.enable = 0;
+    state.time_check_cpu_struct.enable = 0;
     switch_rows(msg->string_info, 0);
     return 1;
 }
@@ -131,38 +134,36 @@ int32_t time_check_cpu_restart(const TIME_CHECK_MODULES_COMMON_STRUCT *msg)
     return time_check_cpu_start(msg);
 }
 
-// The lines that both dumps have, printed as the caller's.
-static void print_check(const time_check_exe_struct *row, const char *function = __builtin_FUNCTION())
+// The lines of both dumps, printed as the caller's; a full one has two more a row.
+static void print_rows(bool is_full, const char *function = __builtin_FUNCTION())
 {
-    LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_CHECK_IN:\t%d!\n", row->exe_check_in);
-    LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_CPU:\t%.1f!\n", static_cast<double>(row->exe_cpu));
-    LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_CHECK_RESULT:\t%d!\n", row->exe_check_reslut);
-    LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_PID:\t%d!\n", row->exe_pid);
-    LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_PID_FILE:\t%s!\n", row->exe_pid_file);
-    LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_SPA_TIME:\t%d!\n", row->exe_spa_time);
-    LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_CHECK_NUM:\t%d!\n", row->exe_check_num);
-    LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_PROBLEM_CHECK_NUM:\t%d!\n", row->exe_problem_check_num);
+    for (uint32_t i = 0; i < state.time_check_cpu_struct.user_exe_num; i++) {
+        const time_check_exe_struct *row = &state.time_check_cpu_struct.exe_info[i];
+        if (is_full)
+            LOG_DEBUG_OF(TIME_CHECK_CPU, function, "num:\t%d!\n", i);
+        LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_NAME:\t%s!\n", row->exe_name);
+        if (is_full)
+            LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_ENABLE:\t%d!\n", row->exe_enable);
+        LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_CHECK_IN:\t%d!\n", row->exe_check_in);
+        LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_CPU:\t%.1f!\n", static_cast<double>(row->exe_cpu));
+        LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_CHECK_RESULT:\t%d!\n", row->exe_check_reslut);
+        LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_PID:\t%d!\n", row->exe_pid);
+        LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_PID_FILE:\t%s!\n", row->exe_pid_file);
+        LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_SPA_TIME:\t%d!\n", row->exe_spa_time);
+        LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_CHECK_NUM:\t%d!\n", row->exe_check_num);
+        LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_PROBLEM_CHECK_NUM:\t%d!\n", row->exe_problem_check_num);
+    }
 }
 
 void time_check_print_struct_info()
 {
-    LOG_DEBUG(TIME_CHECK_CPU, "totle %d exe!\n", time_check_cpu_struct.user_exe_num);
-    for (uint32_t i = 0; i < time_check_cpu_struct.user_exe_num; i++) {
-        const time_check_exe_struct *row = &time_check_cpu_struct.exe_info[i];
-        LOG_DEBUG(TIME_CHECK_CPU, "num:\t%d!\n", i);
-        LOG_DEBUG(TIME_CHECK_CPU, "EXE_NAME:\t%s!\n", row->exe_name);
-        LOG_DEBUG(TIME_CHECK_CPU, "EXE_ENABLE:\t%d!\n", row->exe_enable);
-        print_check(row);
-    }
+    LOG_DEBUG(TIME_CHECK_CPU, "totle %d exe!\n", state.time_check_cpu_struct.user_exe_num);
+    print_rows(true);
 }
 
 void time_check_print_check_info()
 {
-    for (uint32_t i = 0; i < time_check_cpu_struct.user_exe_num; i++) {
-        const time_check_exe_struct *row = &time_check_cpu_struct.exe_info[i];
-        LOG_DEBUG(TIME_CHECK_CPU, "EXE_NAME:\t%s!\n", row->exe_name);
-        print_check(row);
-    }
+    print_rows(false);
 }
 
 // ---- accounting ----
@@ -214,7 +215,7 @@ uint32_t time_check_cpu_get_total_cpu_time()
 
 uint32_t time_check_cpu_get_pid(uint32_t index)
 {
-    const char *path = time_check_cpu_struct.exe_info[index].exe_pid_file;
+    const char *path = state.time_check_cpu_struct.exe_info[index].exe_pid_file;
     char line[128];
     LOG_DEBUG(TIME_CHECK_CPU, "file %s!\n", path);
     if (!read_first_line(path, line, sizeof line)) {
@@ -272,7 +273,7 @@ static float cpu_share(uint64_t machine_before, uint64_t machine_after, uint64_t
 
 int32_t time_check_cpu_get_cpu()
 {
-    struct time_check_cpu *s = &time_check_cpu_struct;
+    struct time_check_cpu *s = &state.time_check_cpu_struct;
     uint64_t before[TIME_CHECK_EXE_MAX] = {};
     uint64_t after[TIME_CHECK_EXE_MAX] = {};
     uint64_t machine_before = 0;
@@ -302,9 +303,14 @@ int32_t time_check_cpu_get_cpu()
     return 1;
 }
 
+static bool is_over(const time_check_exe_struct *row)
+{
+    return row->exe_cpu >= row->exe_cpu_max;
+}
+
 int32_t time_check_cpu_get_check_results()
 {
-    struct time_check_cpu *s = &time_check_cpu_struct;
+    struct time_check_cpu *s = &state.time_check_cpu_struct;
     time_check_cpu_get_cpu();
     for (uint32_t i = 0; i < s->user_exe_num; i++) {
         time_check_exe_struct *row = &s->exe_info[i];
@@ -313,7 +319,7 @@ int32_t time_check_cpu_get_check_results()
             continue;
         LOG_DEBUG(TIME_CHECK_CPU, "(%s)cpu=%.1f,cpu_max=%.1f\n", row->exe_name, static_cast<double>(row->exe_cpu),
                   static_cast<double>(row->exe_cpu_max));
-        const bool over = row->exe_cpu >= row->exe_cpu_max;
+        const bool over = is_over(row);
         const bool excused = over && row->func != nullptr && row->func(i, s) == 1;
         row->exe_check_reslut = over && !excused;
     }
@@ -325,8 +331,8 @@ int32_t time_check_cpu_get_check_results()
 // Decides which rows this tick samples.
 static void schedule_samples()
 {
-    for (uint32_t i = 0; i < time_check_cpu_struct.user_exe_num; i++) {
-        time_check_exe_struct *row = &time_check_cpu_struct.exe_info[i];
+    for (uint32_t i = 0; i < state.time_check_cpu_struct.user_exe_num; i++) {
+        time_check_exe_struct *row = &state.time_check_cpu_struct.exe_info[i];
         row->exe_check_num++;
         row->exe_check_reslut = 0;
         row->exe_check_in = row->exe_check_num == row->exe_spa_time;
@@ -345,6 +351,17 @@ static void kill_program(const time_check_exe_struct *row, const char *function 
     time_check_kill_program(row->exe_name, row->exe_system_cmd, function);
 }
 
+static cpu_verdict judge(const time_check_exe_struct *row)
+{
+    if (row->exe_check_in != 1)
+        return cpu_verdict::not_due;
+    if (row->exe_check_reslut != 1)
+        return is_over(row) ? cpu_verdict::excused : cpu_verdict::within_limit;
+    if (row->exe_problem_check_num + 1 < KILL_SAMPLES)
+        return cpu_verdict::over_limit;
+    return cpu_verdict::over_for_long;
+}
+
 int32_t time_check_cpu_main()
 {
     schedule_samples();
@@ -354,25 +371,38 @@ int32_t time_check_cpu_main()
     LOG_DEBUG(TIME_CHECK_CPU, "after!\n");
     time_check_print_check_info();
 
-    for (uint32_t i = 0; i < time_check_cpu_struct.user_exe_num; i++) {
-        time_check_exe_struct *row = &time_check_cpu_struct.exe_info[i];
-        if (row->exe_check_in != 1)
-            continue;
-        if (row->exe_check_reslut != 1) {
+    for (uint32_t i = 0; i < state.time_check_cpu_struct.user_exe_num; i++) {
+        time_check_exe_struct *row = &state.time_check_cpu_struct.exe_info[i];
+        const cpu_verdict verdict = judge(row);
+        state.verdicts[i] = verdict;
+        switch (verdict) {
+        case cpu_verdict::off:
+        case cpu_verdict::not_due:
+            break;
+        case cpu_verdict::within_limit:
+        case cpu_verdict::excused:
             row->exe_problem_check_num = 0;
             if (row->exe_spa_time < LONGEST_PERIOD)
                 row->exe_spa_time *= 2;
-            continue;
+            break;
+        case cpu_verdict::over_limit:
+        case cpu_verdict::over_for_long:
+            row->exe_problem_check_num++;
+            row->exe_spa_time = OVER_LIMIT_PERIOD;
+            if (verdict == cpu_verdict::over_for_long)
+                kill_program(row);
+            break;
         }
-        row->exe_problem_check_num++;
-        row->exe_spa_time = OVER_LIMIT_PERIOD;
-        if (row->exe_problem_check_num >= KILL_SAMPLES)
-            kill_program(row);
     }
     return 1;
 }
 
 int32_t time_check_cpu()
 {
-    return time_check_cpu_struct.enable == 0 ? 1 : time_check_cpu_main();
+    return state.time_check_cpu_struct.enable == 0 ? 1 : time_check_cpu_main();
+}
+
+cpu_verdict time_check_cpu_verdict(uint32_t index)
+{
+    return state.time_check_cpu_struct.enable == 0 ? cpu_verdict::off : state.verdicts[index];
 }

@@ -5,9 +5,18 @@
 
 #include "time_check/time_check.h"
 
+// By which branch of the rule a tick went, of one program.
+enum class cpu_verdict : uint8_t {
+#define VERDICT(name, why) name,
+#include "platform/verdicts/cpu.def"
+};
+
 // The tick, and what it does while the module is on. Always 1, both.
 int32_t time_check_cpu();
 int32_t time_check_cpu_main();
+
+// What the last tick found of row `index` of the table; before the first one, that it is not due.
+cpu_verdict time_check_cpu_verdict(uint32_t index);
 
 struct time_check_cpu;
 
