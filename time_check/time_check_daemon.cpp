@@ -11,8 +11,11 @@
 #include "time_check/time_check_text.h"
 #include "time_check/time_check_watchdog.h"
 
-static struct time_check_daemon time_check_daemon_struct;
-static uint32_t time_check_daemon_check_num[TIME_CHECK_DAEMON_EXE_MAX]; // ticks since the row's last look
+static struct daemon_state {
+    struct time_check_daemon time_check_daemon_struct;               // what the hooks are given
+    uint32_t time_check_daemon_check_num[TIME_CHECK_DAEMON_EXE_MAX]; // ticks since the row's last look
+    daemon_verdict verdicts[TIME_CHECK_DAEMON_EXE_MAX];              // the last tick's, by row
+} state;
 
 static time_check_msg_ops sys_time_check_daemon_ops = own_handler(TIME_CHECK_DAEMON, time_check_daemon_msg_handle);
 
@@ -30,7 +33,7 @@ static uint32_t enable_by_key(const time_check_daemon_exe_struct *row, uint32_t 
 
 int32_t set_time_check_daemon_info()
 {
-    struct time_check_daemon *s = &time_check_daemon_struct;
+    struct time_check_daemon *s = &state.time_check_daemon_struct;
     memset(s, 0, sizeof *s);
     s->enable = 1;
     for (uint32_t i = 0; i < daemon_exe_info_num && i < TIME_CHECK_DAEMON_EXE_MAX; i++) {
@@ -54,8 +57,8 @@ static void switch_rows(const char *target, bool start, const char *function = _
 {
     const bool all = time_check_names_all_programs(target);
     bool found = false;
-    for (uint32_t i = 0; i < time_check_daemon_struct.user_daemon_exe_num; i++) {
-        time_check_daemon_exe_struct *row = &time_check_daemon_struct.daemon_exe_info[i];
+    for (uint32_t i = 0; i < state.time_check_daemon_struct.user_daemon_exe_num; i++) {
+        time_check_daemon_exe_struct *row = &state.time_check_daemon_struct.daemon_exe_info[i];
         if (row->daemon_exe_name[0] == '\0')
             break;
         if (!all && strcmp(row->daemon_exe_name, target) != 0)
@@ -75,14 +78,14 @@ static void switch_rows(const char *target, bool start, const char *function = _
 
 static void time_check_daemon_start(const TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 {
-    time_check_daemon_struct.enable = 1;
+    state.time_check_daemon_struct.enable = 1;
     switch_rows(msg->string_info, true);
 }
 
 // Stopping one program switches the whole module off: kept on purpose, as in the CPU watchdog.
 static void time_check_daemon_stop(const TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 {
-    time_check_daemon_struct.enable = 0;
+    state.time_check_daemon_struct.enable = 0;
     switch_rows(msg->string_info, false);
 }
 
@@ -111,9 +114,9 @@ int32_t time_check_daemon_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 
 void time_check_daemon_exe_print_struct_info()
 {
-    LOG_DEBUG(TIME_CHECK_DAEMON, "totle %d exe!\n", time_check_daemon_struct.user_daemon_exe_num);
-    for (uint32_t i = 0; i < time_check_daemon_struct.user_daemon_exe_num; i++) {
-        const time_check_daemon_exe_struct *row = &time_check_daemon_struct.daemon_exe_info[i];
+    LOG_DEBUG(TIME_CHECK_DAEMON, "totle %d exe!\n", state.time_check_daemon_struct.user_daemon_exe_num);
+    for (uint32_t i = 0; i < state.time_check_daemon_struct.user_daemon_exe_num; i++) {
+        const time_check_daemon_exe_struct *row = &state.time_check_daemon_struct.daemon_exe_info[i];
         LOG_DEBUG(TIME_CHECK_DAEMON, "num:\t%d!\n", i);
         LOG_DEBUG(TIME_CHECK_DAEMON, "DAEMON_EXE_NAME:\t%s!\n", row->daemon_exe_name);
         LOG_DEBUG(TIME_CHECK_DAEMON, "DAEMON_EXE_ENABLE:\t%d!\n", row->daemon_exe_enable);
@@ -147,15 +150,33 @@ int32_t time_check_daemon_uload(const char *name)
     return WIFSIGNALED(status) ? -1 : 1; // a shell that was ended has not shown everything
 }
 
-int32_t time_check_daemon_need_restart(int8_t index)
+// The list of processes is only looked at for a row that is watched, and the product only asked when the program was
+// not in it. Both are asked here, so this one judge has effects outside.
+static daemon_verdict judge(const time_check_daemon_exe_struct *row)
 {
-    const time_check_daemon_exe_struct *row = &time_check_daemon_struct.daemon_exe_info[index];
     if (row->daemon_exe_enable != 1)
-        return 0;
+        return daemon_verdict::not_watched;
     const int32_t missing = time_check_daemon_uload(row->daemon_exe_name);
     if (missing != 1)
-        return missing;
-    return row->func == nullptr || row->func(&time_check_daemon_struct) == 1;
+        return missing == 0 ? daemon_verdict::runs : daemon_verdict::look_failed;
+    if (row->func != nullptr && row->func(&state.time_check_daemon_struct) != 1)
+        return daemon_verdict::excused;
+    if (row->daemon_exe_problem_check_num + 1 != row->daemon_exe_check_num)
+        return daemon_verdict::missing;
+    return daemon_verdict::missing_for_long;
+}
+
+int32_t time_check_daemon_need_restart(int8_t index)
+{
+    switch (judge(&state.time_check_daemon_struct.daemon_exe_info[index])) {
+    case daemon_verdict::missing:
+    case daemon_verdict::missing_for_long:
+        return 1;
+    case daemon_verdict::look_failed:
+        return -1;
+    default:
+        return 0;
+    }
 }
 
 int32_t check_if_dir_empty(const char *path)
@@ -172,36 +193,54 @@ int32_t check_if_dir_empty(const char *path)
 
 // ---- the tick ----
 
-// One more missing look. The line and those of a restart are the caller's.
+// One more missing look. The line is the caller's.
 static void count_missing(time_check_daemon_exe_struct *row, const char *function = __builtin_FUNCTION())
 {
     row->daemon_exe_problem_check_num++;
     LOG_DEBUG_OF(TIME_CHECK_DAEMON, function, "DAEMON_EXE_PROBLEM_CHECK_NUM:%d!\n", row->daemon_exe_problem_check_num);
-    if (row->daemon_exe_problem_check_num != row->daemon_exe_check_num)
-        return;
-    row->daemon_exe_problem_check_num = 0;
-    time_check_kill_program(row->daemon_exe_name, row->daemon_exe_system_cmd, function);
 }
 
 static void time_check_daemon_main()
 {
-    for (uint32_t i = 0; i < time_check_daemon_struct.user_daemon_exe_num; i++) {
-        time_check_daemon_exe_struct *row = &time_check_daemon_struct.daemon_exe_info[i];
-        time_check_daemon_check_num[i]++;
-        if (time_check_daemon_check_num[i] != row->daemon_exe_spa_time)
+    for (uint32_t i = 0; i < state.time_check_daemon_struct.user_daemon_exe_num; i++) {
+        time_check_daemon_exe_struct *row = &state.time_check_daemon_struct.daemon_exe_info[i];
+        state.verdicts[i] = daemon_verdict::not_due;
+        state.time_check_daemon_check_num[i]++;
+        if (state.time_check_daemon_check_num[i] != row->daemon_exe_spa_time)
             continue;
-        time_check_daemon_check_num[i] = 0;
-        const int32_t missing = time_check_daemon_need_restart(static_cast<int8_t>(i));
-        if (missing == 1)
-            count_missing(row);
-        else if (missing == 0)
+        state.time_check_daemon_check_num[i] = 0;
+        const daemon_verdict verdict = judge(row);
+        state.verdicts[i] = verdict;
+        switch (verdict) {
+        case daemon_verdict::not_watched:
+        case daemon_verdict::runs:
+        case daemon_verdict::excused:
             row->daemon_exe_problem_check_num = 0;
+            break;
+        case daemon_verdict::missing:
+        case daemon_verdict::missing_for_long:
+            count_missing(row);
+            if (verdict == daemon_verdict::missing_for_long) {
+                row->daemon_exe_problem_check_num = 0;
+                time_check_kill_program(row->daemon_exe_name, row->daemon_exe_system_cmd);
+            }
+            break;
+        case daemon_verdict::off:
+        case daemon_verdict::not_due:
+        case daemon_verdict::look_failed:
+            break;
+        }
     }
 }
 
 int32_t time_check_daemon()
 {
-    if (time_check_daemon_struct.enable != 0)
+    if (state.time_check_daemon_struct.enable != 0)
         time_check_daemon_main();
     return 1;
+}
+
+daemon_verdict time_check_daemon_verdict(uint32_t index)
+{
+    return state.time_check_daemon_struct.enable == 0 ? daemon_verdict::off : state.verdicts[index];
 }

@@ -5,8 +5,17 @@
 
 #include "time_check/time_check.h"
 
+// By which branch of the rule a tick went, of one program.
+enum class daemon_verdict : uint8_t {
+#define VERDICT(name, why) name,
+#include "platform/verdicts/daemon.def"
+};
+
 // The tick. Does nothing while the module is off. Always 1.
 int32_t time_check_daemon();
+
+// What the last tick found of row `index` of the table; before the first one, that it is not due.
+daemon_verdict time_check_daemon_verdict(uint32_t index);
 
 struct time_check_daemon;
 
