@@ -15,12 +15,8 @@
 #include "time_check/time_check_text.h"
 #include "time_check/time_check_uplink.h"
 
-constexpr uint32_t TRY_TICKS = 6;    // of each stage of the cipher fallback
 constexpr int32_t GATE_TICKS = 60;   // without a DHCP client
-constexpr int32_t NOT_ASKED = -1;    // a radio that is off or cannot be asked
 constexpr size_t ACCOUNT_SIZE = 256; // PPP carries names and passwords of at most 255 characters
-
-static WIFI_CONNECT _WIFI_CONNECT_STRUCT_; // NOLINT(bugprone-reserved-identifier) the snapshot's known name
 
 // The start-up gate; it opens once.
 static int32_t wifiRestart = 4; // ticks until the supervision; the last looks at the DHCP server
@@ -47,92 +43,6 @@ static time_check_msg_ops sys_time_check_wifi_connect_ops =
     own_handler(TIME_CHECK_WIFI_CONNECT, time_check_wifi_connect_msg_handle);
 
 // ---- settings and messages ----
-
-// A radio that may carry the uplink, and where its settings are.
-struct uplink_radio {
-    const char *mode;
-    const char *enable;
-    const char *prefix;
-    int band;
-    const char *wpapsk_type_key;
-    const char *crypto_key;
-    const char *ssid_key;
-};
-
-// The first that is a client wins.
-static const uplink_radio uplink_radios[] = {
-    {.mode = _WIFI_CONNECT_STRUCT_.wl2g_mode,
-     .enable = _WIFI_CONNECT_STRUCT_.wl2g_enable,
-     .prefix = "wl0_",
-     .band = WL_RATE_2G,
-     .wpapsk_type_key = KEY_WL2G_EXTRA_WPAPSK_TYPE,
-     .crypto_key = KEY_WL2G_EXTRA_WPAPSK_CRYPTO,
-     .ssid_key = KEY_WL2G_EXTRA_SSID},
-    {.mode = _WIFI_CONNECT_STRUCT_.wl5g_mode,
-     .enable = _WIFI_CONNECT_STRUCT_.wl5g_enable,
-     .prefix = "wl1_",
-     .band = WL_RATE_5G,
-     .wpapsk_type_key = KEY_WL5G_EXTRA_WPAPSK_TYPE,
-     .crypto_key = KEY_WL5G_EXTRA_WPAPSK_CRYPTO,
-     .ssid_key = KEY_WL5G_EXTRA_SSID},
-};
-
-static bool mode_is(const char *mode, const char *wanted)
-{
-    return strcmp(mode, wanted) == 0;
-}
-
-static void arm_fallback(P_WIFI_CONNECT wifi)
-{
-    wifi->aes_try = TRY_TICKS;
-    wifi->tkip_try = TRY_TICKS;
-    wifi->tkip_aes_try = TRY_TICKS;
-    wifi->first_time = 1;
-}
-
-static void forget_uplink(P_WIFI_CONNECT wifi)
-{
-    copy_text(wifi->wl_mode, sizeof wifi->wl_mode, "ap");
-    wifi->prefix[0] = '\0';
-    wifi->ifname[0] = '\0';
-    wifi->wpapsk_type[0] = '\0';
-    wifi->crypto[0] = '\0';
-    wifi->wl_BSSID[0] = '\0';
-}
-
-static void take_uplink(P_WIFI_CONNECT wifi, const uplink_radio *radio)
-{
-    copy_text(wifi->wl_enable, sizeof wifi->wl_enable, radio->enable);
-    copy_text(wifi->wl_mode, sizeof wifi->wl_mode, radio->mode);
-    copy_text(wifi->prefix, sizeof wifi->prefix, radio->prefix);
-    tpi_wifi_get_ifname(radio->band, TPI_WIFI_KIND_CLIENT, wifi->ifname);
-    GetValue(radio->wpapsk_type_key, wifi->wpapsk_type);
-    GetValue(radio->crypto_key, wifi->crypto);
-    GetValue(radio->ssid_key, wifi->wl_BSSID);
-}
-
-void set_time_check_wifi_connect_info()
-{
-    WIFI_CONNECT *wifi = &_WIFI_CONNECT_STRUCT_;
-    GetValue(KEY_WL2G_PUBLIC_ENABLE, wifi->wl2g_enable);
-    GetValue(KEY_WL5G_PUBLIC_ENABLE, wifi->wl5g_enable);
-    GetValue(KEY_WL2G_PUBLIC_MODE, wifi->wl2g_mode);
-    GetValue(KEY_WL5G_PUBLIC_MODE, wifi->wl5g_mode);
-    GetValue(KEY_LAN_IP, wifi->lan_ip);
-    GetValue(KEY_WISP_ACCESS_MODE, wifi->access_mode);
-    arm_fallback(wifi);
-    if (mode_is(wifi->wl2g_mode, "ap") && mode_is(wifi->wl5g_mode, "ap")) {
-        forget_uplink(wifi);
-        return;
-    }
-    for (const uplink_radio &radio : uplink_radios) {
-        if (mode_is(radio.mode, "wisp") || mode_is(radio.mode, "apclient")) {
-            take_uplink(wifi, &radio);
-            return;
-        }
-    }
-    // Without a client radio, yet not both access points, the uplink stays as it was: kept on purpose.
-}
 
 int32_t time_check_wifi_connect_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *var)
 {
@@ -169,9 +79,9 @@ static void post_op(int module, int op, const char *rest)
 
 static void restart_radio_in_mode(const WIFI_CONNECT *wifi, const char *mode)
 {
-    if (mode_is(wifi->wl2g_mode, mode))
+    if (wifi_mode_is(wifi->wl2g_mode, mode))
         time_check_post_wifi_op(&wifi_bands[BAND_2G], OP_RESTART);
-    else if (mode_is(wifi->wl5g_mode, mode))
+    else if (wifi_mode_is(wifi->wl5g_mode, mode))
         time_check_post_wifi_op(&wifi_bands[BAND_5G], OP_RESTART);
 }
 
@@ -180,11 +90,11 @@ static void restart_radio_in_mode(const WIFI_CONNECT *wifi, const char *mode)
 // Whether `access_mode` is one that there is.
 static bool access_type_of(const char *access_mode, TPI_WAN_CONN_TYPE *type)
 {
-    if (mode_is(access_mode, "dhcp"))
+    if (wifi_mode_is(access_mode, "dhcp"))
         *type = TPI_WAN_DHCP;
-    else if (mode_is(access_mode, "static"))
+    else if (wifi_mode_is(access_mode, "static"))
         *type = TPI_WAN_STATIC;
-    else if (mode_is(access_mode, "pppoe"))
+    else if (wifi_mode_is(access_mode, "pppoe"))
         *type = TPI_WAN_PPPOE;
     else
         return false;
@@ -282,7 +192,7 @@ void check_wisp_pppoe_exist(P_WIFI_CONNECT wifi)
     static int32_t count; // ticks in a row without the client
     constexpr int32_t MISSING_TICKS = 2;
     constexpr int LINE_NUMBER = 659; // belongs to the line's fixed text
-    if (!mode_is(wifi->wl_mode, "wisp") || !mode_is(wifi->access_mode, "pppoe"))
+    if (!wifi_mode_is(wifi->wl_mode, "wisp") || !wifi_mode_is(wifi->access_mode, "pppoe"))
         return;
     if (check_app("pppoecd") != 0) {
         count = 0;
@@ -311,9 +221,9 @@ void wispRebootWifi(P_WIFI_CONNECT wifi)
 
 void autoRebootWifi(P_WIFI_CONNECT wifi)
 {
-    if (mode_is(wifi->wl2g_mode, "wisp") || mode_is(wifi->wl5g_mode, "wisp"))
+    if (wifi_mode_is(wifi->wl2g_mode, "wisp") || wifi_mode_is(wifi->wl5g_mode, "wisp"))
         wispRebootWifi(wifi);
-    else if (mode_is(wifi->wl2g_mode, "apclient") || mode_is(wifi->wl5g_mode, "apclient"))
+    else if (wifi_mode_is(wifi->wl2g_mode, "apclient") || wifi_mode_is(wifi->wl5g_mode, "apclient"))
         apClientRebootWifi(wifi);
 }
 
@@ -352,7 +262,7 @@ void wifi_apclient_link_check(P_WIFI_CONNECT wifi)
     const int32_t not_associated = wl_get_sta_info(wifi->ifname);
     // Never: an AP client's grace and fallback do not count down, so a link loss does not arm the fallback. Kept on
     // purpose.
-    const bool counts_down = not_associated == NOT_ASKED;
+    const bool counts_down = not_associated == RADIO_NOT_ASKED;
     if (not_associated == 1) {
         time_check_link_add_lost_time(link, now);
         LOG_TRACE(DEBUG_INFO, "wireless phy disconnected! not_conn_time:%lld cur_time:%lld last_time:%lld \n",
@@ -363,7 +273,7 @@ void wifi_apclient_link_check(P_WIFI_CONNECT wifi)
         link->wl_not_conn_time = 0;
     }
     // An address from the upstream means that the association works, whatever the radio says.
-    if (mode_is(wifi->wl_enable, "1") && lan_address(wifi) == LAN_CONFIGURED_ADDRESS) {
+    if (wifi_mode_is(wifi->wl_enable, "1") && lan_address(wifi) == LAN_CONFIGURED_ADDRESS) {
         time_check_link_schedule_fallback(link);
         time_check_link_count_grace_down(link, counts_down);
         time_check_link_bounce_when_due(link, wifi->ifname, "apclient not connected time over 60 s.");
@@ -381,7 +291,7 @@ void wifi_apclient_check(P_WIFI_CONNECT wifi)
 
 void APclientOpenDHCPS(P_WIFI_CONNECT wifi)
 {
-    if (!mode_is(wifi->wl_mode, "apclient"))
+    if (!wifi_mode_is(wifi->wl_mode, "apclient"))
         return;
     SetValue(KEY_DHCPS_EN, "1");
     if (CommitCfm() != 0)
@@ -394,101 +304,13 @@ void apClientRebootWifi(P_WIFI_CONNECT wifi)
         restart_radio_in_mode(wifi, "apclient");
 }
 
-// ---- cipher fallback ----
-// An upstream that says "tkip+aes" may take only one of them: tries "aes", then "tkip", then both again.
-
-static void run_on_console(char *program, char *argument)
-{
-    char *const argv[] = {program, argument, nullptr};
-    _eval(argv, ">/dev/console", 0, nullptr);
-}
-
-int32_t wpa2_tkip_aes_change(P_WIFI_CONNECT wifi, const char *crypto)
-{
-    constexpr int LINE_NUMBER = 297; // belongs to the line's fixed text
-    static char killall[] = "killall";
-    static char nas[] = "nas";
-    char key[32];
-    char ifname[shell_quoted_size(sizeof wifi->ifname)];
-
-    printf("[qx debug]:%s,%d,SET %s to continue!-\n", __func__, LINE_NUMBER, crypto);
-    snprintf(key, sizeof key, "%scrypto", wifi->prefix); // written nowhere, the cipher is only named: kept on purpose
-    shell_quoted(ifname, sizeof ifname, wifi->ifname);
-    doSystemCmd("wlconf %s down", ifname);
-    run_on_console(killall, nas);
-    doSystemCmd("wlconf %s up", ifname);
-    doSystemCmd("wlconf %s start", ifname);
-    run_on_console(nas, nullptr);
-    return 1;
-}
-
-// From an exhausted "aes" the count wraps to the largest number: kept on purpose.
-static void fall_back_unasked(P_WIFI_CONNECT wifi)
-{
-    if (wifi->aes_try != TRY_TICKS)
-        wifi->aes_try--;
-    if (wifi->aes_try != 0 || wifi->tkip_try != TRY_TICKS)
-        return;
-    wpa2_tkip_aes_change(wifi, "tkip");
-    wifi->tkip_try--;
-}
-
-static void fall_back(P_WIFI_CONNECT wifi)
-{
-    if (wifi->tkip_aes_try != 0) {
-        wifi->tkip_aes_try--;
-        return;
-    }
-    if (wifi->aes_try == TRY_TICKS) {
-        wpa2_tkip_aes_change(wifi, "aes");
-    } else if (wifi->aes_try == 0 && wifi->tkip_try == TRY_TICKS) {
-        wpa2_tkip_aes_change(wifi, "tkip");
-    } else if (wifi->aes_try == 0 && wifi->tkip_try == 0 && wifi->first_time == 1) {
-        wpa2_tkip_aes_change(wifi, "tkip+aes");
-        wifi->first_time = 0;
-    }
-    if (wifi->aes_try != 0)
-        wifi->aes_try--;
-    else if (wifi->tkip_try != 0)
-        wifi->tkip_try--;
-}
-
-int32_t wpa2_tkip_aes_connect(P_WIFI_CONNECT wifi)
-{
-    if (mode_is(wifi->wl_mode, "ap"))
-        return -1;
-    if (wifi->aes_try == 0 && wifi->tkip_try == 0 && wifi->tkip_aes_try == 0 && wifi->first_time == 0)
-        return 1;
-
-    const int32_t phy = tpi_wifi_wisp_phy_link_check(wifi->ifname);
-    if (phy == TPI_CONNECTED || strcmp(wifi->wpapsk_type, "psk2") != 0 || strcmp(wifi->crypto, "tkip+aes") != 0) {
-        wifi->aes_try = 0;
-        wifi->tkip_try = 0;
-        wifi->tkip_aes_try = 0;
-        wifi->first_time = 0;
-        return 1;
-    }
-    if (phy == NOT_ASKED) {
-        fall_back_unasked(wifi);
-        return -1;
-    }
-    fall_back(wifi);
-    return 0;
-}
-
-void restart_wpa2_tkip_aes_check()
-{
-    LOG_TRACE(DEBUG_INFO, "restart wpa2_tkip_aes_check !!\n");
-    arm_fallback(&_WIFI_CONNECT_STRUCT_);
-}
-
 // ---- the tick ----
 
 static bool dhcp_client_runs(const WIFI_CONNECT *wifi)
 {
-    if (mode_is(wifi->wl_mode, "wisp"))
+    if (wifi_mode_is(wifi->wl_mode, "wisp"))
         return check_app("udhcpc") != 0;
-    return mode_is(wifi->wl_mode, "apclient") && check_app("dhcpcd_lan") != 0;
+    return wifi_mode_is(wifi->wl_mode, "apclient") && check_app("dhcpcd_lan") != 0;
 }
 
 // Keeps the supervision idle until the uplink's DHCP client has been started, or has had its time.
@@ -505,16 +327,16 @@ static void supervise(P_WIFI_CONNECT wifi)
 {
     if (wpa2_tkip_aes_connect(wifi) != 1)
         return;
-    if (mode_is(wifi->wl_enable, "1") && mode_is(wifi->wl_mode, "wisp"))
+    if (wifi_mode_is(wifi->wl_enable, "1") && wifi_mode_is(wifi->wl_mode, "wisp"))
         wifi_wisp_check(wifi);
-    else if (mode_is(wifi->wl_mode, "apclient")) // whether or not the radio is enabled
+    else if (wifi_mode_is(wifi->wl_mode, "apclient")) // whether or not the radio is enabled
         wifi_apclient_check(wifi);
 }
 
 void time_check_wifi_connect()
 {
     WIFI_CONNECT *wifi = &_WIFI_CONNECT_STRUCT_;
-    if (mode_is(wifi->wl_mode, "ap") || !is_past_gate(wifi))
+    if (wifi_mode_is(wifi->wl_mode, "ap") || !is_past_gate(wifi))
         return;
     LOG_TRACE(DEBUG_INFO, "Begin to check wifi connect! \n");
     if (wifiRestart == 0) {
