@@ -61,15 +61,16 @@ void time_check_link_count_grace_down(link_watch *link, bool counts)
     }
 }
 
-void time_check_link_bounce_when_due(link_watch *link, const char *ifname, const char *line)
+bool time_check_link_bounce_when_due(link_watch *link, const char *ifname, const char *line)
 {
     if (link->wl_not_conn_time < BOUNCE_S)
-        return;
+        return false;
     char quoted[shell_quoted_size(WIFI_IFNAME_SIZE)];
     shell_quoted(quoted, sizeof quoted, ifname);
     puts(line);
     doSystemCmd("ifconfig %s down && ifconfig %s up", quoted, quoted);
     link->wl_not_conn_time = 0;
+    return true;
 }
 
 bool time_check_link_fallback_is_due(link_watch *link)
@@ -78,6 +79,17 @@ bool time_check_link_fallback_is_due(link_watch *link)
         return false;
     link->restart_wpa2_check--;
     return link->restart_wpa2_check == 0;
+}
+
+link_news time_check_link_news(link_watch *link, bool up, bool loss_was_told)
+{
+    int32_t *count = up ? &link->link_connect_count : &link->link_not_connect_count;
+    int32_t *opposite_count = up ? &link->link_not_connect_count : &link->link_connect_count;
+    if (!time_check_state_lasts(count, opposite_count))
+        return link_news::none;
+    if (up)
+        return loss_was_told ? link_news::back : link_news::none;
+    return link->last_link_status == TPI_CONNECTED ? link_news::lost : link_news::none;
 }
 
 void time_check_link_loss_told(link_watch *link)

@@ -37,11 +37,19 @@ bool time_check_link_schedule_fallback(link_watch *link);
 // One tick of the grace, if this tick counts: at its end the time without a connection starts again.
 void time_check_link_count_grace_down(link_watch *link, bool counts);
 
-// Takes the interface down and up when it has been without a connection for a minute, with `line` on the console.
-void time_check_link_bounce_when_due(link_watch *link, const char *ifname, const char *line);
+// Takes the interface down and up when it has been without a connection for a minute, with `line` on the console;
+// whether it did.
+bool time_check_link_bounce_when_due(link_watch *link, const char *ifname, const char *line);
 
 // One tick of the time until the fallback; true when it is over.
 bool time_check_link_fallback_is_due(link_watch *link);
+
+// What there is to tell of the radio link.
+enum class link_news : uint8_t { none, back, lost };
+
+// Counts one more tick of the radio link, up or down, and says what there is to tell now that this has lasted: its
+// return when a loss was told, its loss when its last status is TPI_CONNECTED.
+link_news time_check_link_news(link_watch *link, bool up, bool loss_was_told);
 
 // The radio link's loss, or return, has been told.
 void time_check_link_loss_told(link_watch *link);

@@ -16,28 +16,27 @@
 #include "time_check/time_check_uplink.h"
 
 constexpr int32_t GATE_TICKS = 60;   // without a DHCP client
+constexpr int32_t START_TICKS = 4;   // from the gate to the supervision; the last looks at the DHCP server
 constexpr size_t ACCOUNT_SIZE = 256; // PPP carries names and passwords of at most 255 characters
 
-// The start-up gate; it opens once.
-static int32_t wifiRestart = 4; // ticks until the supervision; the last looks at the DHCP server
-static int32_t first = 1;       // 1: no DHCP client has been seen
-static int32_t counts;          // ticks spent waiting for one
+static struct wifi_connect_state {
+    // The start
+    bool gate_is_open;   // it opens once
+    int32_t counts;      // ticks spent waiting for it
+    int32_t start_ticks; // ticks since then, START_TICKS at the most
 
-// last_link_status: 3 from when the WAN was found up, 1 once its loss is told or while nobody wants supervision.
-static link_watch wisp_link = {.last_link_status = TPI_NOT_CONNECTED,
-                               .link_not_connect_count = 0,
-                               .link_connect_count = 0,
-                               .wl_not_conn_time = 0,
-                               .last_time = 0,
-                               .wlconf_restart = 0,
-                               .wlconf_up = 0,
-                               .wlconf_up_time = 0,
-                               .restart_wpa2_check = 0};
-static int32_t wisp_send_msgNetctrl = 1;            // 1: netctrl has not been told that the static WAN is up
-static int32_t last_connect_status = TPI_CONNECTED; // as netctrl was last told about the WISP radio link
+    // WISP. last_link_status: 3 from when the WAN was found up until its loss is told, or until nobody wants
+    // supervision.
+    link_watch wisp_link;
+    bool static_up_told;   // netctrl knows that the static WAN is up
+    bool radio_loss_told;  // netctrl was last told of the radio link that it is lost
+    int32_t pppoe_missing; // ticks in a row without the PPPoE client
 
-// last_link_status: 0 not yet known, else 1 or 3 as netctrl was last told, or as first seen.
-static link_watch apclient_link;
+    // AP client. last_link_status: 0 not yet known, else 1 or 3 as netctrl was last told, or as first seen.
+    link_watch apclient_link;
+
+    wifi_connect_verdict verdict; // the last tick's
+} state;
 
 static time_check_msg_ops sys_time_check_wifi_connect_ops =
     own_handler(TIME_CHECK_WIFI_CONNECT, time_check_wifi_connect_msg_handle);
@@ -103,11 +102,11 @@ static bool access_type_of(const char *access_mode, TPI_WAN_CONN_TYPE *type)
 
 static void wisp_connected(TPI_WAN_CONN_TYPE type)
 {
-    wisp_link.last_link_status = TPI_CONNECTED;
-    wisp_link.wl_not_conn_time = 0;
-    if (type == TPI_WAN_STATIC && wisp_send_msgNetctrl == 1) {
+    state.wisp_link.last_link_status = TPI_CONNECTED;
+    state.wisp_link.wl_not_conn_time = 0;
+    if (type == TPI_WAN_STATIC && !state.static_up_told) {
         post_op(WAN_MODULE, OP_WISP_UP, ",wan_id=1");
-        wisp_send_msgNetctrl = 0;
+        state.static_up_told = true;
     }
 }
 
@@ -115,58 +114,75 @@ static void wisp_connected(TPI_WAN_CONN_TYPE type)
 // memories, on purpose.
 static void watch_wisp_radio(bool up)
 {
-    if (up) {
-        const bool lasts = time_check_state_lasts(&wisp_link.link_connect_count, &wisp_link.link_not_connect_count);
-        if (lasts && last_connect_status == TPI_NOT_CONNECTED) {
-            post_op(WIFI_MODULE, OP_WISP_START, "");
-            time_check_link_return_told(&wisp_link, TPI_NOT_CONNECTED); // the WAN has yet to be seen up
-            last_connect_status = TPI_CONNECTED;
-            wisp_send_msgNetctrl = 1;
-        }
-    } else {
-        const bool lasts = time_check_state_lasts(&wisp_link.link_not_connect_count, &wisp_link.link_connect_count);
-        if (lasts && wisp_link.last_link_status == TPI_CONNECTED) {
-            post_op(WIFI_MODULE, OP_WISP_STOP, "");
-            time_check_link_loss_told(&wisp_link);
-            last_connect_status = TPI_NOT_CONNECTED;
-        }
+    link_watch *link = &state.wisp_link;
+    switch (time_check_link_news(link, up, state.radio_loss_told)) {
+    case link_news::none:
+        break;
+    case link_news::back:
+        post_op(WIFI_MODULE, OP_WISP_START, "");
+        time_check_link_return_told(link, TPI_NOT_CONNECTED); // the WAN has yet to be seen up
+        state.radio_loss_told = false;
+        state.static_up_told = false;
+        state.verdict = wifi_connect_verdict::return_told;
+        break;
+    case link_news::lost:
+        post_op(WIFI_MODULE, OP_WISP_STOP, "");
+        time_check_link_loss_told(link);
+        state.radio_loss_told = true;
+        state.verdict = wifi_connect_verdict::loss_told;
+        break;
     }
 }
 
+static void nurse_lost_wan(const WIFI_CONNECT *wifi, bool radio_waits, time_t now)
+{
+    link_watch *link = &state.wisp_link;
+    time_check_link_count_grace_down(link, radio_waits);
+    printf("wisp NOT_CONNECTED,  wl_not_conn_time:%lld cur_time:%lld last_time:%lld \n",
+           static_cast<long long>(link->wl_not_conn_time), static_cast<long long>(now),
+           static_cast<long long>(link->last_time));
+    const bool bounces = time_check_link_bounce_when_due(link, wifi->ifname, "wisp not connected time over 60 s.");
+    state.verdict = bounces ? wifi_connect_verdict::bounced : wifi_connect_verdict::wan_lost;
+}
+
+// Each look moves the link's counts and times, and lines are printed in between: so there is no judging before acting.
+// The verdict is that of the last thing done, for want of any how the link is.
 void wifi_wisp_link_check(P_WIFI_CONNECT wifi)
 {
+    link_watch *link = &state.wisp_link;
     const time_t now = time(nullptr);
     if (tpi_wisp_get_webpage_status() == 0) {
-        wisp_link.last_link_status = TPI_NOT_CONNECTED;
-        wisp_link.link_not_connect_count = 0;
-        wisp_link.link_connect_count = 0;
+        link->last_link_status = TPI_NOT_CONNECTED;
+        link->link_not_connect_count = 0;
+        link->link_connect_count = 0;
+        state.verdict = wifi_connect_verdict::being_changed;
         return;
     }
     char access_mode[sizeof wifi->access_mode];
     TPI_WAN_CONN_TYPE type = TPI_WAN_DHCP;
     GetValue(KEY_WISP_ACCESS_MODE, access_mode);
+    state.verdict = wifi_connect_verdict::unknown_access_mode;
     if (!access_type_of(access_mode, &type))
         return;
 
     const int32_t phy = tpi_wifi_wisp_phy_link_check(wifi->ifname);
     const bool radio_waits = phy == TPI_NOT_CONNECTED; // a radio that cannot be asked does not count the delays down
+    state.verdict = wifi_connect_verdict::wan_connected;
     if (tpi_wifi_wisp_connect_check(wifi->ifname, type) == TPI_CONNECTED) {
         wisp_connected(type);
     } else {
-        wisp_send_msgNetctrl = 1;
-        time_check_link_add_lost_time(&wisp_link, now);
-        if (time_check_link_schedule_fallback(&wisp_link))
-            LOG_TRACE(DEBUG_INFO, "restart_wpa2_check = %d !!\n", wisp_link.restart_wpa2_check);
-        time_check_link_count_grace_down(&wisp_link, radio_waits);
-        printf("wisp NOT_CONNECTED,  wl_not_conn_time:%lld cur_time:%lld last_time:%lld \n",
-               static_cast<long long>(wisp_link.wl_not_conn_time), static_cast<long long>(now),
-               static_cast<long long>(wisp_link.last_time));
-        time_check_link_bounce_when_due(&wisp_link, wifi->ifname, "wisp not connected time over 60 s.");
+        state.static_up_told = false;
+        time_check_link_add_lost_time(link, now);
+        if (time_check_link_schedule_fallback(link))
+            LOG_TRACE(DEBUG_INFO, "restart_wpa2_check = %d !!\n", link->restart_wpa2_check);
+        nurse_lost_wan(wifi, radio_waits, now);
     }
-    if (time_check_link_fallback_is_due(&wisp_link) && radio_waits)
+    if (time_check_link_fallback_is_due(link) && radio_waits) {
         restart_wpa2_tkip_aes_check();
+        state.verdict = wifi_connect_verdict::fallback_armed;
+    }
     watch_wisp_radio(phy == TPI_CONNECTED);
-    wisp_link.last_time = now;
+    link->last_time = now;
 }
 
 // Starts the PPPoE client in the background, on the WAN port's interface.
@@ -189,21 +205,22 @@ static void start_pppoe_client()
 
 void check_wisp_pppoe_exist(P_WIFI_CONNECT wifi)
 {
-    static int32_t count; // ticks in a row without the client
     constexpr int32_t MISSING_TICKS = 2;
     constexpr int LINE_NUMBER = 659; // belongs to the line's fixed text
     if (!wifi_mode_is(wifi->wl_mode, "wisp") || !wifi_mode_is(wifi->access_mode, "pppoe"))
         return;
     if (check_app("pppoecd") != 0) {
-        count = 0;
+        state.pppoe_missing = 0;
         return;
     }
-    count++;
-    if (count < MISSING_TICKS)
+    state.pppoe_missing++;
+    state.verdict = wifi_connect_verdict::pppoe_missing;
+    if (state.pppoe_missing < MISSING_TICKS)
         return;
+    state.verdict = wifi_connect_verdict::pppoe_restarted;
     printf("%s %d: pppoecd process not exist, restart pppoecd\n", __func__, LINE_NUMBER);
     start_pppoe_client();
-    count = 0;
+    state.pppoe_missing = 0;
 }
 
 void wifi_wisp_check(P_WIFI_CONNECT wifi)
@@ -237,38 +254,42 @@ int32_t wl_get_sta_info(const char *ifname)
 // The first look only says how things stand.
 static void watch_apclient_radio(bool up)
 {
-    link_watch *link = &apclient_link;
+    link_watch *link = &state.apclient_link;
     if (link->last_link_status == 0)
         link->last_link_status = up ? TPI_CONNECTED : TPI_NOT_CONNECTED;
-    if (up) {
-        const bool lasts = time_check_state_lasts(&link->link_connect_count, &link->link_not_connect_count);
-        if (lasts && link->last_link_status == TPI_NOT_CONNECTED) {
-            time_check_post_upstream(true);
-            time_check_link_return_told(link, TPI_CONNECTED);
-        }
-    } else {
-        const bool lasts = time_check_state_lasts(&link->link_not_connect_count, &link->link_connect_count);
-        if (lasts && link->last_link_status == TPI_CONNECTED) {
-            time_check_post_upstream(false);
-            time_check_link_loss_told(link);
-        }
+    switch (time_check_link_news(link, up, link->last_link_status == TPI_NOT_CONNECTED)) {
+    case link_news::none:
+        break;
+    case link_news::back:
+        time_check_post_upstream(true);
+        time_check_link_return_told(link, TPI_CONNECTED);
+        state.verdict = wifi_connect_verdict::return_told;
+        break;
+    case link_news::lost:
+        time_check_post_upstream(false);
+        time_check_link_loss_told(link);
+        state.verdict = wifi_connect_verdict::loss_told;
+        break;
     }
 }
 
+// As with WISP there is no judging before acting.
 void wifi_apclient_link_check(P_WIFI_CONNECT wifi)
 {
-    link_watch *link = &apclient_link;
+    link_watch *link = &state.apclient_link;
     const time_t now = time(nullptr);
     const int32_t not_associated = wl_get_sta_info(wifi->ifname);
     // Never: an AP client's grace and fallback do not count down, so a link loss does not arm the fallback. Kept on
     // purpose.
     const bool counts_down = not_associated == RADIO_NOT_ASKED;
     if (not_associated == 1) {
+        state.verdict = wifi_connect_verdict::association_lost;
         time_check_link_add_lost_time(link, now);
         LOG_TRACE(DEBUG_INFO, "wireless phy disconnected! not_conn_time:%lld cur_time:%lld last_time:%lld \n",
                   static_cast<long long>(link->wl_not_conn_time), static_cast<long long>(now),
                   static_cast<long long>(link->last_time));
     } else {
+        state.verdict = wifi_connect_verdict::associated;
         LOG_TRACE(DEBUG_INFO, "wireless phy connected!\n");
         link->wl_not_conn_time = 0;
     }
@@ -276,7 +297,8 @@ void wifi_apclient_link_check(P_WIFI_CONNECT wifi)
     if (wifi_mode_is(wifi->wl_enable, "1") && lan_address(wifi) == LAN_CONFIGURED_ADDRESS) {
         time_check_link_schedule_fallback(link);
         time_check_link_count_grace_down(link, counts_down);
-        time_check_link_bounce_when_due(link, wifi->ifname, "apclient not connected time over 60 s.");
+        if (time_check_link_bounce_when_due(link, wifi->ifname, "apclient not connected time over 60 s."))
+            state.verdict = wifi_connect_verdict::bounced;
     }
     if (time_check_link_fallback_is_due(link) && counts_down)
         restart_wpa2_tkip_aes_check();
@@ -316,34 +338,57 @@ static bool dhcp_client_runs(const WIFI_CONNECT *wifi)
 // Keeps the supervision idle until the uplink's DHCP client has been started, or has had its time.
 static bool is_past_gate(const WIFI_CONNECT *wifi)
 {
-    if (first == 1 && dhcp_client_runs(wifi))
-        first = 0;
-    if (first == 1 && counts++ >= GATE_TICKS)
-        first = 0;
-    return first == 0;
+    if (!state.gate_is_open && dhcp_client_runs(wifi))
+        state.gate_is_open = true;
+    if (!state.gate_is_open && state.counts++ >= GATE_TICKS)
+        state.gate_is_open = true;
+    return state.gate_is_open;
+}
+
+static void start(P_WIFI_CONNECT wifi)
+{
+    state.start_ticks++;
+    if (state.start_ticks == START_TICKS && lan_address(wifi) != LAN_UPSTREAM_ADDRESS)
+        APclientOpenDHCPS(wifi);
 }
 
 static void supervise(P_WIFI_CONNECT wifi)
 {
-    if (wpa2_tkip_aes_connect(wifi) != 1)
+    const int32_t fallback = wpa2_tkip_aes_connect(wifi);
+    if (fallback != 1) {
+        state.verdict = fallback == 0 ? wifi_connect_verdict::trying_ciphers : wifi_connect_verdict::radio_not_asked;
         return;
+    }
     if (wifi_mode_is(wifi->wl_enable, "1") && wifi_mode_is(wifi->wl_mode, "wisp"))
         wifi_wisp_check(wifi);
     else if (wifi_mode_is(wifi->wl_mode, "apclient")) // whether or not the radio is enabled
         wifi_apclient_check(wifi);
+    else
+        state.verdict = wifi_connect_verdict::nothing_supervised;
 }
 
+// Every look counts, or is an act: each step of the start and of the supervision notes its own verdict.
 void time_check_wifi_connect()
 {
     WIFI_CONNECT *wifi = &_WIFI_CONNECT_STRUCT_;
-    if (wifi_mode_is(wifi->wl_mode, "ap") || !is_past_gate(wifi))
+    if (wifi_mode_is(wifi->wl_mode, "ap")) {
+        state.verdict = wifi_connect_verdict::no_uplink;
         return;
+    }
+    if (!is_past_gate(wifi)) {
+        state.verdict = wifi_connect_verdict::waiting_for_dhcp_client;
+        return;
+    }
     LOG_TRACE(DEBUG_INFO, "Begin to check wifi connect! \n");
-    if (wifiRestart == 0) {
+    if (state.start_ticks == START_TICKS) {
         supervise(wifi);
         return;
     }
-    if (wifiRestart == 1 && lan_address(wifi) != LAN_UPSTREAM_ADDRESS)
-        APclientOpenDHCPS(wifi);
-    wifiRestart--;
+    state.verdict = wifi_connect_verdict::starting;
+    start(wifi);
+}
+
+wifi_connect_verdict time_check_wifi_connect_verdict()
+{
+    return state.verdict;
 }

@@ -6,6 +6,12 @@
 #include "time_check/time_check.h"
 #include "time_check/time_check_wifi_client.h"
 
+// By which branch of the rule a tick went.
+enum class wifi_connect_verdict : uint8_t {
+#define VERDICT(name, why) name,
+#include "platform/verdicts/wifi_connect.def"
+};
+
 // ---- settings and messages ----
 
 void time_check_wifi_connect_init();
@@ -45,5 +51,8 @@ void apClientRebootWifi(P_WIFI_CONNECT wifi);
 // ---- the tick ----
 
 void time_check_wifi_connect();
+
+// What the last tick found; before the first one, the first verdict.
+wifi_connect_verdict time_check_wifi_connect_verdict();
 
 #endif
