@@ -10,20 +10,20 @@
 #include "time_check/time_check_ids.h"
 #include "time_check/time_check_uplink.h"
 
-constexpr int32_t UNREACHABLE = 1;
-constexpr int32_t REACHABLE = 3;
-
-static char lan_info_gw[VOS_FILE_VALUE_SIZE]; // the gateway's address; "" without one
-static int32_t link_count;                    // ticks in a row whose ping was answered
-static int32_t not_link_count;                // ticks in a row whose ping was not
-static int32_t last_ping_status = REACHABLE;  // as netctrl was last told, or takes it to be at the start
+static struct ap_connect_state {
+    char lan_info_gw[VOS_FILE_VALUE_SIZE]; // the gateway's address; "" without one
+    int32_t link_count;                    // ticks in a row whose ping was answered
+    int32_t not_link_count;                // ticks in a row whose ping was not
+    bool loss_told;                        // as netctrl was last told; at the start it takes the gateway to be there
+    ap_connect_verdict verdict;            // the last tick's
+} state;
 
 static time_check_msg_ops time_check_ap_connect_ops = own_handler(TIME_CHECK_AP_CONNECT, time_check_ap_connect_handle);
 
 void set_time_check_ap_connect_info()
 {
-    vos_get_value_from_file("/etc/lan.ini", "gateway", lan_info_gw);
-    vos_str_trim(lan_info_gw);
+    vos_get_value_from_file("/etc/lan.ini", "gateway", state.lan_info_gw);
+    vos_str_trim(state.lan_info_gw);
 }
 
 int32_t time_check_ap_connect_handle(TIME_CHECK_MODULES_COMMON_STRUCT * /*var*/)
@@ -38,15 +38,35 @@ void time_check_ap_connect_init()
     register_time_check_module_msg_opses(&time_check_ap_connect_ops, 1);
 }
 
+// What a ping says, once it has been counted; `lasts`: as many others before it said.
+static ap_connect_verdict judge(const ap_connect_state *s, bool answered, bool lasts)
+{
+    if (answered != s->loss_told)
+        return answered ? ap_connect_verdict::reachable : ap_connect_verdict::unreachable;
+    if (!lasts)
+        return answered ? ap_connect_verdict::returning : ap_connect_verdict::failing;
+    return answered ? ap_connect_verdict::return_told : ap_connect_verdict::loss_told;
+}
+
 int32_t time_check_ap_connect_main()
 {
-    const int32_t status = simple_ping(lan_info_gw) == 0 ? REACHABLE : UNREACHABLE;
-    int32_t *count = status == REACHABLE ? &link_count : &not_link_count;
-    int32_t *opposite_count = status == REACHABLE ? &not_link_count : &link_count;
-    if (time_check_state_lasts(count, opposite_count) && last_ping_status != status) {
-        time_check_post_upstream(status == REACHABLE);
+    const bool answered = simple_ping(state.lan_info_gw) == 0;
+    int32_t *count = answered ? &state.link_count : &state.not_link_count;
+    int32_t *opposite_count = answered ? &state.not_link_count : &state.link_count;
+    state.verdict = judge(&state, answered, time_check_state_lasts(count, opposite_count));
+    switch (state.verdict) {
+    case ap_connect_verdict::return_told:
+    case ap_connect_verdict::loss_told:
+        time_check_post_upstream(answered);
         *count = 0;
-        last_ping_status = status;
+        state.loss_told = !answered;
+        break;
+    case ap_connect_verdict::no_access_point:
+    case ap_connect_verdict::reachable:
+    case ap_connect_verdict::unreachable:
+    case ap_connect_verdict::returning:
+    case ap_connect_verdict::failing:
+        break;
     }
     return TIMER_CHECK_ERR;
 }
@@ -55,7 +75,13 @@ int32_t time_check_ap_connect()
 {
     char workmode[16];
     GetValue(KEY_SYS_WORKMODE, workmode);
+    state.verdict = ap_connect_verdict::no_access_point;
     if (strcmp(workmode, "ap") == 0)
         time_check_ap_connect_main();
     return TIMER_CHECK_SUC;
+}
+
+ap_connect_verdict time_check_ap_connect_verdict()
+{
+    return state.verdict;
 }

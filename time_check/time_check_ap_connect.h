@@ -5,10 +5,19 @@
 
 #include "time_check/time_check.h"
 
+// By which branch of the rule a tick went.
+enum class ap_connect_verdict : uint8_t {
+#define VERDICT(name, why) name,
+#include "platform/verdicts/ap_connect.def"
+};
+
 void time_check_ap_connect_init();
 
 // The tick. Does nothing unless the router works as an access point. Always TIMER_CHECK_SUC.
 int32_t time_check_ap_connect();
+
+// What the last tick found; before the first one, the first verdict.
+ap_connect_verdict time_check_ap_connect_verdict();
 
 // One ping and what follows from it. Blocks for as long as the ping takes. Always TIMER_CHECK_ERR, which nobody asks.
 int32_t time_check_ap_connect_main();
