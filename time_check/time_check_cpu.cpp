@@ -137,21 +137,23 @@ int32_t time_check_cpu_restart(const TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 // The lines of both dumps, printed as the caller's; a full one has two more a row.
 static void print_rows(bool is_full, const char *function = __builtin_FUNCTION())
 {
+    if (_DEBUG_LIST_[TIME_CHECK_CPU] != 1)
+        return;
     for (uint32_t i = 0; i < state.time_check_cpu_struct.user_exe_num; i++) {
         const time_check_exe_struct *row = &state.time_check_cpu_struct.exe_info[i];
         if (is_full)
-            LOG_DEBUG_OF(TIME_CHECK_CPU, function, "num:\t%d!\n", i);
-        LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_NAME:\t%s!\n", row->exe_name);
+            LOG_DUMP_OF(function, "num:\t%d!\n", i);
+        LOG_DUMP_OF(function, "EXE_NAME:\t%s!\n", row->exe_name);
         if (is_full)
-            LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_ENABLE:\t%d!\n", row->exe_enable);
-        LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_CHECK_IN:\t%d!\n", row->exe_check_in);
-        LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_CPU:\t%.1f!\n", static_cast<double>(row->exe_cpu));
-        LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_CHECK_RESULT:\t%d!\n", row->exe_check_reslut);
-        LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_PID:\t%d!\n", row->exe_pid);
-        LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_PID_FILE:\t%s!\n", row->exe_pid_file);
-        LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_SPA_TIME:\t%d!\n", row->exe_spa_time);
-        LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_CHECK_NUM:\t%d!\n", row->exe_check_num);
-        LOG_DEBUG_OF(TIME_CHECK_CPU, function, "EXE_PROBLEM_CHECK_NUM:\t%d!\n", row->exe_problem_check_num);
+            LOG_DUMP_OF(function, "EXE_ENABLE:\t%d!\n", row->exe_enable);
+        LOG_DUMP_OF(function, "EXE_CHECK_IN:\t%d!\n", row->exe_check_in);
+        LOG_DUMP_OF(function, "EXE_CPU:\t%.1f!\n", static_cast<double>(row->exe_cpu));
+        LOG_DUMP_OF(function, "EXE_CHECK_RESULT:\t%d!\n", row->exe_check_reslut);
+        LOG_DUMP_OF(function, "EXE_PID:\t%d!\n", row->exe_pid);
+        LOG_DUMP_OF(function, "EXE_PID_FILE:\t%s!\n", row->exe_pid_file);
+        LOG_DUMP_OF(function, "EXE_SPA_TIME:\t%d!\n", row->exe_spa_time);
+        LOG_DUMP_OF(function, "EXE_CHECK_NUM:\t%d!\n", row->exe_check_num);
+        LOG_DUMP_OF(function, "EXE_PROBLEM_CHECK_NUM:\t%d!\n", row->exe_problem_check_num);
     }
 }
 

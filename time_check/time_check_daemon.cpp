@@ -114,16 +114,18 @@ int32_t time_check_daemon_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 
 void time_check_daemon_exe_print_struct_info()
 {
-    LOG_DEBUG(TIME_CHECK_DAEMON, "totle %d exe!\n", state.time_check_daemon_struct.user_daemon_exe_num);
+    if (_DEBUG_LIST_[TIME_CHECK_DAEMON] != 1)
+        return;
+    LOG_DUMP_OF(__func__, "totle %d exe!\n", state.time_check_daemon_struct.user_daemon_exe_num);
     for (uint32_t i = 0; i < state.time_check_daemon_struct.user_daemon_exe_num; i++) {
         const time_check_daemon_exe_struct *row = &state.time_check_daemon_struct.daemon_exe_info[i];
-        LOG_DEBUG(TIME_CHECK_DAEMON, "num:\t%d!\n", i);
-        LOG_DEBUG(TIME_CHECK_DAEMON, "DAEMON_EXE_NAME:\t%s!\n", row->daemon_exe_name);
-        LOG_DEBUG(TIME_CHECK_DAEMON, "DAEMON_EXE_ENABLE:\t%d!\n", row->daemon_exe_enable);
-        LOG_DEBUG(TIME_CHECK_DAEMON, "DAEMON_EXE_SYSTEM_CMD:\t%s!\n", row->daemon_exe_system_cmd);
-        LOG_DEBUG(TIME_CHECK_DAEMON, "DAEMON_EXE_SPA_TIME:\t%d!\n", row->daemon_exe_spa_time);
-        LOG_DEBUG(TIME_CHECK_DAEMON, "DAEMON_EXE_CHECK_NUM:\t%d!\n", row->daemon_exe_check_num);
-        LOG_DEBUG(TIME_CHECK_DAEMON, "DAEMON_EXE_PROBLEM_CHECK_NUM:\t%d!\n", row->daemon_exe_problem_check_num);
+        LOG_DUMP_OF(__func__, "num:\t%d!\n", i);
+        LOG_DUMP_OF(__func__, "DAEMON_EXE_NAME:\t%s!\n", row->daemon_exe_name);
+        LOG_DUMP_OF(__func__, "DAEMON_EXE_ENABLE:\t%d!\n", row->daemon_exe_enable);
+        LOG_DUMP_OF(__func__, "DAEMON_EXE_SYSTEM_CMD:\t%s!\n", row->daemon_exe_system_cmd);
+        LOG_DUMP_OF(__func__, "DAEMON_EXE_SPA_TIME:\t%d!\n", row->daemon_exe_spa_time);
+        LOG_DUMP_OF(__func__, "DAEMON_EXE_CHECK_NUM:\t%d!\n", row->daemon_exe_check_num);
+        LOG_DUMP_OF(__func__, "DAEMON_EXE_PROBLEM_CHECK_NUM:\t%d!\n", row->daemon_exe_problem_check_num);
     }
 }
 

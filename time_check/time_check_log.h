@@ -32,11 +32,13 @@ __attribute__((format(printf, 3, 4))) void time_check_log_debug(const char *func
 // The green line, printed always.
 #define LOG_INFO(...) time_check_log_info(__func__, __LINE__, __VA_ARGS__)
 
-// Printed while the module's debug switch is on.
+// Printed while the module's debug switch is on. A DUMP line is printed always, by who has asked for the switch before
+// the first of many.
+#define LOG_DUMP_OF(function, ...) time_check_log_debug(function, __LINE__, __VA_ARGS__)
 #define LOG_DEBUG_OF(module, function, ...)                                                                            \
     do {                                                                                                               \
         if (_DEBUG_LIST_[module] == 1)                                                                                 \
-            time_check_log_debug(function, __LINE__, __VA_ARGS__);                                                     \
+            LOG_DUMP_OF(function, __VA_ARGS__);                                                                        \
     } while (0)
 #define LOG_DEBUG(module, ...) LOG_DEBUG_OF(module, __func__, __VA_ARGS__)
 

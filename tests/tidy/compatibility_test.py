@@ -16,7 +16,8 @@ LEDGER = "docs/compatibility.md"
 # Which argument is the body, and what kind of line it makes.
 PRINTERS = {
     "LOG_ERROR": ("red", 0), "LOG_ERROR_OF": ("red", 1), "LOG_PROGRESS": ("red", 0), "LOG_PROGRESS_OF": ("red", 1),
-    "LOG_INFO": ("green", 0), "LOG_DEBUG": ("debug", 1), "LOG_DEBUG_OF": ("debug", 2), "LOG_TRACE": ("trace", 1),
+    "LOG_INFO": ("green", 0), "LOG_DEBUG": ("debug", 1), "LOG_DEBUG_OF": ("debug", 2), "LOG_DUMP_OF": ("debug", 1),
+    "LOG_TRACE": ("trace", 1),
     "printf": ("console", 0), "puts": ("console", 0),
     "time_check_link_bounce_when_due": ("console", 2), # hands its text to puts
 }
