@@ -23,9 +23,7 @@ constexpr int QUIET_INTERVAL_S = 20;
 constexpr int START_INTERVAL_S = 5;
 constexpr int SHORTEST_INTERVAL_S = 2;
 
-static int wann;                          // number of WANs
-static int sleep_time = START_INTERVAL_S; // seconds to the next pass
-static int WAN_MODE = WIRED;
+// What is known of the WANs. By itself, as it does not begin as zeros.
 static internet_status current_internet_status[WAN_NUM] = {
     {.current_status = IS_INTERNET,
      .internal_count = -1,
@@ -36,20 +34,27 @@ static internet_status current_internet_status[WAN_NUM] = {
      .last_status = IS_INTERNET,
      .dns_resolve_status = DNS_RESOLVE_FAILED},
 };
-static char lan_ip[16] = "255.255.255.255"; // as configured, not as obtained from the upstream
-static char wl_ifname[16];
-static char sys_mode[16];
-static char conn_type[WAN_NUM][16];
-static int wifi_wan_type[WAN_NUM];           // a TPI_WAN_CONN_TYPE, or whatever number the store holds
-static int32_t ISLONE_TAG[WAN_NUM] = {1, 1}; // 1: down at the last look, the link must settle first
+
+static struct reachability_state {
+    int wann;        // number of WANs
+    int sleep_time;  // seconds to the next pass
+    int WAN_MODE;    // WIRED, WISP or AP_CLIENT
+    char lan_ip[16]; // as configured, not as obtained from the upstream
+    char wl_ifname[16];
+    char sys_mode[16];
+    char conn_type[WAN_NUM][16];
+    int wifi_wan_type[WAN_NUM];             // a TPI_WAN_CONN_TYPE, or whatever number the store holds
+    bool has_settled[WAN_NUM];              // false: down at the last look, the link must settle first
+    reachability_verdict verdicts[WAN_NUM]; // the last pass's
+} state;
 
 // ---- settings ----
 
 static void read_conn_type(int wan_id)
 {
-    char(&text)[16] = conn_type[wan_id - 1];
+    char(&text)[16] = state.conn_type[wan_id - 1];
     GetValue(wan_key(wan_id, WAN_FIELD_CONNECTTYPE).text, text);
-    wifi_wan_type[wan_id - 1] = time_check_atoi(text);
+    state.wifi_wan_type[wan_id - 1] = time_check_atoi(text);
 }
 
 // A 5 GHz uplink is seen from every WAN, a 2.4 GHz uplink from the first only: kept on purpose.
@@ -71,11 +76,11 @@ void init_value(int wan_id)
     char country[16];
     GetValue(KEY_WL2G_PUBLIC_COUNTRY, country);
     set_probe_hosts(country);
-    GetValue(KEY_LAN_IP, lan_ip);
-    GetValue(KEY_WISP_IFNAME, wl_ifname);
-    GetValue(KEY_SYS_MODE, sys_mode);
-    WAN_MODE = uplink_mode(wan_id);
-    ISLONE_TAG[wan_id - 1] = 1;
+    GetValue(KEY_LAN_IP, state.lan_ip);
+    GetValue(KEY_WISP_IFNAME, state.wl_ifname);
+    GetValue(KEY_SYS_MODE, state.sys_mode);
+    state.WAN_MODE = uplink_mode(wan_id);
+    state.has_settled[wan_id - 1] = false;
     read_conn_type(wan_id);
 }
 
@@ -87,34 +92,34 @@ void check_wan_connttype(int wan_num)
 
 void wan_surf_check_init()
 {
-    sleep_time = START_INTERVAL_S;
+    state.sleep_time = START_INTERVAL_S;
     printf("[%s:%d] renew config of wan_surf_check\n", __func__, 903);
-    wann = configured_wans();
-    for (int wan_id = 1; wan_id <= wann; wan_id++)
+    state.wann = configured_wans();
+    for (int wan_id = 1; wan_id <= state.wann; wan_id++)
         init_value(wan_id);
     reset_probe();
 }
 
 // ---- what is published ----
 
-static void set_if_changed(const char *name, const char *state)
+static void set_if_changed(const char *name, const char *text)
 {
-    if (name == nullptr || state == nullptr)
+    if (name == nullptr || text == nullptr)
         return;
     char value[8];
     GetValue(name, value);
-    if (strcmp(value, state) != 0)
-        SetValue(name, state);
+    if (strcmp(value, text) != 0)
+        SetValue(name, text);
 }
 
-void set_check_tag(const char *name, const char *state)
+void set_check_tag(const char *name, const char *text)
 {
-    set_if_changed(name, state);
+    set_if_changed(name, text);
 }
 
-void set_wan_tag(const char *name, const char *state)
+void set_wan_tag(const char *name, const char *text)
 {
-    set_if_changed(name, state);
+    set_if_changed(name, text);
 }
 
 static void publish_online(int wan_id, bool online)
@@ -137,7 +142,7 @@ static void publish_down(int wan_id)
 {
     publish_online(wan_id, false);
     publish_check(wan_id, false);
-    ISLONE_TAG[wan_id - 1] = 1;
+    state.has_settled[wan_id - 1] = false;
 }
 
 void check_wanonln_status(int wan_id)
@@ -165,42 +170,64 @@ void check_wanonln_status(int wan_id)
     }
 }
 
+// ---- the probe's outcome ----
+
+// A probe is many acts, which note their outcome in `status` themselves; `online` is what it wants reported.
+static reachability_verdict judge_probe(const internet_status *status, bool online)
+{
+    if (status->dns_resolve_status == DNS_RESOLVE_FAILED)
+        return reachability_verdict::unresolved;
+    if (!online)
+        return reachability_verdict::unreachable;
+    return status->internal_count > 0 ? reachability_verdict::forgiven : reachability_verdict::reachable;
+}
+
+// Probes a WAN and notes the verdict; whether internet is to be reported.
+static bool probe(int wan_id, const char *interface)
+{
+    internet_status *status = &current_internet_status[wan_id - 1];
+    const bool online = ping_connet_check(interface, status, wan_id) == 1;
+    state.verdicts[wan_id - 1] = judge_probe(status, online);
+    return online;
+}
+
 // ---- a wired router ----
 
 static void let_settle(int wan_id)
 {
     constexpr int SETTLE_S = 6;
-    if (ISLONE_TAG[wan_id - 1] != 1)
+    if (state.has_settled[wan_id - 1])
         return;
-    ISLONE_TAG[wan_id - 1] = 0;
+    state.has_settled[wan_id - 1] = true;
     system_sleep(SETTLE_S);
 }
 
-// The interface of a WAN that has link and address; false: the WAN is down. A copy, since the probe asks for names,
-// too.
-static bool up_interface(int wan_id, char (&name)[64])
+// Whether a WAN has link and address; with both nothing is known against it, and it counts as reachable so far. Its
+// interface goes into `name`: a copy, since the probe asks for names, too.
+static reachability_verdict judge_line(int wan_id, char (&name)[64])
 {
     if (__GetPortLink(wanid_to_sw_port(wan_id)) == 0)
-        return false;
-    const char *interface = getWanIfName(wan_id, time_check_atoi(sys_mode), time_check_atoi(conn_type[wan_id - 1]));
+        return reachability_verdict::no_link;
+    const char *interface =
+        getWanIfName(wan_id, time_check_atoi(state.sys_mode), time_check_atoi(state.conn_type[wan_id - 1]));
     char address[WAN_ADDRESS_SIZE];
     if (interface == nullptr || tpi_wan_get_ip(interface, address, wan_id) != 0)
-        return false;
+        return reachability_verdict::no_address;
     copy_text(name, sizeof name, interface);
-    return true;
+    return reachability_verdict::reachable;
 }
 
 // Tells netctrl of a change, and keeps queries off a WAN without internet while there is another one. A failed
 // resolution proves nothing about this WAN and is not told.
-static void announce(int wan_id, int wan_num, const char *interface, uint32_t state)
+static void announce(int wan_id, int wan_num, const char *interface, uint32_t seen)
 {
     internet_status *status = &current_internet_status[wan_id - 1];
-    if (status->last_status == state || status->dns_resolve_status != DNS_RESOLVE_SUCCESS)
+    if (status->last_status == seen || status->dns_resolve_status != DNS_RESOLVE_SUCCESS)
         return;
-    const bool internet = state == IS_INTERNET;
+    const bool internet = seen == IS_INTERNET;
     doSystemCmd("cfm post netctrl %d?op=%d,wan_id=%d", LOAD_BALANCE_MODULE,
                 internet ? OP_WAN_PING_RESULT_INTERNET : OP_WAN_PING_RESULT_INTERNAL, wan_id);
-    status->last_status = state;
+    status->last_status = seen;
     if (wan_num >= 2)
         config_iptables_rule(interface, internet ? IPTABLES_DEL : IPTABLES_ADD);
 }
@@ -208,19 +235,20 @@ static void announce(int wan_id, int wan_num, const char *interface, uint32_t st
 // Gives whether the WAN is in trouble: down, without internet, or with failed probes that are still forgiven.
 static bool check_wired_wan(int wan_id, int wan_num)
 {
-    internet_status *status = &current_internet_status[wan_id - 1];
     char interface[64];
-    if (!up_interface(wan_id, interface)) {
+    state.verdicts[wan_id - 1] = judge_line(wan_id, interface);
+    if (state.verdicts[wan_id - 1] != reachability_verdict::reachable) {
+        internet_status *status = &current_internet_status[wan_id - 1];
         publish_down(wan_id);
         status->current_status = IS_INTERNAL;
         status->last_status = IS_INTERNAL; // untold: netctrl sees the link itself
         return true;
     }
     let_settle(wan_id);
-    const bool online = ping_connet_check(interface, status, wan_id) == 1;
+    const bool online = probe(wan_id, interface);
     publish_probe(wan_id, online);
     announce(wan_id, wan_num, interface, online ? IS_INTERNET : IS_INTERNAL);
-    return !online || status->internal_count > 0;
+    return state.verdicts[wan_id - 1] != reachability_verdict::reachable;
 }
 
 int ap_wan_surf_check(int *interval_s, int wan_num)
@@ -250,11 +278,12 @@ int wisp_wan_surf_check(int *interval_s)
 {
     if (interval_s == nullptr)
         return 0;
-    const bool connected = tpi_wifi_wisp_connect_check(wl_ifname, wifi_wan_type[0]) == TPI_CONNECTED;
+    const bool connected = tpi_wifi_wisp_connect_check(state.wl_ifname, state.wifi_wan_type[0]) == TPI_CONNECTED;
     if (connected) {
         let_settle(1);
-        publish_probe(1, ping_connet_check(nullptr, &current_internet_status[0], 1) == 1);
+        publish_probe(1, probe(1, nullptr));
     } else {
+        state.verdicts[0] = reachability_verdict::not_connected;
         publish_down(1);
     }
     *interval_s = connected ? QUIET_INTERVAL_S : SHORTEST_INTERVAL_S;
@@ -269,9 +298,9 @@ int ap_clinet_wan_surf_check(int *interval_s)
     char address[IF_ADDRESS_SIZE];
     if (getIfIp(getLanIfName(), address) < 0)
         GetValue(KEY_LAN_IP, address);
-    *interval_s = strcmp(address, lan_ip) == 0 ? NO_LEASE_INTERVAL_S : QUIET_INTERVAL_S;
+    *interval_s = strcmp(address, state.lan_ip) == 0 ? NO_LEASE_INTERVAL_S : QUIET_INTERVAL_S;
 
-    if (ping_connet_check(nullptr, &current_internet_status[0], 1) == 1) {
+    if (probe(1, nullptr)) {
         publish_online(1, true);
         publish_check(1, true);
     } else {
@@ -282,20 +311,27 @@ int ap_clinet_wan_surf_check(int *interval_s)
 
 // ---- the thread ----
 
+static int not_supported()
+{
+    for (reachability_verdict &verdict : state.verdicts)
+        verdict = reachability_verdict::not_supported;
+    return -1;
+}
+
 int surf_check(int *interval_s, int wan_num)
 {
-    switch (WAN_MODE) {
+    switch (state.WAN_MODE) {
     case WISP:
         check_wan_connttype(wan_num);
-        return wan_num == 1 ? wisp_wan_surf_check(interval_s) : -1;
+        return wan_num == 1 ? wisp_wan_surf_check(interval_s) : not_supported();
     case AP_CLIENT:
-        return wan_num == 1 ? ap_clinet_wan_surf_check(interval_s) : -1;
+        return wan_num == 1 ? ap_clinet_wan_surf_check(interval_s) : not_supported();
     case WIRED:
         check_wan_connttype(wan_num);
         check_wanonln_status(1);
         return ap_wan_surf_check(interval_s, wan_num);
     default:
-        return -1;
+        return not_supported();
     }
 }
 
@@ -310,12 +346,17 @@ void *wan_surf_check(void * /*unused*/)
 {
     wan_surf_check_init();
     for (;;) {
-        surf_check(&sleep_time, wann);
+        surf_check(&state.sleep_time, state.wann);
         if (renewal_wanted()) {
             SetValue(KEY_SURF_CHECK_RENEW_FLAG, "0");
             wan_surf_check_init();
         } else {
-            system_sleep(sleep_time);
+            system_sleep(state.sleep_time);
         }
     }
+}
+
+reachability_verdict wan_surf_verdict(int wan_id)
+{
+    return state.verdicts[wan_id - 1];
 }

@@ -5,6 +5,14 @@
 #ifndef TIME_CHECK_WAN_SURF_CHECK_H
 #define TIME_CHECK_WAN_SURF_CHECK_H
 
+#include <cstdint>
+
+// By which branch of the rule a pass went, of one WAN.
+enum class reachability_verdict : uint8_t {
+#define VERDICT(name, why) name,
+#include "platform/verdicts/reachability.def"
+};
+
 // The thread function; never returns.
 void *wan_surf_check(void *unused);
 
@@ -26,11 +34,14 @@ int ap_clinet_wan_surf_check(int *interval_s);
 // Reads anew how each WAN gets its address.
 void check_wan_connttype(int wan_num);
 
-// Set the key `name` to `state` in the running store, if it is not so already. Null texts: nothing.
-void set_check_tag(const char *name, const char *state);
-void set_wan_tag(const char *name, const char *state);
+// Set the key `name` to `text` in the running store, if it is not so already. Null texts: nothing.
+void set_check_tag(const char *name, const char *text);
+void set_wan_tag(const char *name, const char *text);
 
 // Keeps and commits the note whether the WAN has been online since it was last taken down.
 void check_wanonln_status(int wan_id);
+
+// What the last pass found of WAN `wan_id` (1 or 2); before the first one, the first verdict.
+reachability_verdict wan_surf_verdict(int wan_id);
 
 #endif

@@ -28,9 +28,11 @@ constexpr char NEW_RESOLV_CONF[] = "/etc/resolv.conf.time_check";
 constexpr char PROBE_HOSTS_CN[PROBE_NUM][64] = {"www.baidu.com", "www.qq.com", "www.163.com"};
 constexpr char PROBE_HOSTS[PROBE_NUM][64] = {"www.google.com", "www.cloudflare.com", "www.wikipedia.org"};
 
-static char ip_string[PROBE_NUM][64]; // the probe hosts in use
-static char ipaddr[PROBE_NUM][16];    // their addresses; [0] empty: not resolved
-static int32_t first_config = 1;      // 1: the policy rules have yet to be added
+static struct probe_state {
+    char ip_string[PROBE_NUM][64]; // the probe hosts in use
+    char ipaddr[PROBE_NUM][16];    // their addresses; [0] empty: not resolved
+    bool rules_are_added;          // the policy rules
+} state;
 
 // ---- netfilter and policy rules ----
 
@@ -71,7 +73,7 @@ void config_ip_rule_policy(const char *action)
     if (action == nullptr)
         return;
     const bool removes = strncmp(action, "del", 3) == 0;
-    const bool adds = strncmp(action, "add", 3) == 0 && ipaddr[0][0] != '\0';
+    const bool adds = strncmp(action, "add", 3) == 0 && state.ipaddr[0][0] != '\0';
     const int wans = configured_wans();
     for (int i = 0; i < wans; i++) {
         for (int j = 0; j < PROBE_NUM; j++) {
@@ -79,7 +81,7 @@ void config_ip_rule_policy(const char *action)
             if (removes)
                 doSystemCmd("ip rule %s prio %d", action, priority);
             else if (adds)
-                doSystemCmd("ip rule %s to %s iif lo lookup wan%d prio %d 2> /dev/null", action, ipaddr[j], i + 1,
+                doSystemCmd("ip rule %s to %s iif lo lookup wan%d prio %d 2> /dev/null", action, state.ipaddr[j], i + 1,
                             priority);
         }
     }
@@ -89,8 +91,8 @@ void reset_probe()
 {
     config_iptables_rule(nullptr, IPTABLES_NEW_CHAIN);
     config_ip_rule_policy("del");
-    first_config = 1;
-    memset(ipaddr, 0, sizeof ipaddr);
+    state.rules_are_added = false;
+    memset(state.ipaddr, 0, sizeof state.ipaddr);
 }
 
 // ---- the name servers' order ----
@@ -200,7 +202,7 @@ void adjust_resolv_conf_sequence()
 void set_probe_hosts(const char *country)
 {
     const bool cn = strcmp(country, "CN") == 0 || strcmp(country, "cn") == 0;
-    memcpy(ip_string, cn ? PROBE_HOSTS_CN : PROBE_HOSTS, sizeof ip_string);
+    memcpy(state.ip_string, cn ? PROBE_HOSTS_CN : PROBE_HOSTS, sizeof state.ip_string);
 }
 
 static bool is_own_address(const char *address)
@@ -230,13 +232,13 @@ static bool resolve(const char *host, char (&address)[16])
 
 void dns_resolv()
 {
-    if (ipaddr[0][0] != '\0')
+    if (state.ipaddr[0][0] != '\0')
         return;
     int count = 0;
-    for (const char *host : ip_string) {
-        if (!resolve(host, ipaddr[count]))
+    for (const char *host : state.ip_string) {
+        if (!resolve(host, state.ipaddr[count]))
             continue;
-        if (count > 0 && strcmp(ipaddr[count], ipaddr[count - 1]) == 0)
+        if (count > 0 && strcmp(state.ipaddr[count], state.ipaddr[count - 1]) == 0)
             break;
         count++;
     }
@@ -245,7 +247,7 @@ void dns_resolv()
         return;
     }
     printf("%s %d: the dns server is failed\n", __func__, 354);
-    memset(ipaddr, 0, sizeof ipaddr);
+    memset(state.ipaddr, 0, sizeof state.ipaddr);
     adjust_resolv_conf_sequence();
 }
 
@@ -254,7 +256,7 @@ static bool any_host_answers(const char *interface)
     constexpr int ROUNDS = 2;
     constexpr int PINGS = 2;
     for (int round = 0; round < ROUNDS; round++)
-        for (const char *address : ipaddr)
+        for (const char *address : state.ipaddr)
             if (ping_by_interface(address, PINGS, interface) == 0)
                 return true;
     return false;
@@ -266,16 +268,16 @@ int ping_connet_check(const char *interface, internet_status *status, int wanid)
     char online[16];
     GetValue(wan_key(wanid, WAN_FIELD_ISONLN).text, online);
     if (time_check_atoi(online) == 0) // what a WAN in trouble resolved may be stale
-        memset(ipaddr, 0, sizeof ipaddr);
+        memset(state.ipaddr, 0, sizeof state.ipaddr);
     dns_resolv();
-    if (ipaddr[0][0] == '\0') {
+    if (state.ipaddr[0][0] == '\0') {
         status->dns_resolve_status = DNS_RESOLVE_FAILED;
         return 0;
     }
     status->dns_resolve_status = DNS_RESOLVE_SUCCESS;
-    if (first_config == 1) {
+    if (!state.rules_are_added) {
         config_ip_rule_policy("add");
-        first_config = 0;
+        state.rules_are_added = true;
     }
 
     if (any_host_answers(interface)) {
