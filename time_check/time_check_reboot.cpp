@@ -222,6 +222,7 @@ int32_t flow_check_reboot(uint32_t period)
 
 // ---- what the rule finds ----
 
+// The debug switch lifts the looks at up-time and year.
 static bool guards_are_lifted()
 {
     return get_time_check_debug_info(TIME_CHECK_REBOOT) == 1;
