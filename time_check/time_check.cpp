@@ -41,7 +41,7 @@ void set_time_check_module_var(const char *key, const char *value)
         case VAR_TYPE_STR:
             copy_text(static_cast<char *>(item->value), sizeof modules_var.string_info, value);
             break;
-        case VAR_TYPE_BOOL:
+        case VAR_TYPE_BOOL: // no row has it, nor the next (compat 7)
             *static_cast<uint8_t *>(item->value) = static_cast<uint8_t>(number);
             break;
         case VAR_TYPE_SHORT:
@@ -146,7 +146,7 @@ int main()
     setvbuf(stdout, log_line, _IOLBF, sizeof log_line);
 
     if (RegMsgHandle("time_check", "*", TimeCheckMsgHandle) == 0) {
-        LOG_ERROR("reg msg failed.\n");
+        LOG_ERROR("reg msg failed.\n"); // compat 8
         return 0;
     }
     start_reachability_thread();

@@ -54,7 +54,7 @@ int TimeCheckMsgHandle(const char *sender, const char *text);
 // the text is null or over-long, and no id when the text names no module.
 void parse_time_check_msg_string(const char *text, int32_t *id, char *args);
 
-// Decodes a comma list of key=value items (the first 127 characters count) into modules_var.
+// Decodes a comma list of key=value items (the first 127 characters count) into modules_var (compat 81).
 void init_time_check_module_var(const char *args);
 
 // Stores one value in every field that var_table gives for `key`.

@@ -19,7 +19,8 @@ int32_t time_check_ap_connect();
 // What the last tick found; before the first one, the first verdict.
 ap_connect_verdict time_check_ap_connect_verdict();
 
-// One ping and what follows from it. Blocks for as long as the ping takes. Always TIMER_CHECK_ERR, which nobody asks.
+// One ping and what follows from it. Blocks for as long as the ping takes. Always TIMER_CHECK_ERR, which nobody asks
+// (compat 80).
 int32_t time_check_ap_connect_main();
 
 // Any message reads the gateway anew. Always TIMER_CHECK_SUC.

@@ -77,7 +77,7 @@ uint32_t moment_time_of_day(const moment *now)
 bool moment_in_window(const moment *now, uint32_t start, uint32_t end)
 {
     const uint32_t time_of_day = moment_time_of_day(now);
-    if (start <= end)
+    if (start <= end) // both ends are inside (compat 31)
         return start <= time_of_day && time_of_day <= end;
     return time_of_day >= start || time_of_day <= end;
 }
@@ -89,7 +89,7 @@ int32_t time_check_in_time_check(uint32_t start, uint32_t end)
     return moment_in_window(&present, start, end);
 }
 
-// The bridge's byte count is the random number: traffic spreads the devices, no generator does. Kept on purpose.
+// The bridge's byte count is the random number: traffic spreads the devices, no generator does (compat 27).
 uint32_t time_check_get_sleep_rand()
 {
     constexpr uint32_t RANGE_S = 600;

@@ -64,7 +64,7 @@ static void switch_wifi_on(const char *function = __builtin_FUNCTION())
         system_sleep(BAND_PAUSE_S);
     }
     if (on_5g) {
-        printf("[%s:%d] wl2g.enable == %s\n", function, __LINE__, enable_2g); // the other band's text: kept on purpose
+        printf("[%s:%d] wl2g.enable == %s\n", function, __LINE__, enable_2g); // the other band's text (compat 44)
         time_check_post_wifi_op(&wifi_bands[BAND_5G], OP_START);
     }
 }
@@ -73,7 +73,7 @@ static void switch_wifi_off()
 {
     for (const wifi_band &band : wifi_bands)
         time_check_store_band_switches(&band, "0");
-    // Even a missing lifetime closes the guest network: kept on purpose.
+    // Even a missing lifetime closes the guest network (compat 45).
     if (!time_check_key_is(KEY_GUEST_EFFECTIVE_TIME, "0"))
         time_check_close_guest_network();
     if (CommitCfm() == 0)

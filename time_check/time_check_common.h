@@ -12,8 +12,8 @@ enum TIMERCHECKWIFISTATUS { WIFI_OFF = 0, WIFI_ON = 1 };
 enum TIMERCHECKLEDSTATUS : uint32_t {
     LED_OFF = 0,
     LED_ON = 1,
-    LED_SPLASH = 2,
-    LED_AUTO = 3, // as the board drives them by itself
+    LED_SPLASH = 2, // compat 91
+    LED_AUTO = 3,   // as the board drives them by itself
     LED_ERROR = 4,
 };
 

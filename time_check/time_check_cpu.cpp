@@ -111,7 +111,7 @@ static void switch_rows(const char *target, uint32_t enable, const char *functio
             break;
     }
     if (!found)
-        LOG_ERROR_OF(function, "connot found (%s) in TIME_CHECK_CPU_STRUCT!\n", target);
+        LOG_ERROR_OF(function, "connot found (%s) in TIME_CHECK_CPU_STRUCT!\n", target); // compat 18
     time_check_print_struct_info();
 }
 
@@ -159,6 +159,7 @@ static void print_rows(bool is_full, const char *function = __builtin_FUNCTION()
 
 void time_check_print_struct_info()
 {
+    // Misspelt (compat 19).
     LOG_DEBUG(TIME_CHECK_CPU, "totle %d exe!\n", state.time_check_cpu_struct.user_exe_num);
     print_rows(true);
 }
@@ -264,7 +265,8 @@ int velto_usleep(uint32_t us)
     return select(0, nullptr, nullptr, nullptr, &pause);
 }
 
-// What a process used between two samples, in percent of what the machine did. A total that went back counts as 0.
+// What a process used between two samples, in percent of what the machine did. A total that went back counts as 0
+// (decision 0052).
 static float cpu_share(uint64_t machine_before, uint64_t machine_after, uint64_t before, uint64_t after)
 {
     if (machine_after <= machine_before || after <= before)
@@ -343,10 +345,11 @@ static void schedule_samples()
     }
 }
 
-// The count of samples stays, so that a successor which is over its limit too is killed at its first sample. The lines
-// are the caller's.
+// The count of samples stays, so that a successor which is over its limit too is killed at its first sample
+// (compat 61). The lines are the caller's.
 static void kill_program(const time_check_exe_struct *row, const char *function = __builtin_FUNCTION())
 {
+    // The limit, not the use (compat 62).
     LOG_PROGRESS_OF(function, "(%s) used cpu up %.1f for %d times(totle %ds)\n", row->exe_name,
                     static_cast<double>(row->exe_cpu_max), row->exe_problem_check_num,
                     KILL_SAMPLES * OVER_LIMIT_PERIOD);

@@ -25,10 +25,10 @@ using time_check_exe_func = int32_t(uint32_t index, struct time_check_cpu *table
 
 // One watched program.
 struct time_check_exe_struct {
-    char exe_name[32];              // process name, as killall takes it; an empty one ends the table
-    uint32_t exe_enable;            // shown only: what is sampled follows from the module's switch and exe_check_in
-    uint32_t exe_check_in;          // 1: this tick samples the row
-    uint32_t exe_check_reslut;      // 1: the latest sample counts against the program
+    char exe_name[32];     // process name, as killall takes it; an empty one ends the table
+    uint32_t exe_enable;   // shown only: what is sampled follows from the module's switch and exe_check_in (compat 59)
+    uint32_t exe_check_in; // 1: this tick samples the row
+    uint32_t exe_check_reslut;      // 1: the latest sample counts against the program (compat 84)
     float exe_cpu_max;              // limit in percent, of one CPU in exe_info, of the whole machine once loaded
     float exe_cpu;                  // last measured, in percent of the whole machine
     uint32_t exe_pid;               // as last read from the pid file
@@ -67,7 +67,7 @@ int32_t time_check_cpu_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg);
 // Switches the module on, even for an unknown name, and puts the rows back to their first period.
 int32_t time_check_cpu_start(const TIME_CHECK_MODULES_COMMON_STRUCT *msg);
 
-// Switches the whole module off, even for a single name: on purpose, so that a stop is never half a stop.
+// Switches the whole module off, even for a single name, so that a stop is never half a stop (compat 57).
 int32_t time_check_cpu_stop(const TIME_CHECK_MODULES_COMMON_STRUCT *msg);
 
 int32_t time_check_cpu_restart(const TIME_CHECK_MODULES_COMMON_STRUCT *msg);
@@ -88,7 +88,7 @@ uint32_t time_check_cpu_get_total_cpu_time();
 uint32_t time_check_cpu_get_pid(uint32_t index);
 
 // The start of the `number`-th (from 1) field of `line`, its end when there are fewer. Every single blank separates, so
-// a process name with a blank shifts the fields after it: kept on purpose.
+// a process name with a blank shifts the fields after it (compat 60).
 const char *time_check_cpu_get_items(const char *line, uint32_t number);
 
 // What the process and its reaped children have spent so far, modulo 2^32; 0 when it is gone.

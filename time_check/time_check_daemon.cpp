@@ -72,7 +72,7 @@ static void switch_rows(const char *target, bool start, const char *function = _
             break;
     }
     if (!found)
-        LOG_ERROR_OF(function, "connot found (%s) in TIME_CHECK_DAEMON_STRUCT!\n", target);
+        LOG_ERROR_OF(function, "connot found (%s) in TIME_CHECK_DAEMON_STRUCT!\n", target); // compat 18
     time_check_daemon_exe_print_struct_info();
 }
 
@@ -82,7 +82,7 @@ static void time_check_daemon_start(const TIME_CHECK_MODULES_COMMON_STRUCT *msg)
     switch_rows(msg->string_info, true);
 }
 
-// Stopping one program switches the whole module off: kept on purpose, as in the CPU watchdog.
+// Stopping one program switches the whole module off, as in the CPU watchdog (compat 58).
 static void time_check_daemon_stop(const TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 {
     state.time_check_daemon_struct.enable = 0;
@@ -133,7 +133,7 @@ void time_check_daemon_exe_print_struct_info()
 
 int32_t time_check_daemon_uload(const char *name)
 {
-    constexpr int OWN_LINES = 2; // the pipeline's own shell and grep have the name in their command lines too
+    constexpr int OWN_LINES = 2; // the pipeline's shell and grep have the name in their command lines (compat 63)
     char command[64];
     char line[64];
     snprintf(command, sizeof command, "ps | grep %s", name);
@@ -145,11 +145,11 @@ int32_t time_check_daemon_uload(const char *name)
         reads++;
     const bool runs = reads > OWN_LINES;
     if (runs)
-        LOG_DEBUG(TIME_CHECK_DAEMON, "exe(%s) not exit!\n", name);
+        LOG_DEBUG(TIME_CHECK_DAEMON, "exe(%s) not exit!\n", name); // compat 24
     const int status = pclose(pipe);
     if (runs)
         return 0;
-    return WIFSIGNALED(status) ? -1 : 1; // a shell that was ended has not shown everything
+    return WIFSIGNALED(status) ? -1 : 1; // a shell that was ended has not shown everything (decision 0051)
 }
 
 // The list of processes is only looked at for a row that is watched, and the product only asked when the program was

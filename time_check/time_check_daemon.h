@@ -67,13 +67,14 @@ void time_check_daemon_exe_print_struct_info();
 // list could not be looked at.
 int32_t time_check_daemon_need_restart(int8_t index);
 
-// 1: no process with this name in its command line. 0: there is one. -1: the process list could not be looked at.
+// 1: no process with this name in its command line (compat 85). 0: there is one. -1: the process list could not be
+// looked at.
 int32_t time_check_daemon_uload(const char *name);
 
 // ---- for products ----
 
-// 1: there is something in the directory. 0: nothing, or it cannot be read. So it is the reverse of its own name,
-// kept on purpose for the rows that products write. Nothing in the daemon calls it.
+// 1: there is something in the directory. 0: nothing, or it cannot be read. So it is the reverse of its own name;
+// the rows that products write know it so. Nothing in the daemon calls it (compat 95).
 int32_t check_if_dir_empty(const char *path);
 
 #endif

@@ -26,7 +26,8 @@ int32_t time_check_debug_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
     return set_time_check_debug_info(msg->debug_id);
 }
 
-// The numbers 56 and 63 belong to the lines' fixed text.
+// Both switches change with every request (compat 5).
+// The numbers 56 and 63 belong to the lines' fixed text (compat 13).
 int32_t set_time_check_debug_info(uint32_t id)
 {
     if (id >= TIME_CHECK_MAX_MODULE_NUM)

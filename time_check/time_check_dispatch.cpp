@@ -60,7 +60,7 @@ int32_t register_time_check_module_msg_ops(time_check_msg_ops *ops)
     if (entry == nullptr)
         return -1;
 
-    // A handler of another module goes second, so that the module's own stays first.
+    // A handler of another module goes second, so that the module's own stays first (compat 2).
     const bool listens_in = ops->intent_module_id != ops->module_id;
     list_append(&ops->list, entry->ops_num > 0 && listens_in ? entry->ops_head.next : &entry->ops_head);
     entry->ops_num++;
@@ -86,10 +86,11 @@ int32_t unregister_time_check_module_msg_ops(const time_check_msg_ops *ops)
     for (list_node *node = entry->ops_head.next; node != &entry->ops_head; node = node->next)
         if (record_of(node)->module_id == ops->module_id)
             list_del(node);
-    entry->ops_num--; // once, however many were removed: kept on purpose
+    entry->ops_num--; // once, however many were removed (compat 3)
     return 0;
 }
 
+// Op 0 and a record without bits pass; of an op the low five bits count (compat 4).
 static bool accepts(const time_check_msg_ops *record, uint32_t op)
 {
     return op == OP_DEFAULT || record->op_type_bits == 0 || (record->op_type_bits & (1U << (op & 31U))) != 0;

@@ -74,7 +74,8 @@ void dispatch_to_modules(time_check_module_entry *rows, int32_t num);
 // 1, or -1 for a null record or an unknown module. Registering a record twice is not detected.
 int32_t register_time_check_module_msg_ops(time_check_msg_ops *ops);
 
-// Removes all handlers of the record's module from the list that it listens to. 0, or -1 as above.
+// Removes all handlers of the record's module from the list that it listens to. 0, or -1 as above. Nothing in the
+// daemon calls it; products may (compat 92).
 int32_t unregister_time_check_module_msg_ops(const time_check_msg_ops *ops);
 
 // Registers `count` consecutive records and stops at the first that fails.

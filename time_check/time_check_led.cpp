@@ -25,7 +25,7 @@ struct time_check_led {
 
 static struct led_state {
     struct time_check_led setting;
-    bool is_off;        // as Wi-Fi's, only kept: no rule asks for it
+    bool is_off;        // as Wi-Fi's; no rule asks for it (compat 52)
     uint32_t button;    // up-time of the app's last switching, seconds; 0: none to look at
     uint32_t last_look; // calendar seconds of the last look at the periods
     led_verdict verdict;
@@ -98,7 +98,7 @@ void time_check_led_init()
 
 // ---- what the rule finds ----
 
-// The first rule alone and its days left out, unlike the tick: kept on purpose.
+// The first rule alone and its days left out, unlike the tick (compat 51).
 int32_t time_check_led_is_in_led_time()
 {
     const struct tm *first = state.setting.led_time[0].tv;

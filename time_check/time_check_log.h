@@ -21,7 +21,7 @@ __attribute__((format(printf, 3, 4))) void time_check_log_debug(const char *func
 // The _OF forms print a line of the function named. They are for helpers, which learn their caller's name from a
 // default argument: const char *function = __builtin_FUNCTION().
 
-// The red line, printed always: something failed.
+// The red line, printed always: something failed (compat 9).
 #define LOG_ERROR_OF(function, ...) time_check_log_error(function, __LINE__, __VA_ARGS__)
 #define LOG_ERROR(...)              LOG_ERROR_OF(__func__, __VA_ARGS__)
 
@@ -29,11 +29,11 @@ __attribute__((format(printf, 3, 4))) void time_check_log_debug(const char *func
 #define LOG_PROGRESS_OF(function, ...) LOG_ERROR_OF(function, __VA_ARGS__)
 #define LOG_PROGRESS(...)              LOG_PROGRESS_OF(__func__, __VA_ARGS__)
 
-// The green line, printed always.
+// The green line, printed always (compat 10).
 #define LOG_INFO(...) time_check_log_info(__func__, __LINE__, __VA_ARGS__)
 
-// Printed while the module's debug switch is on. A DUMP line is printed always, by who has asked for the switch before
-// the first of many.
+// Printed while the module's debug switch is on (compat 11). A DUMP line is printed always, by who has asked for the
+// switch before the first of many.
 #define LOG_DUMP_OF(function, ...) time_check_log_debug(function, __LINE__, __VA_ARGS__)
 #define LOG_DEBUG_OF(module, function, ...)                                                                            \
     do {                                                                                                               \
@@ -47,7 +47,7 @@ enum DEBUG_LEVEL { DEBUG_NONE = 0, DEBUG_INFO = 1, DEBUG_ERROR = 2, DEBUG_MAX_LE
 // The colours of trace lines, by level; the last is the prefix's.
 inline constexpr const char *debug_color[] = {"\033[0m", "\033[0;32m", "\033[0;31m", "\033[0;33m"};
 
-// Printed while the store's "time_check_debug" reads "on" (looked at anew for each line), errors always.
+// Printed while the store's "time_check_debug" reads "on" (looked at anew for each line), errors always (compat 12).
 #define LOG_TRACE(level, ...)                                                                                          \
     do {                                                                                                               \
         if (time_check_trace_is_on(level))                                                                             \

@@ -138,7 +138,7 @@ int32_t find_time_check_module_id_by_name(const char *name)
             return entry.id;
         }
     }
-    // The line names the last row, not the name searched for: its readers know it so.
+    // The line names the last row, not the name searched for: its readers know it so (compat 1).
     LOG_ERROR("not found msg id[%s]\n", time_check_modules.entries[TIME_CHECK_MAX_MODULE_NUM - 1].name);
     return -1;
 }

@@ -20,7 +20,7 @@
 struct time_check_power {
     uint32_t enabled;
     uint32_t type;       // a TIMERCHECKTYPE, or a number that is none
-    uint32_t wday_en[7]; // read and printed; the period is every day's
+    uint32_t wday_en[7]; // read and printed; the period is every day's (compat 40)
     uint32_t start_time; // seconds since midnight
     uint32_t end_time;   // seconds since midnight; before start_time: the period passes midnight
     uint32_t max_speed;  // kB/s, 1 kB = 1000 bytes
@@ -28,7 +28,7 @@ struct time_check_power {
 
 static struct power_state {
     struct time_check_power schedule;
-    bool put_to_sleep;        // in this period; outside it: a wake-up is owed
+    bool put_to_sleep;        // in this period; outside it: a wake-up is owed (compat 42)
     bool in_power;            // for this period sleep is decided on
     int32_t suspended;        // seconds for which the app has suspended power saving
     uint32_t check_speed;     // bytes per second
@@ -82,6 +82,7 @@ void time_check_power_info_printf()
     LOG_INFO("\t\t start_time:%02d:%02d\n", s->start_time / 3600, s->start_time % 3600 / 60);
     LOG_INFO("\t\t end_time:%02d:%02d\n", s->end_time / 3600, s->end_time % 3600 / 60);
     LOG_INFO("\t\t max_speed:%d\n", s->max_speed);
+    // An equals sign where the lines above have a colon (compat 43).
     LOG_INFO("\t\t check_speed=%d\n", state.check_speed);
 }
 
@@ -172,7 +173,7 @@ void time_check_power_stop()
 
 int32_t time_check_power_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 {
-    LOG_PROGRESS("SYS_SCHED_POWER mode function to be added...\n");
+    LOG_PROGRESS("SYS_SCHED_POWER mode function to be added...\n"); // compat 26
     set_time_check_power_info();
     if (strcmp(msg->string_info, "nimbix_wake_up") == 0)
         update_nimbix_wake_up_time();
@@ -253,7 +254,7 @@ static bool is_in_use(const power_state *s)
 static power_verdict judge_unused(const power_state *s)
 {
     using enum power_verdict;
-    if (s->schedule.enabled == 0)
+    if (s->schedule.enabled == 0) // any other number enables the driver (compat 41)
         return off;
     if (s->suspended >= 1)
         return suspended;
@@ -285,7 +286,7 @@ static void wake_outside_period()
 }
 
 // Takes this second's sample unless it has been taken, and gives what the rule finds with it. The counts outlast the
-// period: the next day's goes on where this one ended. Kept on purpose.
+// period: the next day's goes on where this one ended (decision 0042, compat 39).
 static power_verdict take_sample(const moment *now)
 {
     const auto seconds = static_cast<uint32_t>(now->calendar);

@@ -32,6 +32,7 @@ int32_t time_check_get_client(const char *ifname)
     read_line(&reader, line, sizeof line); // the header
     while (found == 0 && read_line(&reader, line, sizeof line)) {
         char flags[16];
+        // The name may be any part of the line (compat 29).
         if (strstr(line, ifname) == nullptr || strstr(line, "00:00:00:00:00:00") != nullptr)
             continue;
         copy_column(flags, sizeof flags, line, 3);
@@ -41,7 +42,8 @@ int32_t time_check_get_client(const char *ifname)
     return found;
 }
 
-// Only the last eight digits count, which keeps the number within 32 bits; the checks take the wrap for a reset.
+// Only the last eight digits count, which keeps the number within 32 bits; the checks take the wrap for a reset
+// (compat 28).
 static uint64_t counter_value(const char *text)
 {
     constexpr size_t DIGITS = 8;
@@ -68,7 +70,7 @@ static bool read_counter(const char *ifname, const char *direction, uint64_t *va
 int32_t time_check_get_RX_TX_pack(const char *ifname, P_FLOW_SPEED flow)
 {
     if (!read_counter(ifname, "tx", &flow->tx_flow)) {
-        LOG_ERROR("fopen (/sys/class/net/%s/statistics/tx_bytes) error\n", ifname);
+        LOG_ERROR("fopen (/sys/class/net/%s/statistics/tx_bytes) error\n", ifname); // compat 23
         return 0;
     }
     if (!read_counter(ifname, "rx", &flow->rx_flow)) {
@@ -140,6 +142,7 @@ int32_t time_check_get_bridge_clients()
     return other_bridge_has_client(getLanIfName()) + other_bridge_has_client(guests);
 }
 
+// A probe that fails adds nothing (compat 30).
 FLOW_SPEED time_check_get_forwarded_flow()
 {
     FLOW_SPEED routed = {};
@@ -210,6 +213,7 @@ int32_t time_check_count_forwarded(uint32_t module, forwarded_count *watch, uint
         rates[i] = static_cast<double>(time_check_flow_rate(watch->counters[i].now, watch->counters[i].before, period));
     const uint32_t number = watch->count + 1;
     const QUIET_SAMPLE sample = time_check_quiet_sample(&watch->count, watch->counters, 2, speed * period);
+    // The two bodies differ in a blank (compat 21).
     if (sample == QUIET_LOW || sample == QUIET_BUSY)
         LOG_DEBUG_OF(module, function, "num %d:froward_rx = %.2fkB/s,froward_tx = %.2fkB/s!!\n", number, rates[0],
                      rates[1]);

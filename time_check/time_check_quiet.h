@@ -21,7 +21,7 @@ int32_t time_check_get_client(const char *ifname);
 // Replaces `flow` by the interface's byte counters. 1, or 0 when they cannot be read.
 int32_t time_check_get_RX_TX_pack(const char *ifname, P_FLOW_SPEED flow);
 
-// Adds the forwarded bytes of all LAN hosts to `flow`. Always 1.
+// Adds the forwarded bytes of all LAN hosts to `flow`. Always 1 (compat 83).
 int32_t time_check_get_forword_RX_TX_pack(P_FLOW_SPEED flow);
 
 // Adds what the LAN was sent as multicast to `flow`, rx side. 1, or 0 when they cannot be read.

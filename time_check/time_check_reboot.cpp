@@ -20,7 +20,7 @@
 struct time_check_reboot {
     uint32_t enabled;
     uint32_t type;        // a TIMERCHECKTYPE, or a number that is none
-    uint32_t wday_en[7];  // read and printed; no rule asks for the day
+    uint32_t wday_en[7];  // read and printed; no rule asks for the day (compat 37)
     uint32_t start_time;  // seconds since midnight; moved once by the random offset
     uint32_t end_time;    // seconds since midnight
     uint32_t max_speed;   // kB/s, 1 kB = 1000 bytes
@@ -120,7 +120,7 @@ int32_t time_check_reboot_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 {
     switch (msg->relate_module_id) {
     case WIFI_MODULE:
-        LOG_PROGRESS("WIFI_MODULE mode function to be added...\n");
+        LOG_PROGRESS("WIFI_MODULE mode function to be added...\n"); // compat 25
         set_time_check_reboot_wan_info();
         break;
     case WAN_MODULE:
@@ -146,7 +146,8 @@ void time_check_reboot_init()
 
 // ---- the quiet-network checks ----
 
-// Counts a sample without a client; 1 when the machine was told to restart for it. The lines are the caller's.
+// Counts a sample without a client; 1 when the machine was told to restart for it (compat 36). The lines are the
+// caller's.
 static int32_t count_no_client(const char *function = __builtin_FUNCTION())
 {
     int32_t result = 0;
@@ -229,7 +230,7 @@ static bool guards_are_lifted()
 }
 
 // Up for at least the window's width, so that no window sees two reboots. For a window past midnight the unsigned width
-// is huge and it never acts: kept on purpose.
+// is huge and it never acts (compat 32).
 static bool is_up_long_enough(const reboot_state *s, const moment *now)
 {
     return guards_are_lifted() || now->uptime_s >= s->schedule.end_time - s->schedule.start_time;
@@ -252,7 +253,7 @@ static reboot_verdict judge_daily(const reboot_state *s, uint32_t kind, const mo
         return not_up_long_enough;
     if (!guards_are_lifted() && !moment_clock_is_set(now))
         return clock_unset;
-    if (waits_for_quiet && s->delay != 0)
+    if (waits_for_quiet && s->delay != 0) // nothing calls it off any more (compat 35)
         return s->last_sample + s->delay < static_cast<uint32_t>(now->calendar) ? restarting : armed;
     if (!moment_in_window(now, s->schedule.start_time, s->schedule.end_time))
         return outside_window;
@@ -294,7 +295,7 @@ static void read_moment(moment *now)
         moment_read_clock(now);
 }
 
-// Spreads the devices that still have the factory's start time.
+// Spreads the devices that still have the factory's start time, once a run (compat 33).
 static void add_random_start_offset(const char *function)
 {
     constexpr uint32_t STEPS = 1800;
@@ -318,7 +319,7 @@ static reboot_verdict take_sample(const moment *now)
     state.last_sample = seconds;
     if (!decided)
         return judge_counts(&state);
-    state.delay = time_check_get_sleep_rand(); // a delay of 0 is not armed, the next decision draws again
+    state.delay = time_check_get_sleep_rand(); // 0 is not armed, the next decision draws again (compat 34)
     doSystemCmd("date");
     LOG_PROGRESS_OF(EACH_DAY_FLOW, "now time:%02d:%02d\n", now->local.tm_hour, now->local.tm_min);
     LOG_PROGRESS_OF(EACH_DAY_FLOW, "sleep %dS after to reboot!!\n", state.delay);

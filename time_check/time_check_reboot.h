@@ -25,7 +25,7 @@ void time_check_reboot_each_day_flow();
 // Always 1.
 int32_t time_check_reboot_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg);
 
-// Reloads the whole schedule from the store and prints it.
+// Reloads the whole schedule from the store and prints it (compat 82).
 int32_t set_time_check_reboot_info();
 
 // Decides the WAN interface anew and prints the schedule.
@@ -37,7 +37,8 @@ int32_t time_check_reboot_info_printf();
 // enough, else 0; restarts the machine by itself when no LAN client has been seen for long enough.
 int32_t flow_check_forword_reboot(uint32_t period);
 
-// The same on the bridges' own counters and the WAN interface's. Nothing in the daemon calls it; products may.
+// The same on the bridges' own counters and the WAN interface's. Nothing in the daemon calls it; products may
+// (compat 93).
 int32_t flow_check_reboot(uint32_t period);
 
 #endif

@@ -71,7 +71,7 @@ uint32_t load_sched_rules(const char *family, sched_rule (&rules)[SCHED_RULES_MA
     GetValue(key, text);
     auto count = static_cast<uint32_t>(time_check_atoi(text));
     if (count > SCHED_RULES_MAX)
-        count = 0; // not cut to the maximum: kept on purpose
+        count = 0; // not cut to the maximum (compat 46)
 
     for (uint32_t i = 0; i < count; i++) {
         sched_rule *rule = &rules[i];
@@ -119,7 +119,7 @@ bool sched_rules_hold(const sched_rule *rules, uint32_t num, const struct tm *lo
         case WLAN_SW_SAMEDAY:
             holds = has_day(off, local->tm_wday) && start <= now && now <= end;
             break;
-        case WLAN_SW_DIFFDAY: // the end's own second is outside, unlike the same day's: kept on purpose
+        case WLAN_SW_DIFFDAY: // the end's own second is outside, unlike the same day's (compat 47)
             holds = (has_day(off, local->tm_wday) && now >= start) || (has_day(on, local->tm_wday) && now < end);
             break;
         default:

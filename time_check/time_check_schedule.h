@@ -12,7 +12,7 @@
 enum TIMERCHECKTYPE : uint32_t {
     TIMER_CHECK_EACH_DAY = 0,      // every day, as soon as the window opens
     TIMER_CHECK_EACH_DAY_FLOW = 1, // every day, in the window, when the network is quiet
-    TIMER_CHECK_ONE_DAY = 2,       // this and the next can be set and do nothing
+    TIMER_CHECK_ONE_DAY = 2,       // this and the next can be set and do nothing (compat 38)
     TIMER_CHECK_ONE_DAY_FLOW = 3,
 };
 

@@ -22,7 +22,7 @@ static struct stoppage_state {
     uint64_t first_up_time;   // run time when the fault was first seen
     uint64_t up_time;         // run time at the latest look
     int32_t time_up_flag;     // 1: a fault is being timed
-    int32_t first_up_flag;    // without use: kept on purpose
+    int32_t first_up_flag;    // without use (compat 64)
     int32_t check_result;     // the fault that is being timed
     int32_t recheck_result;   // the fault as last seen
     stoppage_verdict verdict; // the last tick's
@@ -80,10 +80,10 @@ int32_t get_wan_online_result()
 int32_t get_dhcp_noreponse_status()
 {
     line_reader reader;
-    if (!open_lines(&reader, "etc/dhcpc/noresp"))
+    if (!open_lines(&reader, "etc/dhcpc/noresp")) // from the working directory (compat 66)
         return -1;
     int32_t status = 0;
-    bool begins = true; // the buffer holds the beginning of a line
+    bool begins = true; // the buffer holds the beginning of a line (decision 0033)
     char line[64];
     while (read_line(&reader, line, sizeof line)) {
         if (begins && (line[0] == '0' || line[0] == '1'))
@@ -146,7 +146,7 @@ static void publish(int32_t code)
         const char digit[2] = {static_cast<char>('0' + code), '\0'};
         state.time_up_flag = 1;
         SetValue(KEY_WAN_STOPPAGE_ERR, digit);
-    } else if (code == STOPPAGE_DEFAULT) {
+    } else if (code == STOPPAGE_DEFAULT) { // the last fault stays to be read (compat 65)
         state.time_up_flag = 0;
         SetValue(KEY_STOPPAGE_FLAG, "0");
     }

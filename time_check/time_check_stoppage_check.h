@@ -9,7 +9,7 @@
 // Why there is no connection; the values are those of "wan_stoppage_err".
 enum {
     STOPPAGE_DEFAULT = 0,
-    WAN_UNLINED = 1,     // the cable is out
+    WAN_UNLINED = 1,     // the cable is out (compat 87)
     WRONG_AUTH_CODE = 2, // the PPPoE server turns the account down
     PPPOE_CONNECT_TIMEOUT = 3,
     DHCP_CONNECT_TIMEOUT = 4,
@@ -36,7 +36,7 @@ int32_t get_work_mode(char *mode);
 // Whether there is a WAN with an address: 1 or 0.
 int32_t get_wan_online_result();
 
-// 1: the DHCP client has had no answer. 0: it has, or has not said. -1: it has not written its file.
+// 1: the DHCP client has had no answer. 0: it has, or has not said. -1: it has not written its file (compat 86).
 int32_t get_dhcp_noreponse_status();
 
 // Looks for a fault, publishes it and starts its clock; no fault stops the clock. The fault, STOPPAGE_DEFAULT, or -1

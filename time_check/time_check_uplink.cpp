@@ -15,8 +15,8 @@ bool time_check_state_lasts(int32_t *count, int32_t *opposite_count)
     return *count >= SETTLED_TICKS;
 }
 
-// "dhcp_up" goes with the lost upstream and "dhcp_down" with the one that is back: kept on purpose, it is the router's
-// own DHCP that goes up.
+// "dhcp_up" goes with the lost upstream and "dhcp_down" with the one that is back: it is the router's own DHCP
+// that goes up (compat 71).
 void time_check_post_upstream(bool there)
 {
     char text[64];

@@ -83,7 +83,8 @@ void time_check_first_turn_on_wifi()
 
 // ---- configuration and messages ----
 
-// Somebody switched Wi-Fi by hand: the schedule takes the state it finds for its own, so that it acts at the next edge.
+// Somebody switched Wi-Fi by hand: the schedule takes the state it finds for its own, so that it acts at the next edge
+// (decision 0043).
 static void take_over_button()
 {
     const auto uptime = static_cast<uint32_t>(get_uptime());
@@ -145,21 +146,21 @@ int32_t time_check_wifi_is_in_wifi_time()
 
 static void report_unknown_rule(uint32_t number)
 {
-    LOG_ERROR_OF("time_check_wifi_for_day", "Unkown wlan schedule rule [ID:%d]\n", number);
+    LOG_ERROR_OF("time_check_wifi_for_day", "Unkown wlan schedule rule [ID:%d]\n", number); // compat 20
 }
 
 // Power saving is asked of the `present`, whatever moment the rules are looked at for. A rule of unknown type, which no
 // load makes, is reported where it is looked at: between the rules before and after it. Whether Wi-Fi is on is in the
 // store, and only read.
 //
-// Rules switch although "sys.sched.wifi.enable" is off; only time_check_wifi_is_in_wifi_time asks for it. Kept on
-// purpose.
+// Rules switch although "sys.sched.wifi.enable" is off; only time_check_wifi_is_in_wifi_time asks for it
+// (compat 48).
 static wifi_verdict judge(const wifi_state *s, const moment *now, const moment *present)
 {
     using enum wifi_verdict;
     if (s->schedule.num == 0)
         return no_period;
-    // The switch is asked for by the reboot module's id: there is one for all.
+    // The switch is asked for by the reboot module's id: there is one for all (compat 50).
     if (!moment_clock_is_set(now) && get_time_check_debug_info(TIME_CHECK_REBOOT) == 0)
         return clock_unset;
     if (time_check_power_is_in_power_time_at(present))

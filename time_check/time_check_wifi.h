@@ -23,13 +23,13 @@ wifi_verdict time_check_wifi_verdict();
 // Always 1.
 int32_t time_check_wifi_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg);
 
-// Reloads the schedule from the store. Always TIMER_CHECK_ERR, which says nothing.
+// Reloads the schedule from the store. Always TIMER_CHECK_ERR, which says nothing (compat 49).
 TIMERCHECKINFO set_time_check_wifi_info();
 
 // Makes each band's radio and main network agree with the user's switch. Only the first call does anything.
 void time_check_wifi_enable();
 
-// Switches Wi-Fi on if nothing has been loaded yet. Nothing in the daemon calls it; products may.
+// Switches Wi-Fi on if nothing has been loaded yet. Nothing in the daemon calls it; products may (compat 94).
 void time_check_first_turn_on_wifi();
 
 // 1 when the schedule is enabled and wants Wi-Fi off at this moment, else 0.

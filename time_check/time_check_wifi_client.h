@@ -11,7 +11,7 @@ constexpr int32_t RADIO_NOT_ASKED = -1; // what is told of a radio that is off o
 
 // The uplink's settings as last read, and how far the cipher fallback has got.
 struct wifi_connect {
-    char wl_BSSID[34];   // the upstream network's SSID
+    char wl_BSSID[34];   // the upstream network's SSID (compat 88)
     char wl2g_enable[8]; // "1": on
     char wl5g_enable[8];
     char wl_enable[8];  // that of the uplink's radio

@@ -17,7 +17,7 @@
 
 constexpr int32_t GATE_TICKS = 60;   // without a DHCP client
 constexpr int32_t START_TICKS = 4;   // from the gate to the supervision; the last looks at the DHCP server
-constexpr size_t ACCOUNT_SIZE = 256; // PPP carries names and passwords of at most 255 characters
+constexpr size_t ACCOUNT_SIZE = 256; // PPP carries names and passwords of at most 255 characters (decision 0056)
 
 static struct wifi_connect_state {
     // The start
@@ -111,7 +111,7 @@ static void wisp_connected(TPI_WAN_CONN_TYPE type)
 }
 
 // The loss is told only if the WAN was seen up since the last one, the return only after a loss was told: two different
-// memories, on purpose.
+// memories (compat 74).
 static void watch_wisp_radio(bool up)
 {
     link_watch *link = &state.wisp_link;
@@ -199,14 +199,14 @@ static void start_pppoe_client()
     shell_quoted(password, sizeof password, text);
     GetValue(KEY_WISP_PPPOE_MTU, mtu_text);
     shell_quoted(mtu, sizeof mtu, mtu_text);
-    doSystemCmd("echo nameserver > /etc/resolv_wisp.conf");
+    doSystemCmd("echo nameserver > /etc/resolv_wisp.conf"); // compat 78
     doSystemCmd("pppoecd eth1 -u %s -p %s -r %s -t %s -i 0 -U 0 &", name, password, mtu, mtu);
 }
 
 void check_wisp_pppoe_exist(P_WIFI_CONNECT wifi)
 {
     constexpr int32_t MISSING_TICKS = 2;
-    constexpr int LINE_NUMBER = 659; // belongs to the line's fixed text
+    constexpr int LINE_NUMBER = 659; // belongs to the line's fixed text (compat 16)
     if (!wifi_mode_is(wifi->wl_mode, "wisp") || !wifi_mode_is(wifi->access_mode, "pppoe"))
         return;
     if (check_app("pppoecd") != 0) {
@@ -279,8 +279,8 @@ void wifi_apclient_link_check(P_WIFI_CONNECT wifi)
     link_watch *link = &state.apclient_link;
     const time_t now = time(nullptr);
     const int32_t not_associated = wl_get_sta_info(wifi->ifname);
-    // Never: an AP client's grace and fallback do not count down, so a link loss does not arm the fallback. Kept on
-    // purpose.
+    // Never: an AP client's grace and fallback do not count down, so a link loss does not arm the fallback
+    // (compat 75).
     const bool counts_down = not_associated == RADIO_NOT_ASKED;
     if (not_associated == 1) {
         state.verdict = wifi_connect_verdict::association_lost;
@@ -361,7 +361,7 @@ static void supervise(P_WIFI_CONNECT wifi)
     }
     if (wifi_mode_is(wifi->wl_enable, "1") && wifi_mode_is(wifi->wl_mode, "wisp"))
         wifi_wisp_check(wifi);
-    else if (wifi_mode_is(wifi->wl_mode, "apclient")) // whether or not the radio is enabled
+    else if (wifi_mode_is(wifi->wl_mode, "apclient")) // whether or not the radio is enabled (compat 79)
         wifi_apclient_check(wifi);
     else
         state.verdict = wifi_connect_verdict::nothing_supervised;

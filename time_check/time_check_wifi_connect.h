@@ -17,7 +17,7 @@ enum class wifi_connect_verdict : uint8_t {
 void time_check_wifi_connect_init();
 
 // Any message reads the settings anew and gives TIMER_CHECK_SUC, except "wifi_connect_init" as string_info, which does
-// nothing and gives TIMER_CHECK_ERR: the reverse of what the text says, kept on purpose.
+// nothing and gives TIMER_CHECK_ERR: the reverse of what the text says (compat 73).
 int32_t time_check_wifi_connect_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *var);
 
 // ---- WISP ----
@@ -27,10 +27,10 @@ void wifi_wisp_check(P_WIFI_CONNECT wifi);
 void wifi_wisp_link_check(P_WIFI_CONNECT wifi);
 void check_wisp_pppoe_exist(P_WIFI_CONNECT wifi);
 
-// Restarts the WISP radio unless the uplink is connected. Nothing in the daemon calls it; products may.
+// Restarts the WISP radio unless the uplink is connected. Nothing in the daemon calls it; products may (compat 96).
 void wispRebootWifi(P_WIFI_CONNECT wifi);
 
-// Restarts the radio of whatever uplink there is. Nothing in the daemon calls it; products may.
+// Restarts the radio of whatever uplink there is. Nothing in the daemon calls it; products may (compat 97).
 void autoRebootWifi(P_WIFI_CONNECT wifi);
 
 // ---- AP client ----

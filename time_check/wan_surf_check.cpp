@@ -57,7 +57,7 @@ static void read_conn_type(int wan_id)
     state.wifi_wan_type[wan_id - 1] = time_check_atoi(text);
 }
 
-// A 5 GHz uplink is seen from every WAN, a 2.4 GHz uplink from the first only: kept on purpose.
+// A 5 GHz uplink is seen from every WAN, a 2.4 GHz uplink from the first only (compat 67).
 static int uplink_mode(int wan_id)
 {
     if (time_check_key_is(KEY_SYS_WORKMODE, "ap"))
@@ -93,7 +93,7 @@ void check_wan_connttype(int wan_num)
 void wan_surf_check_init()
 {
     state.sleep_time = START_INTERVAL_S;
-    printf("[%s:%d] renew config of wan_surf_check\n", __func__, 903);
+    printf("[%s:%d] renew config of wan_surf_check\n", __func__, 903); // compat 15
     state.wann = configured_wans();
     for (int wan_id = 1; wan_id <= state.wann; wan_id++)
         init_value(wan_id);
@@ -241,7 +241,7 @@ static bool check_wired_wan(int wan_id, int wan_num)
         internet_status *status = &current_internet_status[wan_id - 1];
         publish_down(wan_id);
         status->current_status = IS_INTERNAL;
-        status->last_status = IS_INTERNAL; // untold: netctrl sees the link itself
+        status->last_status = IS_INTERNAL; // untold: netctrl sees the link itself (compat 69)
         return true;
     }
     let_settle(wan_id);
@@ -256,7 +256,7 @@ int ap_wan_surf_check(int *interval_s, int wan_num)
     constexpr int MOST_SAVED_S = 16;
     const bool too_many = wan_num >= 3;
     const bool too_few = wan_num <= 0;
-    if (too_many && too_few) { // never both: kept inert on purpose
+    if (too_many && too_few) { // never both, and it stays so (compat 68)
         printf("%s %d: the agrv is invalid, wann = %d\n", __func__, 539, wan_num);
         return 0;
     }

@@ -26,12 +26,12 @@ void init_value(int wan_id);
 // 1: done. 0: bad argument. -1: there is no procedure for so many WANs in this mode; the interval stays.
 int surf_check(int *interval_s, int wan_num);
 
-// The passes of a wired router, over a radio as WISP client, and as AP client or AP. Results as above.
+// The passes of a wired router, over a radio as WISP client, and as AP client or AP. Results as above (compat 89).
 int ap_wan_surf_check(int *interval_s, int wan_num);
 int wisp_wan_surf_check(int *interval_s);
 int ap_clinet_wan_surf_check(int *interval_s);
 
-// Reads anew how each WAN gets its address.
+// Reads anew how each WAN gets its address (compat 90).
 void check_wan_connttype(int wan_num);
 
 // Set the key `name` to `text` in the running store, if it is not so already. Null texts: nothing.

@@ -16,7 +16,7 @@
 #include "time_check/time_check_text.h"
 #include "time_check/wan_keys.h"
 
-// The console lines here carry fixed numbers, by which the readers of the log know them.
+// The console lines here carry fixed numbers, by which the readers of the log know them (compat 14).
 
 constexpr int PROBE_NUM = 3;
 constexpr char DNS_CHAIN[] = "dns_drop";
@@ -169,7 +169,7 @@ static bool write_file(const char *path, int how, const resolv_conf *conf)
 
 // Beside the file and then over it, so that a crash leaves the old or the new one. In place where that cannot be: a
 // link must stay one, a mounted file cannot be replaced, the folder may be read-only. Whatever lies in the new file's
-// place was left there by a crash or put there to be followed.
+// place was left there by a crash or put there to be followed (decision 0031).
 static bool write_resolv_conf(const resolv_conf *conf)
 {
     char target[1];
@@ -218,7 +218,8 @@ static bool is_own_address(const char *address)
     return false;
 }
 
-// An answer that names this machine, or no machine at all, is none: its pings would come back without any internet.
+// An answer that names this machine, or no machine at all, is none: its pings would come back without any internet
+// (decision 0127).
 static bool resolve(const char *host, char (&address)[16])
 {
     const hostent *entry = gethostbyname(host);
@@ -238,12 +239,12 @@ void dns_resolv()
     for (const char *host : state.ip_string) {
         if (!resolve(host, state.ipaddr[count]))
             continue;
-        if (count > 0 && strcmp(state.ipaddr[count], state.ipaddr[count - 1]) == 0)
+        if (count > 0 && strcmp(state.ipaddr[count], state.ipaddr[count - 1]) == 0) // neighbours alone (compat 70)
             break;
         count++;
     }
     if (count == PROBE_NUM) {
-        printf("%s %d: gethostbyname return ip addres is:\n", __func__, 351);
+        printf("%s %d: gethostbyname return ip addres is:\n", __func__, 351); // compat 22
         return;
     }
     printf("%s %d: the dns server is failed\n", __func__, 354);

@@ -44,7 +44,7 @@ void config_iptables_rule(const char *interface, iptables_cmd command);
 void config_ip_rule_policy(const char *action);
 
 // Resolves the probe hosts unless they are resolved. Fewer than three addresses, or two equal ones in a row, count as a
-// failed DNS: nothing is kept, and the next name server gets its turn.
+// failed DNS: nothing is kept, and the next name server gets its turn (decision 0032).
 void dns_resolv();
 
 // Rotates the name servers of /etc/resolv.conf: the next one is asked first.
