@@ -77,19 +77,6 @@ void register_time_check_module_msg_opses(time_check_msg_ops *array, int32_t cou
     }
 }
 
-int32_t unregister_time_check_module_msg_ops(const time_check_msg_ops *ops)
-{
-    time_check_module_entry *entry = intent_entry(ops);
-    if (entry == nullptr)
-        return -1;
-
-    for (list_node *node = entry->ops_head.next; node != &entry->ops_head; node = node->next)
-        if (record_of(node)->module_id == ops->module_id)
-            list_del(node);
-    entry->ops_num--; // once, however many were removed (compat 3)
-    return 0;
-}
-
 // Op 0 and a record without bits pass; of an op the low five bits count (compat 4).
 static bool accepts(const time_check_msg_ops *record, uint32_t op)
 {
@@ -138,4 +125,19 @@ void show_time_check_all_module_entries()
             show_handlers(entry);
         printf("\n");
     }
+}
+
+// ---- for products ----
+
+int32_t unregister_time_check_module_msg_ops(const time_check_msg_ops *ops)
+{
+    time_check_module_entry *entry = intent_entry(ops);
+    if (entry == nullptr)
+        return -1;
+
+    for (list_node *node = entry->ops_head.next; node != &entry->ops_head; node = node->next)
+        if (record_of(node)->module_id == ops->module_id)
+            list_del(node);
+    entry->ops_num--; // once, however many were removed (compat 3)
+    return 0;
 }

@@ -74,10 +74,6 @@ void dispatch_to_modules(time_check_module_entry *rows, int32_t num);
 // 1, or -1 for a null record or an unknown module. Registering a record twice is not detected.
 int32_t register_time_check_module_msg_ops(time_check_msg_ops *ops);
 
-// Removes all handlers of the record's module from the list that it listens to. 0, or -1 as above. Nothing in the
-// daemon calls it; products may (compat 92).
-int32_t unregister_time_check_module_msg_ops(const time_check_msg_ops *ops);
-
 // Registers `count` consecutive records and stops at the first that fails.
 void register_time_check_module_msg_opses(time_check_msg_ops *array, int32_t count);
 
@@ -86,5 +82,11 @@ void handle_time_check_module_msg(int32_t module_id, TIME_CHECK_MODULES_COMMON_S
 
 // Prints every module and whose handlers it has.
 void show_time_check_all_module_entries();
+
+// ---- for products ----
+
+// Removes all handlers of the record's module from the list that it listens to. 0, or -1 for a null record or an
+// unknown module. Nothing in the daemon calls it (compat 92).
+int32_t unregister_time_check_module_msg_ops(const time_check_msg_ops *ops);
 
 #endif
