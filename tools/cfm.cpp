@@ -23,8 +23,8 @@
 
 #include "platform/config_store.h"
 #include "platform/linux/bus.h"
-#include "platform/linux/config_store_admin.h"
 #include "platform/linux/printable.h"
+#include "platform/linux/store/admin.h"
 
 namespace
 {

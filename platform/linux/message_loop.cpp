@@ -11,10 +11,10 @@
 #include <pthread.h>
 
 #include "platform/linux/bus.h"
-#include "platform/linux/config_store_admin.h"
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
 #include "platform/linux/interface.h"
+#include "platform/linux/store/admin.h"
 #include "platform/linux/zone_watch.h"
 #include "platform/system.h"
 

@@ -12,7 +12,7 @@
 
 #include "platform/config_store.h"
 #include "platform/linux/bus.h"
-#include "platform/linux/config_store_environment.h"
+#include "platform/linux/store/environment.h"
 #include "tests/contract/config_store_folders.h"
 
 namespace

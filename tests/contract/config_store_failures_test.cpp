@@ -20,7 +20,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/config_store.h"
-#include "platform/linux/config_store_text.h"
+#include "platform/linux/store/text.h"
 #include "tests/contract/config_store_folders.h"
 #include "tests/contract/faulty_calls.h"
 

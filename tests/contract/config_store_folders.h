@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "platform/config_store.h"
-#include "platform/linux/config_store_admin.h"
+#include "platform/linux/store/admin.h"
 
 // While one lives, the process's store is in a fresh folder. The folder "run" is not made before the store makes it.
 class StoreFolders

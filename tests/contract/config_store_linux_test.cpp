@@ -22,7 +22,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/config_store.h"
-#include "platform/linux/config_store_environment.h"
+#include "platform/linux/store/environment.h"
 #include "tests/contract/config_store_folders.h"
 
 // ---- the calls by which a commit changes the disk, so that a test can count, fail or end them ----

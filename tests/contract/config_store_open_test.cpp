@@ -16,8 +16,8 @@
 #include <gtest/gtest.h>
 
 #include "platform/config_store.h"
-#include "platform/linux/config_store_environment.h"
-#include "platform/linux/config_store_state.h"
+#include "platform/linux/store/environment.h"
+#include "platform/linux/store/state.h"
 #include "tests/contract/config_store_folders.h"
 
 namespace

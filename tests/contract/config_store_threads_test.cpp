@@ -11,7 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/config_store.h"
-#include "platform/linux/config_store_admin.h"
+#include "platform/linux/store/admin.h"
 #include "tests/contract/config_store_folders.h"
 
 namespace

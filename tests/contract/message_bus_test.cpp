@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "platform/linux/bus.h"
-#include "platform/linux/config_store_environment.h"
-#include "platform/linux/config_store_state.h"
+#include "platform/linux/store/environment.h"
+#include "platform/linux/store/state.h"
 #include "platform/system.h"
 #include "tests/contract/contract_support.h"
 

@@ -12,8 +12,8 @@
 
 #include "platform/common/published_keys.h"
 #include "platform/config_store.h"
-#include "platform/linux/config_store_admin.h"
-#include "platform/linux/config_store_text.h"
+#include "platform/linux/store/admin.h"
+#include "platform/linux/store/text.h"
 #include "tests/fuzz/input.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);

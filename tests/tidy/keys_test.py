@@ -66,7 +66,7 @@ class Table(unittest.TestCase):
 
 
 def code_of(folder):
-    files = [path for path in sorted((ROOT / folder).glob("*")) if path.suffix in (".h", ".cpp")]
+    files = [path for path in sorted((ROOT / folder).rglob("*")) if path.suffix in (".h", ".cpp")]
     return "\n".join(re.sub(r"//.*", "", path.read_text(encoding="utf-8")) for path in files)
 
 

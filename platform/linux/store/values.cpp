@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "platform/linux/config_store_environment.h"
-#include "platform/linux/config_store_state.h"
+#include "platform/linux/store/environment.h"
+#include "platform/linux/store/state.h"
 
 // ---- reading ----
 

@@ -9,8 +9,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "platform/linux/config_store_environment.h"
-#include "platform/linux/config_store_state.h"
+#include "platform/linux/store/environment.h"
+#include "platform/linux/store/state.h"
 
 static constexpr char COMMITTED[] = "config.txt";
 static constexpr char PREVIOUS[] = "config.txt.previous";

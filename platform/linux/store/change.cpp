@@ -1,14 +1,14 @@
 // Changes of the running store, each in one transaction.
-#include "platform/linux/config_store_environment.h"
+#include "platform/linux/store/environment.h"
 
 #include <cerrno>
 #include <cstring>
 #include <ctime>
 #include <sys/statvfs.h>
 
-#include "platform/linux/config_store_state.h"
 #include "platform/linux/deadline.h"
 #include "platform/linux/run_directory.h"
+#include "platform/linux/store/state.h"
 
 static constexpr size_t STORE_LIMIT = 1UL * 1024 * 1024;
 

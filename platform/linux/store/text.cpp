@@ -1,4 +1,4 @@
-#include "platform/linux/config_store_text.h"
+#include "platform/linux/store/text.h"
 
 #include <cstdio>
 #include <cstring>

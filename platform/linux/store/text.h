@@ -5,13 +5,13 @@
 // control character; all other bytes stand for themselves. Empty lines and lines that begin with "#" say nothing,
 // except for the last line of a committed file: it holds the number of settings and a checksum of what is above it, so
 // that a cut or damaged file is recognised.
-#ifndef PLATFORM_LINUX_CONFIG_STORE_TEXT_H
-#define PLATFORM_LINUX_CONFIG_STORE_TEXT_H
+#ifndef PLATFORM_LINUX_STORE_TEXT_H
+#define PLATFORM_LINUX_STORE_TEXT_H
 
 #include <cstddef>
 #include <cstdint>
 
-#include "platform/linux/config_store_admin.h"
+#include "platform/linux/store/admin.h"
 
 // Why `key` cannot be a key, or null when it can.
 const char *store_key_fault(const char *key);

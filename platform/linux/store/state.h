@@ -1,7 +1,7 @@
 // What the store keeps beside LMDB's own files in the run directory: locks between processes, and a note of what was
 // committed last.
-#ifndef PLATFORM_LINUX_CONFIG_STORE_STATE_H
-#define PLATFORM_LINUX_CONFIG_STORE_STATE_H
+#ifndef PLATFORM_LINUX_STORE_STATE_H
+#define PLATFORM_LINUX_STORE_STATE_H
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,6 @@
 // The running store's files: opening them, making them anew when they cannot be used, and noticing that they were
 // replaced.
-#include "platform/linux/config_store_environment.h"
+#include "platform/linux/store/environment.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -9,9 +9,9 @@
 #include <pthread.h>
 #include <unistd.h>
 
-#include "platform/linux/config_store_admin.h"
-#include "platform/linux/config_store_state.h"
 #include "platform/linux/run_directory.h"
+#include "platform/linux/store/admin.h"
+#include "platform/linux/store/state.h"
 #include "platform/system.h"
 
 // LMDB changes a page by writing it elsewhere, so the map needs room for the whole store a second time, and for what a

@@ -1,13 +1,13 @@
 // LMDB's side of the store, for the units of the store alone.
-#ifndef PLATFORM_LINUX_CONFIG_STORE_ENVIRONMENT_H
-#define PLATFORM_LINUX_CONFIG_STORE_ENVIRONMENT_H
+#ifndef PLATFORM_LINUX_STORE_ENVIRONMENT_H
+#define PLATFORM_LINUX_STORE_ENVIRONMENT_H
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <lmdb.h>
 
-#include "platform/linux/config_store_text.h"
+#include "platform/linux/store/text.h"
 
 // The one unnamed database; LMDB gives it this number once it has been opened.
 constexpr MDB_dbi STORE_DATABASE = 1;

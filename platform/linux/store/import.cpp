@@ -1,4 +1,4 @@
-#include "platform/linux/config_store_admin.h"
+#include "platform/linux/store/admin.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -6,8 +6,8 @@
 #include <unistd.h>
 
 #include "platform/common/published_keys.h"
-#include "platform/linux/config_store_environment.h"
-#include "platform/linux/config_store_state.h"
+#include "platform/linux/store/environment.h"
+#include "platform/linux/store/state.h"
 
 // A full store with every byte written as an escape, and the same again for comments.
 static constexpr size_t LARGEST_TEXT = 8UL * 1024 * 1024;

@@ -1,7 +1,7 @@
 // What people and their tools need of the store beyond platform/config_store.h. Each call prints a line on standard
 // error when it fails. Any thread, unless said otherwise.
-#ifndef PLATFORM_LINUX_CONFIG_STORE_ADMIN_H
-#define PLATFORM_LINUX_CONFIG_STORE_ADMIN_H
+#ifndef PLATFORM_LINUX_STORE_ADMIN_H
+#define PLATFORM_LINUX_STORE_ADMIN_H
 
 #include <cstddef>
 

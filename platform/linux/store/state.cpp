@@ -1,4 +1,4 @@
-#include "platform/linux/config_store_state.h"
+#include "platform/linux/store/state.h"
 
 #include <cerrno>
 #include <cstdarg>
@@ -10,10 +10,10 @@
 #include <pthread.h>
 #include <unistd.h>
 
-#include "platform/linux/config_store_text.h"
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
 #include "platform/linux/run_directory.h"
+#include "platform/linux/store/text.h"
 
 static int state_fd = -1;
 static pthread_mutex_t state_mutex = PTHREAD_MUTEX_INITIALIZER;
