@@ -12,9 +12,9 @@
 #include <unistd.h>
 
 #include "platform/linux/deadline.h"
+#include "platform/linux/kernel_file.h"
 #include "platform/linux/printable.h"
 #include "platform/linux/run_directory.h"
-#include "platform/linux/small_file.h"
 
 constexpr int64_t ROOM_TIMEOUT_MS = 2000;
 

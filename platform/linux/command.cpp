@@ -19,7 +19,7 @@
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
 #include "platform/linux/interface.h"
-#include "platform/linux/settings.h"
+#include "platform/linux/store_setting.h"
 
 constexpr size_t COMMAND_SIZE = 4096;
 constexpr int DEFAULT_DEADLINE_S = 60;

@@ -11,7 +11,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "platform/linux/small_file.h"
+#include "platform/linux/kernel_file.h"
 
 // Asked every second, so the socket is kept. When two threads make it at once, the later one gives its own up.
 static int query_socket()

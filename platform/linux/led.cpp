@@ -8,7 +8,7 @@
 #include "platform/config_keys.h"
 #include "platform/config_store.h"
 #include "platform/linux/directory.h"
-#include "platform/linux/small_file.h"
+#include "platform/linux/kernel_file.h"
 
 enum led_state { LED_OFF = 0, LED_ON = 1, LED_BLINKING = 2, LED_AUTOMATIC = 3 };
 
@@ -30,7 +30,7 @@ static bool set_attribute(const char *led, const char *attribute, const char *va
 {
     char path[PATH_SIZE];
     led_path(path, led, attribute);
-    return write_small_file(path, value);
+    return write_kernel_file(path, value);
 }
 
 static void set_full_brightness(const char *led)

@@ -10,7 +10,7 @@
 #include "platform/config_keys.h"
 #include "platform/linux/command.h"
 #include "platform/linux/ground_log.h"
-#include "platform/linux/settings.h"
+#include "platform/linux/store_setting.h"
 
 int get_uptime(void)
 {

@@ -11,7 +11,7 @@
 #include "platform/linux/bus.h"
 #include "platform/linux/ground_log.h"
 #include "platform/linux/interface.h"
-#include "platform/linux/settings.h"
+#include "platform/linux/store_setting.h"
 
 constexpr int MOST_WANS = 8; // how far a port's WAN is looked for
 

@@ -8,8 +8,8 @@
 #include <unistd.h>
 
 #include "platform/linux/directory.h"
+#include "platform/linux/kernel_file.h"
 #include "platform/linux/name_watch.h"
-#include "platform/linux/small_file.h"
 
 constexpr size_t KERNEL_NAME_LENGTH = 15; // what the kernel keeps of a process's name
 constexpr int NO_PID = 0;
@@ -39,7 +39,7 @@ static bool has_first_argument(int pid, const char *name)
     char path[48];
     char arguments[256];
     snprintf(path, sizeof path, "/proc/%d/cmdline", pid);
-    if (read_small_file(path, arguments, sizeof arguments) <= 0)
+    if (read_kernel_file(path, arguments, sizeof arguments) <= 0)
         return false;
     const char *const slash = strrchr(arguments, '/');
     return strcmp(slash == nullptr ? arguments : slash + 1, name) == 0;
@@ -50,7 +50,7 @@ static bool is_process(int pid, const char *name)
     char path[48];
     char stat[128];
     snprintf(path, sizeof path, "/proc/%d/stat", pid);
-    if (read_small_file(path, stat, sizeof stat) <= 0 || !has_kernel_name(stat, name))
+    if (read_kernel_file(path, stat, sizeof stat) <= 0 || !has_kernel_name(stat, name))
         return false;
     return strlen(name) <= KERNEL_NAME_LENGTH || has_first_argument(pid, name);
 }

@@ -15,7 +15,7 @@
 #include "platform/config_keys.h"
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
-#include "platform/linux/settings.h"
+#include "platform/linux/store_setting.h"
 #include "platform/network.h"
 #include "platform/system.h"
 

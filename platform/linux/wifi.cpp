@@ -3,7 +3,7 @@
 
 #include "platform/config_keys.h"
 #include "platform/linux/interface.h"
-#include "platform/linux/settings.h"
+#include "platform/linux/store_setting.h"
 #include "platform/network.h"
 
 constexpr int BAND_2G = 24;

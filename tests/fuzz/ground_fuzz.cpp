@@ -7,9 +7,9 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "platform/linux/kernel_file.h"
 #include "platform/linux/ping.cpp"
 #include "platform/linux/process.cpp"
-#include "platform/linux/small_file.h"
 #include "platform/linux/statistics.cpp"
 #include "platform/vos.h"
 #include "tests/fuzz/command_grammar.h"
@@ -132,7 +132,7 @@ private:
     std::string path_;
 };
 
-void read_settings_file(Input &input)
+void read_ini_file(Input &input)
 {
     const std::string content = input.rest();
     const auto value = std::make_unique<char[]>(VOS_FILE_VALUE_SIZE);
@@ -147,14 +147,14 @@ void read_settings_file(Input &input)
            "the first line of the key counts");
 }
 
-void read_small_files(Input &input)
+void read_kernel_files(Input &input)
 {
     const size_t size = 1 + input.below(80);
     const std::string content = input.rest();
     const File file(content);
     const auto buffer = std::make_unique<char[]>(size);
     const size_t expected = std::min(size - 1, content.size());
-    expect(read_small_file(file.path(), buffer.get(), size) == static_cast<int>(expected), "as much as fits is read");
+    expect(read_kernel_file(file.path(), buffer.get(), size) == static_cast<int>(expected), "as much as fits is read");
     expect(memcmp(buffer.get(), content.data(), expected) == 0 && buffer[expected] == '\0', "and ended");
     expect(read_first_line(file.path(), buffer.get(), size), "a file's first line is read");
     const std::string line = content.substr(0, std::min(content.find('\n'), size - 1));
@@ -195,7 +195,7 @@ void quote(Input &input)
 int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     constexpr void (*READERS[])(Input &) = {
-        read_netlink, read_reply, read_process_line, read_settings_file, read_small_files, read_weekly_time, quote};
+        read_netlink, read_reply, read_process_line, read_ini_file, read_kernel_files, read_weekly_time, quote};
     Input input(data, size);
     input.one_of(READERS)(input);
     return 0;

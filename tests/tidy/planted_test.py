@@ -16,7 +16,7 @@ FORBIDDEN_INCLUDES = [
     ("tools/cfm.cpp", "platform/sim/virtual_router.h"),
     ("platform/system.h", "platform/network.h"),
     ("platform/linux/bus.cpp", "platform/verdicts/led.def"),
-    ("platform/common/vos.cpp", "platform/linux/settings.h"),
+    ("platform/common/vos.cpp", "platform/linux/store_setting.h"),
     ("tools/cfm.cpp", "time_check/time_check.h"),
     ("lab/netctrl/netctrl.cpp", "platform/linux/store/environment.h"),
     ("tests/unit/clock_test.cpp", "platform/linux/bus.h"),

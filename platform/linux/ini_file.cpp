@@ -1,4 +1,4 @@
-// Settings files of "key=value" lines.
+// The values of files of "key=value" lines.
 #include "platform/vos.h"
 
 #include <cerrno>

@@ -1,4 +1,4 @@
-#include "platform/linux/small_file.h"
+#include "platform/linux/kernel_file.h"
 
 #include <cerrno>
 #include <cstring>
@@ -37,7 +37,7 @@ static int read_text(const char *path, char *buffer, size_t size, bool only_line
     return got < 0 ? -1 : static_cast<int>(length);
 }
 
-int read_small_file(const char *path, char *buffer, size_t size)
+int read_kernel_file(const char *path, char *buffer, size_t size)
 {
     return read_text(path, buffer, size, false);
 }
@@ -50,7 +50,7 @@ bool read_first_line(const char *path, char *line, size_t size)
     return true;
 }
 
-bool write_small_file(const char *path, const char *text)
+bool write_kernel_file(const char *path, const char *text)
 {
     const int fd = open(path, O_WRONLY | O_CLOEXEC | O_TRUNC);
     if (fd < 0)

@@ -1,6 +1,6 @@
 // Store keys by which a router differs from the ground's defaults.
-#ifndef PLATFORM_LINUX_SETTINGS_H
-#define PLATFORM_LINUX_SETTINGS_H
+#ifndef PLATFORM_LINUX_STORE_SETTING_H
+#define PLATFORM_LINUX_STORE_SETTING_H
 
 #include <cstddef>
 

@@ -1,4 +1,4 @@
-#include "platform/linux/settings.h"
+#include "platform/linux/store_setting.h"
 
 #include <climits>
 #include <cstdlib>
