@@ -4,6 +4,14 @@ target_link_libraries(config_store_linux_contract_test PRIVATE house_warnings pl
 gtest_discover_tests(config_store_linux_contract_test TEST_PREFIX contract.linux.
     DISCOVERY_TIMEOUT 60 PROPERTIES LABELS contract TIMEOUT 120)
 
+# The same where values are not remembered: the program's own GetValue goes before the library's.
+add_executable(config_store_unremembered_test config_store_test.cpp config_store_linux_ground.cpp
+    ${PROJECT_SOURCE_DIR}/platform/linux/store/unremembered.cpp)
+target_include_directories(config_store_unremembered_test SYSTEM PRIVATE ${LMDB_INCLUDE_DIR})
+target_link_libraries(config_store_unremembered_test PRIVATE house_warnings platform_linux GTest::gtest_main)
+gtest_discover_tests(config_store_unremembered_test TEST_PREFIX contract.unremembered.
+    DISCOVERY_TIMEOUT 60 PROPERTIES LABELS contract TIMEOUT 120)
+
 add_executable(config_store_linux_test config_store_linux_test.cpp)
 target_link_libraries(config_store_linux_test PRIVATE house_warnings platform_linux GTest::gtest_main)
 gtest_discover_tests(config_store_linux_test TEST_PREFIX contract.linux.

@@ -18,6 +18,14 @@ inline MDB_val store_lmdb_value(const char *text)
     return {strlen(text), const_cast<char *>(text)};
 }
 
+// Gives a stored value to a caller's buffer of `size` bytes, cut to it, with an end.
+inline void store_copy_value(char *value, size_t size, const void *stored, size_t stored_length)
+{
+    const size_t length = stored_length < size ? stored_length : size - 1;
+    memcpy(value, stored, length);
+    value[length] = '\0';
+}
+
 struct store_opened {
     MDB_env *env;
     uint32_t number; // never the same again, not even for files of the same names
