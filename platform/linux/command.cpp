@@ -18,8 +18,8 @@
 #include "platform/linux/command.h"
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
-#include "platform/linux/interface.h"
 #include "platform/linux/store_setting.h"
+#include "platform/linux/watched.h"
 
 constexpr size_t COMMAND_SIZE = 4096;
 constexpr int DEFAULT_DEADLINE_S = 60;
@@ -104,7 +104,7 @@ static pid_t start(const program *program)
         become(program, &error); // NOLINT(clang-analyzer-unix.Vfork): it only makes system calls
     const int kept_errno = errno;
     pthread_sigmask(SIG_SETMASK, &kept, nullptr);
-    addresses_may_have_changed(); // whatever the command does is seen at once
+    watched_in_doubt(); // whatever the command does is seen at once
     errno = kept_errno;
     if (pid > 0 && error != 0) {
         waitpid(pid, nullptr, 0);

@@ -4,8 +4,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <linux/netlink.h>
-#include <linux/rtnetlink.h>
 #include <net/if.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -50,91 +48,43 @@ static bool ask_about(const char *ifname, unsigned long what, in_addr *answer)
 
 // ---- addresses ----
 
-constexpr size_t MOST_LISTED = 64;
-
-// The machine's IPv4 addresses, up to so many, under their interfaces' names. Asked about a single name that there is
-// not, the kernel would each time have a program look for a module of that name (decision 0101).
-struct address_list {
-    bool is_current; // no change had been told just now
-    bool is_watched; // any since it was read will be told
-    size_t number;
-    ifreq entries[MOST_LISTED]; // most of them never written
-};
-
-static thread_local address_list addresses;
-static thread_local int changes = -1; // where the kernel tells of them
-
-int address_changes()
-{
-    if (changes >= 0)
-        return changes;
-    sockaddr_nl own = {};
-    own.nl_family = AF_NETLINK;
-    own.nl_groups = RTMGRP_IPV4_IFADDR;
-    const int socket = ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE);
-    const sockaddr *const generic = reinterpret_cast<sockaddr *>(&own); // NOLINT(*-reinterpret-cast)
-    if (socket >= 0 && bind(socket, generic, sizeof own) == 0)
-        changes = socket;
-    else if (socket >= 0)
-        close(socket);
-    return changes;
-}
-
-void addresses_stood_still()
-{
-    addresses.is_current = addresses.is_watched;
-}
-
-void addresses_may_have_changed()
-{
-    addresses.is_current = false;
-}
-
-void addresses_changed()
-{
-    char message[64]; // what changed is not asked; the rest of it is cut off
-    addresses.is_watched = false;
-    addresses.is_current = false;
-    while (recv(changes, message, sizeof message, 0) >= 0 || errno == ENOBUFS) {
-    }
-}
-
-static bool read_addresses()
+// Asked about a single name that there is not, the kernel would each time have a program look for a module of that
+// name.
+bool read_address_list(address_list *list)
 {
     ifconf question = {};
-    question.ifc_len = sizeof addresses.entries;
-    question.ifc_req = addresses.entries;
+    question.ifc_len = sizeof list->entries;
+    question.ifc_req = list->entries;
     if (ioctl(query_socket(), SIOCGIFCONF, &question) != 0)
         return false;
-    addresses.number = static_cast<size_t>(question.ifc_len) / sizeof(ifreq);
-    addresses.is_watched = changes >= 0;
+    list->number = static_cast<size_t>(question.ifc_len) / sizeof(ifreq);
     return true;
 }
 
-// A full list may lack some. Their interfaces are asked about one by one, and only those that there are
-// (decision 0128).
-static bool address_beyond_list(const char *ifname, in_addr *address)
+// A full list may lack some. Their interfaces are asked about one by one, and only those that there are.
+static bool address_beyond_list(const address_list *list, const char *ifname, in_addr *address)
 {
-    return addresses.number == MOST_LISTED && link_of_interface(ifname) != LINK_NO_INTERFACE &&
+    return list->number == MOST_LISTED && link_of_interface(ifname) != LINK_NO_INTERFACE &&
            ask_about(ifname, SIOCGIFADDR, address);
 }
 
-static bool find_address(const char *ifname, in_addr *address)
+static bool find_address(const address_list *list, const char *ifname, in_addr *address)
 {
-    for (size_t i = 0; i < addresses.number; i++) {
-        if (strcmp(addresses.entries[i].ifr_name, ifname) == 0) {
-            *address = address_in(&addresses.entries[i]);
+    for (size_t i = 0; i < list->number; i++) { // most names differ in their first letter
+        if (list->entries[i].ifr_name[0] == ifname[0] && strcmp(list->entries[i].ifr_name, ifname) == 0) {
+            *address = address_in(&list->entries[i]);
             return true;
         }
     }
-    return address_beyond_list(ifname, address);
+    return address_beyond_list(list, ifname, address);
 }
 
 bool address_of_interface(const char *ifname, in_addr *address, in_addr *netmask)
 {
-    if (!addresses.is_current && !read_addresses())
+    const address_list *const list = current_addresses();
+    if (list == nullptr || !find_address(list, ifname, address))
         return false;
-    return find_address(ifname, address) && (netmask == nullptr || ask_about(ifname, SIOCGIFNETMASK, netmask));
+    return netmask == nullptr || ask_about(ifname, SIOCGIFNETMASK, netmask);
 }
 
 // ---- links ----

@@ -2,6 +2,8 @@
 #ifndef PLATFORM_LINUX_INTERFACE_H
 #define PLATFORM_LINUX_INTERFACE_H
 
+#include <cstddef>
+#include <net/if.h>
 #include <netinet/in.h>
 
 enum interface_link {
@@ -18,16 +20,21 @@ interface_link link_of_interface(const char *ifname);
 // The IPv4 address and its netmask (which may be null). False: there is none. Any thread.
 bool address_of_interface(const char *ifname, in_addr *address, in_addr *netmask);
 
-// ---- for a thread that sleeps between its questions: what has not changed since need not be read again ----
+// ---- the machine's addresses ----
 
-// A descriptor of the calling thread's own that is readable once an address has changed; -1: nobody tells.
-int address_changes();
+constexpr size_t MOST_LISTED = 64;
 
-// Has been readable: reads everything from it and forgets the addresses.
-void addresses_changed();
+// The machine's IPv4 addresses, up to so many, under their interfaces' names.
+struct address_list {
+    size_t number;
+    ifreq entries[MOST_LISTED]; // most of them never written
+};
 
-// Was not readable just now, until the next addresses_may_have_changed().
-void addresses_stood_still();
-void addresses_may_have_changed();
+// Reads the list as it is now. False: it cannot be read, and is as it was. Any thread.
+bool read_address_list(address_list *list);
+
+// The calling thread's list, good until its next call: read now, or known to be as it is now (memory/addresses.cpp).
+// Null: it cannot be read. Any thread.
+const address_list *current_addresses();
 
 #endif

@@ -85,7 +85,7 @@ void zone_may_have_changed()
     sleeps_to_go = 1;
 }
 
-void zone_slept()
+void zone_slept(bool /*stood_still*/)
 {
     if (sleeps_to_go > 0 && --sleeps_to_go == 0)
         read_zone();

@@ -13,6 +13,6 @@ int zone_changes();
 void zone_may_have_changed();
 
 // Between a sleep and a tick: the C library reads the zone anew, if that is due.
-void zone_slept();
+void zone_slept(bool stood_still);
 
 #endif

@@ -5,13 +5,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <string>
 #include <thread>
 #include <unistd.h>
 
 #include "platform/linux/bus.h"
-#include "platform/linux/interface.h"
 #include "platform/message_bus.h"
 #include "platform/system.h"
 #include "tests/contract/contract_support.h"
@@ -171,83 +169,10 @@ TEST_F(Network, AddressIsTheInterfaces)
     EXPECT_STREQ(wan_address, "192.168.100.200");
 }
 
-bool is_readable(int descriptor)
-{
-    pollfd readable = {.fd = descriptor, .events = POLLIN, .revents = 0};
-    return poll(&readable, 1, 0) == 1;
-}
-
 bool has_address(const char *ifname)
 {
     char address[IF_ADDRESS_SIZE];
     return getIfIp(ifname, address) == 0;
-}
-
-TEST_F(Network, AddressesThatStoodStillAreNotReadAgain)
-{
-    in_own_process([] {
-        const OtherMachine provider;
-        wire("wan1", provider);
-        const int changes = address_changes();
-        ASSERT_GE(changes, 0);
-        sh("ip addr add 192.168.100.200/24 dev wan1");
-        EXPECT_TRUE(is_readable(changes));
-        addresses_changed();
-        EXPECT_FALSE(is_readable(changes));
-
-        EXPECT_TRUE(has_address("wan1"));
-        addresses_stood_still();
-        sh("ip addr flush dev wan1");
-        EXPECT_TRUE(has_address("wan1")) << "read again";
-        EXPECT_TRUE(is_readable(changes));
-        addresses_changed();
-        EXPECT_FALSE(has_address("wan1"));
-        addresses_stood_still();
-        sh("ip addr add 192.168.100.200/24 dev wan1");
-        EXPECT_FALSE(has_address("wan1")) << "read again";
-        addresses_may_have_changed();
-        EXPECT_TRUE(has_address("wan1"));
-    });
-}
-
-TEST_F(Network, AddressesReadBeforeTheWatchAreReadAgain)
-{
-    in_own_process([] {
-        const OtherMachine provider;
-        wire("wan1", provider);
-        EXPECT_FALSE(has_address("wan1"));
-        sh("ip addr add 192.168.100.200/24 dev wan1");
-        ASSERT_GE(address_changes(), 0);
-        addresses_stood_still();
-        EXPECT_TRUE(has_address("wan1"));
-    });
-}
-
-TEST_F(Network, RenamedAndRemovedInterfacesAreChangesOfAddresses)
-{
-    in_own_process([] {
-        sh("ip link add wan5 type bridge");
-        const int changes = address_changes();
-        for (const char *command : {"ip addr add 192.168.100.200/24 dev wan5", "ip link set wan5 name wan7",
-                                    "ip link set wan7 up", "ip link set wan7 down", "ip link del wan7"}) {
-            const bool changes_addresses = strstr(command, " up") == nullptr && strstr(command, " down") == nullptr;
-            sh(command);
-            EXPECT_EQ(is_readable(changes), changes_addresses) << command;
-            addresses_changed();
-        }
-    });
-}
-
-TEST_F(Network, AddressesAreReadAgainAfterACommand)
-{
-    in_own_process([] {
-        sh("ip link add wan5 type bridge");
-        ASSERT_GE(address_changes(), 0);
-        EXPECT_FALSE(has_address("wan5"));
-        addresses_stood_still();
-        doSystemCmd("ip addr add 192.168.100.200/24 dev wan5");
-        EXPECT_TRUE(has_address("wan5"));
-    });
 }
 
 TEST_F(Network, AddressThatCameWhileTheLoopSleptIsSeenAfterIt)
@@ -294,24 +219,6 @@ TEST_F(Network, AddressBehindAHundredOthersIsFound)
     error_lines_of([] { EXPECT_EQ(wan_lan_check("192.168.0.77", "255.255.255.0"), 1); });
     error_lines_of([] { EXPECT_EQ(wan_lan_check("192.168.1.77", "255.255.255.0"), 0); });
     sh("ip addr flush dev lo");
-}
-
-TEST_F(Network, AddressBehindAHundredOthersIsSeenComingAndGoing)
-{
-    in_own_process([] {
-        sh("ip link add wan5 type bridge");
-        sh("for i in $(seq 1 100); do echo address replace 10.9.0.$i/32 dev lo; done | ip -batch -");
-        ASSERT_GE(address_changes(), 0);
-        EXPECT_FALSE(has_address("wan5"));
-        addresses_stood_still();
-        sh("ip addr add 192.168.100.200/24 dev wan5");
-        addresses_changed();
-        EXPECT_TRUE(has_address("wan5"));
-        sh("ip addr flush dev wan5");
-        addresses_changed();
-        EXPECT_FALSE(has_address("wan5"));
-        sh("ip addr flush dev lo");
-    });
 }
 
 TEST_F(Network, ClashOfWanAndLanIsToldOnce)

@@ -254,9 +254,9 @@ TEST_F(Zone, WhereNobodyTellsItIsReadOnceAMinute)
         EXPECT_EQ(zone_changes(), -1);
         write_zone(LOCALTIME, 9);
         for (int i = 1; i < 60; i++)
-            zone_slept();
+            zone_slept(false);
         EXPECT_EQ(hour(), 13);
-        zone_slept();
+        zone_slept(false);
         EXPECT_EQ(hour(), 21);
     });
     write_text(limit, as_it_was);
@@ -271,7 +271,7 @@ TEST_F(Zone, LinkIntoAFolderThatDoesNotExistYetIsReadOnceAMinute)
         write_zone("/var/later/zone", 9);
         sleep(1);
         for (int i = 0; i < 60; i++)
-            zone_slept();
+            zone_slept(false);
         EXPECT_EQ(hour(), 21);
         write_zone("/var/later/zone", 2);
         expect_from_next_second(14);
