@@ -1,7 +1,6 @@
 // Finding processes by exactly their name, however odd.
 #include "platform/system.h"
 
-#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -9,11 +8,8 @@
 #include <sched.h>
 #include <string>
 #include <sys/prctl.h>
-#include <thread>
 #include <unistd.h>
-#include <vector>
 
-#include "platform/linux/name_watch.h"
 #include "tests/contract/contract_support.h"
 
 namespace
@@ -133,75 +129,6 @@ TEST(CheckApp, OldProcessIsFoundWithinSixtyLooksThoughTheKernelTellsNoNames)
         EXPECT_LT(looks, 60);
         EXPECT_TRUE(is_found("untold_test"));
     });
-}
-
-// Asked on a thread of its own, since the watch is each thread's own.
-bool kernel_tells_names()
-{
-    NAMES_TOLD told = NAMES_UNTOLD;
-    std::thread([&] { told = next_names([](const char *) {}); }).join();
-    return told != NAMES_UNTOLD;
-}
-
-TEST(NameWatch, TellsAllNamesIfTheKernelDoes)
-{
-    if (!kernel_tells_names())
-        GTEST_SKIP() << "the kernel does not tell us names";
-    static std::vector<std::string> names;
-    static const auto take = [](const char *name) { names.emplace_back(name); };
-    EXPECT_TRUE(comes_true([] {
-        names.clear();
-        prctl(PR_SET_NAME, "fifteen_letters_and_more");
-        return next_names(take) == NAMES_COMPLETE;
-    }));
-    EXPECT_EQ(std::count(names.begin(), names.end(), "fifteen_letters"), 1);
-}
-
-TEST(CheckApp, OldProcessThatTakesTheNameIsFoundByTheNextLookIfTheKernelTellsNames)
-{
-    if (!kernel_tells_names())
-        GTEST_SKIP() << "the kernel does not tell us names";
-    prctl(PR_SET_NAME, "another_name");
-    for (int round = 0; round < 5; round++) {
-        look_until_quiet("renamed_test");
-        prctl(PR_SET_NAME, "renamed_test");
-        ASSERT_TRUE(is_found("renamed_test")) << "round " << round;
-        prctl(PR_SET_NAME, "another_name");
-    }
-}
-
-TEST(CheckApp, ShellThatBecomesTheProgramLateIsFoundByTheNextLookIfTheKernelTellsNames)
-{
-    if (!kernel_tells_names())
-        GTEST_SKIP() << "the kernel does not tell us names";
-    const TemporaryFolder folder;
-    const std::string program = folder.path() / "exec_test";
-    const std::string signal = folder.path() / "now";
-    std::filesystem::create_symlink("/bin/sleep", program);
-    const std::string script = "until [ -e " + signal + " ]; do :; done; exec " + program + " 60";
-    Child shell([&] { execl("/bin/sh", "sh", "-c", script.c_str(), nullptr); });
-    look_until_quiet("exec_test");
-    write_text(signal, "");
-    EXPECT_TRUE(comes_true([&] { return text_of("/proc/" + std::to_string(shell.pid()) + "/comm") == "exec_test\n"; }));
-    EXPECT_TRUE(is_found("exec_test"));
-    shell.kill_now();
-}
-
-TEST(CheckApp, NameTakenInAFloodOfNamesIsFoundByTheNextLookIfTheKernelTellsNames)
-{
-    if (!kernel_tells_names())
-        GTEST_SKIP() << "the kernel does not tell us names";
-    for (int others : {0, 1, 20, 300}) {
-        prctl(PR_SET_NAME, "another_name");
-        look_until_quiet("flooded_test");
-        for (int i = 0; i < others; i++)
-            Child([] {
-                for (int name = 0; name < 10; name++)
-                    prctl(PR_SET_NAME, "another_name");
-            }).wait();
-        prctl(PR_SET_NAME, "flooded_test");
-        EXPECT_TRUE(is_found("flooded_test")) << others;
-    }
 }
 
 TEST(CheckApp, SuccessorOfAProcessIsFound)

@@ -9,7 +9,7 @@
 
 #include "platform/linux/kernel_file.h"
 #include "platform/linux/ping.cpp"
-#include "platform/linux/process.cpp"
+#include "platform/linux/process.h"
 #include "platform/linux/statistics.cpp"
 #include "platform/vos.h"
 #include "tests/fuzz/command_grammar.h"

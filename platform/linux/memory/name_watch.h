@@ -1,6 +1,6 @@
 // The names that the machine's processes take, as the kernel tells them.
-#ifndef PLATFORM_LINUX_NAME_WATCH_H
-#define PLATFORM_LINUX_NAME_WATCH_H
+#ifndef PLATFORM_LINUX_MEMORY_NAME_WATCH_H
+#define PLATFORM_LINUX_MEMORY_NAME_WATCH_H
 
 enum NAMES_TOLD {
     NAMES_UNTOLD,   // not by this kernel, or not to us

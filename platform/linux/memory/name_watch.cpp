@@ -1,4 +1,4 @@
-#include "platform/linux/name_watch.h"
+#include "platform/linux/memory/name_watch.h"
 
 #include <cerrno>
 #include <cstddef>
