@@ -7,26 +7,14 @@
 #include <cstdint>
 #include <cstring>
 #include <net/if.h>
-#include <netinet/ip_icmp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include "platform/linux/deadline.h"
+#include "platform/linux/ping.h"
 
 constexpr int64_t REPLY_TIMEOUT_MS = 1000; // for each request
-
-// What travels: the token tells our replies from those of other programs and of earlier calls (decision 0028).
-struct echo_packet {
-    icmphdr header;
-    uint64_t token[2];
-};
-
-struct pinger {
-    int socket;
-    bool is_raw; // raw sockets see every reply of the machine, and with its IP header
-    echo_packet request;
-};
 
 // ---- opening ----
 
@@ -49,7 +37,7 @@ static bool connect_to(int socket, const char *address)
     return connect(socket, generic, sizeof target) == 0; // the kernel then passes on what comes from there alone
 }
 
-static void make_request(echo_packet *request)
+void make_echo_request(echo_packet *request)
 {
     static std::atomic<uint32_t> calls;
     const uint32_t call = calls++;
@@ -79,7 +67,7 @@ static bool open_pinger(pinger *pinger, const char *address, const char *ifname)
         close(pinger->socket);
         return false;
     }
-    make_request(&pinger->request);
+    make_echo_request(&pinger->request);
     return true;
 }
 
@@ -108,8 +96,7 @@ static bool send_request(pinger *pinger, int sequence)
            static_cast<ssize_t>(sizeof pinger->request);
 }
 
-// A late answer to an earlier request of this call counts as well.
-static bool is_our_reply(const pinger *pinger, const char *packet, size_t length, int sequence)
+bool is_our_reply(const pinger *pinger, const char *packet, size_t length, int sequence)
 {
     if (pinger->is_raw) {
         const size_t ip_header = length == 0 ? 0 : (static_cast<unsigned char>(packet[0]) & 0xfU) * 4U;

@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <endian.h>
 #include <libmnl/libmnl.h>
 #include <linux/netfilter.h>
 #include <linux/netfilter/nf_tables.h>
@@ -13,6 +12,7 @@
 #include <net/if.h>
 
 #include "platform/config_keys.h"
+#include "platform/linux/counted_hosts.h"
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
 #include "platform/linux/store_setting.h"
@@ -20,8 +20,6 @@
 #include "platform/system.h"
 
 constexpr char TABLE[] = "time_check_acct";
-constexpr int HOSTS_A_SET = 512;   // further hosts are forwarded, but not counted
-constexpr int BRIDGES = 2;         // the LAN's and the guests'
 constexpr int TRIES = 5;           // of a dump that a change of the table cut short
 constexpr int RETRY_CREATE_S = 60; // a kernel or router without nft gets no process every second
 
@@ -65,120 +63,7 @@ static bool create_table()
     return _eval(argv, ">/dev/null", 0, nullptr) == 0;
 }
 
-// ---- the hosts found by one call ----
-
-struct host {
-    uint64_t id;
-    users_info bytes;
-};
-
-static host hosts[2 * HOSTS_A_SET + BRIDGES];
-static size_t host_num;
-
-// Where a host's search begins: its number in `hosts`, counted from one, in the first free place from there on.
-constexpr unsigned PLACE_BITS = 11;
-constexpr unsigned PLACES = 1U << PLACE_BITS;
-static uint16_t places[PLACES];
-static_assert(PLACES >= 3 * sizeof hosts / sizeof hosts[0] / 2, "a search must soon meet a free place");
-
-static void forget_hosts()
-{
-    host_num = 0;
-    memset(places, 0, sizeof places);
-}
-
-// Neighbouring addresses differ in the first or the last bits, as the byte order has it; the product's upper bits
-// depend on all of them.
-static unsigned first_place(uint64_t id)
-{
-    constexpr uint32_t GOLDEN_RATIO = 0x9e3779b1;
-    return static_cast<uint32_t>(id) * GOLDEN_RATIO >> (32 - PLACE_BITS);
-}
-
-static host *host_with(uint64_t id)
-{
-    unsigned place = first_place(id);
-    for (; places[place] != 0; place = (place + 1) % PLACES)
-        if (hosts[places[place] - 1].id == id)
-            return &hosts[places[place] - 1];
-    if (host_num == sizeof hosts / sizeof hosts[0])
-        return nullptr;
-    hosts[host_num] = {.id = id, .bytes = {}};
-    places[place] = static_cast<uint16_t>(host_num + 1);
-    return &hosts[host_num++];
-}
-
 // ---- reading a set ----
-
-struct counted_set {
-    const char *name;
-    uint64_t users_info::*bytes;
-    uint64_t family; // keeps an interface's number apart from an address
-};
-
-static const counted_set sets[] = {
-    {.name = "up", .bytes = &users_info::up_bytes, .family = AF_INET},
-    {.name = "down", .bytes = &users_info::down_bytes, .family = AF_INET},
-    {.name = "up6", .bytes = &users_info::up_bytes, .family = AF_INET6},
-    {.name = "down6", .bytes = &users_info::down_bytes, .family = AF_INET6},
-};
-
-// The attribute of this type inside `nest`; null: none. By hand, since the library's way costs two calls for each
-// attribute, five times an element.
-static const nlattr *inner(const nlattr *nest, unsigned type)
-{
-    const char *at = nest == nullptr ? nullptr : static_cast<const char *>(mnl_attr_get_payload(nest));
-    size_t left = nest == nullptr ? 0 : mnl_attr_get_payload_len(nest);
-    while (left >= sizeof(nlattr)) {
-        const nlattr *const attribute = static_cast<const nlattr *>(static_cast<const void *>(at));
-        const size_t length = attribute->nla_len;
-        if (length < sizeof *attribute || length > left)
-            return nullptr;
-        if ((attribute->nla_type & NLA_TYPE_MASK) == type)
-            return attribute;
-        const size_t step = (length + NLA_ALIGNTO - 1) / NLA_ALIGNTO * NLA_ALIGNTO;
-        if (step > left)
-            return nullptr;
-        at += step;
-        left -= step;
-    }
-    return nullptr;
-}
-
-static bool read_element(const nlattr *element, uint32_t *key, uint64_t *bytes)
-{
-    const nlattr *const value = inner(inner(element, NFTA_SET_ELEM_KEY), NFTA_DATA_VALUE);
-    const nlattr *const counter = inner(inner(element, NFTA_SET_ELEM_EXPR), NFTA_EXPR_DATA);
-    const nlattr *const counted = inner(counter, NFTA_COUNTER_BYTES);
-    if (value == nullptr || mnl_attr_get_payload_len(value) != sizeof *key || counted == nullptr)
-        return false;
-    *key = mnl_attr_get_u32(value);
-    *bytes = be64toh(mnl_attr_get_u64(counted));
-    return true;
-}
-
-static int take_element(const nlattr *element, void *context)
-{
-    const counted_set *const set = static_cast<const counted_set *>(context);
-    uint32_t key = 0;
-    uint64_t bytes = 0;
-    host *const host = read_element(element, &key, &bytes) ? host_with((set->family << 32U) | key) : nullptr;
-    if (host != nullptr)
-        host->bytes.*(set->bytes) = bytes;
-    return MNL_CB_OK;
-}
-
-static int take_attribute(const nlattr *attribute, void *context)
-{
-    if (mnl_attr_get_type(attribute) == NFTA_SET_ELEM_LIST_ELEMENTS)
-        mnl_attr_parse_nested(attribute, take_element, context);
-    return MNL_CB_OK;
-}
-
-static int take_message(const nlmsghdr *message, void *context)
-{
-    return mnl_attr_parse(message, sizeof(nfgenmsg), take_attribute, context);
-}
 
 static mnl_socket *kernel; // open from the first reading on; null: before it, and after one that failed
 
@@ -227,8 +112,8 @@ static bool read_set_once(const counted_set *set)
         if (length < 0)
             return false;
         counted_set *const context = const_cast<counted_set *>(set); // NOLINT(*-const-cast): the library's signature
-        more = mnl_cb_run(buffer, static_cast<size_t>(length), sequence, mnl_socket_get_portid(kernel), take_message,
-                          context);
+        more = mnl_cb_run(buffer, static_cast<size_t>(length), sequence, mnl_socket_get_portid(kernel),
+                          take_counted_message, context);
     }
     return more == MNL_CB_STOP;
 }
@@ -249,7 +134,7 @@ static bool read_set(const counted_set *set)
 static bool read_all_sets()
 {
     forget_hosts();
-    for (const counted_set &set : sets)
+    for (const counted_set &set : counted_sets)
         if (!read_set(&set))
             return false;
     return true;
@@ -292,17 +177,18 @@ int get_statistic_info(uint64_t *first, uint64_t *second, int *count)
         log_unreadable();
         return -1;
     }
-    users_info *const records = host_num == 0 ? nullptr : static_cast<users_info *>(malloc(host_num * sizeof *records));
-    if (host_num != 0 && records == nullptr)
+    users_info *const records =
+        counted_host_num == 0 ? nullptr : static_cast<users_info *>(malloc(counted_host_num * sizeof *records));
+    if (counted_host_num != 0 && records == nullptr)
         return -1;
     *first = 0;
     *second = 0;
-    for (size_t i = 0; i < host_num; i++) {
-        records[i] = hosts[i].bytes;
+    for (size_t i = 0; i < counted_host_num; i++) {
+        records[i] = counted_hosts[i].bytes;
         *first += records[i].up_bytes;
         *second += records[i].down_bytes;
     }
-    *count = static_cast<int>(host_num);
+    *count = static_cast<int>(counted_host_num);
     ip_info = records;
     return 0;
 }

@@ -1,16 +1,19 @@
 // What the Linux ground reads of the kernel, of files and of people: an input's first byte says which reader gets it.
+#include <arpa/inet.h>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <linux/netfilter/nfnetlink.h>
 #include <memory>
 #include <string>
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "platform/linux/counted_hosts.h"
 #include "platform/linux/kernel_file.h"
-#include "platform/linux/ping.cpp"
+#include "platform/linux/ping.h"
 #include "platform/linux/process.h"
-#include "platform/linux/statistics.cpp"
+#include "platform/system.h"
 #include "platform/vos.h"
 #include "tests/fuzz/command_grammar.h"
 #include "tests/fuzz/input.h"
@@ -50,7 +53,7 @@ std::unique_ptr<char[]> exactly(const std::string &bytes)
 
 void read_netlink(Input &input)
 {
-    const counted_set &set = input.one_of(sets);
+    const counted_set &set = input.one_of(counted_sets);
     const std::string attributes = input.rest();
     std::string message(NLMSG_HDRLEN + NLMSG_ALIGN(sizeof(nfgenmsg)), '\0');
     message += attributes;
@@ -61,8 +64,8 @@ void read_netlink(Input &input)
     const auto memory = exactly(message);
     forget_hosts();
     counted_set context = set;
-    take_message(reinterpret_cast<const nlmsghdr *>(memory.get()), &context);
-    expect(host_num <= sizeof hosts / sizeof hosts[0], "hosts stay within their table");
+    take_counted_message(reinterpret_cast<const nlmsghdr *>(memory.get()), &context);
+    expect(counted_host_num <= MOST_COUNTED_HOSTS, "hosts stay within their table");
 }
 
 // An answer to the request; behind an IP header of that many words where the socket is raw.
@@ -80,7 +83,7 @@ std::string answer_to(const pinger &pinger, unsigned header_words)
 void read_reply(Input &input)
 {
     pinger pinger = {};
-    make_request(&pinger.request);
+    make_echo_request(&pinger.request);
     pinger.is_raw = input.below(2) == 0;
     const int sequence = static_cast<int>(input.word());
     pinger.request.header.un.echo.sequence = htons(static_cast<uint16_t>(sequence));
