@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "platform/linux/bus.h"
-#include "platform/linux/store/environment.h"
 #include "platform/linux/store/state.h"
 #include "platform/system.h"
 #include "tests/contract/contract_support.h"

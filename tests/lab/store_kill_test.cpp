@@ -15,8 +15,10 @@
 #include <gtest/gtest.h>
 
 #include "platform/config_store.h"
+#include "platform/linux/store/change.h"
 #include "platform/linux/store/environment.h"
 #include "platform/linux/store/state.h"
+#include "platform/linux/store/text.h"
 #include "tests/contract/config_store_folders.h"
 
 namespace

@@ -1,5 +1,5 @@
 // Changes of the running store, each in one transaction.
-#include "platform/linux/store/environment.h"
+#include "platform/linux/store/change.h"
 
 #include <cerrno>
 #include <cstring>
@@ -8,6 +8,7 @@
 
 #include "platform/linux/deadline.h"
 #include "platform/linux/run_directory.h"
+#include "platform/linux/store/environment.h"
 #include "platform/linux/store/state.h"
 
 static constexpr size_t STORE_LIMIT = 1UL * 1024 * 1024;

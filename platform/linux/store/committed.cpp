@@ -9,7 +9,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/linux/store/change.h"
+#include "platform/linux/store/committed.h"
 #include "platform/linux/store/environment.h"
+#include "platform/linux/store/import.h"
 #include "platform/linux/store/state.h"
 
 static constexpr char COMMITTED[] = "config.txt";

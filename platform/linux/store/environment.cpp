@@ -11,6 +11,7 @@
 
 #include "platform/linux/run_directory.h"
 #include "platform/linux/store/admin.h"
+#include "platform/linux/store/committed.h"
 #include "platform/linux/store/state.h"
 #include "platform/system.h"
 

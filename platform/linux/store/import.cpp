@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include "platform/common/published_keys.h"
+#include "platform/linux/store/change.h"
 #include "platform/linux/store/environment.h"
+#include "platform/linux/store/import.h"
 #include "platform/linux/store/state.h"
 
 // A full store with every byte written as an escape, and the same again for comments.

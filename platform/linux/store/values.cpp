@@ -3,8 +3,10 @@
 
 #include <cstring>
 
+#include "platform/linux/store/change.h"
 #include "platform/linux/store/environment.h"
 #include "platform/linux/store/state.h"
+#include "platform/linux/store/text.h"
 
 static bool holds(const char *key, const char *value)
 {
