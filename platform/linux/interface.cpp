@@ -68,11 +68,12 @@ static bool address_beyond_list(const address_list *list, const char *ifname, in
            ask_about(ifname, SIOCGIFADDR, address);
 }
 
+// Most names differ in the first letter already.
 static bool find_address(const address_list *list, const char *ifname, in_addr *address)
 {
-    for (size_t i = 0; i < list->number; i++) { // most names differ in their first letter
-        if (list->entries[i].ifr_name[0] == ifname[0] && strcmp(list->entries[i].ifr_name, ifname) == 0) {
-            *address = address_in(&list->entries[i]);
+    for (const ifreq *entry = list->entries, *const end = entry + list->number; entry != end; entry++) {
+        if (entry->ifr_name[0] == ifname[0] && strcmp(entry->ifr_name, ifname) == 0) {
+            *address = address_in(entry);
             return true;
         }
     }
