@@ -49,7 +49,7 @@ static bool ask_about(const char *ifname, unsigned long what, in_addr *answer)
 // ---- addresses ----
 
 // Asked about a single name that there is not, the kernel would each time have a program look for a module of that
-// name.
+// name (decision 0101).
 bool read_address_list(address_list *list)
 {
     ifconf question = {};
@@ -61,7 +61,8 @@ bool read_address_list(address_list *list)
     return true;
 }
 
-// A full list may lack some. Their interfaces are asked about one by one, and only those that there are.
+// A full list may lack some. Their interfaces are asked about one by one, and only those that there are
+// (decision 0128).
 static bool address_beyond_list(const address_list *list, const char *ifname, in_addr *address)
 {
     return list->number == MOST_LISTED && link_of_interface(ifname) != LINK_NO_INTERFACE &&

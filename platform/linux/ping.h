@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <netinet/ip_icmp.h>
 
-// What travels: the token tells our replies from those of other programs and of earlier calls.
+// What travels: the token tells our replies from those of other programs and of earlier calls (decision 0028).
 struct echo_packet {
     icmphdr header;
     uint64_t token[2];

@@ -11,7 +11,7 @@
 #include "platform/linux/memory/name_watch.h"
 #include "platform/linux/process.h"
 
-// What the last look through all of /proc showed.
+// What the last look through all of /proc showed (decision 0070).
 struct known_name {
     char name[64];
     bool is_missing;  // as far as is told, no process has taken the name since

@@ -7,7 +7,7 @@
 
 #include "platform/linux/store/environment.h"
 
-// It holds as long as LMDB's transaction number stands still, which is asked without a lock.
+// It holds as long as LMDB's transaction number stands still, which is asked without a lock (decision 0071).
 struct remembered_value {
     bool is_fresh; // read from the snapshot that the memory is labelled with
     bool is_found;
