@@ -1,5 +1,7 @@
 #include "platform/common/published_keys.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 // Such keys and patterns of the table of keys, one after the other: as a table of pointers each would take as much
@@ -13,6 +15,23 @@
 static constexpr char PUBLISHED[] =
 #include "platform/config_keys.def"
     ;
+
+// Where each begins. A commit asks for every key of the store, and most differ in their first letter.
+struct pattern_starts {
+    uint8_t number;
+    uint8_t at[16];
+};
+
+static constexpr pattern_starts find_starts()
+{
+    pattern_starts found = {};
+    for (size_t i = 0; i < sizeof PUBLISHED - 1; i++) // the literal's own end is none
+        if (i == 0 || PUBLISHED[i - 1] == '\0')
+            found.at[found.number++] = static_cast<uint8_t>(i);
+    return found;
+}
+
+static constexpr pattern_starts STARTS = find_starts();
 
 // Each character of the pattern takes one of the key's; "#" a digit from 1, "%s" all that the rest leaves.
 static bool matches(const char *pattern, const char *key, const char *end)
@@ -32,8 +51,10 @@ static bool matches(const char *pattern, const char *key, const char *end)
 
 bool is_published_key(const char *key, size_t length)
 {
-    for (const char *pattern = PUBLISHED; *pattern != '\0'; pattern += strlen(pattern) + 1)
-        if (matches(pattern, key, key + length))
+    for (uint8_t i = 0; i < STARTS.number; i++) {
+        const char *const pattern = &PUBLISHED[STARTS.at[i]];
+        if (*pattern == *key && matches(pattern, key, key + length))
             return true;
+    }
     return false;
 }

@@ -63,7 +63,7 @@ static int load_file(int dir, const char *name, store_text *text, struct stat *f
     close(fd);
     if (rc == 0 && text->size != static_cast<uint64_t>(file->st_size))
         rc = EIO;
-    const char *damage = rc == 0 ? store_text_damage(text->text, text->size) : nullptr;
+    const char *damage = rc == 0 ? store_text_damage(text->text, text->size, &text->crc) : nullptr;
     if (damage == nullptr)
         return rc;
     store_line("%s/%s is damaged: %s", store_conf_directory(), name, damage);
@@ -72,7 +72,7 @@ static int load_file(int dir, const char *name, store_text *text, struct stat *f
 
 static store_content content_of(const store_text *text)
 {
-    return {static_cast<uint32_t>(text->size), store_text_crc(text->text, text->size)};
+    return {static_cast<uint32_t>(text->size), text->crc};
 }
 
 // ---- filling an empty store ----

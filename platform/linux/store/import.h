@@ -12,6 +12,7 @@
 struct store_text {
     char *text;
     size_t size;
+    uint32_t crc; // of a committed file that is whole
 };
 
 // Reads `fd` to its end. 0, or an errno.

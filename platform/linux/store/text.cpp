@@ -159,7 +159,7 @@ bool store_text_finish(store_text_writer *writer)
 
 // ---- reading ----
 
-const char *store_text_damage(const char *text, size_t length)
+const char *store_text_damage(const char *text, size_t length, uint32_t *crc)
 {
     if (length == 0)
         return "it is empty";
@@ -175,9 +175,12 @@ const char *store_text_damage(const char *text, size_t length)
     for (size_t i = 0; i < last; i++)
         lines += text[i] == '\n' ? 1 : 0;
     char expected[64];
-    const int size = snprintf(expected, sizeof expected, LAST_LINE, lines, store_text_crc(text, last));
+    const uint32_t crc_of_lines = store_text_crc(text, last);
+    const int size = snprintf(expected, sizeof expected, LAST_LINE, lines, crc_of_lines);
     if (length - last != static_cast<size_t>(size) || memcmp(text + last, expected, length - last) != 0)
         return "its checksum is wrong";
+    if (crc != nullptr)
+        *crc = crc_add(crc_of_lines, text + last, length - last);
     return nullptr;
 }
 

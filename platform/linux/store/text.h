@@ -48,8 +48,9 @@ uint32_t store_text_crc(const char *text, size_t length);
 
 // ---- reading ----
 
-// Why `text` is not a whole file that store_text_finish ended, or null when it is.
-const char *store_text_damage(const char *text, size_t length);
+// Why `text` is not a whole file that store_text_finish ended, or null when it is. `crc` is then the checksum of all of
+// it, unless it is null.
+const char *store_text_damage(const char *text, size_t length, uint32_t *crc = nullptr);
 
 enum store_text_line {
     STORE_TEXT_END,     // no more lines
