@@ -31,7 +31,7 @@ int Commands::run(const std::string &command)
     model().journal.act("command " + command);
     if (model().faults.hits(Call::doSystemCmd))
         return -1;
-    model().scheduler.wait(duration_);
+    model().machine.wait(duration_);
     if (hook_)
         if (const int status = hook_(command); status != NOT_HANDLED)
             return status;
@@ -57,7 +57,7 @@ int Commands::run_program(const Words &words)
     if (program == "killall")
         return killall(words);
     if (program == "cfm" && words.size() > 3 && words[1] == "post" && words[2] == "netctrl")
-        message_to_netctrl(joined(words, 3));
+        model().journal.message_to_netctrl(joined(words, 3));
     if (const bool *const starts = starts_.value_of(program); starts != nullptr && *starts)
         model().processes.start(program, joined(words, 0));
     return 0;
@@ -143,10 +143,10 @@ void Commands::machine_restarted()
     rules_.clear();
 }
 
-const Commands::Words *Commands::chain(const std::string &name) const
+Commands::Words Commands::chain(const std::string &name) const
 {
     const auto found = chains_.find(name);
-    return found == chains_.end() ? nullptr : &found->second;
+    return found == chains_.end() ? Words{} : found->second;
 }
 
 std::vector<std::string> Commands::rules() const
@@ -155,54 +155,6 @@ std::vector<std::string> Commands::rules() const
     for (const auto &[priority, selector] : rules_)
         lines.push_back(std::to_string(priority) + " " + selector);
     return lines;
-}
-
-// ---- what tests ask for ----
-
-void VirtualRouter::started_by_command(const std::string &program, bool starts)
-{
-    model().commands.set_starts(program, starts);
-}
-
-void VirtualRouter::command_output(const std::string &command, std::string_view output)
-{
-    model().commands.set_output(command, output);
-}
-
-void VirtualRouter::command_status(const std::string &command, int exit_status)
-{
-    model().commands.set_status(command, exit_status);
-}
-
-void VirtualRouter::on_command(std::function<int(const std::string &command)> hook)
-{
-    model().commands.set_hook(std::move(hook));
-}
-
-void VirtualRouter::commands_take(int seconds)
-{
-    model().commands.set_duration(seconds * SECOND);
-}
-
-std::vector<std::string> VirtualRouter::chain(const std::string &name) const
-{
-    const Commands::Words *const found = model().commands.chain(name);
-    return found == nullptr ? std::vector<std::string>{} : *found;
-}
-
-bool VirtualRouter::has_chain(const std::string &name) const
-{
-    return model().commands.chain(name) != nullptr;
-}
-
-std::vector<std::string> VirtualRouter::rules() const
-{
-    return model().commands.rules();
-}
-
-const std::vector<std::string> &VirtualRouter::messages_to_netctrl() const
-{
-    return model().commands.messages_to_netctrl();
 }
 
 } // namespace sim
@@ -254,6 +206,6 @@ extern "C" int send_msg_to_netctrl(int module, const char *text)
         return -1;
     }
     model().journal.act("netctrl " + message);
-    model().commands.message_to_netctrl(message);
+    model().journal.message_to_netctrl(message);
     return 0;
 }

@@ -8,16 +8,57 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/sim/scheduler.h"
+#include "platform/sim/clock.h"
 #include "platform/sim/text_map.h"
 
 namespace sim
 {
 
+// What a command hook gives when it leaves the command to the model.
+inline constexpr int NOT_HANDLED = -1000;
+
 class Commands
 {
 public:
     using Words = std::vector<std::string>;
+
+    // ---- for the test ----
+
+    // Whether a command that starts this program leaves it running (false unless set).
+    void set_starts(const std::string &program, bool starts)
+    {
+        starts_.at_key(program) = starts;
+    }
+    // What a program run through popen prints.
+    void set_output(const std::string &command, std::string_view output)
+    {
+        outputs_.at_key(command) = output;
+    }
+    // Its exit status, or 128 + the signal that ends it, whatever it does.
+    void set_status(const std::string &command, int status)
+    {
+        statuses_.at_key(command) = status;
+    }
+    // Asked before the model for every command; gives the exit status, or NOT_HANDLED.
+    void set_hook(std::function<int(const std::string &command)> hook)
+    {
+        hook_ = std::move(hook);
+    }
+    // Seconds that every command takes; 0 unless set.
+    void set_duration(int seconds)
+    {
+        duration_ = seconds * SECOND;
+    }
+    // The rules of an iptables chain in order, as "-o eth1 -j DROP"; none when there is no such chain.
+    Words chain(const std::string &name) const;
+    bool has_chain(const std::string &name) const
+    {
+        return chains_.contains(name);
+    }
+    // The rules of policy routing, "PRIORITY SELECTOR", sorted by priority.
+    std::vector<std::string> rules() const;
+
+    // ---- for the model ----
 
     // Runs a shell command; its exit status.
     int run(const std::string &command);
@@ -31,44 +72,7 @@ public:
         const int *const told = statuses_.value_of(command);
         return told == nullptr ? 0 : *told;
     }
-    void message_to_netctrl(std::string text)
-    {
-        messages_.push_back(std::move(text));
-    }
     void machine_restarted();
-
-    // ---- the world's side ----
-    void set_starts(const std::string &program, bool starts)
-    {
-        starts_.at_key(program) = starts;
-    }
-    void set_output(const std::string &command, std::string_view output)
-    {
-        outputs_.at_key(command) = output;
-    }
-    void set_status(const std::string &command, int status)
-    {
-        statuses_.at_key(command) = status;
-    }
-    void set_hook(std::function<int(const std::string &)> hook)
-    {
-        hook_ = std::move(hook);
-    }
-    void set_duration(Micros duration)
-    {
-        duration_ = duration;
-    }
-    const Words *chain(const std::string &name) const;
-    std::vector<std::string> rules() const;
-    const std::vector<std::string> &messages_to_netctrl() const
-    {
-        return messages_;
-    }
-    void clear_messages()
-    {
-        messages_.clear();
-        messages_.shrink_to_fit();
-    }
 
 private:
     int iptables(const Words &words);
@@ -77,7 +81,6 @@ private:
 
     std::map<std::string, Words> chains_;   // a chain's rules, in order
     std::multimap<int, std::string> rules_; // selector by priority
-    std::vector<std::string> messages_;
     TextMap<bool> starts_;
     TextMap<std::string> outputs_;
     TextMap<int> statuses_;

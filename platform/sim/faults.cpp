@@ -34,7 +34,7 @@ const std::vector<std::string> &Faults::names()
     return all;
 }
 
-void Faults::order(std::string_view call, unsigned nth, int error, bool forever)
+void Faults::fail(std::string_view call, unsigned nth, int error, bool forever)
 {
     Counter &counter = counters_[index_of(call)];
     counter.fails_at = counter.made + nth;
@@ -43,9 +43,9 @@ void Faults::order(std::string_view call, unsigned nth, int error, bool forever)
     counter.fails = nullptr;
 }
 
-void Faults::order(std::string_view call, std::function<bool(uint64_t nth)> fails, int error)
+void Faults::fail_when(std::string_view call, std::function<bool(uint64_t nth)> fails, int error)
 {
-    order(call, 1, error, true);
+    fail(call, 1, error, true);
     counters_[index_of(call)].fails = std::move(fails);
 }
 
@@ -82,41 +82,14 @@ size_t where_it_stands(char *text, size_t size)
     const auto last_of = [](const std::vector<std::string> &lines) {
         return lines.empty() ? "none" : lines.back().c_str();
     };
-    const Scheduler &scheduler = model().scheduler;
+    const Machine &machine = model().machine;
     const int length = snprintf(text, size,
                                 "The router: pass %" PRIu64 ", up for %d s, the wall clock at %" PRId64
                                 "; last call %s (made %" PRIu64 " times)\nits last act: %s\nits last line: %s\n",
-                                scheduler.ticks(), scheduler.uptime(), static_cast<int64_t>(scheduler.wall()),
+                                machine.ticks(), machine.clock.uptime(), static_cast<int64_t>(machine.clock.wall()),
                                 model().faults.last_call(), model().faults.last_call_made(),
                                 last_of(model().journal.lines()), last_of(model().log.lines()));
     return std::min(static_cast<size_t>(length), size - 1);
-}
-
-// ---- what tests ask for ----
-
-void VirtualRouter::fail(const std::string &call, unsigned nth, int error, bool forever)
-{
-    model().faults.order(call, nth, error, forever);
-}
-
-void VirtualRouter::fail_when(const std::string &call, std::function<bool(uint64_t nth)> fails, int error)
-{
-    model().faults.order(call, std::move(fails), error);
-}
-
-void VirtualRouter::clear_faults()
-{
-    model().faults.clear();
-}
-
-uint64_t VirtualRouter::calls_made(const std::string &call) const
-{
-    return model().faults.made(call);
-}
-
-const std::vector<std::string> &VirtualRouter::calls()
-{
-    return Faults::names();
 }
 
 } // namespace sim

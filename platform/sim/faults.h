@@ -63,9 +63,26 @@ namespace sim
 enum class Call : uint8_t { SIM_CALLS(SIM_CALL_ID) COUNT };
 #undef SIM_CALL_ID
 
+// Calls are named by their text, as in SIM_CALLS; another text throws std::invalid_argument.
 class Faults
 {
 public:
+    // ---- for the test ----
+
+    // The `nth` such call (from 1, counted from now) fails with `error` in errno, once or from then on. A later order
+    // for the same call takes this one's place.
+    void fail(std::string_view call, unsigned nth = 1, int error = EIO, bool forever = false);
+    // At each such call `fails` is asked whether it fails; the first from now on is number 1.
+    void fail_when(std::string_view call, std::function<bool(uint64_t nth)> fails, int error = EIO);
+    // Takes all orders back; the counts go on.
+    void clear();
+    // How often it was made since the program started, failed ones too.
+    uint64_t made(std::string_view call) const;
+    // Every name that fail() takes.
+    static const std::vector<std::string> &names();
+
+    // ---- for the model ----
+
     // Counts the call; true when it has to fail, and then errno is set.
     bool hits(Call call)
     {
@@ -74,12 +91,7 @@ public:
         last_ = call;
         return counter.made >= counter.fails_at && is_due(counter);
     }
-    void order(std::string_view call, unsigned nth, int error, bool forever);
-    void order(std::string_view call, std::function<bool(uint64_t nth)> fails, int error);
-    void clear();
-    uint64_t made(std::string_view call) const;
-    static const std::vector<std::string> &names();
-    // The last call, and how often it was made.
+    // The last call, and how often it was made. Neither allocates.
     const char *last_call() const;
     uint64_t last_call_made() const
     {

@@ -2,6 +2,7 @@
 #ifndef PLATFORM_SIM_FILES_H
 #define PLATFORM_SIM_FILES_H
 
+#include <cerrno>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -23,27 +24,38 @@ public:
     // Writes the present text of a file such as /proc/stat.
     using Generator = std::function<void(std::string &text)>;
 
-    // ---- the world's side ----
+    // ---- for the test ----
+    // Paths are /proc, /sys and /etc too; a relative one is a name of its own. A path with files under it is a folder.
+
+    // Makes or changes a file.
     void set(std::string_view path, std::string_view text);
+    // A file whose text is made when it is opened.
     void generate(std::string_view path, Generator generator);
-    void set_unreadable(std::string_view path, int error);
+    // Opening it fails with this errno.
+    void set_unreadable(std::string_view path, int error = EACCES);
+    // Declares a path absent on purpose. Opening a path that is neither there nor declared fails like any absent file
+    // and is remembered.
     void set_missing(std::string_view path);
+    // An empty folder.
     void set_directory(std::string_view path);
-    // `target` may be a link itself, or relative to the link's folder.
+    // A symbolic link. `target` may be a link itself, or relative to the link's folder.
     void set_link(std::string_view path, std::string_view target);
     void remove(std::string_view path);
     void set_permissions(std::string_view path, mode_t mode, uid_t user, gid_t group);
-    std::string permissions_of(std::string_view path) const; // "640 0:4"
+    std::string permissions_of(std::string_view path) const; // "640 0:4"; "" when there is no such file
     bool exists(std::string_view path) const
     {
         return nodes_.value_of(path) != nullptr;
     }
-    std::string text_of(std::string_view path) const;
+    std::string text_of(std::string_view path) const; // "" when there is none
+    // What the daemon tried to open without anybody having said that it is absent, in order.
     const std::vector<std::string> &unknown_paths() const
     {
         return unknown_;
     }
+    // Paths of what the daemon has open now; not those of folders that it lists (Streams).
     std::vector<std::string> open_paths() const;
+    // What is open is closed.
     void machine_restarted();
 
     // ---- the daemon's side: as the system calls, -1 and errno ----

@@ -2,35 +2,10 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <ctime>
-
-#include "platform/sim/model.h"
-#include "platform/sim/virtual_router.h"
+#include <iterator>
 
 namespace sim
 {
-
-std::string local_text(time_t time)
-{
-    struct tm local = {};
-    char text[64];
-    localtime_r(&time, &local);
-    strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
-    return text;
-}
-
-time_t from_local_text(const std::string &text)
-{
-    struct tm local = {};
-    if (sscanf(text.c_str(), "%d-%d-%d %d:%d:%d", &local.tm_year, &local.tm_mon, &local.tm_mday, &local.tm_hour,
-               &local.tm_min, &local.tm_sec) != 6)
-        return -1;
-    local.tm_year -= 1900;
-    local.tm_mon -= 1;
-    local.tm_isdst = -1;
-    return mktime(&local);
-}
 
 // ---- journal ----
 
@@ -51,12 +26,23 @@ std::vector<std::string> Journal::timed_lines() const
     return timed;
 }
 
+std::vector<std::string> Journal::acts(std::string_view first_word) const
+{
+    std::vector<std::string> found;
+    std::ranges::copy_if(lines_, std::back_inserter(found), [first_word](const std::string &line) {
+        return std::string_view(line).substr(0, line.find(' ')) == first_word;
+    });
+    return found;
+}
+
 void Journal::clear()
 {
     lines_.clear();
     moments_.clear();
+    messages_.clear();
     lines_.shrink_to_fit(); // a long run looks at what the process holds
     moments_.shrink_to_fit();
+    messages_.shrink_to_fit();
 }
 
 // ---- log ----
@@ -100,54 +86,17 @@ void Log::clear()
     unfinished_.clear();
 }
 
-// ---- what tests ask for ----
-
-const std::vector<std::string> &VirtualRouter::journal() const
-{
-    return model().journal.lines();
-}
-
-std::vector<std::string> VirtualRouter::timed_journal() const
-{
-    return model().journal.timed_lines();
-}
-
-std::vector<std::string> VirtualRouter::acts(std::string_view first_word) const
-{
-    std::vector<std::string> found;
-    std::ranges::copy_if(journal(), std::back_inserter(found), [first_word](const std::string &line) {
-        return std::string_view(line).substr(0, line.find(' ')) == first_word;
-    });
-    return found;
-}
-
-void VirtualRouter::clear_journal()
-{
-    model().journal.clear();
-    model().commands.clear_messages();
-}
-
-void VirtualRouter::mute(const std::string &first_word)
-{
-    model().journal.mute(first_word);
-}
-
-const std::vector<std::string> &VirtualRouter::log() const
-{
-    return model().log.lines();
-}
-
-std::vector<std::string> VirtualRouter::bodies() const
+std::vector<std::string> Log::bodies() const
 {
     std::vector<std::string> all;
-    std::ranges::transform(log(), std::back_inserter(all), body);
+    std::ranges::transform(lines_, std::back_inserter(all), body);
     return all;
 }
 
 // The prefixes are "COLOUR[TIMER_CHECK >>NAME(LINE)]:\033[m", the same with TIMER_CHECK_DEBUG, and for trace lines
 // "COLOUR[time_check:NAME:LINE] COLOUR". The colour that ends a trace line comes after its line end, that is, in front
 // of the next line.
-std::string VirtualRouter::body(const std::string &line)
+std::string Log::body(const std::string &line)
 {
     static constexpr std::string_view RESET = "\033[0m";
     static constexpr std::string_view END = "]:\033[m";
@@ -161,26 +110,6 @@ std::string VirtualRouter::body(const std::string &line)
     if (const size_t colour = rest.find("] \033["); colour != std::string_view::npos)
         return std::string(rest.substr(rest.find('m', colour) + 1));
     return std::string(rest);
-}
-
-void VirtualRouter::clear_log()
-{
-    model().log.clear();
-}
-
-void VirtualRouter::keep_log(bool keep)
-{
-    model().log.keep(keep);
-}
-
-void VirtualRouter::show_log(bool show)
-{
-    model().log.show(show);
-}
-
-uint64_t VirtualRouter::lines_logged() const
-{
-    return model().log.count();
 }
 
 } // namespace sim

@@ -4,33 +4,54 @@
 
 #include <cstdarg>
 #include <cstdint>
+#include <cstdlib>
 #include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "platform/sim/scheduler.h"
+#include "platform/sim/clock.h"
 
 namespace sim
 {
 
-// One line an act that can be seen from outside.
+// One line for each act that can be seen from outside, without time:
+//   set KEY=VALUE   set failed KEY   commit   commit failed   command TEXT   exec A B >REDIRECT
+//   netctrl MODULE?TEXT (send_msg_to_netctrl)   netctrl failed MODULE?TEXT   leds N   reboot
+//   wan_lan_check ADDRESS MASK   write PATH   unlink PATH   rename FROM TO
 class Journal
 {
 public:
-    explicit Journal(const Scheduler &clock) : clock_(clock)
+    explicit Journal(const Clock &clock) : clock_(clock)
     {
     }
-    void act(std::string line);
     const std::vector<std::string> &lines() const
     {
         return lines_;
     }
+    // "2026-03-01 02:00:00 +7200 reboot": local time, up-time in seconds, act.
     std::vector<std::string> timed_lines() const;
+    // The acts whose first word this is.
+    std::vector<std::string> acts(std::string_view first_word) const;
+    // "MODULE?TEXT" of all messages to netctrl, from send_msg_to_netctrl and "cfm post netctrl" alike, in order.
+    const std::vector<std::string> &messages_to_netctrl() const
+    {
+        return messages_;
+    }
+    // Forgets the lines and the messages, and gives their memory back.
     void clear();
+    // Such acts leave no line from now on: for long runs.
     void mute(const std::string &first_word)
     {
         muted_.insert(first_word);
+    }
+
+    // ---- for the model ----
+
+    void act(std::string line);
+    void message_to_netctrl(std::string text)
+    {
+        messages_.push_back(std::move(text));
     }
 
 private:
@@ -38,47 +59,55 @@ private:
         time_t wall;
         int uptime;
     };
-    const Scheduler &clock_;
+    const Clock &clock_;
     std::vector<std::string> lines_;
-    std::vector<Moment> moments_;
+    std::vector<Moment> moments_; // of each line
+    std::vector<std::string> messages_;
     std::set<std::string, std::less<>> muted_;
 };
 
-// The daemon's standard output, by lines.
+// The daemon's standard output.
 class Log
 {
 public:
-    void print(std::string_view text);
-    void print_format(const char *format, va_list arguments) __attribute__((format(printf, 2, 0)));
+    // One entry a complete line, without its end.
     const std::vector<std::string> &lines() const
     {
         return lines_;
     }
-    void clear();
-    void keep(bool keep)
-    {
-        keep_ = keep;
-    }
+    // The lines without colours and without the prefix of function and line number.
+    std::vector<std::string> bodies() const;
+    static std::string body(const std::string &line);
+    // Lines since the program started, also those that were not kept.
     uint64_t count() const
     {
         return count_;
     }
+    // Forgets the lines, and what was printed of the next one.
+    void clear();
+    // False: lines are counted alone, for long runs.
+    void keep(bool keep)
+    {
+        keep_ = keep;
+    }
+    // On the terminal too; so it is at first when SIM_LOG is in the environment.
     void show(bool show)
     {
         shown_ = show;
     }
+
+    // ---- for the model ----
+
+    void print(std::string_view text);
+    void print_format(const char *format, va_list arguments) __attribute__((format(printf, 2, 0)));
 
 private:
     std::vector<std::string> lines_;
     std::string unfinished_;
     uint64_t count_ = 0;
     bool keep_ = true;
-    bool shown_ = getenv("SIM_LOG") != nullptr; // on the terminal too
+    bool shown_ = getenv("SIM_LOG") != nullptr;
 };
-
-// "YYYY-MM-DD HH:MM:SS" in the router's time zone, and back (−1: not a time).
-std::string local_text(time_t time);
-time_t from_local_text(const std::string &text);
 
 } // namespace sim
 

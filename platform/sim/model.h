@@ -7,10 +7,10 @@
 #include "platform/sim/files.h"
 #include "platform/sim/journal.h"
 #include "platform/sim/local_time.h"
+#include "platform/sim/machine.h"
 #include "platform/sim/network.h"
 #include "platform/sim/processes.h"
 #include "platform/sim/radios.h"
-#include "platform/sim/scheduler.h"
 #include "platform/sim/store.h"
 #include "platform/sim/streams.h"
 
@@ -18,10 +18,10 @@ namespace sim
 {
 
 struct Model {
+    Machine machine;
     Faults faults;
-    Scheduler scheduler;
     LocalTime local_time;
-    Journal journal{scheduler};
+    Journal journal{machine.clock};
     Log log;
     Store store;
     Files files;
@@ -31,7 +31,6 @@ struct Model {
     Radios radios;
     Commands commands;
     bool reboot_returns = false;
-    int leds = -1;
 
     // What a restart of the machine does to everything but the daemon.
     void machine_restarted();

@@ -87,11 +87,6 @@ void Network::set_host(const std::string &ip, uint64_t up_bytes, uint64_t down_b
     host = {.ip = ip, .up_bytes = up_bytes, .down_bytes = down_bytes};
 }
 
-void Network::remove_host(std::string_view ip)
-{
-    std::erase_if(hosts_, [ip](const Host &each) { return each.ip == ip; });
-}
-
 // ---- interfaces ----
 
 const char *Network::kept(const std::string &text) const
@@ -104,7 +99,7 @@ const char *Network::until_next_call(Texts &texts, const std::string &text) cons
 {
     if (text.empty())
         return nullptr;
-    auto &place = texts[model().scheduler.current_thread()];
+    auto &place = texts[model().machine.current_thread()];
     place.fill('\0');
     text.copy(place.data(), place.size() - 1);
     return place.data();
@@ -157,19 +152,6 @@ const char *Network::wan(int wan_id, int sys_mode, int conn_type)
     return until_next_call(wan_texts_, is_wired ? "wan" + std::to_string(wan_id) : "ppp" + std::to_string(wan_id - 1));
 }
 
-void Network::set_wan_port(int wan_id, int port)
-{
-    wan_ports_[wan_id] = port;
-}
-
-int Network::wan_port(int wan_id) const
-{
-    const auto found = wan_ports_.find(wan_id);
-    if (found != wan_ports_.end())
-        return found->second;
-    return wan_id < 1 ? -1 : wan_id;
-}
-
 void Network::set_eth_name(int id, const std::string &name)
 {
     eth_names_[id] = name;
@@ -196,12 +178,6 @@ void Network::set_dns(bool up)
 void Network::set_name_server(const std::string &ip, bool up)
 {
     name_servers_[ip] = up;
-}
-
-void Network::set_dns_durations(Micros answered, Micros failed)
-{
-    dns_answered_ = answered;
-    dns_failed_ = failed;
 }
 
 void Network::set_internet(bool up)
@@ -243,7 +219,6 @@ struct hostent *Network::resolve(const char *host_name)
 {
     if (inet_pton(AF_INET, host_name, &answer_.address) != 1) { // an address needs no name server
         const std::string ip = lookup(host_name);
-        model().scheduler.wait(ip.empty() ? dns_failed_ : dns_answered_);
         if (inet_pton(AF_INET, ip.c_str(), &answer_.address) != 1) {
             h_errno = name_server_answers() ? HOST_NOT_FOUND : TRY_AGAIN;
             return nullptr;
@@ -267,10 +242,10 @@ void Network::set_reachable(const std::string &ip, const std::string &ifname, bo
     reachable_[{ip, ifname}] = answers;
 }
 
-void Network::set_ping_durations(Micros answered, Micros failed)
+void Network::set_ping_durations(int answered_ms, int failed_ms)
 {
-    ping_answered_ = answered;
-    ping_failed_ = failed;
+    ping_answered_ = answered_ms * MILLISECOND;
+    ping_failed_ = failed_ms * MILLISECOND;
 }
 
 bool Network::answers(const std::string &ip, const std::string &ifname) const
@@ -289,7 +264,7 @@ bool Network::ping(const char *ip, int count, const char *ifname)
     if (inet_pton(AF_INET, ip, &address) != 1)
         return false;
     const bool answered = answers(ip, ifname == nullptr ? "" : ifname);
-    model().scheduler.wait(answered ? ping_answered_ : ping_failed_ * count);
+    model().machine.wait(answered ? ping_answered_ : ping_failed_ * count);
     return answered;
 }
 

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/sim/scheduler.h"
+#include "platform/sim/clock.h"
 #include "platform/sim/text_map.h"
 
 namespace sim
@@ -29,49 +29,68 @@ public:
         uint64_t down_bytes;
     };
 
-    // ---- the world's side ----
+    // ---- for the test ----
+
+    // /sys/class/net/IFNAME/statistics/{rx,tx}_bytes. A restart puts all of them to 0.
     void set_counters(const std::string &ifname, uint64_t rx_bytes, uint64_t tx_bytes);
+    // Adds an entry to /proc/net/arp, or replaces the one of this ip and interface.
     void set_neighbour(const std::string &ip, const std::string &flags, const std::string &mac,
                        const std::string &ifname);
     void clear_neighbours();
+    // Adds an entry to /proc/net/ip_mr_vif, or replaces the interface's. A restart puts all of them to 0.
     void set_multicast(const std::string &ifname, uint64_t bytes_out);
+    // The forwarded totals of a LAN host (get_statistic_info). A restart puts all of them to 0.
     void set_host(const std::string &ip, uint64_t up_bytes, uint64_t down_bytes);
-    void remove_host(std::string_view ip);
+    // An interface's IPv4 address; "": none.
     void set_address(const std::string &ifname, const std::string &ip);
+    // The link of a switch port; down unless set.
     void set_link(int port, bool up);
+    // getLanIfName.
     void set_lan(const std::string &ifname)
     {
         lan_ = ifname;
     }
-    const char *lan() const
-    {
-        return kept(lan_);
-    }
+    // getWanIfName; "": none. One that was never told has a name all the same: "wan2", or "ppp1" when it is dialled.
     void set_wan(int wan_id, const std::string &ifname);
+    // Asked instead of what set_wan told, where the name hangs on the machine's mode and the connection type; "": none.
     void set_wan_hook(WanHook hook);
-    void set_wan_port(int wan_id, int port);
+    // get_eth_name; "": none.
     void set_eth_name(int id, const std::string &name);
+    // gethostbyname; "": unknown.
     void set_name(const std::string &host_name, const std::string &ip);
+    // All name servers, or one of them; the first of /etc/resolv.conf is asked.
     void set_dns(bool up);
     void set_name_server(const std::string &ip, bool up);
-    void set_dns_durations(Micros answered, Micros failed);
+    // Whether an address answers pings out of an interface. "*" stands for any address, "" for any interface; the most
+    // specific one told counts (address and interface, address, interface, neither). Not reachable unless told.
     void set_reachable(const std::string &ip, const std::string &ifname, bool answers);
-    void set_ping_durations(Micros answered, Micros failed);
+    // How long an echo request takes, in milliseconds; 0 and 1000 unless set.
+    void set_ping_durations(int answered_ms, int failed_ms);
+    // Every name resolves to an address of its own and every address answers, or the reverse of both. What was told of
+    // single names and addresses goes before.
     void set_internet(bool up);
-    void machine_restarted();
 
-    // ---- the daemon's side ----
-    const std::string *address(std::string_view ifname) const; // null: none
+    // ---- for the model: what the daemon is answered ----
+
+    // Null: none. Valid until the address is set.
+    const std::string *address(std::string_view ifname) const;
     const std::vector<Host> &hosts() const
     {
         return hosts_;
     }
     bool link(int port) const;
-    const char *wan(int wan_id, int sys_mode, int conn_type); // null: none
-    int wan_port(int wan_id) const;
-    const char *eth_name(int id) const; // null: none
+    // Null: no name. What wan() and eth_name() give is valid until the same thread asks again, lan() for ever.
+    const char *lan() const
+    {
+        return kept(lan_);
+    }
+    const char *wan(int wan_id, int sys_mode, int conn_type);
+    const char *eth_name(int id) const;
+    // As gethostbyname: null and h_errno, or an entry that is valid until the next call.
     struct hostent *resolve(const char *host_name);
+    // Sends `count` requests, and waits for the answer to the first or in vain for all. `ifname` may be null.
     bool ping(const char *ip, int count, const char *ifname);
+    void machine_restarted();
 
 private:
     struct Neighbour {
@@ -106,7 +125,6 @@ private:
     Texts wan_texts_;
     std::string lan_ = "br0";
     WanHook wan_hook_;
-    std::map<int, int> wan_ports_;
     std::map<int, std::string> eth_names_;
     mutable Texts eth_texts_; // asking is no change
     mutable std::set<std::string> kept_;
@@ -114,8 +132,6 @@ private:
     std::map<std::string, bool> name_servers_;
     bool dns_up_ = true;
     bool internet_ = false;
-    Micros dns_answered_ = 0;
-    Micros dns_failed_ = 0;
     std::map<std::pair<std::string, std::string>, bool> reachable_;
     Micros ping_answered_ = 0;
     Micros ping_failed_ = SECOND;

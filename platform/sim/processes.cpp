@@ -40,7 +40,7 @@ void Processes::start(const std::string &name, int pid, const std::string &argv)
                           .pid = pid,
                           .argv = argv.empty() ? name : argv,
                           .share = 0,
-                          .since = model().scheduler.now(),
+                          .since = model().machine.clock.now(),
                           .used = 0});
     next_pid_ = std::max(next_pid_, pid + 1);
     model().files.generate(stat_path(pid), [this, pid](std::string &text) { describe(pid, text); });
@@ -48,7 +48,7 @@ void Processes::start(const std::string &name, int pid, const std::string &argv)
 
 bool Processes::end(std::string_view name)
 {
-    const Micros now = model().scheduler.now();
+    const Micros now = model().machine.clock.now();
     const size_t ended = std::erase_if(processes_, [&](const Process &each) {
         if (each.name != name)
             return false;
@@ -66,7 +66,7 @@ bool Processes::runs(std::string_view name) const
 
 void Processes::set_share(std::string_view name, double percent_of_one_cpu)
 {
-    const Micros now = model().scheduler.now();
+    const Micros now = model().machine.clock.now();
     for (Process &each : processes_) {
         if (each.name != name)
             continue;
@@ -96,13 +96,13 @@ void Processes::describe(int pid, std::string &text) const
     char line[256];
     snprintf(line, sizeof line, "%d (%.15s) S 1 %d %d 0 -1 4194304 120 0 0 0 %lld 0 0 0 20 0 1 0 120 1232896 301\n",
              pid, found->name.c_str(), pid, pid,
-             static_cast<long long>(found->used_at(model().scheduler.now()) / TICK));
+             static_cast<long long>(found->used_at(model().machine.clock.now()) / TICK));
     text = line;
 }
 
 void Processes::describe_machine(std::string &text) const
 {
-    const Micros now = model().scheduler.now();
+    const Micros now = model().machine.clock.now();
     Micros used = used_by_ended_;
     for (const Process &each : processes_)
         used += each.used_at(now);
@@ -116,33 +116,6 @@ void Processes::describe_machine(std::string &text) const
         text += line;
     }
     text += "intr 0\nctxt 0\nbtime 0\nprocesses 1\n";
-}
-
-// ---- what tests ask for ----
-
-void VirtualRouter::process(const std::string &name, int pid, const std::string &argv)
-{
-    model().processes.start(name, pid, argv);
-}
-
-void VirtualRouter::end_process(const std::string &name)
-{
-    model().processes.end(name);
-}
-
-bool VirtualRouter::runs(const std::string &name) const
-{
-    return model().processes.runs(name);
-}
-
-void VirtualRouter::cpus(int number)
-{
-    model().processes.set_cpus(number);
-}
-
-void VirtualRouter::cpu_share(const std::string &name, double percent_of_one_cpu)
-{
-    model().processes.set_share(name, percent_of_one_cpu);
 }
 
 } // namespace sim

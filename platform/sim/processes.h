@@ -1,4 +1,4 @@
-// The processes of the router, and the CPU time that they use.
+// The processes of the router, and the CPU time that they use. A process has one name, and a name one process.
 #ifndef PLATFORM_SIM_PROCESSES_H
 #define PLATFORM_SIM_PROCESSES_H
 
@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/sim/scheduler.h"
+#include "platform/sim/clock.h"
 
 namespace sim
 {
@@ -15,23 +15,32 @@ namespace sim
 class Processes
 {
 public:
-    // Takes over /proc/stat.
-    void begin();
-    void start(const std::string &name, int pid, const std::string &argv);
-    // Starts it under a process id of its own choosing.
-    void start(const std::string &name, const std::string &argv)
-    {
-        start(name, next_pid_++, argv);
-    }
+    // ---- for the test ----
+
+    // Starts a process, in the place of one with this name. `argv` is the command line that ps shows, the name unless
+    // given. Also makes /proc/PID/stat.
+    void start(const std::string &name, int pid, const std::string &argv = "");
     // Whether there was one.
     bool end(std::string_view name);
     bool runs(std::string_view name) const;
+    // Per-CPU lines in /proc/stat, which is written anew; 1 unless set.
     void set_cpus(int number)
     {
         cpus_ = number;
         begin();
     }
+    // How much of one CPU it uses from now on, in percent; 0 unless set.
     void set_share(std::string_view name, double percent_of_one_cpu);
+
+    // ---- for the model ----
+
+    // Takes over /proc/stat.
+    void begin();
+    // Starts it under a process id of its own choosing.
+    void start(const std::string &name, const std::string &argv)
+    {
+        start(name, next_pid_++, argv);
+    }
     // What "ps | grep PATTERN" prints, its own shell and grep included.
     std::string listed(std::string_view pattern);
 

@@ -58,37 +58,3 @@ int tpi_wisp_get_webpage_status(void)
 }
 
 } // extern "C"
-
-// ---- what tests set ----
-
-namespace sim
-{
-
-void VirtualRouter::radio(const std::string &ifname, int phy_state, int relay_state)
-{
-    Radio &radio = model().radios.by_name.at_key(ifname);
-    radio.phy = phy_state;
-    radio.relay = relay_state;
-}
-
-void VirtualRouter::radio_connection(const std::string &ifname, int state)
-{
-    model().radios.by_name.at_key(ifname).connection = state;
-}
-
-int VirtualRouter::access_type_asked() const
-{
-    return model().radios.access_type_asked;
-}
-
-void VirtualRouter::radio_name(int band, const std::string &ifname)
-{
-    model().radios.names[band] = ifname;
-}
-
-void VirtualRouter::wisp_page(int status)
-{
-    model().radios.webpage_status = status;
-}
-
-} // namespace sim

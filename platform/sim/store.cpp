@@ -6,7 +6,57 @@
 #include "platform/config_store.h"
 #include "platform/sim/known_keys.h"
 #include "platform/sim/model.h"
-#include "platform/sim/virtual_router.h"
+
+namespace sim
+{
+
+void Store::unset(std::string_view key)
+{
+    const std::string name(key);
+    running_.erase(name);
+    committed_.erase(name);
+}
+
+std::string Store::get(std::string_view key) const
+{
+    const std::string *const value = value_of(key);
+    return value == nullptr ? "" : *value;
+}
+
+std::string Store::committed(std::string_view key) const
+{
+    const std::string *const value = committed_.value_of(key);
+    return value == nullptr ? "" : *value;
+}
+
+void Store::commit()
+{
+    committed_.clear();
+    for (const auto &[key, value] : running_)
+        if (!is_published_key(key.data(), key.size()))
+            committed_.emplace(key, value);
+}
+
+std::vector<std::string> Store::used_keys() const
+{
+    std::vector<std::string> keys;
+    for (const auto &[key, _] : used_)
+        keys.push_back(key);
+    std::ranges::sort(keys);
+    return keys;
+}
+
+std::vector<std::string> Store::unknown_keys() const
+{
+    std::vector<std::string> keys = used_keys();
+    std::erase_if(keys,
+                  [this](const std::string &key) { return is_known_key(key) || product_.value_of(key) != nullptr; });
+    return keys;
+}
+
+} // namespace sim
+
+// ---- the contract ----
 
 using sim::Call;
 using sim::model;
@@ -33,7 +83,7 @@ extern "C" int SetValue(const char *key, const char *value)
         model().journal.act(std::string("set failed ") + key);
         return 0;
     }
-    model().store.set(key, value);
+    model().store.set_uncommitted(key, value);
     model().journal.act(std::string("set ") + key + "=" + value);
     return 1;
 }
@@ -48,61 +98,3 @@ extern "C" int CommitCfm(void)
     model().journal.act("commit");
     return 1;
 }
-
-// ---- what tests ask for ----
-
-namespace sim
-{
-
-void VirtualRouter::set(std::string_view key, std::string_view value)
-{
-    model().store.set_committed(key, value);
-}
-
-void VirtualRouter::set_uncommitted(std::string_view key, std::string_view value)
-{
-    model().store.set(key, value);
-}
-
-void VirtualRouter::unset(std::string_view key)
-{
-    model().store.unset(std::string(key));
-}
-
-std::string VirtualRouter::get(std::string_view key) const
-{
-    const std::string *const value = model().store.value_of(key);
-    return value == nullptr ? "" : *value;
-}
-
-bool VirtualRouter::has(std::string_view key) const
-{
-    return model().store.value_of(key) != nullptr;
-}
-
-std::string VirtualRouter::committed(std::string_view key) const
-{
-    const std::string *const value = model().store.committed(key);
-    return value == nullptr ? "" : *value;
-}
-
-void VirtualRouter::product_key(std::string_view key)
-{
-    model().store.add_product_key(key);
-}
-
-std::vector<std::string> VirtualRouter::used_keys() const
-{
-    std::vector<std::string> keys = model().store.used();
-    std::ranges::sort(keys);
-    return keys;
-}
-
-std::vector<std::string> VirtualRouter::unknown_keys() const
-{
-    std::vector<std::string> keys = used_keys();
-    std::erase_if(keys, [](const std::string &key) { return is_known_key(key) || model().store.is_product_key(key); });
-    return keys;
-}
-
-} // namespace sim

@@ -17,42 +17,52 @@ namespace sim
 class Store
 {
 public:
-    // Null: no such key.
+    // ---- for the test ----
+
+    // Sets a key as another process would, and commits it, so that it outlives a restart of the machine. A published
+    // key outlives none.
+    void set(std::string_view key, std::string_view value)
+    {
+        set_uncommitted(key, value);
+        if (!is_published_key(key.data(), key.size()))
+            committed_.at_key(key) = value;
+    }
+    // In the running store only.
+    void set_uncommitted(std::string_view key, std::string_view value)
+    {
+        running_.at_key(key) = value;
+    }
+    // Takes a key out of both.
+    void unset(std::string_view key);
+    std::string get(std::string_view key) const; // "" when missing
+    bool has(std::string_view key) const
+    {
+        return value_of(key) != nullptr;
+    }
+    // What a restart would bring back, "" when nothing.
+    std::string committed(std::string_view key) const;
+    // The keys that the daemon has read or written in all its runs, sorted; and those of them that are not in
+    // platform/config_keys.def.
+    std::vector<std::string> used_keys() const;
+    std::vector<std::string> unknown_keys() const;
+    // A product's own key, which its tables of watched programs name: such a key is not unknown.
+    void add_product_key(std::string_view key)
+    {
+        product_.at_key(key) = true;
+    }
+
+    // ---- for the model ----
+
+    // Null: no such key. Valid until the key is set or unset.
     const std::string *value_of(std::string_view key) const
     {
         return running_.value_of(key);
     }
-    void set(std::string_view key, std::string_view value)
-    {
-        running_.at_key(key) = value;
-    }
-    void set_committed(std::string_view key, std::string_view value)
-    {
-        set(key, value);
-        if (!is_published_key(key.data(), key.size()))
-            committed_.at_key(key) = value;
-    }
-    void unset(const std::string &key)
-    {
-        running_.erase(key);
-        committed_.erase(key);
-    }
-    void commit()
-    {
-        committed_.clear();
-        for (const auto &[key, value] : running_)
-            if (!is_published_key(key.data(), key.size()))
-                committed_.emplace(key, value);
-    }
+    void commit();
     void machine_restarted()
     {
         running_ = committed_;
     }
-    const std::string *committed(std::string_view key) const
-    {
-        return committed_.value_of(key);
-    }
-
     // The daemon reads or writes the key. It asks for the same texts again and again: what was noted a moment ago is
     // not looked up anew.
     void use(const char *key)
@@ -63,27 +73,11 @@ public:
         noted = key;
         used_.at_key(key) = true;
     }
-    // A product's own key, which its tables of watched programs name.
-    void add_product_key(std::string_view key)
-    {
-        product_.at_key(key) = true;
-    }
-    bool is_product_key(std::string_view key) const
-    {
-        return product_.value_of(key) != nullptr;
-    }
-    std::vector<std::string> used() const
-    {
-        std::vector<std::string> keys;
-        for (const auto &[key, _] : used_)
-            keys.push_back(key);
-        return keys;
-    }
 
 private:
     TextMap<std::string> running_;
     TextMap<std::string> committed_;
-    TextMap<bool> used_; // keys of the daemon, of all its runs
+    TextMap<bool> used_;
     std::array<std::string, 64> noted_;
     TextMap<bool> product_;
 };

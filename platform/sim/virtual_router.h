@@ -18,11 +18,10 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/sim/commands.h"
+
 namespace sim
 {
-
-// What a command hook gives when it leaves the command to the model.
-inline constexpr int NOT_HANDLED = -1000;
 
 class VirtualRouter
 {
@@ -86,7 +85,6 @@ public:
 
     // The forwarded totals of a LAN host (get_statistic_info).
     void host(const std::string &ip, uint64_t up_bytes, uint64_t down_bytes);
-    void remove_host(const std::string &ip);
     void address(const std::string &ifname, const std::string &ip); // "": none
     void link(int port, bool up);                                   // switch-port link; down unless set
     void lan(const std::string &ifname);                            // getLanIfName
@@ -94,12 +92,10 @@ public:
     void wan(int wan_id, const std::string &ifname);
     // Asked instead of what wan() told, where the name hangs on the machine's mode and the connection type; "": none.
     void on_wan_ifname(std::function<std::string(int wan_id, int sys_mode, int conn_type)> hook);
-    void wan_port(int wan_id, int port);                            // wanid_to_sw_port; the factory's is wan_id
     void eth_name(int id, const std::string &name);                 // get_eth_name; "": none
     void name(const std::string &host_name, const std::string &ip); // gethostbyname; "": unknown
     void dns(bool up);                                              // all name servers
     void name_server(const std::string &ip, bool up);               // one of them; the first of resolv.conf is asked
-    void dns_takes(int answered_ms, int failed_ms);                 // 0, 0 unless set
     // Whether an address answers pings out of an interface. "*" stands for any address, "" for any interface; the most
     // specific one told counts (address and interface, address, interface, neither). Not reachable unless told.
     void reachable(const std::string &ip, const std::string &ifname, bool answers);
@@ -116,7 +112,6 @@ public:
     int access_type_asked() const;                        // by the last question after such a state, -1 before
     void radio_name(int band, const std::string &ifname); // client interfaces; the factory's are wlc0 (24), wlc1 (5)
     void wisp_page(int status);                           // tpi_wisp_get_webpage_status; 1 unless set
-    int leds() const;                                     // the last set_all_led, -1 before
 
     // ---- processes ----
 

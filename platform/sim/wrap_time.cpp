@@ -22,7 +22,7 @@ extern "C" {
 
 time_t sim_time(time_t *out)
 {
-    const time_t now = model().scheduler.wall();
+    const time_t now = model().machine.clock.wall();
     if (out != nullptr)
         *out = now;
     return now;
@@ -30,7 +30,7 @@ time_t sim_time(time_t *out)
 
 int sim_gettimeofday(struct timeval *out, void * /*zone*/)
 {
-    const struct timespec now = split(model().scheduler.wall_us());
+    const struct timespec now = split(model().machine.clock.wall_us());
     *out = {.tv_sec = now.tv_sec, .tv_usec = static_cast<suseconds_t>(now.tv_nsec / 1000)};
     return 0;
 }
@@ -38,7 +38,7 @@ int sim_gettimeofday(struct timeval *out, void * /*zone*/)
 int sim_clock_gettime(clockid_t clock, struct timespec *out)
 {
     const bool wall = clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE;
-    *out = split(wall ? model().scheduler.wall_us() : model().scheduler.now());
+    *out = split(wall ? model().machine.clock.wall_us() : model().machine.clock.now());
     return 0;
 }
 
@@ -49,15 +49,15 @@ struct tm *sim_localtime_r(const time_t *time, struct tm *out)
 
 unsigned sim_sleep(unsigned seconds)
 {
-    model().scheduler.sleep_for_messages(seconds * SECOND);
-    if (model().scheduler.runs_main_thread())
+    model().machine.sleep_for_messages(seconds * SECOND);
+    if (model().machine.runs_main_thread())
         model().local_time.read_zone(); // the ground's duty between ticks
     return 0;
 }
 
 int sim_usleep(useconds_t duration)
 {
-    model().scheduler.wait(static_cast<Micros>(duration));
+    model().machine.wait(static_cast<Micros>(duration));
     return 0;
 }
 
@@ -68,7 +68,7 @@ int sim_nanosleep(const struct timespec *duration, struct timespec * /*left*/)
         errno = EINVAL;
         return -1;
     }
-    model().scheduler.wait(duration->tv_sec * SECOND + (duration->tv_nsec + 999) / 1000);
+    model().machine.wait(duration->tv_sec * SECOND + (duration->tv_nsec + 999) / 1000);
     return 0;
 }
 
@@ -85,7 +85,7 @@ int sim_select(int count, fd_set * /*readable*/, fd_set * /*writable*/, fd_set *
         errno = EBADF; // no virtual descriptor can be waited for
         return -1;
     }
-    model().scheduler.wait(timeout->tv_sec * SECOND + timeout->tv_usec);
+    model().machine.wait(timeout->tv_sec * SECOND + timeout->tv_usec);
     *timeout = {};
     return 0;
 }
@@ -94,7 +94,7 @@ int sim_pthread_create(pthread_t *thread, const pthread_attr_t * /*attributes*/,
 {
     if (model().faults.hits(Call::pthread_create))
         return errno;
-    *thread = static_cast<pthread_t>(model().scheduler.start_thread([body, argument] { body(argument); }));
+    *thread = static_cast<pthread_t>(model().machine.start_thread([body, argument] { body(argument); }));
     return 0;
 }
 
@@ -105,12 +105,12 @@ int sim_pthread_detach(pthread_t /*thread*/)
 
 pthread_t sim_pthread_self(void)
 {
-    return static_cast<pthread_t>(model().scheduler.current_thread());
+    return static_cast<pthread_t>(model().machine.current_thread());
 }
 
 void sim_pthread_exit(void * /*result*/)
 {
-    model().scheduler.end_thread();
+    model().machine.end_thread();
 }
 
 } // extern "C"

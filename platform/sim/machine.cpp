@@ -1,6 +1,7 @@
-#include "platform/sim/scheduler.h"
+#include "platform/sim/machine.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <stdexcept>
 #include <utility>
@@ -22,35 +23,24 @@ constexpr Micros FOREVER = INT64_MAX;
 constexpr uint64_t STEPS_WITHOUT_TIME = 1000000;
 constexpr Micros LONGEST_PASS = 24 * Micros{3600} * SECOND;
 
+Micros micros(double seconds)
+{
+    return std::llround(seconds * static_cast<double>(SECOND));
+}
+
 auto later = [](const auto &left, const auto &right) {
     return left.when != right.when ? left.when > right.when : left.number > right.number;
 };
 
 } // namespace
 
-void Scheduler::set_wall(time_t wall)
-{
-    wall_offset_ = static_cast<Micros>(wall) * SECOND - now_;
-    wall_changes_++;
-}
-
-void Scheduler::step_wall(Micros by)
-{
-    wall_offset_ += by;
-    wall_changes_++;
-}
-
-void Scheduler::set_uptime(int uptime)
-{
-    started_ = now_ - uptime * SECOND;
-}
-
 // ---- the daemon's side ----
 
 // Whether nothing else is due before the running fibre wakes again. Then time can pass without a change of stacks.
-bool Scheduler::wakes_next(Micros deadline) const
+bool Machine::wakes_next(Micros deadline) const
 {
-    if (deadline <= now_ || deadline > run_.limit || ticks_ >= run_.tick_goal || wall_changes_ != run_.wall_changes)
+    if (deadline <= clock.now() || deadline > run_.limit || ticks_ >= run_.tick_goal ||
+        clock.changes() != run_.wall_changes)
         return false;
     if (!changes_.empty() && changes_.front().when <= deadline)
         return false;
@@ -58,26 +48,26 @@ bool Scheduler::wakes_next(Micros deadline) const
         threads_, [this, deadline](const auto &each) { return each.get() == current_ || each->wakes > deadline; });
 }
 
-void Scheduler::leave_until(Micros deadline)
+void Machine::leave_until(Micros deadline)
 {
     if (wakes_next(deadline)) {
-        now_ = deadline;
+        clock.pass_to(deadline);
         return;
     }
     current_->wakes = deadline;
     current_->fiber->leave();
 }
 
-void Scheduler::wait(Micros duration)
+void Machine::wait(Micros duration)
 {
-    const Micros deadline = now_ + std::max<Micros>(duration, 0);
+    const Micros deadline = clock.now() + std::max<Micros>(duration, 0);
     if (current_ == nullptr)
-        run_until(deadline);
-    else if (deadline > now_)
+        let_pass(deadline);
+    else if (deadline > clock.now())
         leave_until(deadline);
 }
 
-void Scheduler::hand_over()
+void Machine::hand_over()
 {
     while (!messages_.empty()) {
         const Message message = std::move(messages_.front());
@@ -86,9 +76,9 @@ void Scheduler::hand_over()
     }
 }
 
-void Scheduler::sleep_for_messages(Micros duration)
+void Machine::sleep_for_messages(Micros duration)
 {
-    const Micros deadline = now_ + duration;
+    const Micros deadline = clock.now() + duration;
     if (current_ == nullptr || !current_->takes_messages) {
         wait(duration);
         return;
@@ -96,42 +86,41 @@ void Scheduler::sleep_for_messages(Micros duration)
     ticks_++;
     do {
         main_sleeps_ = true;
-        leave_until(messages_.empty() ? deadline : now_);
+        leave_until(messages_.empty() ? deadline : clock.now());
         main_sleeps_ = false;
         hand_over();
-    } while (now_ < deadline);
+    } while (clock.now() < deadline);
 }
 
-uint64_t Scheduler::start_thread(std::function<void()> body)
+uint64_t Machine::start_thread(std::function<void()> body)
 {
     const uint64_t id = next_id_++;
-    threads_.push_back(std::make_unique<Thread>(
-        Thread{.id = id, .wakes = now_, .takes_messages = false, .fiber = std::make_unique<Fiber>(std::move(body))}));
+    threads_.push_back(std::make_unique<Thread>(Thread{
+        .id = id, .wakes = clock.now(), .takes_messages = false, .fiber = std::make_unique<Fiber>(std::move(body))}));
     return id;
 }
 
-void Scheduler::end_thread()
+void Machine::end_thread()
 {
     if (current_ == nullptr)
         throw std::logic_error("a thread ends that is none of the daemon's");
     current_->fiber->leave_for_good();
 }
 
-uint64_t Scheduler::current_thread() const
+uint64_t Machine::current_thread() const
 {
     return current_ == nullptr ? 0 : current_->id;
 }
 
-bool Scheduler::take_name(const char *name, message_handle_fn handle)
+bool Machine::take_name(message_handle_fn handle)
 {
     if (handle_ != nullptr)
         return false;
-    name_ = name;
     handle_ = handle;
     return true;
 }
 
-void Scheduler::restart_machine()
+void Machine::restart_by_daemon()
 {
     if (current_ == nullptr)
         return;
@@ -141,14 +130,14 @@ void Scheduler::restart_machine()
 
 // ---- the test's side ----
 
-void Scheduler::run_main()
+void Machine::run_main()
 {
     main_runs_ = true;
     main_result_ = time_check_main();
     main_runs_ = false;
 }
 
-void Scheduler::start_main(Micros when)
+void Machine::start_main(Micros when)
 {
     main_runs_ = true;
     threads_.push_back(std::make_unique<Thread>(
@@ -157,28 +146,28 @@ void Scheduler::start_main(Micros when)
                                                                         })}));
 }
 
-bool Scheduler::boot()
+bool Machine::boot()
 {
     if (main_runs_ || current_ != nullptr)
         throw std::logic_error("boot: the daemon runs");
-    start_main(now_);
+    start_main(clock.now());
     tick(1);
     return main_runs_;
 }
 
-void Scheduler::tick(unsigned passes)
+void Machine::tick(unsigned passes)
 {
-    const Micros limit = now_ + restart_takes_s_ * SECOND + (passes + 1) * LONGEST_PASS;
+    const Micros limit = clock.now() + restart_takes_s_ * SECOND + (passes + 1) * LONGEST_PASS;
     const Run outside = std::exchange(run_, {.limit = limit, .tick_goal = ticks_ + passes});
     while (main_runs_ && ticks_ < run_.tick_goal) {
-        run_.wall_changes = wall_changes_;
+        run_.wall_changes = clock.changes();
         if (!step(limit))
             throw std::runtime_error("a pass of the main loop does not end");
     }
     run_ = outside;
 }
 
-Scheduler::Thread *Scheduler::next_thread()
+Machine::Thread *Machine::next_thread()
 {
     Thread *next = nullptr;
     for (const auto &thread : threads_)
@@ -187,20 +176,20 @@ Scheduler::Thread *Scheduler::next_thread()
     return next;
 }
 
-void Scheduler::enter(Thread &thread)
+void Machine::enter(Thread &thread)
 {
     Thread *const outside = std::exchange(current_, &thread);
     thread.fiber->enter();
     current_ = outside;
     if (restart_asked_)
-        restart();
+        begin_anew();
     else if (thread.fiber->ended())
         std::erase_if(threads_, [&thread](const auto &each) { return each.get() == &thread; });
 }
 
 // Does the next thing that is due up to `limit`; false when there is none, and then it is `limit`. Changes of the world
 // come before the daemon at the same moment, its older threads before the younger.
-bool Scheduler::step(Micros limit)
+bool Machine::step(Micros limit)
 {
     Thread *const thread = next_thread();
     const bool change_is_next = !changes_.empty() && (thread == nullptr || changes_.front().when <= thread->wakes);
@@ -208,13 +197,13 @@ bool Scheduler::step(Micros limit)
         throw std::logic_error("nothing is left that could happen");
     const Micros when = change_is_next ? changes_.front().when : thread == nullptr ? FOREVER : thread->wakes;
     if (when > limit) {
-        now_ = std::max(now_, limit);
+        clock.pass_to(std::max(clock.now(), limit));
         return false;
     }
-    steps_without_time_ = when > now_ ? 0 : steps_without_time_ + 1;
+    steps_without_time_ = when > clock.now() ? 0 : steps_without_time_ + 1;
     if (steps_without_time_ > STEPS_WITHOUT_TIME)
         throw std::runtime_error("the daemon goes on and no time passes");
-    now_ = std::max(now_, when);
+    clock.pass_to(std::max(clock.now(), when));
     if (change_is_next) {
         std::ranges::pop_heap(changes_, later);
         const Change change = std::move(changes_.back());
@@ -226,19 +215,31 @@ bool Scheduler::step(Micros limit)
     return true;
 }
 
-void Scheduler::run_until(Micros target, bool watch_wall)
+void Machine::let_pass(Micros target, bool watch_wall)
 {
     if (current_ != nullptr)
         throw std::logic_error("time is let pass from inside the daemon");
-    const uint64_t changes = wall_changes_;
+    const uint64_t changes = clock.changes();
     const Run outside = std::exchange(run_, {.limit = target, .tick_goal = UINT64_MAX});
     do
-        run_.wall_changes = wall_changes_;
-    while (step(target) && !(watch_wall && wall_changes_ != changes));
+        run_.wall_changes = clock.changes();
+    while (step(target) && !(watch_wall && clock.changes() != changes));
     run_ = outside;
 }
 
-bool Scheduler::post(std::string sender, std::string text)
+void Machine::run(double seconds)
+{
+    let_pass(clock.now() + micros(seconds));
+}
+
+void Machine::run_until(const std::string &local)
+{
+    const Micros goal = static_cast<Micros>(from_local_text(local)) * SECOND;
+    while (clock.wall_us() < goal)
+        let_pass(clock.now() + goal - clock.wall_us(), true);
+}
+
+bool Machine::post(std::string text, std::string sender)
 {
     if (handle_ == nullptr)
         return false;
@@ -250,7 +251,7 @@ bool Scheduler::post(std::string sender, std::string text)
     if (main == nullptr) {
         hand_over(); // no daemon was booted: the test itself took the name
     } else if (main_sleeps_) {
-        main->wakes = now_;
+        main->wakes = clock.now();
         if (current_ == nullptr) {
             const Run outside = std::exchange(run_, {}); // it is handed over, and no time passes
             enter(*main);
@@ -260,22 +261,23 @@ bool Scheduler::post(std::string sender, std::string text)
     return true;
 }
 
-void Scheduler::at(Micros from_now, std::function<void()> change)
+void Machine::at(double seconds_from_now, std::function<void()> change)
 {
-    changes_.push_back(
-        {.when = now_ + std::max<Micros>(from_now, 0), .number = change_number_++, .what = std::move(change)});
+    changes_.push_back({.when = clock.now() + std::max<Micros>(micros(seconds_from_now), 0),
+                        .number = change_number_++,
+                        .what = std::move(change)});
     std::ranges::push_heap(changes_, later);
 }
 
-void Scheduler::restart_now()
+void Machine::restart()
 {
     if (current_ != nullptr)
-        restart_machine();
-    restart();
+        restart_by_daemon();
+    begin_anew();
 }
 
 // The daemon's threads are given up where they stand, as a machine gives them up.
-void Scheduler::restart()
+void Machine::begin_anew()
 {
     const bool had_main = main_runs_;
     restart_asked_ = false;
@@ -289,9 +291,10 @@ void Scheduler::restart()
     restore_daemon_state();
     srandom(1); // as a process finds them
     srand(1);
-    started_ = now_ + restart_takes_s_ * SECOND;
+    const Micros up = clock.now() + restart_takes_s_ * SECOND;
+    clock.machine_starts_at(up);
     if (had_main)
-        start_main(started_);
+        start_main(up);
 }
 
 } // namespace sim

@@ -1,0 +1,155 @@
+// The machine that runs the daemon: its threads in virtual time, its restarts, and the changes that the world makes
+// meanwhile.
+//
+// Each of the daemon's threads is a fibre; one runs at a time, and it runs until it waits. Then time jumps to whatever
+// is due next. A test may also call the daemon's functions itself, outside the fibres: their waits let time pass.
+//
+// What a test could wait for in vain throws std::runtime_error or std::logic_error: a million turns in which no time
+// passes, a pass of the main loop that takes a day, nothing left that could happen.
+#ifndef PLATFORM_SIM_MACHINE_H
+#define PLATFORM_SIM_MACHINE_H
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/message_bus.h"
+#include "platform/sim/clock.h"
+#include "platform/sim/fiber.h"
+
+namespace sim
+{
+
+class Machine
+{
+public:
+    Clock clock;
+
+    // ---- for the test; none of these may be called by the daemon, unless it says so ----
+
+    // Starts the daemon and runs it into its first sleep, that is, through its first tick. False: main returned. While
+    // it runs already: std::logic_error.
+    bool boot();
+    // Whether the daemon's main has been started and has not returned; so it is while the machine restarts, too.
+    bool running() const
+    {
+        return main_runs_;
+    }
+    // What the last main that returned gave, -1 before.
+    int exit_status() const
+    {
+        return main_result_;
+    }
+    // That many passes of the main loop, each into the sleep after it; fewer when main returns.
+    void tick(unsigned passes = 1);
+    // Lets time pass for seconds, or until the wall clock shows this local time "YYYY-MM-DD HH:MM:SS", whatever sets or
+    // steps it meanwhile. At once when it is later already.
+    void run(double seconds);
+    void run_until(const std::string &local);
+    // Posts a message to the daemon. It is handed over in its current or next sleep: at once when it is asleep. False:
+    // nobody holds the name. A change of the world may post, too.
+    bool post(std::string text, std::string sender = "test");
+    // A change of the world, seconds from now. Changes come before the daemon's threads at the same moment, and in the
+    // order in which they were ordered. They outlive a restart.
+    void at(double seconds_from_now, std::function<void()> change);
+    // A power cut: restarts the machine now, without a journal line of the daemon. A change of the world may do it.
+    void restart();
+    // How long a restart takes by the wall clock, in seconds; 20 unless set.
+    void restart_takes(int seconds)
+    {
+        restart_takes_s_ = seconds;
+    }
+    uint64_t restarts() const
+    {
+        return restarts_;
+    }
+    // Threads of the daemon, its main included.
+    size_t threads() const
+    {
+        return threads_.size();
+    }
+    // Passes of the main loop since the program started, over all restarts.
+    uint64_t ticks() const
+    {
+        return ticks_;
+    }
+
+    // ---- for the daemon ----
+
+    // Pauses the caller for this long; the others and the changes of the world go on.
+    void wait(Micros duration);
+    // The same, and messages are handed over meanwhile: the main loop's pause, which ends a tick.
+    void sleep_for_messages(Micros duration);
+    // Starts a thread; its number, from 1.
+    uint64_t start_thread(std::function<void()> body);
+    // Ends the calling thread; outside the daemon's threads: std::logic_error.
+    [[noreturn]] void end_thread();
+    uint64_t current_thread() const; // 0 outside the daemon's threads
+    bool runs_main_thread() const    // or the test itself, in its place
+    {
+        return current_ == nullptr || current_->takes_messages;
+    }
+    // Takes the bus name. False: it is held.
+    bool take_name(message_handle_fn handle);
+    // Restarts the machine: does not come back inside the daemon, comes back at once outside.
+    void restart_by_daemon();
+
+private:
+    struct Thread {
+        uint64_t id;
+        Micros wakes;
+        bool takes_messages;
+        std::unique_ptr<Fiber> fiber;
+    };
+    struct Change {
+        Micros when;
+        uint64_t number;
+        std::function<void()> what;
+    };
+    struct Message {
+        std::string sender;
+        std::string text;
+    };
+
+    // How far the test lets time pass now.
+    struct Run {
+        Micros limit = 0;
+        uint64_t tick_goal = 0;
+        uint64_t wall_changes = 0;
+    };
+
+    Thread *next_thread();
+    bool step(Micros limit);
+    void let_pass(Micros target, bool watch_wall = false);
+    void enter(Thread &thread);
+    bool wakes_next(Micros deadline) const;
+    void leave_until(Micros deadline);
+    void hand_over();
+    void run_main();
+    void start_main(Micros when);
+    void begin_anew();
+
+    Run run_;
+    std::vector<std::unique_ptr<Thread>> threads_;
+    Thread *current_ = nullptr;
+    uint64_t next_id_ = 1;
+    std::vector<Change> changes_; // a heap, the next one in front
+    uint64_t change_number_ = 0;
+    std::deque<Message> messages_;
+    message_handle_fn handle_ = nullptr;
+    bool main_runs_ = false;
+    bool main_sleeps_ = false;
+    int main_result_ = -1;
+    bool restart_asked_ = false;
+    int restart_takes_s_ = 20;
+    uint64_t ticks_ = 0;
+    uint64_t steps_without_time_ = 0;
+    uint64_t restarts_ = 0;
+};
+
+} // namespace sim
+
+#endif
