@@ -51,23 +51,23 @@ constexpr const char *SETTINGS[][2] = {
 
 void configure(sim::VirtualRouter &box)
 {
-    box.clock("2026-03-01 00:00:00");
-    box.uptime(100000);
+    box.clock.set("2026-03-01 00:00:00");
+    box.clock.set_uptime(100000);
     for (const auto &[key, value] : SETTINGS)
-        box.set(key, value);
-    box.internet(true);
-    box.dns(true);
+        box.store.set(key, value);
+    box.network.set_internet(true);
+    box.network.set_dns(true);
     for (const int wan : {1, 2}) {
         const std::string ifname = "eth" + std::to_string(wan);
-        box.wan(wan, ifname);
-        box.link(wan, true);
-        box.address(ifname, "203.0.113." + std::to_string(wan));
+        box.network.set_wan(wan, ifname);
+        box.network.set_link(wan, true);
+        box.network.set_address(ifname, "203.0.113." + std::to_string(wan));
     }
-    box.arp("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
-    box.host("192.168.0.7", 1000, 2000);
-    box.multicast("br0", 300);
-    box.counters("br0", 0, 90); // the pause before a restart
-    box.keep_log(false);
+    box.network.set_neighbour("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
+    box.network.set_host("192.168.0.7", 1000, 2000);
+    box.network.set_multicast("br0", 300);
+    box.network.set_counters("br0", 0, 90); // the pause before a restart
+    box.log.keep(false);
 }
 
 // In a process of its own, since a process has one virtual router.
@@ -80,7 +80,7 @@ void run(int number)
         _exit(1);
     box.run(DAYS * SECONDS_A_DAY);
     const double took_s = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
-    const bool online = box.get("wan1_isonln") == "1" && box.get("wan2_isonln") == "1";
+    const bool online = box.store.get("wan1_isonln") == "1" && box.store.get("wan2_isonln") == "1";
     if (!online || !box.running() || box.restarts() == 0) {
         std::fprintf(stderr, "not the router that it should be: running %d, online %d, %llu restarts\n", box.running(),
                      online, static_cast<unsigned long long>(box.restarts()));

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "platform/netctrl.h"
-#include "platform/sim/model.h"
 #include "platform/sim/shell.h"
 #include "platform/sim/virtual_router.h"
 #include "platform/system.h"
@@ -28,10 +27,10 @@ std::string joined(const Commands::Words &words, size_t first)
 
 int Commands::run(const std::string &command)
 {
-    model().journal.act("command " + command);
-    if (model().faults.hits(Call::doSystemCmd))
+    router().journal.act("command " + command);
+    if (router().faults.hits(Call::doSystemCmd))
         return -1;
-    model().machine.wait(duration_);
+    router().wait(duration_);
     if (hook_)
         if (const int status = hook_(command); status != NOT_HANDLED)
             return status;
@@ -41,7 +40,7 @@ int Commands::run(const std::string &command)
             continue;
         status = run_program(each.words);
         if (!each.output.empty() && !each.output.starts_with("/dev/"))
-            model().files.set(each.output, each.words[0] == "echo" ? joined(each.words, 1) + "\n" : "");
+            router().files.set(each.output, each.words[0] == "echo" ? joined(each.words, 1) + "\n" : "");
     }
     const int *const told = statuses_.value_of(command);
     return told == nullptr ? status : *told;
@@ -57,9 +56,9 @@ int Commands::run_program(const Words &words)
     if (program == "killall")
         return killall(words);
     if (program == "cfm" && words.size() > 3 && words[1] == "post" && words[2] == "netctrl")
-        model().journal.message_to_netctrl(joined(words, 3));
+        router().journal.message_to_netctrl(joined(words, 3));
     if (const bool *const starts = starts_.value_of(program); starts != nullptr && *starts)
-        model().processes.start(program, joined(words, 0));
+        router().processes.start(program, joined(words, 0));
     return 0;
 }
 
@@ -70,9 +69,9 @@ std::string Commands::output_of(const std::string &command)
         return *told;
     if (command.starts_with(LISTING)) {
         const std::vector<SimpleCommand> parts = read_command_line(command);
-        return parts.size() == 2 && parts[1].words.size() > 1 ? model().processes.listed(parts[1].words[1]) : "";
+        return parts.size() == 2 && parts[1].words.size() > 1 ? router().processes.listed(parts[1].words[1]) : "";
     }
-    model().journal.act("command " + command);
+    router().journal.act("command " + command);
     return "";
 }
 
@@ -80,7 +79,7 @@ int Commands::killall(const Words &words)
 {
     int ended = 0;
     for (size_t i = 1; i < words.size(); i++)
-        ended += model().processes.end(words[i]);
+        ended += router().processes.end(words[i]);
     return ended > 0 ? 0 : 1;
 }
 
@@ -162,7 +161,7 @@ std::vector<std::string> Commands::rules() const
 // ---- the contract ----
 
 using sim::Call;
-using sim::model;
+using sim::router;
 
 static constexpr int COMMAND_MAX = 4095;
 
@@ -174,10 +173,10 @@ extern "C" int doSystemCmd(const char *format, ...)
     const int length = vsnprintf(command, sizeof command, format, arguments);
     va_end(arguments);
     if (length < 0 || length > COMMAND_MAX) {
-        model().journal.act("command too long");
+        router().journal.act("command too long");
         return -1;
     }
-    return model().commands.run(command);
+    return router().commands.run(command);
 }
 
 extern "C" int _eval(char *const argv[], const char *redirect, int /*timeout*/, int *pid)
@@ -188,10 +187,10 @@ extern "C" int _eval(char *const argv[], const char *redirect, int /*timeout*/, 
     std::string act = "exec " + sim::joined(words, 0);
     if (redirect != nullptr)
         act.append(" ").append(redirect);
-    model().journal.act(std::move(act));
-    if (words.empty() || model().faults.hits(Call::_eval))
+    router().journal.act(std::move(act));
+    if (words.empty() || router().faults.hits(Call::_eval))
         return -1;
-    const int status = model().commands.run_program(words);
+    const int status = router().commands.run_program(words);
     if (pid == nullptr)
         return status;
     *pid = 1;
@@ -201,11 +200,11 @@ extern "C" int _eval(char *const argv[], const char *redirect, int /*timeout*/, 
 extern "C" int send_msg_to_netctrl(int module, const char *text)
 {
     const std::string message = std::to_string(module) + "?" + text;
-    if (model().faults.hits(Call::send_msg_to_netctrl)) {
-        model().journal.act("netctrl failed " + message);
+    if (router().faults.hits(Call::send_msg_to_netctrl)) {
+        router().journal.act("netctrl failed " + message);
         return -1;
     }
-    model().journal.act("netctrl " + message);
-    model().journal.message_to_netctrl(message);
+    router().journal.act("netctrl " + message);
+    router().journal.message_to_netctrl(message);
     return 0;
 }

@@ -6,7 +6,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/sim/model.h"
 #include "platform/sim/virtual_router.h"
 #include "platform/sim/where_it_stands.h"
 
@@ -82,13 +81,13 @@ size_t where_it_stands(char *text, size_t size)
     const auto last_of = [](const std::vector<std::string> &lines) {
         return lines.empty() ? "none" : lines.back().c_str();
     };
-    const Machine &machine = model().machine;
+    const Machine &machine = router();
     const int length = snprintf(text, size,
                                 "The router: pass %" PRIu64 ", up for %d s, the wall clock at %" PRId64
                                 "; last call %s (made %" PRIu64 " times)\nits last act: %s\nits last line: %s\n",
                                 machine.ticks(), machine.clock.uptime(), static_cast<int64_t>(machine.clock.wall()),
-                                model().faults.last_call(), model().faults.last_call_made(),
-                                last_of(model().journal.lines()), last_of(model().log.lines()));
+                                router().faults.last_call(), router().faults.last_call_made(),
+                                last_of(router().journal.lines()), last_of(router().log.lines()));
     return std::min(static_cast<size_t>(length), size - 1);
 }
 

@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "platform/sim/files.h"
-#include "platform/sim/model.h"
+#include "platform/sim/virtual_router.h"
 
 namespace sim
 {
@@ -138,7 +138,7 @@ int Files::rename(const char *from, const char *to)
         else
             nodes_.at_key(fresh.path) = old.node;
     }
-    model().journal.act(std::string("rename ") + from + " " + to);
+    router().journal.act(std::string("rename ") + from + " " + to);
     return 0;
 }
 
@@ -153,7 +153,7 @@ int Files::unlink(const char *path)
     if (place.node == nullptr && !is_link)
         return fail(ENOENT);
     remove(place.path);
-    model().journal.act(std::string("unlink ") + path);
+    router().journal.act(std::string("unlink ") + path);
     return 0;
 }
 

@@ -8,7 +8,6 @@
 #include <stdexcept>
 #include <unistd.h>
 
-#include "platform/sim/model.h"
 #include "platform/sim/virtual_router.h"
 
 namespace sim
@@ -340,7 +339,7 @@ int Files::close(int fd)
     closed->in_use = false;
     closed->node = nullptr;
     if (closed->written)
-        model().journal.act("write " + closed->path);
+        router().journal.act("write " + closed->path);
     return 0;
 }
 

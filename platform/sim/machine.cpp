@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "platform/sim/daemon_state.h"
-#include "platform/sim/model.h"
+#include "platform/sim/virtual_router.h"
 
 extern "C" int time_check_main(); // the daemon's main, under the name that it has in here
 
@@ -287,7 +287,7 @@ void Machine::begin_anew()
     main_runs_ = false;
     main_sleeps_ = false;
     restarts_++;
-    model().machine_restarted();
+    router().machine_restarted();
     restore_daemon_state();
     srandom(1); // as a process finds them
     srand(1);

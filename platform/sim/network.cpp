@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include "platform/network.h"
-#include "platform/sim/model.h"
+#include "platform/sim/virtual_router.h"
 
 namespace sim
 {
@@ -26,8 +26,8 @@ void Network::set_counters(const std::string &ifname, uint64_t rx_bytes, uint64_
 {
     const std::string folder = "/sys/class/net/" + ifname + "/statistics/";
     counted_.insert(ifname);
-    model().files.set(folder + "rx_bytes", std::to_string(rx_bytes) + "\n");
-    model().files.set(folder + "tx_bytes", std::to_string(tx_bytes) + "\n");
+    router().files.set(folder + "rx_bytes", std::to_string(rx_bytes) + "\n");
+    router().files.set(folder + "tx_bytes", std::to_string(tx_bytes) + "\n");
 }
 
 void Network::set_neighbour(const std::string &ip, const std::string &flags, const std::string &mac,
@@ -58,7 +58,7 @@ void Network::write_neighbours()
                  each.mac.c_str(), each.ifname.c_str());
         text += line;
     }
-    model().files.set("/proc/net/arp", text);
+    router().files.set("/proc/net/arp", text);
 }
 
 void Network::set_multicast(const std::string &ifname, uint64_t bytes_out)
@@ -77,7 +77,7 @@ void Network::write_multicast()
                  static_cast<unsigned long long>(bytes_out), 0, 0, 0, 0);
         text += line;
     }
-    model().files.set("/proc/net/ip_mr_vif", text);
+    router().files.set("/proc/net/ip_mr_vif", text);
 }
 
 void Network::set_host(const std::string &ip, uint64_t up_bytes, uint64_t down_bytes)
@@ -99,7 +99,7 @@ const char *Network::until_next_call(Texts &texts, const std::string &text) cons
 {
     if (text.empty())
         return nullptr;
-    auto &place = texts[model().machine.current_thread()];
+    auto &place = texts[router().current_thread()];
     place.fill('\0');
     text.copy(place.data(), place.size() - 1);
     return place.data();
@@ -188,7 +188,7 @@ void Network::set_internet(bool up)
 // Only the first name server of the file is asked.
 bool Network::name_server_answers() const
 {
-    std::istringstream lines(model().files.text_of("/etc/resolv.conf"));
+    std::istringstream lines(router().files.text_of("/etc/resolv.conf"));
     std::string word;
     std::string server;
     for (std::string line; server.empty() && std::getline(lines, line);) {
@@ -264,7 +264,7 @@ bool Network::ping(const char *ip, int count, const char *ifname)
     if (inet_pton(AF_INET, ip, &address) != 1)
         return false;
     const bool answered = answers(ip, ifname == nullptr ? "" : ifname);
-    model().machine.wait(answered ? ping_answered_ : ping_failed_ * count);
+    router().wait(answered ? ping_answered_ : ping_failed_ * count);
     return answered;
 }
 

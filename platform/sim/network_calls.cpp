@@ -6,13 +6,12 @@
 #include <cstdlib>
 #include <new>
 
-#include "platform/sim/model.h"
 #include "platform/sim/virtual_router.h"
 #include "platform/sim/wrap.h"
 #include "platform/statistics.h"
 
 using sim::Call;
-using sim::model;
+using sim::router;
 
 static int copy_address(const std::string *from, char *to, size_t size)
 {
@@ -26,73 +25,74 @@ extern "C" {
 
 int getIfIp(const char *ifname, char *address)
 {
-    return model().faults.hits(Call::getIfIp) ? -1
-                                              : copy_address(model().network.address(ifname), address, IF_ADDRESS_SIZE);
+    return router().faults.hits(Call::getIfIp)
+               ? -1
+               : copy_address(router().network.address(ifname), address, IF_ADDRESS_SIZE);
 }
 
 const char *getLanIfName(void)
 {
-    return model().network.lan();
+    return router().network.lan();
 }
 
 const char *getWanIfName(int wan_id, int sys_mode, int conn_type)
 {
-    return model().faults.hits(Call::getWanIfName) ? nullptr : model().network.wan(wan_id, sys_mode, conn_type);
+    return router().faults.hits(Call::getWanIfName) ? nullptr : router().network.wan(wan_id, sys_mode, conn_type);
 }
 
 int getWanConnType(int wan_id)
 {
-    const std::string *const type = model().store.value_of("wan" + std::to_string(wan_id) + ".connecttype");
+    const std::string *const type = router().store.value_of("wan" + std::to_string(wan_id) + ".connecttype");
     const long long number = type == nullptr ? 0 : strtoll(type->c_str(), nullptr, 10);
     return number >= WAN_DHCP && number < WAN_CONN_TYPE_MAX ? static_cast<int>(number) : WAN_DHCP;
 }
 
 const char *get_eth_name(int id)
 {
-    return model().faults.hits(Call::get_eth_name) ? nullptr : model().network.eth_name(id);
+    return router().faults.hits(Call::get_eth_name) ? nullptr : router().network.eth_name(id);
 }
 
 int tpi_wan_get_ip(const char *ifname, char *address, int /*wan_id*/)
 {
-    return model().faults.hits(Call::tpi_wan_get_ip)
+    return router().faults.hits(Call::tpi_wan_get_ip)
                ? -1
-               : copy_address(model().network.address(ifname), address, WAN_ADDRESS_SIZE);
+               : copy_address(router().network.address(ifname), address, WAN_ADDRESS_SIZE);
 }
 
 int wan_lan_check(const char *address, const char *netmask)
 {
-    model().journal.act(std::string("wan_lan_check ") + address + " " + netmask);
-    const std::string *const lan = model().network.address(getLanIfName());
+    router().journal.act(std::string("wan_lan_check ") + address + " " + netmask);
+    const std::string *const lan = router().network.address(getLanIfName());
     const in_addr_t mask = inet_addr(netmask);
-    return !model().faults.hits(Call::wan_lan_check) && lan != nullptr &&
+    return !router().faults.hits(Call::wan_lan_check) && lan != nullptr &&
            (inet_addr(address) & mask) == (inet_addr(lan->c_str()) & mask);
 }
 
 int wanid_to_sw_port(int wan_id)
 {
-    return model().faults.hits(Call::wanid_to_sw_port) || wan_id < 1 ? -1 : wan_id;
+    return router().faults.hits(Call::wanid_to_sw_port) || wan_id < 1 ? -1 : wan_id;
 }
 
 int __GetPortLink(int port) // NOLINT(bugprone-reserved-identifier)
 {
-    return model().network.link(port);
+    return router().network.link(port);
 }
 
 int simple_ping(const char *address)
 {
-    return !model().faults.hits(Call::simple_ping) && model().network.ping(address, 1, nullptr) ? 0 : -1;
+    return !router().faults.hits(Call::simple_ping) && router().network.ping(address, 1, nullptr) ? 0 : -1;
 }
 
 int ping_by_interface(const char *address, int count, const char *ifname)
 {
-    return !model().faults.hits(Call::ping_by_interface) && model().network.ping(address, count, ifname) ? 0 : -1;
+    return !router().faults.hits(Call::ping_by_interface) && router().network.ping(address, count, ifname) ? 0 : -1;
 }
 
 int get_statistic_info(uint64_t *first, uint64_t *second, int *count)
 {
-    if (model().faults.hits(Call::get_statistic_info))
+    if (router().faults.hits(Call::get_statistic_info))
         return -1;
-    const auto &hosts = model().network.hosts();
+    const auto &hosts = router().network.hosts();
     *first = *second = 0;
     *count = static_cast<int>(hosts.size());
     ip_info = nullptr;
@@ -111,7 +111,7 @@ int get_statistic_info(uint64_t *first, uint64_t *second, int *count)
 
 struct hostent *sim_gethostbyname(const char *host_name)
 {
-    return model().faults.hits(Call::gethostbyname) ? nullptr : model().network.resolve(host_name);
+    return router().faults.hits(Call::gethostbyname) ? nullptr : router().network.resolve(host_name);
 }
 
 } // extern "C"

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "platform/sim/model.h"
 #include "platform/sim/virtual_router.h"
 #include "platform/system.h"
 
@@ -30,7 +29,7 @@ std::string ps_line(int pid, std::string_view command)
 
 void Processes::begin()
 {
-    model().files.generate("/proc/stat", [this](std::string &text) { describe_machine(text); });
+    router().files.generate("/proc/stat", [this](std::string &text) { describe_machine(text); });
 }
 
 void Processes::start(const std::string &name, int pid, const std::string &argv)
@@ -40,20 +39,20 @@ void Processes::start(const std::string &name, int pid, const std::string &argv)
                           .pid = pid,
                           .argv = argv.empty() ? name : argv,
                           .share = 0,
-                          .since = model().machine.clock.now(),
+                          .since = router().clock.now(),
                           .used = 0});
     next_pid_ = std::max(next_pid_, pid + 1);
-    model().files.generate(stat_path(pid), [this, pid](std::string &text) { describe(pid, text); });
+    router().files.generate(stat_path(pid), [this, pid](std::string &text) { describe(pid, text); });
 }
 
 bool Processes::end(std::string_view name)
 {
-    const Micros now = model().machine.clock.now();
+    const Micros now = router().clock.now();
     const size_t ended = std::erase_if(processes_, [&](const Process &each) {
         if (each.name != name)
             return false;
         used_by_ended_ += each.used_at(now);
-        model().files.remove(stat_path(each.pid));
+        router().files.remove(stat_path(each.pid));
         return true;
     });
     return ended > 0;
@@ -66,7 +65,7 @@ bool Processes::runs(std::string_view name) const
 
 void Processes::set_share(std::string_view name, double percent_of_one_cpu)
 {
-    const Micros now = model().machine.clock.now();
+    const Micros now = router().clock.now();
     for (Process &each : processes_) {
         if (each.name != name)
             continue;
@@ -95,14 +94,13 @@ void Processes::describe(int pid, std::string &text) const
         return;
     char line[256];
     snprintf(line, sizeof line, "%d (%.15s) S 1 %d %d 0 -1 4194304 120 0 0 0 %lld 0 0 0 20 0 1 0 120 1232896 301\n",
-             pid, found->name.c_str(), pid, pid,
-             static_cast<long long>(found->used_at(model().machine.clock.now()) / TICK));
+             pid, found->name.c_str(), pid, pid, static_cast<long long>(found->used_at(router().clock.now()) / TICK));
     text = line;
 }
 
 void Processes::describe_machine(std::string &text) const
 {
-    const Micros now = model().machine.clock.now();
+    const Micros now = router().clock.now();
     Micros used = used_by_ended_;
     for (const Process &each : processes_)
         used += each.used_at(now);
@@ -122,5 +120,5 @@ void Processes::describe_machine(std::string &text) const
 
 extern "C" int check_app(const char *name)
 {
-    return sim::model().processes.runs(name);
+    return sim::router().processes.runs(name);
 }

@@ -44,7 +44,7 @@ bool read_arguments(sim::VirtualRouter &box, int count, char **arguments, unsign
         } else if (equals == 0 || equals == std::string_view::npos) {
             return complain("not KEY=VALUE", argument);
         } else {
-            box.set(argument.substr(0, equals), argument.substr(equals + 1));
+            box.store.set(argument.substr(0, equals), argument.substr(equals + 1));
         }
     }
     return true;
@@ -62,10 +62,10 @@ int main(int count, char **arguments)
     sim::VirtualRouter &box = sim::router();
     if (!read_arguments(box, count, arguments, days))
         return CALLED_WRONGLY;
-    box.show_log(true);
-    box.keep_log(false);
+    box.log.show(true);
+    box.log.keep(false);
     box.boot();
     box.run(days * 86400.0);
-    for (const std::string &line : box.timed_journal())
+    for (const std::string &line : box.journal.timed_lines())
         printf("%s\n", line.c_str());
 }

@@ -2,17 +2,16 @@
 
 #include <cstdio>
 
-#include "platform/sim/model.h"
 #include "platform/sim/virtual_router.h"
 #include "platform/wifi.h"
 
 using sim::Call;
-using sim::model;
 using sim::Radio;
+using sim::router;
 
 static Radio radio_of(const char *ifname)
 {
-    const Radio *const radio = model().radios.by_name.value_of(ifname);
+    const Radio *const radio = router().radios.by_name.value_of(ifname);
     return radio == nullptr ? Radio{} : *radio;
 }
 
@@ -20,10 +19,10 @@ extern "C" {
 
 int tpi_wifi_get_ifname(int band, int kind, char *ifname)
 {
-    const auto found = model().radios.names.find(band);
-    const bool fails = model().faults.hits(Call::tpi_wifi_get_ifname);
+    const auto found = router().radios.names.find(band);
+    const bool fails = router().faults.hits(Call::tpi_wifi_get_ifname);
     ifname[0] = '\0';
-    if (fails || kind != TPI_WIFI_KIND_CLIENT || found == model().radios.names.end())
+    if (fails || kind != TPI_WIFI_KIND_CLIENT || found == router().radios.names.end())
         return -1;
     snprintf(ifname, WIFI_IFNAME_SIZE, "%s", found->second.c_str());
     return 0;
@@ -31,30 +30,30 @@ int tpi_wifi_get_ifname(int band, int kind, char *ifname)
 
 int tpi_wifi_wisp_connect_check(const char *ifname, int access_type)
 {
-    model().radios.access_type_asked = access_type;
-    if (model().faults.hits(Call::tpi_wifi_wisp_connect_check))
+    router().radios.access_type_asked = access_type;
+    if (router().faults.hits(Call::tpi_wifi_wisp_connect_check))
         return TPI_NOT_CONNECTED;
     const Radio radio = radio_of(ifname);
     if (radio.connection)
         return *radio.connection;
     if (radio.phy != TPI_CONNECTED)
         return TPI_NOT_CONNECTED;
-    return model().network.address(ifname) != nullptr ? TPI_CONNECTED : TPI_CONNECTING;
+    return router().network.address(ifname) != nullptr ? TPI_CONNECTED : TPI_CONNECTING;
 }
 
 int tpi_wifi_wisp_phy_link_check(const char *ifname)
 {
-    return model().faults.hits(Call::tpi_wifi_wisp_phy_link_check) ? -1 : radio_of(ifname).phy;
+    return router().faults.hits(Call::tpi_wifi_wisp_phy_link_check) ? -1 : radio_of(ifname).phy;
 }
 
 int tpi_wifi_relay_phy_check(const char *ifname)
 {
-    return model().faults.hits(Call::tpi_wifi_relay_phy_check) ? WIFI_RELAY_DOWN : radio_of(ifname).relay;
+    return router().faults.hits(Call::tpi_wifi_relay_phy_check) ? WIFI_RELAY_DOWN : radio_of(ifname).relay;
 }
 
 int tpi_wisp_get_webpage_status(void)
 {
-    return model().radios.webpage_status;
+    return router().radios.webpage_status;
 }
 
 } // extern "C"

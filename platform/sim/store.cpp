@@ -5,7 +5,7 @@
 
 #include "platform/config_store.h"
 #include "platform/sim/known_keys.h"
-#include "platform/sim/model.h"
+#include "platform/sim/virtual_router.h"
 
 namespace sim
 {
@@ -59,7 +59,7 @@ std::vector<std::string> Store::unknown_keys() const
 // ---- the contract ----
 
 using sim::Call;
-using sim::model;
+using sim::router;
 
 // The store's own limits: a longer key or value is not stored.
 static constexpr size_t KEY_MAX = 511;
@@ -67,8 +67,8 @@ static constexpr size_t VALUE_MAX = 65535;
 
 extern "C" int GetValue(const char *key, char *value, size_t size)
 {
-    model().store.use(key);
-    const std::string *const found = model().faults.hits(Call::GetValue) ? nullptr : model().store.value_of(key);
+    router().store.use(key);
+    const std::string *const found = router().faults.hits(Call::GetValue) ? nullptr : router().store.value_of(key);
     const size_t length = found == nullptr ? 0 : std::min(found->size(), size - 1);
     if (length > 0)
         memcpy(value, found->data(), length);
@@ -78,23 +78,23 @@ extern "C" int GetValue(const char *key, char *value, size_t size)
 
 extern "C" int SetValue(const char *key, const char *value)
 {
-    model().store.use(key);
-    if (model().faults.hits(Call::SetValue) || strlen(key) > KEY_MAX || strlen(value) > VALUE_MAX) {
-        model().journal.act(std::string("set failed ") + key);
+    router().store.use(key);
+    if (router().faults.hits(Call::SetValue) || strlen(key) > KEY_MAX || strlen(value) > VALUE_MAX) {
+        router().journal.act(std::string("set failed ") + key);
         return 0;
     }
-    model().store.set_uncommitted(key, value);
-    model().journal.act(std::string("set ") + key + "=" + value);
+    router().store.set_uncommitted(key, value);
+    router().journal.act(std::string("set ") + key + "=" + value);
     return 1;
 }
 
 extern "C" int CommitCfm(void)
 {
-    if (model().faults.hits(Call::CommitCfm)) {
-        model().journal.act("commit failed");
+    if (router().faults.hits(Call::CommitCfm)) {
+        router().journal.act("commit failed");
         return 0;
     }
-    model().store.commit();
-    model().journal.act("commit");
+    router().store.commit();
+    router().journal.act("commit");
     return 1;
 }

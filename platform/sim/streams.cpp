@@ -5,14 +5,14 @@
 #include <cstring>
 #include <fcntl.h>
 
-#include "platform/sim/model.h"
+#include "platform/sim/virtual_router.h"
 
 namespace sim
 {
 
 ssize_t Streams::read(void *cookie, char *buffer, size_t size)
 {
-    return model().faults.hits(Call::read) ? -1 : model().files.read(static_cast<Stream *>(cookie)->fd, buffer, size);
+    return router().faults.hits(Call::read) ? -1 : router().files.read(static_cast<Stream *>(cookie)->fd, buffer, size);
 }
 
 ssize_t Streams::write(void *cookie, const char *data, size_t size)
@@ -20,14 +20,14 @@ ssize_t Streams::write(void *cookie, const char *data, size_t size)
     const Stream *const stream = static_cast<Stream *>(cookie);
     if (stream->owner->abandoned_)
         return static_cast<ssize_t>(size);
-    if (model().faults.hits(Call::write))
+    if (router().faults.hits(Call::write))
         return 0; // how a cookie stream tells stdio of an error
-    return model().files.write(stream->fd, data, size);
+    return router().files.write(stream->fd, data, size);
 }
 
 int Streams::seek(void *cookie, off64_t *offset, int whence)
 {
-    const off_t position = model().files.seek(static_cast<Stream *>(cookie)->fd, *offset, whence);
+    const off_t position = router().files.seek(static_cast<Stream *>(cookie)->fd, *offset, whence);
     *offset = position;
     return position < 0 ? -1 : 0;
 }
@@ -35,7 +35,7 @@ int Streams::seek(void *cookie, off64_t *offset, int whence)
 int Streams::close(void *cookie)
 {
     Stream *const stream = static_cast<Stream *>(cookie);
-    const int result = stream->owner->abandoned_ ? 0 : model().files.close(stream->fd);
+    const int result = stream->owner->abandoned_ ? 0 : router().files.close(stream->fd);
     std::erase_if(stream->owner->streams_, [stream](const auto &each) { return each.get() == stream; });
     return result;
 }
@@ -64,12 +64,12 @@ FILE *Streams::open(const char *path, const char *mode)
         errno = EINVAL;
         return nullptr;
     }
-    return stream_of(model().files.open(path, flags), mode);
+    return stream_of(router().files.open(path, flags), mode);
 }
 
 FILE *Streams::open_text(std::string_view name, std::string_view text, int exit_status)
 {
-    FILE *const stream = stream_of(model().files.open_text(name, text), "r");
+    FILE *const stream = stream_of(router().files.open_text(name, text), "r");
     streams_.back()->exit_status = exit_status;
     return stream;
 }
@@ -94,7 +94,7 @@ void Streams::machine_restarted()
 DIR *Streams::open_directory(const char *path)
 {
     std::vector<std::string> names;
-    if (!model().files.list(path, names))
+    if (!router().files.list(path, names))
         return nullptr;
     directories_.push_back(
         std::make_unique<Directory>(Directory{.path = path, .names = std::move(names), .next = 0, .entry = {}}));

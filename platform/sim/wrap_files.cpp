@@ -5,11 +5,11 @@
 #include <dirent.h>
 #include <fcntl.h>
 
-#include "platform/sim/model.h"
+#include "platform/sim/virtual_router.h"
 #include "platform/sim/wrap.h"
 
 using sim::Call;
-using sim::model;
+using sim::router;
 
 extern "C" {
 
@@ -22,99 +22,99 @@ int sim_open(const char *path, int flags, ...)
         mode = va_arg(arguments, mode_t);
         va_end(arguments);
     }
-    return model().faults.hits(Call::open) ? -1 : model().files.open(path, flags, mode);
+    return router().faults.hits(Call::open) ? -1 : router().files.open(path, flags, mode);
 }
 
 ssize_t sim_read(int fd, void *buffer, size_t size)
 {
-    return model().faults.hits(Call::read) ? -1 : model().files.read(fd, static_cast<char *>(buffer), size);
+    return router().faults.hits(Call::read) ? -1 : router().files.read(fd, static_cast<char *>(buffer), size);
 }
 
 ssize_t sim_write(int fd, const void *data, size_t size)
 {
     if (fd == 1 || fd == 2) {
-        model().log.print({static_cast<const char *>(data), size});
+        router().log.print({static_cast<const char *>(data), size});
         return static_cast<ssize_t>(size);
     }
-    return model().faults.hits(Call::write) ? -1 : model().files.write(fd, static_cast<const char *>(data), size);
+    return router().faults.hits(Call::write) ? -1 : router().files.write(fd, static_cast<const char *>(data), size);
 }
 
 off_t sim_lseek(int fd, off_t offset, int whence)
 {
-    return model().faults.hits(Call::lseek) ? -1 : model().files.seek(fd, offset, whence);
+    return router().faults.hits(Call::lseek) ? -1 : router().files.seek(fd, offset, whence);
 }
 
 int sim_fsync(int fd)
 {
-    return model().faults.hits(Call::fsync) ? -1 : model().files.sync(fd);
+    return router().faults.hits(Call::fsync) ? -1 : router().files.sync(fd);
 }
 
 int sim_ftruncate(int fd, off_t size)
 {
-    return model().faults.hits(Call::ftruncate) ? -1 : model().files.truncate(fd, size);
+    return router().faults.hits(Call::ftruncate) ? -1 : router().files.truncate(fd, size);
 }
 
 int sim_fstat(int fd, struct stat *out)
 {
-    return model().faults.hits(Call::fstat) ? -1 : model().files.status(fd, out);
+    return router().faults.hits(Call::fstat) ? -1 : router().files.status(fd, out);
 }
 
 int sim_fchown(int fd, uid_t user, gid_t group)
 {
-    return model().faults.hits(Call::fchown) ? -1 : model().files.change_owner(fd, user, group);
+    return router().faults.hits(Call::fchown) ? -1 : router().files.change_owner(fd, user, group);
 }
 
 int sim_fchmod(int fd, mode_t mode)
 {
-    return model().faults.hits(Call::fchmod) ? -1 : model().files.change_mode(fd, mode);
+    return router().faults.hits(Call::fchmod) ? -1 : router().files.change_mode(fd, mode);
 }
 
 int sim_close(int fd)
 {
-    if (!model().faults.hits(Call::close))
-        return model().files.close(fd);
+    if (!router().faults.hits(Call::close))
+        return router().files.close(fd);
     const int error = errno;
-    model().files.close(fd); // the descriptor is gone all the same
+    router().files.close(fd); // the descriptor is gone all the same
     errno = error;
     return -1;
 }
 
 int sim_access(const char *path, int /*mode*/)
 {
-    return model().faults.hits(Call::access) ? -1 : model().files.access(path);
+    return router().faults.hits(Call::access) ? -1 : router().files.access(path);
 }
 
 int sim_rename(const char *from, const char *to)
 {
-    return model().faults.hits(Call::rename) ? -1 : model().files.rename(from, to);
+    return router().faults.hits(Call::rename) ? -1 : router().files.rename(from, to);
 }
 
 int sim_unlink(const char *path)
 {
-    return model().faults.hits(Call::unlink) ? -1 : model().files.unlink(path);
+    return router().faults.hits(Call::unlink) ? -1 : router().files.unlink(path);
 }
 
 ssize_t sim_readlink(const char *path, char *target, size_t size)
 {
-    return model().faults.hits(Call::readlink) ? -1 : model().files.read_link(path, target, size);
+    return router().faults.hits(Call::readlink) ? -1 : router().files.read_link(path, target, size);
 }
 
 FILE *sim_fopen(const char *path, const char *mode)
 {
-    return model().faults.hits(Call::fopen) ? nullptr : model().streams.open(path, mode);
+    return router().faults.hits(Call::fopen) ? nullptr : router().streams.open(path, mode);
 }
 
 // To read from alone: the daemon writes into no command.
 FILE *sim_popen(const char *command, const char *mode)
 {
-    if (model().faults.hits(Call::popen))
+    if (router().faults.hits(Call::popen))
         return nullptr;
     if (mode[0] != 'r') {
         errno = EINVAL;
         return nullptr;
     }
-    const std::string output = model().commands.output_of(command);
-    return model().streams.open_text(std::string("popen ") + command, output, model().commands.status_told(command));
+    const std::string output = router().commands.output_of(command);
+    return router().streams.open_text(std::string("popen ") + command, output, router().commands.status_told(command));
 }
 
 // A command's result is its exit status, or 128 + the signal that ended it; wait() gives the one eight bits higher.
@@ -125,23 +125,23 @@ static int wait_status_of(int result)
 
 int sim_pclose(FILE *stream)
 {
-    const int result = model().streams.exit_status_of(stream);
+    const int result = router().streams.exit_status_of(stream);
     return fclose(stream) == 0 ? wait_status_of(result) : -1;
 }
 
 DIR *sim_opendir(const char *path)
 {
-    return model().faults.hits(Call::opendir) ? nullptr : model().streams.open_directory(path);
+    return router().faults.hits(Call::opendir) ? nullptr : router().streams.open_directory(path);
 }
 
 struct dirent *sim_readdir(DIR *directory)
 {
-    return model().faults.hits(Call::readdir) ? nullptr : model().streams.next_entry(directory);
+    return router().faults.hits(Call::readdir) ? nullptr : router().streams.next_entry(directory);
 }
 
 int sim_closedir(DIR *directory)
 {
-    return model().streams.close_directory(directory);
+    return router().streams.close_directory(directory);
 }
 
 // ---- standard output ----
@@ -160,7 +160,7 @@ int sim_vfprintf(FILE *stream, const char *format, va_list arguments)
 {
     if (stream != stdout)
         return vfprintf(stream, format, arguments);
-    model().log.print_format(format, arguments);
+    router().log.print_format(format, arguments);
     return 0;
 }
 
@@ -173,7 +173,7 @@ int sim_printf(const char *format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    model().log.print_format(format, arguments);
+    router().log.print_format(format, arguments);
     va_end(arguments);
     return 0;
 }
@@ -182,22 +182,22 @@ int sim_printf_chk(int /*flag*/, const char *format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    model().log.print_format(format, arguments);
+    router().log.print_format(format, arguments);
     va_end(arguments);
     return 0;
 }
 
 int sim_puts(const char *text)
 {
-    model().log.print(text);
-    model().log.print("\n");
+    router().log.print(text);
+    router().log.print("\n");
     return 0;
 }
 
 int sim_putchar(int character)
 {
     const char text = static_cast<char>(character);
-    model().log.print({&text, 1});
+    router().log.print({&text, 1});
     return character;
 }
 

@@ -1,12 +1,12 @@
 // The daemon's clocks, pauses and threads: its libc calls, led to the scheduler.
 #include <cerrno>
 
-#include "platform/sim/model.h"
+#include "platform/sim/virtual_router.h"
 #include "platform/sim/wrap.h"
 
 using sim::Call;
 using sim::Micros;
-using sim::model;
+using sim::router;
 using sim::SECOND;
 
 // For divisions that round towards minus infinity: clocks may be set before 1970.
@@ -22,7 +22,7 @@ extern "C" {
 
 time_t sim_time(time_t *out)
 {
-    const time_t now = model().machine.clock.wall();
+    const time_t now = router().clock.wall();
     if (out != nullptr)
         *out = now;
     return now;
@@ -30,7 +30,7 @@ time_t sim_time(time_t *out)
 
 int sim_gettimeofday(struct timeval *out, void * /*zone*/)
 {
-    const struct timespec now = split(model().machine.clock.wall_us());
+    const struct timespec now = split(router().clock.wall_us());
     *out = {.tv_sec = now.tv_sec, .tv_usec = static_cast<suseconds_t>(now.tv_nsec / 1000)};
     return 0;
 }
@@ -38,26 +38,26 @@ int sim_gettimeofday(struct timeval *out, void * /*zone*/)
 int sim_clock_gettime(clockid_t clock, struct timespec *out)
 {
     const bool wall = clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE;
-    *out = split(wall ? model().machine.clock.wall_us() : model().machine.clock.now());
+    *out = split(wall ? router().clock.wall_us() : router().clock.now());
     return 0;
 }
 
 struct tm *sim_localtime_r(const time_t *time, struct tm *out)
 {
-    return model().local_time.convert(*time, out);
+    return router().local_time.convert(*time, out);
 }
 
 unsigned sim_sleep(unsigned seconds)
 {
-    model().machine.sleep_for_messages(seconds * SECOND);
-    if (model().machine.runs_main_thread())
-        model().local_time.read_zone(); // the ground's duty between ticks
+    router().sleep_for_messages(seconds * SECOND);
+    if (router().runs_main_thread())
+        router().local_time.read_zone(); // the ground's duty between ticks
     return 0;
 }
 
 int sim_usleep(useconds_t duration)
 {
-    model().machine.wait(static_cast<Micros>(duration));
+    router().wait(static_cast<Micros>(duration));
     return 0;
 }
 
@@ -68,14 +68,14 @@ int sim_nanosleep(const struct timespec *duration, struct timespec * /*left*/)
         errno = EINVAL;
         return -1;
     }
-    model().machine.wait(duration->tv_sec * SECOND + (duration->tv_nsec + 999) / 1000);
+    router().wait(duration->tv_sec * SECOND + (duration->tv_nsec + 999) / 1000);
     return 0;
 }
 
 int sim_select(int count, fd_set * /*readable*/, fd_set * /*writable*/, fd_set * /*exceptional*/,
                struct timeval *timeout)
 {
-    if (model().faults.hits(Call::select))
+    if (router().faults.hits(Call::select))
         return -1;
     if (count < 0 || (timeout != nullptr && (timeout->tv_sec < 0 || timeout->tv_usec < 0))) {
         errno = EINVAL;
@@ -85,16 +85,16 @@ int sim_select(int count, fd_set * /*readable*/, fd_set * /*writable*/, fd_set *
         errno = EBADF; // no virtual descriptor can be waited for
         return -1;
     }
-    model().machine.wait(timeout->tv_sec * SECOND + timeout->tv_usec);
+    router().wait(timeout->tv_sec * SECOND + timeout->tv_usec);
     *timeout = {};
     return 0;
 }
 
 int sim_pthread_create(pthread_t *thread, const pthread_attr_t * /*attributes*/, void *(*body)(void *), void *argument)
 {
-    if (model().faults.hits(Call::pthread_create))
+    if (router().faults.hits(Call::pthread_create))
         return errno;
-    *thread = static_cast<pthread_t>(model().machine.start_thread([body, argument] { body(argument); }));
+    *thread = static_cast<pthread_t>(router().start_thread([body, argument] { body(argument); }));
     return 0;
 }
 
@@ -105,12 +105,12 @@ int sim_pthread_detach(pthread_t /*thread*/)
 
 pthread_t sim_pthread_self(void)
 {
-    return static_cast<pthread_t>(model().machine.current_thread());
+    return static_cast<pthread_t>(router().current_thread());
 }
 
 void sim_pthread_exit(void * /*result*/)
 {
-    model().machine.end_thread();
+    router().end_thread();
 }
 
 } // extern "C"

@@ -17,10 +17,10 @@ void ground::end()
 
 void ground::set_elsewhere(const std::string &key, const std::string &value)
 {
-    sim::router().set_uncommitted(key, value);
+    sim::router().store.set_uncommitted(key, value);
 }
 
 std::string ground::get_elsewhere(const std::string &key)
 {
-    return sim::router().get(key);
+    return sim::router().store.get(key);
 }

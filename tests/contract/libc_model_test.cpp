@@ -108,7 +108,7 @@ Libc real_libc(const std::string &folder)
 Libc model_libc()
 {
     sim::VirtualRouter &box = sim::router();
-    box.directory("/scratch");
+    box.files.set_directory("/scratch");
     return {"/scratch",
             sim_open,
             sim_read,
@@ -135,11 +135,11 @@ Libc model_libc()
             sim_nanosleep,
             sim_gettimeofday,
             sim_gethostbyname,
-            [&box](const std::string &path) { box.directory(path); },
-            [&box](const std::string &path, const std::string &target) { box.link_file(path, target); },
+            [&box](const std::string &path) { box.files.set_directory(path); },
+            [&box](const std::string &path, const std::string &target) { box.files.set_link(path, target); },
             [&box](const std::string &command, int status, const std::string &output) {
-                box.command_output(command, output);
-                box.command_status(command, status);
+                box.commands.set_output(command, output);
+                box.commands.set_status(command, status);
             }};
 }
 

@@ -35,7 +35,7 @@ void tell_day(const std::shared_ptr<std::string> &story)
             else if (kind <= 2)
                 order_fault(words);
             else if (kind == 3)
-                sim::router().clear_faults();
+                sim::router().faults.clear();
             else
                 change_world(words);
         });
@@ -51,13 +51,13 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     watch_commands();
     sim::VirtualRouter &box = sim::router();
     busy_router(input);
-    box.clock_at(1772323200 + static_cast<time_t>(input.word()) * 60);
+    box.clock.set(1772323200 + static_cast<time_t>(input.word()) * 60);
     tell_day(std::make_shared<std::string>(input.rest()));
     box.boot();
     box.run(DAY_S);
 
-    box.clear_faults();
-    box.internet(true);
+    box.faults.clear();
+    box.network.set_internet(true);
     const uint64_t ticks = box.ticks();
     box.run(600);
     if (box.ticks() < ticks + 60)

@@ -23,9 +23,9 @@ void fresh_router()
 {
     sim::make_router_anew();
     sim::VirtualRouter &box = sim::router();
-    box.keep_log(false);
-    box.clock("2026-03-04 03:00:00");
-    box.uptime(100000);
+    box.log.keep(false);
+    box.clock.set("2026-03-04 03:00:00");
+    box.clock.set_uptime(100000);
 }
 
 void give_up(const char *what, const std::string &text)

@@ -28,10 +28,10 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
          {std::pair("sys.schedulereboot.enable", "1"), std::pair("sys.schedulereboot.type", "1"),
           std::pair("sys.schedulereboot.start_time", "02:30"), std::pair("wl2g.public.mode", "ap"),
           std::pair("wl5g.public.mode", "ap"), std::pair("sys.workmode", "ap"), std::pair("wans.flag", "1")})
-        box.set(key, value);
+        box.store.set(key, value);
     size_t number = 0;
     for (const std::string &text : parts_of(data, size, '|', std::size(files)))
-        box.file(files[number++], text);
+        box.files.set(files[number++], text);
 
     box.boot();
     box.tick(30); // the second pass of the reachability check among them

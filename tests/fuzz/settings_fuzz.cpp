@@ -13,15 +13,15 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         const size_t equals = std::min(line.find('='), line.size());
         const std::string key = line.substr(0, equals);
         if (equals == line.size())
-            box.clock_at(static_cast<time_t>(strtoull(line.c_str(), nullptr, 10) % 8000000000));
+            box.clock.set(static_cast<time_t>(strtoull(line.c_str(), nullptr, 10) % 8000000000));
         else if (!key.empty() && key.size() < 128)
-            box.set(key, line.substr(equals + 1));
+            box.store.set(key, line.substr(equals + 1));
     }
 
     box.boot();
     for (int i = 0; i < 4; i++) {
         box.tick();
-        box.step_clock(59);
+        box.clock.step(59);
     }
     expect_order();
     return 0;

@@ -19,7 +19,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             order_fault(input);
             break;
         case 1:
-            box.clear_faults();
+            box.faults.clear();
             break;
         case 2:
         case 3:
@@ -29,7 +29,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             change_world(input);
         }
     }
-    box.clear_faults();
+    box.faults.clear();
     box.tick(3);
     expect_order();
     return 0;

@@ -105,19 +105,19 @@ sim::VirtualRouter &box = sim::router();
 void change_clock(Input &input)
 {
     if (input.below(4) == 0)
-        box.clock_at(static_cast<time_t>(input.word()) << 16 | input.word());
+        box.clock.set(static_cast<time_t>(input.word()) << 16 | input.word());
     else
-        box.step_clock((static_cast<int64_t>(input.word()) - 32768) * 60);
+        box.clock.step((static_cast<int64_t>(input.word()) - 32768) * 60);
 }
 
 void change_process(Input &input)
 {
     const char *const name = input.one_of(PROGRAMS);
     if (input.below(2) == 0)
-        box.end_process(name);
+        box.processes.end(name);
     else
-        box.process(name, 500 + static_cast<int>(input.below(200)));
-    box.cpu_share("httpd", input.below(101));
+        box.processes.start(name, 500 + static_cast<int>(input.below(200)));
+    box.processes.set_share("httpd", input.below(101));
 }
 
 void change_network(Input &input)
@@ -126,54 +126,54 @@ void change_network(Input &input)
     const char *const interface = input.one_of(INTERFACES);
     switch (input.below(7)) {
     case 0:
-        return box.internet(good);
+        return box.network.set_internet(good);
     case 1:
-        return box.dns(good);
+        return box.network.set_dns(good);
     case 2:
-        return box.link(1 + static_cast<int>(input.below(2)), good);
+        return box.network.set_link(1 + static_cast<int>(input.below(2)), good);
     case 3:
-        return box.address(interface, good ? "203.0.113." + std::to_string(input.byte()) : "");
+        return box.network.set_address(interface, good ? "203.0.113." + std::to_string(input.byte()) : "");
     case 4:
-        return box.reachable("*", interface, good);
+        return box.network.set_reachable("*", interface, good);
     case 5:
-        return box.wan(1 + static_cast<int>(input.below(2)), good ? interface : input.line(20));
+        return box.network.set_wan(1 + static_cast<int>(input.below(2)), good ? interface : input.line(20));
     default:
-        return box.ping_takes(static_cast<int>(input.below(50)), 1000);
+        return box.network.set_ping_durations(static_cast<int>(input.below(50)), 1000);
     }
 }
 
 void change_radio(Input &input)
 {
     const char *const interface = input.below(2) == 0 ? "wlc0" : "wlc1";
-    box.radio(interface, static_cast<int>(input.below(6)) - 1, static_cast<int>(input.below(5)));
-    box.wisp_page(static_cast<int>(input.below(2)));
+    box.radios.set(interface, static_cast<int>(input.below(6)) - 1, static_cast<int>(input.below(5)));
+    box.radios.webpage_status = static_cast<int>(input.below(2));
     if (input.below(4) == 0)
-        box.radio_name(24, input.line(20));
+        box.radios.set_name(24, input.line(20));
 }
 
 void change_clients(Input &input)
 {
     const std::string ip = "192.168.0." + std::to_string(input.byte());
     if (input.below(3) == 0)
-        box.clear_arp();
+        box.network.clear_neighbours();
     else
-        box.arp(ip, input.below(2) == 0 ? "0x2" : "0x0", "02:00:00:00:00:01", "br0");
-    box.host(ip, uint64_t{input.word()} << input.below(48), uint64_t{input.word()} << input.below(48));
-    box.counters("br0", input.word(), input.word());
+        box.network.set_neighbour(ip, input.below(2) == 0 ? "0x2" : "0x0", "02:00:00:00:00:01", "br0");
+    box.network.set_host(ip, uint64_t{input.word()} << input.below(48), uint64_t{input.word()} << input.below(48));
+    box.network.set_counters("br0", input.word(), input.word());
 }
 
 void change_file(Input &input)
 {
     const char *const path = input.one_of(FILES);
     if (input.below(8) == 0) {
-        box.remove_file(path);
-        box.missing(path);
+        box.files.remove(path);
+        box.files.set_missing(path);
     } else {
         std::string text = input.line(600);
         for (char &c : text)
             if (c == '|')
                 c = '\n';
-        box.file(path, text);
+        box.files.set(path, text);
     }
 }
 
@@ -181,7 +181,7 @@ void change_file(Input &input)
 
 void watch_commands()
 {
-    box.on_command([](const std::string &command) {
+    box.commands.set_hook([](const std::string &command) {
         if (!is_daemon_command(command))
             give_up("not a command of the daemon's", command);
         return sim::NOT_HANDLED;
@@ -195,10 +195,10 @@ void change_world(Input &input)
     case 1:
     case 2: {
         const char *const key = input.one_of(KEYS);
-        return box.set_uncommitted(key, input.line(300));
+        return box.store.set_uncommitted(key, input.line(300));
     }
     case 3:
-        return box.set(input.below(2) == 0 ? "wl2g.public.mode" : "sys.workmode", input.one_of(MODES));
+        return box.store.set(input.below(2) == 0 ? "wl2g.public.mode" : "sys.workmode", input.one_of(MODES));
     case 4:
         return change_file(input);
     case 5:
@@ -218,16 +218,16 @@ void change_world(Input &input)
 
 void order_fault(Input &input)
 {
-    const std::string &call = input.one_of(sim::VirtualRouter::calls());
+    const std::string &call = input.one_of(sim::Faults::names());
     if (call == "pthread_create" || call == "RegMsgHandle") // without these there is no daemon
         return;
     constexpr int ERRORS[] = {EIO, ENOENT, EINTR, ENOMEM, EMFILE, ENOSPC, EAGAIN};
     const int error = input.one_of(ERRORS);
     if (input.below(2) == 0)
-        return box.fail(call, 1 + input.below(16), error);
+        return box.faults.fail(call, 1 + input.below(16), error);
     const unsigned percent = 1 + input.below(100);
     const auto dice = std::make_shared<uint64_t>(input.word());
-    box.fail_when(
+    box.faults.fail_when(
         call,
         [dice, percent](uint64_t) {
             *dice = *dice * 6364136223846793005U + 1442695040888963407U;
@@ -263,20 +263,20 @@ void busy_router(Input &input)
                                      {"wl2g.extra.wpapsk_type", "psk2"},
                                      {"wl2g.extra.wpapsk_crypto", "tkip+aes"},
                                      {"wl5g.public.mode", "ap"}})
-        box.set(key, value);
+        box.store.set(key, value);
     constexpr const char *WORK_MODES[] = {"router", "router", "client+ap", "ap"};
     constexpr const char *RADIO_MODES[] = {"ap", "wisp", "apclient", "ap"};
     const unsigned mode = input.below(4);
-    box.set("sys.workmode", WORK_MODES[mode]);
-    box.set("wl2g.public.mode", RADIO_MODES[mode]);
-    box.set("wans.flag", mode == 0 ? "2" : "1");
-    box.wan(2, "eth2");
-    box.file("/etc/lan.ini", "gateway=192.168.0.254\n");
+    box.store.set("sys.workmode", WORK_MODES[mode]);
+    box.store.set("wl2g.public.mode", RADIO_MODES[mode]);
+    box.store.set("wans.flag", mode == 0 ? "2" : "1");
+    box.network.set_wan(2, "eth2");
+    box.files.set("/etc/lan.ini", "gateway=192.168.0.254\n");
     for (const int wan : {1, 2}) {
-        box.link(wan, true);
-        box.address("eth" + std::to_string(wan), "203.0.113." + std::to_string(wan));
+        box.network.set_link(wan, true);
+        box.network.set_address("eth" + std::to_string(wan), "203.0.113." + std::to_string(wan));
     }
-    box.address("wlc0", "10.0.0.9");
-    box.radio("wlc0", 3, 3);
-    box.internet(true);
+    box.network.set_address("wlc0", "10.0.0.9");
+    box.radios.set("wlc0", 3, 3);
+    box.network.set_internet(true);
 }

@@ -45,7 +45,7 @@ private:
 inline void configure(std::initializer_list<std::pair<std::string_view, std::string_view>> settings)
 {
     for (const auto &[key, value] : settings)
-        box.set(key, value);
+        box.store.set(key, value);
 }
 
 // ---- the nights ----
@@ -54,12 +54,12 @@ inline void configure(std::initializer_list<std::pair<std::string_view, std::str
 // it is quiet. One watched program runs away, another vanishes.
 inline void begin_night()
 {
-    box.clock("2026-05-05 01:00:00");
-    box.uptime(100000);
-    box.arp("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
-    box.host("192.168.0.7", 1000, 2000);
-    box.multicast("br0", 300);
-    box.counters("br0", 0, 90); // the delay before the reboot
+    box.clock.set("2026-05-05 01:00:00");
+    box.clock.set_uptime(100000);
+    box.network.set_neighbour("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
+    box.network.set_host("192.168.0.7", 1000, 2000);
+    box.network.set_multicast("br0", 300);
+    box.network.set_counters("br0", 0, 90); // the delay before the reboot
     configure({{"sys.schedulereboot.enable", "1"},
                {"sys.schedulereboot.type", "1"},
                {"sys.schedulereboot.start_time", "01:02"},
@@ -84,9 +84,9 @@ inline void begin_night()
                {"wl5g.ssid0.enable", "1"},
                {"time_check_debug", "on"},
                {"lan.ip", "192.168.0.1"}});
-    box.cpu_share("httpd", 100);
+    box.processes.set_share("httpd", 100);
     box.at(5, [] { box.post("6?op=1,string_info=minidlna"); });
-    box.at(400, [] { box.process("httpd", 413); });
+    box.at(400, [] { box.processes.start("httpd", 413); });
     box.at(1200, [] {
         configure({{"wl.guest.dhcps_enable", "1"}, {"wl.guest.effective_time", "60"}});
         box.post("9?string_info=wl_guest");
@@ -97,21 +97,21 @@ inline void wired()
 {
     begin_night();
     configure({{"sys.workmode", "router"}, {"wl2g.public.mode", "ap"}, {"wl5g.public.mode", "ap"}, {"wans.flag", "2"}});
-    box.link(1, true);
-    box.link(2, true);
-    box.address("eth1", "203.0.113.9");
-    box.wan(2, "eth2");
-    box.internet(true);
-    box.at(400, [] { box.internet(false); });
-    box.at(800, [] { box.internet(true); });
-    box.at(450, [] { box.name_server("192.0.2.1", false); });
+    box.network.set_link(1, true);
+    box.network.set_link(2, true);
+    box.network.set_address("eth1", "203.0.113.9");
+    box.network.set_wan(2, "eth2");
+    box.network.set_internet(true);
+    box.at(400, [] { box.network.set_internet(false); });
+    box.at(800, [] { box.network.set_internet(true); });
+    box.at(450, [] { box.network.set_name_server("192.0.2.1", false); });
     box.at(900, [] {
-        box.link(1, false);
-        box.address("eth1", "");
+        box.network.set_link(1, false);
+        box.network.set_address("eth1", "");
     });
-    box.at(950, [] { box.address("ppp0", "192.168.0.77"); });
-    box.at(970, [] { box.address("ppp0", ""); });
-    box.at(1000, [] { box.link(1, true); });
+    box.at(950, [] { box.network.set_address("ppp0", "192.168.0.77"); });
+    box.at(970, [] { box.network.set_address("ppp0", ""); });
+    box.at(1000, [] { box.network.set_link(1, true); });
 }
 
 inline void wisp()
@@ -126,12 +126,12 @@ inline void wisp()
                {"wl.wisp.pppoe_name", "a b"},
                {"wl2g.extra.wpapsk_type", "psk2"},
                {"wl2g.extra.wpapsk_crypto", "aes"}});
-    box.radio("wlc0", 3, 3);
-    box.address("wlc0", "10.0.0.9");
-    box.internet(true);
-    box.process("udhcpc_wan1", 500);
-    box.at(600, [] { box.radio("wlc0", 1, 0); });
-    box.at(900, [] { box.radio("wlc0", 3, 3); });
+    box.radios.set("wlc0", 3, 3);
+    box.network.set_address("wlc0", "10.0.0.9");
+    box.network.set_internet(true);
+    box.processes.start("udhcpc_wan1", 500);
+    box.at(600, [] { box.radios.set("wlc0", 1, 0); });
+    box.at(900, [] { box.radios.set("wlc0", 3, 3); });
 }
 
 inline void ap_client()
@@ -143,19 +143,19 @@ inline void ap_client()
                {"wans.flag", "1"},
                {"wl2g.extra.wpapsk_type", "psk2"},
                {"wl2g.extra.wpapsk_crypto", "tkip+aes"}});
-    box.radio("wlc0", 3, 3);
-    box.at(600, [] { box.radio("wlc0", 1, 0); });
-    box.at(900, [] { box.radio("wlc0", 3, 3); });
+    box.radios.set("wlc0", 3, 3);
+    box.at(600, [] { box.radios.set("wlc0", 1, 0); });
+    box.at(900, [] { box.radios.set("wlc0", 3, 3); });
 }
 
 inline void wired_ap()
 {
     begin_night();
     configure({{"sys.workmode", "ap"}, {"wl2g.public.mode", "ap"}, {"wl5g.public.mode", "ap"}, {"wans.flag", "1"}});
-    box.file("/etc/lan.ini", "gateway=192.168.0.254\n");
-    box.reachable("192.168.0.254", "", true);
-    box.at(600, [] { box.reachable("192.168.0.254", "", false); });
-    box.at(660, [] { box.reachable("192.168.0.254", "", true); });
+    box.files.set("/etc/lan.ini", "gateway=192.168.0.254\n");
+    box.network.set_reachable("192.168.0.254", "", true);
+    box.at(600, [] { box.network.set_reachable("192.168.0.254", "", false); });
+    box.at(660, [] { box.network.set_reachable("192.168.0.254", "", true); });
 }
 
 struct Night {
@@ -182,7 +182,8 @@ inline bool is_sane(const std::string &act)
 inline std::string complaint()
 {
     if (!box.running())
-        return box.calls_made("RegMsgHandle") > 0 && !box.bodies().empty() && box.bodies().back() == "reg msg failed."
+        return box.faults.made("RegMsgHandle") > 0 && !box.log.bodies().empty() &&
+                       box.log.bodies().back() == "reg msg failed."
                    ? ""
                    : "the daemon has ended";
     const uint64_t ticks = box.ticks();
@@ -191,10 +192,10 @@ inline std::string complaint()
         return "the daemon ticks no more";
     if (!box.open_descriptors().empty())
         return "left open: " + box.open_descriptors().front();
-    if (!box.unknown_paths().empty())
-        return "unknown path: " + box.unknown_paths().front();
-    const auto strange = std::ranges::find_if_not(box.journal(), is_sane);
-    return strange == box.journal().end() ? "" : "strange act: " + *strange;
+    if (!box.files.unknown_paths().empty())
+        return "unknown path: " + box.files.unknown_paths().front();
+    const auto strange = std::ranges::find_if_not(box.journal.lines(), is_sane);
+    return strange == box.journal.lines().end() ? "" : "strange act: " + *strange;
 }
 
 } // namespace busy_nights

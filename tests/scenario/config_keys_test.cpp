@@ -64,7 +64,7 @@ void live_through(const soak::Mode &mode)
 
 TEST_F(ConfigKeys, EachOfTheDaemonsIsUsedInSomeMode)
 {
-    box.keep_log(false);
+    box.log.keep(false);
     soak::configure_all();
     configure({{"sys.schedulereboot.enable", "1"},
                {"sys.sched.led.closetype", "unpowerClose"},
@@ -72,7 +72,7 @@ TEST_F(ConfigKeys, EachOfTheDaemonsIsUsedInSomeMode)
                {"wan1.connecttype", "2"},
                {"wan1.pppoe.auth.changed", "0"},
                {"wl.wisp.access_mode", "pppoe"}});
-    box.end_process("dhcpcd_lan"); // the AP client gets no address, so that the LAN needs its own DHCP server
+    box.processes.end("dhcpcd_lan"); // the AP client gets no address, so that the LAN needs its own DHCP server
     ASSERT_TRUE(box.boot());
     for (const soak::Mode &mode : soak::MODES)
         live_through(mode);
@@ -83,14 +83,14 @@ TEST_F(ConfigKeys, EachOfTheDaemonsIsUsedInSomeMode)
     // An account that the provider rejects, and a house in which everybody has gone.
     configure({{"wl5g.public.mode", "ap"}, {"wan1.down.flag", "0"}, {"reboot.flag", "0"}});
     box.restart();
-    box.set("wan1_err_check", "2");
-    box.clear_arp();
-    box.address("eth1", "");
+    box.store.set("wan1_err_check", "2");
+    box.network.clear_neighbours();
+    box.network.set_address("eth1", "");
     box.run(22.0 * 3600);
 
     Lines unused = keys_of_the_daemon();
     EXPECT_GT(unused.size(), 50U);
-    const Lines used = box.used_keys();
+    const Lines used = box.store.used_keys();
     std::erase_if(unused, [&used](const std::string &row) {
         return std::ranges::any_of(used, [&row](const std::string &key) { return sim::matches_key(row.c_str(), key); });
     });
@@ -102,17 +102,17 @@ TEST_F(ConfigKeys, OnesThatTheTableDoesNotHaveAreFound)
     char value[8];
     for (const char *key : {"wan2_isonln", "wan12.connecttype", "nkgw.led.offtime.list20", "led.a.b.trigger"})
         GetValue(key, value);
-    EXPECT_EQ(box.unknown_keys(), Lines{});
+    EXPECT_EQ(box.store.unknown_keys(), Lines{});
     Lines unknown = {"led..trigger", "nkgw.led.offtime.list", "nkgw.led.offtime.list0", "wan0_isonln",
                      "wan_isonln",   "wl2g.enabled"};
     for (const std::string &key : unknown)
         GetValue(key.c_str(), value);
     EXPECT_EQ(SetValue("a.product.s", "1"), 1);
     unknown.insert(unknown.begin(), "a.product.s");
-    EXPECT_EQ(box.unknown_keys(), unknown);
+    EXPECT_EQ(box.store.unknown_keys(), unknown);
     for (const std::string &key : unknown)
-        box.product_key(key);
-    EXPECT_EQ(box.unknown_keys(), Lines{});
+        box.store.add_product_key(key);
+    EXPECT_EQ(box.store.unknown_keys(), Lines{});
 }
 
 } // namespace

@@ -92,7 +92,7 @@ TEST_P(FaultWalk, TheDaemonGoesOn)
 {
     Walk walk;
     NIGHTS[std::get<0>(GetParam())].prepare();
-    box.fail_when(
+    box.faults.fail_when(
         std::get<1>(GetParam()), [&walk](uint64_t nth) { return walk.fails(nth); }, EIO);
     box.boot();
     box.run(NIGHT_S);
@@ -105,7 +105,7 @@ TEST(FaultWalkNights, AreBusy)
     wired();
     box.boot();
     box.run(NIGHT_S);
-    const Lines &journal = box.journal();
+    const Lines &journal = box.journal.lines();
     for (const char *act :
          {"reboot", "leds 0", "set sys.is.pwr.save.mode=1", "command cfm post netctrl 19?op=2,wl_rate=24",
           "command killall -9 httpd", "command killall -9 minidlna", "netctrl 19?op=9",
@@ -117,5 +117,5 @@ TEST(FaultWalkNights, AreBusy)
 
 INSTANTIATE_TEST_SUITE_P(Calls, FaultWalk,
                          testing::Combine(testing::Range<size_t>(0, NIGHTS.size()),
-                                          testing::ValuesIn(sim::VirtualRouter::calls())),
+                                          testing::ValuesIn(sim::Faults::names())),
                          name_of);

@@ -106,20 +106,20 @@ void something_strange(Dice &dice)
     static const std::array<int64_t, 8> steps = {1, -1, 3600, -3600, 86400, -86400, 400000000, -400000000};
     switch (dice.roll(6)) {
     case 0:
-        box.file(dice.one_of(PATHS), garbage(dice));
+        box.files.set(dice.one_of(PATHS), garbage(dice));
         break;
     case 1:
-        box.unreadable(dice.one_of(PATHS));
+        box.files.set_unreadable(dice.one_of(PATHS));
         break;
     case 2:
-        box.step_clock(dice.one_of(steps));
+        box.clock.step(dice.one_of(steps));
         break;
     case 3:
-        box.counters("br0", dice.roll(3) * UINT32_MAX, dice.roll(2) * UINT64_MAX);
-        box.host("192.168.0.7", dice.roll(3) * UINT32_MAX, dice.roll(2) * UINT64_MAX);
+        box.network.set_counters("br0", dice.roll(3) * UINT32_MAX, dice.roll(2) * UINT64_MAX);
+        box.network.set_host("192.168.0.7", dice.roll(3) * UINT32_MAX, dice.roll(2) * UINT64_MAX);
         break;
     case 4:
-        box.set(dice.one_of(KEYS), short_garbage(dice));
+        box.store.set(dice.one_of(KEYS), short_garbage(dice));
         break;
     default:
         box.post(std::to_string(dice.roll(11)) + "?" + (dice.roll(2) == 0 ? "op=" : "string_info=") +
@@ -150,7 +150,7 @@ std::string journal_of_night(unsigned seed)
     const pid_t child = fork();
     if (child == 0) {
         strange_night(seed);
-        for (const std::string &line : box.timed_journal())
+        for (const std::string &line : box.journal.timed_lines())
             dprintf(ends[1], "%s\n", line.c_str());
         _exit(0);
     }

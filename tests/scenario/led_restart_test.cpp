@@ -15,10 +15,10 @@ protected:
     {
         ASSERT_TRUE(box.boot());
         box.tick(5);
-        ASSERT_EQ(box.get("nkgw.led.state"), "0");
+        ASSERT_EQ(box.store.get("nkgw.led.state"), "0");
         box.at(10, while_it_starts);
         box.restart();
-        box.clear_journal();
+        box.journal.clear();
         box.run(30);
     }
 
@@ -36,7 +36,7 @@ TEST_F(LedRestart, NobodyTellsSoTheyStayLit)
 {
     in_an_off_period();
     restart_dark_router([] {});
-    EXPECT_EQ(box.acts("leds"), Lines{});
+    EXPECT_EQ(box.journal.acts("leds"), Lines{});
 }
 
 TEST_F(LedRestart, TheMessageTurnsThemOffInAnOffPeriod)
@@ -45,7 +45,7 @@ TEST_F(LedRestart, TheMessageTurnsThemOffInAnOffPeriod)
     restart_dark_router([] {});
     ASSERT_TRUE(box.post("time_check_led?relate_module_id=19,string_info=first_time_start"));
     box.run(5);
-    EXPECT_EQ(box.acts("leds"), Lines{"leds 0"});
+    EXPECT_EQ(box.journal.acts("leds"), Lines{"leds 0"});
 }
 
 TEST_F(LedRestart, TheMessageTurnsThemOffWhenTheyAreAlwaysOff)
@@ -54,7 +54,7 @@ TEST_F(LedRestart, TheMessageTurnsThemOffWhenTheyAreAlwaysOff)
     restart_dark_router([] {});
     ASSERT_TRUE(box.post("time_check_led?relate_module_id=19,string_info=first_time_start"));
     box.run(5);
-    EXPECT_EQ(box.acts("leds"), Lines{"leds 0"});
+    EXPECT_EQ(box.journal.acts("leds"), Lines{"leds 0"});
 }
 
 class LedRestartAsleep : public LedRestart
@@ -76,14 +76,14 @@ TEST_F(LedRestartAsleep, TheMessageComesTooLate)
     restart_dark_router([] {});
     ASSERT_TRUE(box.post("time_check_led?relate_module_id=19,string_info=first_time_start"));
     box.run(5);
-    EXPECT_EQ(box.acts("leds"), Lines{});
+    EXPECT_EQ(box.journal.acts("leds"), Lines{});
 }
 
 TEST_F(LedRestartAsleep, TheKeySetBeforeTheDaemonTurnsThemOff)
 {
     asleep();
-    restart_dark_router([] { sim::router().set_uncommitted("nkgw.led.state", "3"); });
-    EXPECT_EQ(box.acts("leds"), Lines{"leds 0"});
+    restart_dark_router([] { sim::router().store.set_uncommitted("nkgw.led.state", "3"); });
+    EXPECT_EQ(box.journal.acts("leds"), Lines{"leds 0"});
 }
 
 } // namespace

@@ -30,28 +30,28 @@ protected:
     // Starts the router at this local time, up for so many seconds.
     void start_at(const std::string &local, int uptime = 0)
     {
-        box.clock(local);
-        box.uptime(uptime);
+        box.clock.set(local);
+        box.clock.set_uptime(uptime);
         ASSERT_TRUE(box.boot());
         stop_cpu_watchdog();
     }
 
     void client_comes()
     {
-        box.arp("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
+        box.network.set_neighbour("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
     }
 
     // A client, and what the LAN bridge has sent: the delay before a quiet reboot is this modulo 600.
     void quiet_client(uint64_t lan_bytes)
     {
         client_comes();
-        box.counters("br0", 0, lan_bytes);
+        box.network.set_counters("br0", 0, lan_bytes);
     }
 
     std::vector<reboot_seen> reboots() const
     {
         std::vector<reboot_seen> seen;
-        for (const std::string &line : box.timed_journal()) {
+        for (const std::string &line : box.journal.timed_lines()) {
             char day[16] = "";
             char time[16] = "";
             char act[16] = "";

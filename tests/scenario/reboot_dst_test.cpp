@@ -22,7 +22,7 @@ class RebootDst : public RebootDays
 
 TEST_F(RebootDst, BerlinSpringOpensTheFactoryWindowAtThree)
 {
-    box.timezone(BERLIN);
+    box.local_time.set_zone(BERLIN);
     schedule(0);
     // Half an hour before, with an up-time whose offset at three o'clock leads past three.
     const int uptime = uptime_with_offset(3605, 8995);
@@ -35,7 +35,7 @@ TEST_F(RebootDst, BerlinSpringOpensTheFactoryWindowAtThree)
 
 TEST_F(RebootDst, BerlinSpringRebootsJustAfterThreeWhenTheOffsetLiesInTheMissingHour)
 {
-    box.timezone(BERLIN);
+    box.local_time.set_zone(BERLIN);
     schedule(0);
     const int uptime = uptime_with_offset(5, 3600);
     start_at("2026-03-29 01:30:00", uptime - 1800);
@@ -45,7 +45,7 @@ TEST_F(RebootDst, BerlinSpringRebootsJustAfterThreeWhenTheOffsetLiesInTheMissing
 
 TEST_F(RebootDst, NewYorkSpringRebootsJustAfterThreeWhenTheOffsetLiesInTheMissingHour)
 {
-    box.timezone(NEW_YORK);
+    box.local_time.set_zone(NEW_YORK);
     schedule(0);
     const int uptime = uptime_with_offset(5, 3600);
     start_at("2026-03-08 01:30:00", uptime - 1800);
@@ -55,7 +55,7 @@ TEST_F(RebootDst, NewYorkSpringRebootsJustAfterThreeWhenTheOffsetLiesInTheMissin
 
 TEST_F(RebootDst, AUsersTimeInTheMissingHourRebootsAtThree)
 {
-    box.timezone(BERLIN);
+    box.local_time.set_zone(BERLIN);
     schedule(0, "02:30", "05:30");
     start_at("2026-03-28 12:00:00");
     box.run_until("2026-03-30 12:00:00");
@@ -64,7 +64,7 @@ TEST_F(RebootDst, AUsersTimeInTheMissingHourRebootsAtThree)
 
 TEST_F(RebootDst, AWindowInsideTheMissingHourIsSkippedThatNight)
 {
-    box.timezone(NEW_YORK);
+    box.local_time.set_zone(NEW_YORK);
     schedule(0, "02:15", "02:45");
     start_at("2026-03-07 12:00:00");
     box.run_until("2026-03-09 12:00:00");
@@ -75,7 +75,7 @@ TEST_F(RebootDst, AWindowInsideTheMissingHourIsSkippedThatNight)
 
 TEST_F(RebootDst, NewYorkAutumnRebootsOnceInTheFactoryWindow)
 {
-    box.timezone(NEW_YORK);
+    box.local_time.set_zone(NEW_YORK);
     schedule(0);
     start_at("2026-10-31 12:00:00");
     box.run_until("2026-11-01 23:00:00");
@@ -89,7 +89,7 @@ TEST_F(RebootDst, BerlinAutumnRebootsTwiceWhenTheWidthFitsBeforeTheEnd)
 {
     // The window lasts four hours that night, so a router that rebooted at its start is up for its width of three
     // hours before it ends.
-    box.timezone(BERLIN);
+    box.local_time.set_zone(BERLIN);
     schedule(0, "02:30", "05:30");
     box.restart_takes(20);
     start_at("2026-10-24 12:00:00");
@@ -99,7 +99,7 @@ TEST_F(RebootDst, BerlinAutumnRebootsTwiceWhenTheWidthFitsBeforeTheEnd)
 
 TEST_F(RebootDst, NewYorkAutumnRebootsTwiceInAWindowInTheHourThatComesTwice)
 {
-    box.timezone(NEW_YORK);
+    box.local_time.set_zone(NEW_YORK);
     schedule(0, "01:15", "01:45");
     start_at("2026-10-31 12:00:00");
     box.run_until("2026-11-01 23:00:00");
@@ -110,7 +110,7 @@ TEST_F(RebootDst, NewYorkAutumnRebootsTwiceInAWindowInTheHourThatComesTwice)
 
 TEST_F(RebootDst, BerlinAutumnRebootsOnceInTheFactoryWindowWhenTheOffsetLeadsPastTheChange)
 {
-    box.timezone(BERLIN);
+    box.local_time.set_zone(BERLIN);
     schedule(0);
     const int uptime = uptime_with_offset(3605, 8995);
     start_at("2026-10-25 01:30:00", uptime - 1800);
@@ -123,7 +123,7 @@ TEST_F(RebootDst, BerlinAutumnRebootsTwiceInTheFactoryWindowWhenTheOffsetLiesBef
 {
     // Up again 20 s after the first reboot and for three and a half hours, the router finds the window still open. One
     // tick draws the new daemon's offset, whose start has passed; the next one reboots.
-    box.timezone(BERLIN);
+    box.local_time.set_zone(BERLIN);
     schedule(0);
     const int uptime = uptime_with_offset(5, 3500);
     start_at("2026-10-25 01:30:00", uptime - 1800);
@@ -136,13 +136,13 @@ TEST_F(RebootDst, BerlinAutumnRebootsTwiceInTheFactoryWindowWhenTheOffsetLiesBef
 
 TEST_F(RebootDst, TheDaysAroundAChangeHaveOneRebootEach)
 {
-    box.timezone(BERLIN);
+    box.local_time.set_zone(BERLIN);
     schedule(0, "04:00", "05:30"); // clear of the change
     start_at("2026-03-27 12:00:00");
     box.run_until("2026-03-30 12:00:00");
     EXPECT_THAT(reboot_times(), ElementsAre("2026-03-28 04:00:00", "2026-03-29 04:00:00", "2026-03-30 04:00:00"));
-    box.clear_journal();
-    box.clock("2026-10-23 12:00:00");
+    box.journal.clear();
+    box.clock.set("2026-10-23 12:00:00");
     box.run_until("2026-10-26 12:00:00");
     EXPECT_THAT(reboot_times(), ElementsAre("2026-10-24 04:00:00", "2026-10-25 04:00:00", "2026-10-26 04:00:00"));
 }

@@ -37,7 +37,7 @@ protected:
         for (int second = seconds_of(from); second < seconds_of(to); second++) {
             box.at(second - seconds_of("02:30:00") + 0.5, [this, bytes_a_second] {
                 received_ += static_cast<uint64_t>(bytes_a_second);
-                box.host("192.168.0.7", 0, received_);
+                box.network.set_host("192.168.0.7", 0, received_);
             });
         }
     }
@@ -54,8 +54,8 @@ private:
 TEST_F(RebootNight, AQuietClientIsRebootedAfterHalfAnHourAndTheDelay)
 {
     run_the_night();
-    EXPECT_THAT(box.timed_journal(), testing::IsSupersetOf({HasSubstr("2026-03-02 03:30:00 +54000 command date"),
-                                                            HasSubstr("2026-03-02 03:31:41 +54101 reboot")}));
+    EXPECT_THAT(box.journal.timed_lines(), testing::IsSupersetOf({HasSubstr("2026-03-02 03:30:00 +54000 command date"),
+                                                                  HasSubstr("2026-03-02 03:31:41 +54101 reboot")}));
     EXPECT_EQ(reboots().size(), 1U);
 }
 
@@ -92,7 +92,7 @@ TEST_F(RebootNight, OnceArmedTrafficChangesNothing)
 TEST_F(RebootNight, ADecisionThatComesAfterTheWindowNeverComes)
 {
     client_receives(6000, "02:31:00", "05:00:01"); // the baseline is at 05:00:02, and 1800 s on is past the end
-    box.keep_log(false);
+    box.log.keep(false);
     run_the_night();
     EXPECT_THAT(reboot_times(), IsEmpty());
 }
@@ -100,14 +100,14 @@ TEST_F(RebootNight, ADecisionThatComesAfterTheWindowNeverComes)
 TEST_F(RebootNight, ADecisionInTheLastSecondOfTheWindowIsCarriedOutAfterIt)
 {
     client_receives(6000, "02:31:00", "04:59:59");
-    box.keep_log(false);
+    box.log.keep(false);
     run_the_night();
     EXPECT_THAT(reboot_times(), ElementsAre("2026-03-02 05:31:41"));
 }
 
 TEST_F(RebootNight, AClientThatLeavesIsWaitedForThreeMinutes)
 {
-    just_after("03:10:00", [this] { box.clear_arp(); });
+    just_after("03:10:00", [this] { box.network.clear_neighbours(); });
     run_the_night();
     // The first sample without it is at 03:10:01, the 181st at 03:13:01.
     EXPECT_THAT(reboot_times(), ElementsAre("2026-03-02 03:13:01"));
@@ -117,7 +117,7 @@ TEST_F(RebootNight, AClientThatLeavesIsWaitedForThreeMinutes)
 
 TEST_F(RebootNight, AClientThatComesBackStartsBothCountsAgain)
 {
-    just_after("03:10:00", [this] { box.clear_arp(); });
+    just_after("03:10:00", [this] { box.network.clear_neighbours(); });
     just_after("03:13:00", [this] { client_comes(); }); // 180 samples without it
     run_the_night();
     EXPECT_THAT(reboot_times(), ElementsAre("2026-03-02 03:44:42"));
@@ -125,15 +125,15 @@ TEST_F(RebootNight, AClientThatComesBackStartsBothCountsAgain)
 
 TEST_F(RebootNight, ClientsThatStayAwayAllNightAreRebootedThreeMinutesAfterTheStart)
 {
-    box.clear_arp();
+    box.network.clear_neighbours();
     run_the_night();
     EXPECT_THAT(reboot_times(), ElementsAre("2026-03-02 03:03:00"));
 }
 
 TEST_F(RebootNight, ANoClientRebootThatComesBackArmsTheDelay)
 {
-    box.reboot_returns(true);
-    box.clear_arp();
+    box.reboot_returns = true;
+    box.network.clear_neighbours();
     box.run_until("2026-03-02 03:04:43"); // the delay is over at 03:04:41
     EXPECT_THAT(reboot_times(), ElementsAre("2026-03-02 03:03:00", "2026-03-02 03:04:41", "2026-03-02 03:04:42"));
     EXPECT_TRUE(has_body("sleep 100S after to reboot!!"));
@@ -166,7 +166,7 @@ TEST_F(RebootNight, AMessageAboutAnotherWanStartsTheCountAgain)
 TEST_F(RebootNight, AScheduleThatIsSwitchedOffInTheWindowStops)
 {
     just_after("03:20:00", [this] {
-        box.set("sys.schedulereboot.enable", "0");
+        box.store.set("sys.schedulereboot.enable", "0");
         box.post("time_check_reboot");
     });
     run_the_night();
@@ -185,7 +185,7 @@ TEST_F(RebootNight, AScheduleThatMovesToThePresentOpensAtOnce)
 
 TEST_F(RebootNight, AChangedSettingWithoutAMessageIsNotSeen)
 {
-    just_after("02:45:00", [this] { box.set("sys.schedulereboot.enable", "0"); });
+    just_after("02:45:00", [this] { box.store.set("sys.schedulereboot.enable", "0"); });
     run_the_night();
     EXPECT_EQ(reboots().size(), 1U);
 }
@@ -200,15 +200,15 @@ TEST_F(RebootNight, TheDebugSwitchShowsEverySample)
 
 TEST_F(RebootNight, ACounterThatIsResetOnceCostsOneSample)
 {
-    box.host("192.168.0.7", 1000, 1000);
-    just_after("03:10:00", [this] { box.host("192.168.0.7", 0, 0); });
+    box.network.set_host("192.168.0.7", 1000, 1000);
+    just_after("03:10:00", [this] { box.network.set_host("192.168.0.7", 0, 0); });
     run_the_night();
     EXPECT_THAT(reboot_times(), ElementsAre("2026-03-02 03:31:42"));
 }
 
 TEST_F(RebootNight, AClockThatStepsOverTheWindowSkipsIt)
 {
-    just_after("02:59:30", [this] { box.clock("2026-03-02 05:30:01"); });
+    just_after("02:59:30", [this] { box.clock.set("2026-03-02 05:30:01"); });
     box.run(4 * 3600);
     EXPECT_THAT(reboot_times(), IsEmpty());
 }
@@ -237,19 +237,19 @@ private:
 TEST_F(RebootGarbage, TheNightGoesOnWhateverTheKernelsTablesHold)
 {
     std::function<void()> scramble = [&] {
-        box.file("/proc/net/arp", garbage(2000));
-        box.file("/proc/net/ip_mr_vif", garbage(2000));
-        box.file("/sys/class/net/br0/statistics/tx_bytes", garbage(200));
-        box.host("192.168.0.7", ~0ULL, 0);
+        box.files.set("/proc/net/arp", garbage(2000));
+        box.files.set("/proc/net/ip_mr_vif", garbage(2000));
+        box.files.set("/sys/class/net/br0/statistics/tx_bytes", garbage(200));
+        box.network.set_host("192.168.0.7", ~0ULL, 0);
         box.at(1, scramble);
     };
     box.at(0.5, scramble);
-    box.reboot_returns(true);
-    box.keep_log(false);
-    box.clear_journal();
+    box.reboot_returns = true;
+    box.log.keep(false);
+    box.journal.clear();
     run_the_night();
     EXPECT_TRUE(box.running());
-    for (const std::string &act : box.journal())
+    for (const std::string &act : box.journal.lines())
         EXPECT_THAT(act, testing::AnyOf("command date", "reboot"));
 }
 
@@ -258,7 +258,7 @@ TEST_F(RebootGarbage, GarbageThatNamesNoBridgeIsNoClient)
     std::function<void()> scramble = [&] {
         std::string text = garbage(500);
         std::erase(text, 'b');
-        box.file("/proc/net/arp", text);
+        box.files.set("/proc/net/arp", text);
         box.at(1, scramble);
     };
     box.at(0.5, scramble);

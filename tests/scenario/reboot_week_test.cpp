@@ -74,11 +74,11 @@ TEST_F(RebootWeek, AClientThatNeverFallsQuietIsNeverRebooted)
     uint64_t received = 0;
     std::function<void()> traffic = [&] {
         received += 5000;
-        box.host("192.168.0.7", 0, received);
+        box.network.set_host("192.168.0.7", 0, received);
         box.at(1, traffic);
     };
     box.at(0.5, traffic);
-    box.keep_log(false);
+    box.log.keep(false);
     box.run_until("2026-03-03 12:00:00");
     EXPECT_THAT(reboot_times(), IsEmpty());
 }
@@ -86,7 +86,7 @@ TEST_F(RebootWeek, AClientThatNeverFallsQuietIsNeverRebooted)
 TEST_F(RebootWeek, ADisabledScheduleNeverReboots)
 {
     schedule(0);
-    box.set("sys.schedulereboot.enable", "0");
+    box.store.set("sys.schedulereboot.enable", "0");
     start_at("2026-03-01 12:00:00");
     box.run_until("2026-03-08 12:00:00");
     EXPECT_EQ(box.restarts(), 0U);
@@ -121,7 +121,7 @@ TEST_F(RebootWeek, AClockThatIsSetInsideTheWindowRebootsAtOnce)
     schedule(0, "03:00", "05:30");
     start_at("1970-01-01 00:00:00");
     box.run(4 * 3600);
-    box.at(0.5, [this] { box.clock("2026-03-04 04:00:00"); });
+    box.at(0.5, [this] { box.clock.set("2026-03-04 04:00:00"); });
     box.run(3);
     ASSERT_EQ(reboots().size(), 1U);
     EXPECT_EQ(reboots()[0].day, "2026-03-04");
@@ -140,7 +140,7 @@ TEST_F(RebootWeek, ARouterBootedInsideTheWindowWaitsForTheNextDay)
 TEST_F(RebootWeek, ARebootThatComesBackIsTriedEverySecondUntilTheWindowEnds)
 {
     schedule(0, "03:00", "03:01");
-    box.reboot_returns(true);
+    box.reboot_returns = true;
     start_at("2026-03-01 12:00:00");
     box.run_until("2026-03-02 12:00:00");
     EXPECT_EQ(reboots().size(), 61U);
@@ -153,12 +153,12 @@ TEST_F(RebootWeek, TheCalendarsOddDaysAreLikeAnyOther)
     start_at("2038-01-17 12:00:00"); // signed 32 bits end on the 19th at 03:14:07
     box.run_until("2038-01-20 12:00:00");
     EXPECT_THAT(reboot_times(), ElementsAre("2038-01-18 03:00:00", "2038-01-19 03:00:00", "2038-01-20 03:00:00"));
-    box.clear_journal();
-    box.clock("2106-02-05 12:00:00"); // 32 bits end on the 7th at 06:28:16
+    box.journal.clear();
+    box.clock.set("2106-02-05 12:00:00"); // 32 bits end on the 7th at 06:28:16
     box.run_until("2106-02-08 12:00:00");
     EXPECT_THAT(reboot_times(), ElementsAre("2106-02-06 03:00:00", "2106-02-07 03:00:00", "2106-02-08 03:00:00"));
-    box.clear_journal();
-    box.clock("2028-02-28 12:00:00");
+    box.journal.clear();
+    box.clock.set("2028-02-28 12:00:00");
     box.run_until("2028-03-01 12:00:00");
     EXPECT_THAT(reboot_times(), ElementsAre("2028-02-29 03:00:00", "2028-03-01 03:00:00"));
 }

@@ -41,7 +41,7 @@ protected:
         const Lines words = sim::read_command_line(line).at(0).words;
         ASSERT_EQ(words.at(0), "cfm") << line;
         if (words.at(1) == "set")
-            box.set(words.at(2), words.at(3));
+            box.store.set(words.at(2), words.at(3));
         else if (words.at(1) == "post")
             ASSERT_TRUE(box.post(words.at(3))) << line;
         else
@@ -52,7 +52,7 @@ protected:
     Lines switchings() const
     {
         Lines found;
-        for (const std::string &line : box.timed_journal())
+        for (const std::string &line : box.journal.timed_lines())
             if (const size_t act = line.find("cfm post netctrl 19?"); act != std::string::npos)
                 found.push_back(line.substr(0, line.find(" +")) + " " + line.substr(line.find('?')));
         return found;
@@ -61,7 +61,7 @@ protected:
 
 TEST_F(ScheduleExample, SwitchesAsThePageSays)
 {
-    box.clock("2026-05-07 18:00:00"); // a Thursday
+    box.clock.set("2026-05-07 18:00:00"); // a Thursday
     ASSERT_TRUE(box.boot());
     const Lines commands = example_commands();
     ASSERT_FALSE(commands.empty());

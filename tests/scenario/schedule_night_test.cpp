@@ -11,13 +11,13 @@ namespace
 // Everything on, the evening of 2 March 2026 (a Monday) in Berlin, an hour before anything happens.
 void evening()
 {
-    router().timezone("CET-1CEST,M3.5.0,M10.5.0/3");
-    router().clock("2026-03-02 21:00:00");
+    router().local_time.set_zone("CET-1CEST,M3.5.0,M10.5.0/3");
+    router().clock.set("2026-03-02 21:00:00");
     radios("1", "1", "1");
-    router().set("wl.guest.effective_time", "0");
-    router().set("nkgw.led.state", "3");
-    router().set("sys.sched.led.type", "open");
-    router().set("sys.sched.wifi.enable", "1");
+    router().store.set("wl.guest.effective_time", "0");
+    router().store.set("nkgw.led.state", "3");
+    router().store.set("sys.sched.led.type", "open");
+    router().store.set("sys.sched.wifi.enable", "1");
 }
 
 void start()
@@ -30,7 +30,7 @@ void start()
 Lines switched()
 {
     Lines found;
-    for (const std::string &act : router().timed_journal()) {
+    for (const std::string &act : router().journal.timed_lines()) {
         const size_t uptime = act.find(" +");
         const size_t what = act.find(' ', uptime + 1);
         const std::string line = act.substr(0, uptime) + act.substr(what);
@@ -45,7 +45,7 @@ Lines switched()
 void move_traffic_every_second(int seconds)
 {
     for (int i = 1; i <= seconds; i++)
-        router().at(i, [i] { router().host("192.168.0.100", static_cast<uint64_t>(i) * 5000, 0); });
+        router().at(i, [i] { router().network.set_host("192.168.0.100", static_cast<uint64_t>(i) * 5000, 0); });
 }
 
 } // namespace
@@ -104,7 +104,7 @@ TEST_F(ScheduleNight, TheSchedulesStandStillBeforeTheNetworkIsQuiet)
     evening();
     client();
     only_rule("nkgw.wlan", "Mon 23:10", "6:00");
-    router().set("sys.sched.led.type", "time");
+    router().store.set("sys.sched.led.type", "time");
     only_rule("nkgw.led", "Mon 23:10", "6:00");
     power_saving("1", "23:00", "7:00");
     start();
@@ -122,7 +122,7 @@ TEST_F(ScheduleNight, TheSchedulesStandStillBeforeTheNetworkIsQuiet)
 TEST_F(ScheduleNight, TheLedsFirstRuleKeepsThemOffOnWakingUntilTheNextLook)
 {
     evening();
-    router().set("sys.sched.led.type", "time");
+    router().store.set("sys.sched.led.type", "time");
     only_rule("nkgw.led", "Fri 6:00", "9:00"); // not tonight's, but its days do not count on waking
     power_saving("0", "23:00", "7:00");
     start();
@@ -179,7 +179,7 @@ TEST_F(ScheduleNight, ARestartInAWifiPeriodTurnsWifiOnForAMomentOnly)
     router().restart();
     router().run(60);
     EXPECT_FALSE(radio_is_on());
-    const Lines messages = router().messages_to_netctrl();
+    const Lines messages = router().journal.messages_to_netctrl();
     ASSERT_GE(messages.size(), 4U);
     EXPECT_EQ(Lines(messages.end() - 4, messages.end()),
               (Lines{"19?op=3,wl_rate=24", "19?op=3,wl_rate=5", "19?op=2,wl_rate=24", "19?op=2,wl_rate=5"}));
@@ -192,9 +192,9 @@ TEST_F(ScheduleNight, AFailedCommitAtTheEdgeIsPutRightAtTheNextOne)
     evening();
     only_rule("nkgw.wlan", "Mon 22:00", "23:00");
     rule("nkgw.wlan", 2, "Mon 23:30", "23:45");
-    router().set("nkgw.wlan.listnum", "2");
+    router().store.set("nkgw.wlan.listnum", "2");
     start();
-    router().fail("CommitCfm");
+    router().faults.fail("CommitCfm");
     router().run_until("2026-03-02 22:59:00");
     EXPECT_EQ(switched(), Lines{}); // off in the store, but netctrl was not told
     EXPECT_FALSE(radio_is_on());
@@ -208,16 +208,16 @@ TEST_F(ScheduleNight, AFailedCommitAtTheEdgeIsPutRightAtTheNextOne)
 TEST_F(ScheduleNight, AGuestNetworkExpiresInTheMiddleOfThePeriods)
 {
     evening();
-    router().set("wl.guest.effective_time", "0");
+    router().store.set("wl.guest.effective_time", "0");
     start();
-    router().set("wl.guest.effective_time", "7200");
-    router().set("wl.guest.dhcps_enable", "1");
+    router().store.set("wl.guest.effective_time", "7200");
+    router().store.set("wl.guest.dhcps_enable", "1");
     router().post("time_check_wl_guest?string_info=wl_guest");
     router().run_until("2026-03-02 22:59:58");
-    EXPECT_EQ(router().get("wl.guest.dhcps_enable"), "1");
+    EXPECT_EQ(router().store.get("wl.guest.dhcps_enable"), "1");
     router().run(4);
-    EXPECT_EQ(router().get("wl.guest.dhcps_enable"), "0");
-    EXPECT_EQ(router().acts("netctrl"),
+    EXPECT_EQ(router().store.get("wl.guest.dhcps_enable"), "0");
+    EXPECT_EQ(router().journal.acts("netctrl"),
               (Lines{"netctrl 19?op=9", "netctrl 19?op=3,wl_rate=24,index=1", "netctrl 19?op=3,wl_rate=5,index=1"}));
 }
 
@@ -226,12 +226,12 @@ TEST_F(ScheduleNight, SleepClosesAGuestNetworkWithALifetimeAndNothingOpensItAgai
     evening();
     power_saving("0", "23:00", "7:00");
     start();
-    router().set("wl.guest.effective_time", "86400");
-    router().set("wl.guest.dhcps_enable", "1");
+    router().store.set("wl.guest.effective_time", "86400");
+    router().store.set("wl.guest.dhcps_enable", "1");
     router().run_until("2026-03-02 23:00:10");
-    EXPECT_EQ(router().get("wl.guest.dhcps_enable"), "0");
+    EXPECT_EQ(router().store.get("wl.guest.dhcps_enable"), "0");
     router().run_until("2026-03-03 12:00:00");
-    EXPECT_EQ(router().get("wl.guest.dhcps_enable"), "0");
+    EXPECT_EQ(router().store.get("wl.guest.dhcps_enable"), "0");
 }
 
 // Power saving with another number than 1 does not hold the schedules still: they fight for Wi-Fi.
@@ -239,7 +239,7 @@ TEST_F(ScheduleNight, APowerSavingThatIsNotExactlyOneDoesNotHoldTheLedsOff)
 {
     evening();
     power_saving("0", "23:00", "7:00");
-    router().set("sys.powersleep.enable", "2");
+    router().store.set("sys.powersleep.enable", "2");
     start();
     router().run_until("2026-03-02 23:00:30");
     EXPECT_TRUE(asleep());
@@ -251,11 +251,11 @@ TEST_F(ScheduleNight, APowerSavingThatIsNotExactlyOneDoesNotHoldTheLedsOff)
 TEST_F(ScheduleNight, AnotherZoneCountsAtTheNextLookAtTheRules)
 {
     evening();
-    router().set("sys.sched.led.type", "time");
+    router().store.set("sys.sched.led.type", "time");
     only_rule("nkgw.led", "5:00", "6:00");
     start();
-    router().at(1800.5, [] { router().timezone("JST-9"); });
-    router().at(3600.5, [] { router().timezone("CET-1CEST,M3.5.0,M10.5.0/3"); });
+    router().at(1800.5, [] { router().local_time.set_zone("JST-9"); });
+    router().at(3600.5, [] { router().local_time.set_zone("CET-1CEST,M3.5.0,M10.5.0/3"); });
     router().run(7200);
     EXPECT_EQ(switched(), (Lines{"2026-03-02 21:30:02 leds 0", "2026-03-02 22:00:01 leds 3"}));
 }

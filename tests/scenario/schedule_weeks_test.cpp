@@ -35,7 +35,7 @@ Moment now()
     int day = 0;
     int hour = 0;
     int minute = 0;
-    const std::string local = router().local_time();
+    const std::string local = router().clock.local();
     if (sscanf(local.c_str(), "%d-%d-%d %d:%d", &moment.year, &month, &day, &hour, &minute) != 5)
         ADD_FAILURE() << "no local time: " << local;
     const std::chrono::sys_days date = std::chrono::year(moment.year) / month / day;
@@ -137,12 +137,12 @@ std::vector<Rule> random_rules(Dice &dice, const std::string &family)
         const std::string on = random_days(dice, ignored) + as_time(dice, one.on);
         rule(family, i, off, on);
         if (readable-- == 0)
-            router().set(family + (dice.roll(2) == 0 ? ".offtime.list" : ".ontime.list") + std::to_string(i),
-                         broken.at(static_cast<size_t>(dice.roll(6))));
+            router().store.set(family + (dice.roll(2) == 0 ? ".offtime.list" : ".ontime.list") + std::to_string(i),
+                               broken.at(static_cast<size_t>(dice.roll(6))));
         if (readable >= 0)
             rules.push_back(one);
     }
-    router().set(family + ".listnum", std::to_string(count));
+    router().store.set(family + ".listnum", std::to_string(count));
     return rules;
 }
 
@@ -150,9 +150,9 @@ Settings random_settings(Dice &dice, bool with_power_saving)
 {
     Settings settings;
     radios("1", "1", "1");
-    router().set("nkgw.led.state", "3");
-    router().set("sys.sched.wifi.enable", "1");
-    router().set("sys.sched.led.type", "time");
+    router().store.set("nkgw.led.state", "3");
+    router().store.set("sys.sched.wifi.enable", "1");
+    router().store.set("sys.sched.led.type", "time");
     settings.wifi = random_rules(dice, "nkgw.wlan");
     settings.led = random_rules(dice, "nkgw.led");
     if (with_power_saving) {
@@ -173,7 +173,7 @@ testing::AssertionResult state_is_as_read(const Settings &settings)
     if (radio_is_on() == wifi && leds_are_on() == leds && asleep() == sleeps)
         return testing::AssertionSuccess();
     const testing::TestInfo &test = *testing::UnitTest::GetInstance()->current_test_info();
-    return testing::AssertionFailure() << "at " << router().local_time() << " Wi-Fi should be " << wifi
+    return testing::AssertionFailure() << "at " << router().clock.local() << " Wi-Fi should be " << wifi
                                        << ", LEDs should be " << leds << ", asleep should be " << sleeps
                                        << "\nreplay: scenario_tests --gtest_filter=" << test.test_suite_name() << "."
                                        << test.name();
@@ -217,11 +217,11 @@ class ScheduleWeek : public RouterTest, public testing::WithParamInterface<Week>
 TEST_P(ScheduleWeek, EveryMinuteIsAsTheRulesRead)
 {
     Dice dice(GetParam().seed);
-    router().keep_log(false);
+    router().log.keep(false);
     for (const char *act : {"set", "commit", "command", "leds", "netctrl", "write"})
-        router().mute(act);
-    router().timezone(GetParam().zone);
-    router().clock(GetParam().start);
+        router().journal.mute(act);
+    router().local_time.set_zone(GetParam().zone);
+    router().clock.set(GetParam().start);
     const Settings settings = random_settings(dice, GetParam().power_saving);
     ASSERT_TRUE(router().boot());
     std::set<bool> wifi_was;
@@ -247,21 +247,21 @@ namespace
 void random_step(Dice &dice, time_t &lost_at)
 {
     if (lost_at != 0) {
-        router().clock_at(lost_at + dice.roll(3 * 24 * 3600));
+        router().clock.set(lost_at + dice.roll(3 * 24 * 3600));
         lost_at = 0;
     } else if (dice.roll(4) == 0) {
-        lost_at = router().wall();
-        router().clock_at(dice.roll(3 * 24 * 3600));
+        lost_at = router().clock.wall();
+        router().clock.set(dice.roll(3 * 24 * 3600));
     } else {
         const int hours = 1 + dice.roll(dice.roll(4) == 0 ? 72 : 12);
-        router().step_clock((dice.roll(2) == 0 ? 1 : -1) * (hours * 3600 + dice.roll(3600)));
+        router().clock.step((dice.roll(2) == 0 ? 1 : -1) * (hours * 3600 + dice.roll(3600)));
     }
 }
 
 // Into the 30th second of the next minute, where the rules read plainly.
 void run_to_half_minute()
 {
-    const int second = std::stoi(router().local_time().substr(17));
+    const int second = std::stoi(router().clock.local().substr(17));
     router().run(60 + 30 - second);
 }
 
@@ -275,9 +275,9 @@ class ScheduleSteps : public RouterTest, public testing::WithParamInterface<Week
 TEST_P(ScheduleSteps, EndInTheStateThatTheRulesRead)
 {
     Dice dice(GetParam().seed);
-    router().keep_log(false);
-    router().timezone(GetParam().zone);
-    router().clock(GetParam().start);
+    router().log.keep(false);
+    router().local_time.set_zone(GetParam().zone);
+    router().clock.set(GetParam().start);
     const Settings settings = random_settings(dice, GetParam().power_saving);
     ASSERT_TRUE(router().boot());
     time_t lost_at = 0;
@@ -318,20 +318,20 @@ TEST_P(ScheduleFirstClock, TakesOverFromThere)
                                .led = {{.days = {0, 1, 2, 3, 4, 5, 6}, .off = 22 * 60, .on = 6 * 60}},
                                .sleep = {{.days = {0, 1, 2, 3, 4, 5, 6}, .off = 23 * 60, .on = 5 * 60}}};
     radios("1", "1", "1");
-    router().set("nkgw.led.state", "3");
-    router().set("sys.sched.wifi.enable", "1");
-    router().set("sys.sched.led.type", "time");
+    router().store.set("nkgw.led.state", "3");
+    router().store.set("sys.sched.wifi.enable", "1");
+    router().store.set("sys.sched.led.type", "time");
     only_rule("nkgw.wlan", "22:00", "6:00");
     only_rule("nkgw.led", "22:00", "6:00");
     power_saving("0", "23:00", "5:00");
-    router().clock("1970-01-01 00:00:00");
+    router().clock.set("1970-01-01 00:00:00");
     ASSERT_TRUE(router().boot());
     router().run(60);
     EXPECT_TRUE(radio_is_on());
     EXPECT_TRUE(leds_are_on());
 
-    router().clock("2026-03-02 00:00:30");
-    router().step_clock(60 * GetParam());
+    router().clock.set("2026-03-02 00:00:30");
+    router().clock.step(60 * GetParam());
     router().run(60);
     EXPECT_TRUE(state_is_as_read(settings));
     router().run(24 * 3600);
@@ -409,16 +409,16 @@ void garbage_in_every_key(Dice &dice)
                             "power.sleep.closetype.changed",
                             "sys.sched.wifi.enable",
                             "time_check_debug"})
-        router().set(key, garbage(dice));
+        router().store.set(key, garbage(dice));
     for (const std::string family : {"nkgw.wlan", "nkgw.led"}) {
-        router().set(family + ".listnum", std::to_string(dice.roll(25)));
+        router().store.set(family + ".listnum", std::to_string(dice.roll(25)));
         for (int i = 1; i <= 20; i++)
             rule(family, i, dice.roll(3) == 0 ? garbage(dice) : "Mon..Sun 9:00",
                  dice.roll(3) == 0 ? garbage(dice) : "17:00");
     }
     constexpr std::array<const char *, 4> words = {"open", "close", "time", "Time"};
     if (dice.roll(2) == 0)
-        router().set("sys.sched.led.type", words.at(static_cast<size_t>(dice.roll(4))));
+        router().store.set("sys.sched.led.type", words.at(static_cast<size_t>(dice.roll(4))));
 }
 
 } // namespace
@@ -430,8 +430,8 @@ class ScheduleGarbage : public RouterTest, public testing::WithParamInterface<un
 TEST_P(ScheduleGarbage, LeavesADaemonThatObeysTheNextSettings)
 {
     Dice dice(GetParam());
-    router().keep_log(false);
-    router().clock("2026-03-02 08:00:30");
+    router().log.keep(false);
+    router().clock.set("2026-03-02 08:00:30");
     garbage_in_every_key(dice);
     ASSERT_TRUE(router().boot());
     for (int i = 0; i < 100; i++) {

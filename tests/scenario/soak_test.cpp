@@ -43,7 +43,7 @@ bool is_between(int hour, int from, int to)
 std::string published(int wan)
 {
     const std::string key = "wan" + std::to_string(wan);
-    return box.get(key + "_check") + box.get(key + "_isonln");
+    return box.store.get(key + "_check") + box.store.get(key + "_isonln");
 }
 
 void expect_wans(const Mode &mode, Wans wans)
@@ -59,12 +59,12 @@ void expect_wans(const Mode &mode, Wans wans)
 void expect_all_well(const Mode &mode, int hour)
 {
     const bool asleep = is_between(hour, 1, 5);
-    EXPECT_EQ(box.get("sys.is.pwr.save.mode"), asleep ? "1" : "0");
+    EXPECT_EQ(box.store.get("sys.is.pwr.save.mode"), asleep ? "1" : "0");
     EXPECT_EQ(schedule_world::radio_is_on(), !asleep && !is_between(hour, 23, 6));
     EXPECT_EQ(schedule_world::leds_are_on(), !asleep && !is_between(hour, 22, 7));
-    EXPECT_EQ(box.get("wl.guest.dhcps_enable"), is_between(hour, 8, 10) ? "1" : "0");
-    EXPECT_EQ(box.chain("dns_drop"), Lines{});
-    EXPECT_EQ(box.rules().size(), mode.policy_rules);
+    EXPECT_EQ(box.store.get("wl.guest.dhcps_enable"), is_between(hour, 8, 10) ? "1" : "0");
+    EXPECT_EQ(box.commands.chain("dns_drop"), Lines{});
+    EXPECT_EQ(box.commands.rules().size(), mode.policy_rules);
     expect_wans(mode, Wans::ALL_ONLINE);
 }
 
@@ -102,7 +102,7 @@ public:
     // False when something did not hold; what, gtest has been told.
     bool run(int days)
     {
-        box.keep_log(false);
+        box.log.keep(false);
         configure_all();
         enter(MODES[first_mode_ % MODES.size()]);
         if (!box.boot())
@@ -138,7 +138,7 @@ private:
         enter(mode);
         for (int hour = 0; hour < 23; hour++) {
             const Fault &fault = fault_in(mode);
-            SCOPED_TRACE(std::string(fault.name) + " from " + box.local_time());
+            SCOPED_TRACE(std::string(fault.name) + " from " + box.clock.local());
             const uint64_t ticks = box.ticks();
             fault.begin(dice_);
             box.run(0.75 * HOUR_S);
@@ -165,9 +165,9 @@ private:
             open_guest_network(unused);
         });
         at(11.6, [] { box.post("6?op=1,string_info=minidlna"); });
-        at(11.7, [] { box.end_process("minidlna"); });
-        at(11.8, [] { box.process("minidlna", 420); });
-        at(13.6, [] { box.cpu_share("httpd", 100); });
+        at(11.7, [] { box.processes.end("minidlna"); });
+        at(11.8, [] { box.processes.start("minidlna", 420); });
+        at(13.6, [] { box.processes.set_share("httpd", 100); });
         at(13.9, httpd_is_idle);
         at(15.6, mode.lose_uplink);
         at(15.8, mend_network);
@@ -179,7 +179,7 @@ private:
         plan(mode);
         for (int hour = 0; hour < 24; hour++) {
             box.run(HOUR_S / 2);
-            SCOPED_TRACE("without a fault, " + box.local_time());
+            SCOPED_TRACE("without a fault, " + box.clock.local());
             if (hour > 0)
                 expect_all_well(mode, hour);
             box.run(HOUR_S / 2);
@@ -188,21 +188,22 @@ private:
         for (const char *act : {"reboot", "leds 0", "leds 3", "command cfm post netctrl 19?op=2,wl_rate=24",
                                 "command cfm post netctrl 19?op=1,wl_rate=24", "netctrl 19?op=9",
                                 "command cfm post netctrl 51?op=6", "command killall -9 httpd", mode.lost, mode.back})
-            EXPECT_NE(std::ranges::find(box.journal(), act), box.journal().end()) << "not done all day: " << act;
+            EXPECT_NE(std::ranges::find(box.journal.lines(), act), box.journal.lines().end())
+                << "not done all day: " << act;
     }
 
     void end_day(int day)
     {
-        SCOPED_TRACE("the day that ends at " + box.local_time());
-        for (const std::string &act : box.timed_journal())
+        SCOPED_TRACE("the day that ends at " + box.clock.local());
+        for (const std::string &act : box.journal.timed_lines())
             for (const char c : act)
                 hash_ = (hash_ ^ static_cast<unsigned char>(c)) * 1099511628211U;
-        const auto strange = std::ranges::find_if_not(box.journal(), busy_nights::is_sane);
-        EXPECT_EQ(strange, box.journal().end()) << "strange act: " << *strange;
-        EXPECT_LT(box.journal().size(), ACTS_A_DAY_MAX);
-        EXPECT_LT(box.lines_logged() - lines_, LINES_A_DAY_MAX);
-        lines_ = box.lines_logged();
-        box.clear_journal();
+        const auto strange = std::ranges::find_if_not(box.journal.lines(), busy_nights::is_sane);
+        EXPECT_EQ(strange, box.journal.lines().end()) << "strange act: " << *strange;
+        EXPECT_LT(box.journal.lines().size(), ACTS_A_DAY_MAX);
+        EXPECT_LT(box.log.count() - lines_, LINES_A_DAY_MAX);
+        lines_ = box.log.count();
+        box.journal.clear();
         expect_nothing_grows(day);
     }
 

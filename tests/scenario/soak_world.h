@@ -19,44 +19,44 @@ using busy_nights::Dice;
 
 inline void radio_is(int phy_state, int relay_state)
 {
-    box.radio("wlc0", phy_state, relay_state);
+    box.radios.set("wlc0", phy_state, relay_state);
 }
 
 // All that a fault of the network may have taken away.
 inline void mend_network()
 {
-    box.internet(true);
-    box.dns(true);
-    box.ping_takes(0, 1000);
+    box.network.set_internet(true);
+    box.network.set_dns(true);
+    box.network.set_ping_durations(0, 1000);
     for (const int wan : {1, 2}) {
-        box.link(wan, true);
-        box.address("eth" + std::to_string(wan), "203.0.113." + std::to_string(wan));
+        box.network.set_link(wan, true);
+        box.network.set_address("eth" + std::to_string(wan), "203.0.113." + std::to_string(wan));
     }
     radio_is(3, 3);
-    box.address("wlc0", "10.0.0.9");
-    box.reachable("192.168.0.254", "", true);
+    box.network.set_address("wlc0", "10.0.0.9");
+    box.network.set_reachable("192.168.0.254", "", true);
 }
 
 // One that is quiet: the router may sleep and restart.
 inline void lone_client()
 {
-    box.clear_arp();
-    box.arp("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
-    box.host("192.168.0.7", 1000, 2000);
-    box.multicast("br0", 300);
-    box.counters("br0", 700, 90); // the delay before a reboot is made of this
+    box.network.clear_neighbours();
+    box.network.set_neighbour("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
+    box.network.set_host("192.168.0.7", 1000, 2000);
+    box.network.set_multicast("br0", 300);
+    box.network.set_counters("br0", 700, 90); // the delay before a reboot is made of this
 }
 
 inline void httpd_is_idle()
 {
-    box.process("httpd", 412);
-    box.cpu_share("httpd", 0);
+    box.processes.start("httpd", 412);
+    box.processes.set_share("httpd", 0);
 }
 
 inline void configure_all()
 {
-    box.clock("2026-03-01 00:00:00");
-    box.uptime(100000);
+    box.clock.set("2026-03-01 00:00:00");
+    box.clock.set_uptime(100000);
     busy_nights::configure({{"sys.schedulereboot.enable", "1"},
                             {"sys.schedulereboot.type", "1"},
                             {"sys.schedulereboot.start_time", "03:00"},
@@ -76,15 +76,15 @@ inline void configure_all()
                             {"wl2g.extra.wpapsk_type", "psk2"},
                             {"wl2g.extra.wpapsk_crypto", "aes"}});
     schedule_world::radios("1", "1", "1");
-    box.set("nkgw.led.state", "3");
+    box.store.set("nkgw.led.state", "3");
     schedule_world::only_rule("nkgw.wlan", "23:00", "6:00");
     schedule_world::only_rule("nkgw.led", "22:00", "7:00");
-    box.wan(1, "eth1");
-    box.wan(2, "eth2");
-    box.file("/etc/lan.ini", "gateway=192.168.0.254\n");
-    box.process("minidlna", 420);
-    box.process("udhcpc", 500);
-    box.process("dhcpcd_lan", 501);
+    box.network.set_wan(1, "eth1");
+    box.network.set_wan(2, "eth2");
+    box.files.set("/etc/lan.ini", "gateway=192.168.0.254\n");
+    box.processes.start("minidlna", 420);
+    box.processes.start("udhcpc", 500);
+    box.processes.start("dhcpcd_lan", 501);
     lone_client();
     mend_network();
 }
@@ -112,7 +112,7 @@ inline const std::array MODES = {
          .radio_mode = "ap",
          .wans = "2",
          .policy_rules = 6,
-         .lose_uplink = [] { box.internet(false); },
+         .lose_uplink = [] { box.network.set_internet(false); },
          .lost = "command cfm post netctrl 52?op=16,wan_id=1",
          .back = "command cfm post netctrl 52?op=15,wan_id=1"},
     Mode{.id = WISP,
@@ -139,7 +139,7 @@ inline const std::array MODES = {
          .radio_mode = "ap",
          .wans = "1",
          .policy_rules = 3,
-         .lose_uplink = [] { box.reachable("192.168.0.254", "", false); },
+         .lose_uplink = [] { box.network.set_reachable("192.168.0.254", "", false); },
          .lost = "netctrl 35?op=9,string_info=dhcp_up",
          .back = "netctrl 35?op=8,string_info=dhcp_down"},
 };
@@ -171,21 +171,21 @@ inline int64_t stepped_s;
 inline void step_clock(int64_t seconds)
 {
     stepped_s = seconds;
-    box.step_clock(seconds);
+    box.clock.step(seconds);
 }
 
 inline void step_clock_back()
 {
-    box.step_clock(-stepped_s);
+    box.clock.step(-stepped_s);
 }
 
 inline void call_fails(Dice &dice)
 {
     // Without its name on the bus the daemon ends, without its thread nobody looks at the WANs.
     static const Lines spared = {"RegMsgHandle", "pthread_create"};
-    const std::string &call = dice.one_of(sim::VirtualRouter::calls());
+    const std::string &call = dice.one_of(sim::Faults::names());
     if (std::ranges::find(spared, call) == spared.end())
-        box.fail(call, static_cast<unsigned>(1 + dice.roll(500)), EIO, dice.roll(4) == 0);
+        box.faults.fail(call, static_cast<unsigned>(1 + dice.roll(500)), EIO, dice.roll(4) == 0);
 }
 
 inline void strange_messages(Dice &dice)
@@ -221,9 +221,9 @@ inline void garbage_of_the_kernel(Dice &dice)
                                 "/sys/class/net/br0/statistics/rx_bytes"};
     const std::string &path = dice.one_of(paths);
     if (dice.roll(3) == 0)
-        box.unreadable(path);
+        box.files.set_unreadable(path);
     else
-        box.file(path, garbage(dice));
+        box.files.set(path, garbage(dice));
 }
 
 inline std::string changed_path;
@@ -233,8 +233,8 @@ inline void garbage_in_etc(Dice &dice)
 {
     static const Lines paths = {"/etc/resolv.conf", "/etc/lan.ini", "/etc/httpd.pid"};
     changed_path = dice.one_of(paths);
-    changed_text = box.file(changed_path);
-    box.file(changed_path, garbage(dice));
+    changed_text = box.files.text_of(changed_path);
+    box.files.set(changed_path, garbage(dice));
 }
 
 inline std::string changed_key;
@@ -246,10 +246,10 @@ inline void garbage_in_a_setting(Dice &dice)
                                "wl.guest.effective_time",       "wl2g.public.country",     "lan.ip",
                                "wl2g.extra.wpapsk_crypto",      "sys.schedulereboot.wday"};
     changed_key = dice.one_of(keys);
-    changed_text = box.get(changed_key);
+    changed_text = box.store.get(changed_key);
     std::string value = garbage(dice).substr(0, dice.roll(700));
     std::erase(value, '\0');
-    box.set(changed_key, value);
+    box.store.set(changed_key, value);
     for (const char *module : {"reboot", "power", "wifi", "led"})
         box.post(std::string("time_check_") + module + "?op=1");
 }
@@ -257,85 +257,90 @@ inline void garbage_in_a_setting(Dice &dice)
 inline void counters_wrap(Dice &dice)
 {
     const uint64_t before = dice.roll(2) == 0 ? UINT32_MAX : UINT64_MAX;
-    box.counters("br0", before, before);
-    box.host("192.168.0.7", before, before);
+    box.network.set_counters("br0", before, before);
+    box.network.set_host("192.168.0.7", before, before);
     box.at(600, [] {
-        box.counters("br0", 5, 5);
-        box.host("192.168.0.7", 5, 5);
+        box.network.set_counters("br0", 5, 5);
+        box.network.set_host("192.168.0.7", 5, 5);
     });
 }
 
 inline void netctrl_vanishes(Dice & /*dice*/)
 {
-    box.end_process("netctrl");
-    box.fail("send_msg_to_netctrl", 1, ECONNREFUSED, true);
-    box.on_command([](const std::string &command) { return command.starts_with("cfm post") ? 1 : sim::NOT_HANDLED; });
+    box.processes.end("netctrl");
+    box.faults.fail("send_msg_to_netctrl", 1, ECONNREFUSED, true);
+    box.commands.set_hook(
+        [](const std::string &command) { return command.starts_with("cfm post") ? 1 : sim::NOT_HANDLED; });
 }
 
 inline void netctrl_is_back()
 {
-    box.process("netctrl", 300);
-    box.clear_faults();
-    box.on_command([](const std::string &) { return sim::NOT_HANDLED; });
+    box.processes.start("netctrl", 300);
+    box.faults.clear();
+    box.commands.set_hook([](const std::string &) { return sim::NOT_HANDLED; });
 }
 
 inline void open_guest_network(Dice & /*dice*/)
 {
-    box.set("wl.guest.dhcps_enable", "1");
+    box.store.set("wl.guest.dhcps_enable", "1");
     box.post("9?string_info=wl_guest");
 }
 
 inline const std::array FAULTS = {
     Fault{"nothing", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) {}, [] {}},
-    Fault{"no internet", ALL_MODES, Wans::NONE_ONLINE, [](Dice &) { box.internet(false); }, mend_network},
-    Fault{"wan1 unplugged", TWO_WANS, Wans::FIRST_DOWN, [](Dice &) { box.link(1, false); }, mend_network},
-    Fault{"wan2 unplugged", TWO_WANS, Wans::SECOND_DOWN, [](Dice &) { box.link(2, false); }, mend_network},
-    Fault{"wan1 without address", TWO_WANS, Wans::FIRST_DOWN, [](Dice &) { box.address("eth1", ""); }, mend_network},
+    Fault{"no internet", ALL_MODES, Wans::NONE_ONLINE, [](Dice &) { box.network.set_internet(false); }, mend_network},
+    Fault{"wan1 unplugged", TWO_WANS, Wans::FIRST_DOWN, [](Dice &) { box.network.set_link(1, false); }, mend_network},
+    Fault{"wan2 unplugged", TWO_WANS, Wans::SECOND_DOWN, [](Dice &) { box.network.set_link(2, false); }, mend_network},
+    Fault{"wan1 without address", TWO_WANS, Wans::FIRST_DOWN, [](Dice &) { box.network.set_address("eth1", ""); },
+          mend_network},
     Fault{"the radio's link is lost", WISP, Wans::FIRST_DOWN, [](Dice &) { radio_is(1, 0); }, mend_network},
     Fault{"the radio's link is lost", AP_CLIENT, Wans::ALL_ONLINE, [](Dice &) { radio_is(1, 0); }, mend_network},
     Fault{"the gateway is silent", WIRED_AP, Wans::ALL_ONLINE,
-          [](Dice &) { box.reachable("192.168.0.254", "", false); }, mend_network},
+          [](Dice &) { box.network.set_reachable("192.168.0.254", "", false); }, mend_network},
     Fault{"silent name servers", ALL_MODES, Wans::NONE_ONLINE,
           [](Dice &) {
-              box.dns(false);
-              box.set_uncommitted("surf_check_renew_flag", "1");
+              box.network.set_dns(false);
+              box.store.set_uncommitted("surf_check_renew_flag", "1");
           },
           mend_network},
     Fault{"the first name server is silent", ALL_MODES, Wans::ALL_ONLINE,
           [](Dice &) {
-              box.name_server("192.0.2.1", false);
-              box.set_uncommitted("surf_check_renew_flag", "1");
+              box.network.set_name_server("192.0.2.1", false);
+              box.store.set_uncommitted("surf_check_renew_flag", "1");
           },
           mend_network},
-    Fault{"slow pings", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) { box.ping_takes(900, 3000); }, mend_network},
+    Fault{"slow pings", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) { box.network.set_ping_durations(900, 3000); },
+          mend_network},
     Fault{"power cut", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) { box.restart(); }, [] {}},
-    Fault{"httpd runs away", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) { box.cpu_share("httpd", 100); }, httpd_is_idle},
-    Fault{"httpd vanishes", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) { box.end_process("httpd"); }, httpd_is_idle},
-    Fault{"minidlna vanishes", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) { box.end_process("minidlna"); },
-          [] { box.process("minidlna", 420); }},
+    Fault{"httpd runs away", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) { box.processes.set_share("httpd", 100); },
+          httpd_is_idle},
+    Fault{"httpd vanishes", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) { box.processes.end("httpd"); }, httpd_is_idle},
+    Fault{"minidlna vanishes", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) { box.processes.end("minidlna"); },
+          [] { box.processes.start("minidlna", 420); }},
     Fault{"netctrl vanishes", ALL_MODES, Wans::ALL_ONLINE, netctrl_vanishes, netctrl_is_back},
     Fault{"a guest network is opened", ALL_MODES, Wans::ALL_ONLINE, open_guest_network, [] {}},
-    Fault{"commits fail", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) { box.fail("CommitCfm", 1, ENOSPC, true); },
-          [] { box.clear_faults(); }},
+    Fault{"commits fail", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) { box.faults.fail("CommitCfm", 1, ENOSPC, true); },
+          [] { box.faults.clear(); }},
     Fault{"commands fail", ALL_MODES, Wans::UNKNOWN,
-          [](Dice &) { box.on_command([](const std::string &) { return 1; }); },
-          [] { box.on_command([](const std::string &) { return sim::NOT_HANDLED; }); }},
+          [](Dice &) { box.commands.set_hook([](const std::string &) { return 1; }); },
+          [] { box.commands.set_hook([](const std::string &) { return sim::NOT_HANDLED; }); }},
     Fault{"the clock jumps", ALL_MODES, Wans::ALL_ONLINE,
           [](Dice &dice) { step_clock(static_cast<int64_t>(dice.roll(20 * 86400)) - 10 * 86400); }, step_clock_back},
-    Fault{"the clock is lost", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) { step_clock(-box.wall()); }, step_clock_back},
+    Fault{"the clock is lost", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) { step_clock(-box.clock.wall()); },
+          step_clock_back},
     Fault{"garbage in a file of the kernel", ALL_MODES, Wans::ALL_ONLINE, garbage_of_the_kernel,
           [] {
-              box.cpus(1);
+              box.processes.set_cpus(1);
               httpd_is_idle();
               lone_client();
           }},
     Fault{"garbage in a file of /etc", ALL_MODES, Wans::UNKNOWN, garbage_in_etc,
-          [] { box.file(changed_path, changed_text); }, true},
+          [] { box.files.set(changed_path, changed_text); }, true},
     Fault{"garbage in a setting", ALL_MODES, Wans::UNKNOWN, garbage_in_a_setting,
-          [] { box.set(changed_key, changed_text); }, true},
+          [] { box.store.set(changed_key, changed_text); }, true},
     Fault{"counters wrap", ALL_MODES, Wans::ALL_ONLINE, counters_wrap, lone_client},
     Fault{"messages", ALL_MODES, Wans::ALL_ONLINE, strange_messages, [] {}},
-    Fault{"a call fails", ALL_MODES, Wans::UNKNOWN, call_fails, [] { box.clear_faults(); }, true},
+    Fault{"a call fails", ALL_MODES, Wans::UNKNOWN, call_fails, [] { box.faults.clear(); }, true},
 };
 
 } // namespace soak

@@ -25,8 +25,8 @@ protected:
                    {"wl2g.extra.wpapsk_crypto", cipher},
                    {"wl.wisp.access_mode", "dhcp"},
                    {"lan.ip", "192.168.0.1"}});
-        box.process("udhcpc", 500);
-        box.process("dhcpcd_lan", 501);
+        box.processes.start("udhcpc", 500);
+        box.processes.start("dhcpcd_lan", 501);
         up();
         ASSERT_TRUE(box.boot());
         ASSERT_TRUE(box.post("5?op=2,string_info=all")); // its samples take time, and a tick is a second here
@@ -36,29 +36,29 @@ protected:
 
     void up()
     {
-        box.radio("wlc0", TPI_CONNECTED, WIFI_RELAY_CONNECTED);
-        box.radio_connection("wlc0", TPI_CONNECTED);
+        box.radios.set("wlc0", TPI_CONNECTED, WIFI_RELAY_CONNECTED);
+        box.radios.set_connection("wlc0", TPI_CONNECTED);
     }
 
     void down()
     {
-        box.radio("wlc0", TPI_NOT_CONNECTED, WIFI_RELAY_DOWN);
-        box.radio_connection("wlc0", TPI_NOT_CONNECTED);
+        box.radios.set("wlc0", TPI_NOT_CONNECTED, WIFI_RELAY_DOWN);
+        box.radios.set_connection("wlc0", TPI_NOT_CONNECTED);
     }
 
     // From here the acts' ticks count.
     void begin()
     {
-        box.clear_journal();
-        box.clear_log();
-        start_ = box.uptime();
+        box.journal.clear();
+        box.log.clear();
+        start_ = box.clock.uptime();
     }
 
     // "TICK ACT" of the uplink's acts since then.
     Lines acts_by_tick() const
     {
         Lines found;
-        for (const std::string &line : box.timed_journal()) {
+        for (const std::string &line : box.journal.timed_lines()) {
             const size_t plus = line.find('+');
             const size_t act = line.find(' ', plus) + 1;
             const std::string text = line.substr(act);
@@ -126,14 +126,14 @@ TEST_F(UplinkRun, AWispThatTakesOneOfTheCiphersEndsTheFallback)
 
 TEST_F(UplinkRun, AClockThatIsSetWhileTheWispIsDownBouncesOnce)
 {
-    box.clock("1970-01-01 00:00:10");
+    box.clock.set("1970-01-01 00:00:10");
     start("wisp", "aes");
     down();
     box.tick(30);
-    box.clock("2026-05-04 12:00:00");
+    box.clock.set("2026-05-04 12:00:00");
     box.tick(30);
     EXPECT_EQ(times(BOUNCE), 1U);
-    box.clock("2026-05-04 11:00:00"); // and back by an hour
+    box.clock.set("2026-05-04 11:00:00"); // and back by an hour
     box.tick(59);
     EXPECT_EQ(times(BOUNCE), 1U);
     box.tick(2);
@@ -153,10 +153,10 @@ TEST_F(UplinkRun, APppoeWispStartsItsClientUntilItRuns)
     box.tick(4);
     EXPECT_EQ(acts_by_tick(), (Lines{"2 command echo nameserver > /etc/resolv_wisp.conf", "2 " + client,
                                      "4 command echo nameserver > /etc/resolv_wisp.conf", "4 " + client}));
-    box.started_by_command("pppoecd", true);
+    box.commands.set_starts("pppoecd", true);
     box.tick(50);
     EXPECT_EQ(times(client), 3U);
-    EXPECT_EQ(box.file("/etc/resolv_wisp.conf"), "nameserver\n");
+    EXPECT_EQ(box.files.text_of("/etc/resolv_wisp.conf"), "nameserver\n");
 }
 
 // ---- AP client ----
@@ -187,19 +187,19 @@ TEST_F(UplinkRun, AnApClientWithTwoCiphersHasNoFallbackAfterALoss)
 TEST_F(UplinkRun, AnApClientWithoutUpstreamSwitchesItsDhcpServerOnOnceARun)
 {
     start("apclient", "aes");
-    EXPECT_EQ(box.get("dhcps.en"), "1");
-    box.set("dhcps.en", "0");
+    EXPECT_EQ(box.store.get("dhcps.en"), "1");
+    box.store.set("dhcps.en", "0");
     box.tick(500);
-    EXPECT_EQ(box.get("dhcps.en"), "0");
+    EXPECT_EQ(box.store.get("dhcps.en"), "0");
     box.restart();
     box.run(60);
-    EXPECT_EQ(box.get("dhcps.en"), "1");
+    EXPECT_EQ(box.store.get("dhcps.en"), "1");
 }
 
 TEST_F(UplinkRun, AChangeFromWispToApClientTakesEffectWithoutARestart)
 {
     start("wisp", "aes");
-    box.set("wl2g.public.mode", "apclient");
+    box.store.set("wl2g.public.mode", "apclient");
     ASSERT_TRUE(box.post("7"));
     box.tick(1);
     down();
@@ -213,17 +213,17 @@ TEST_F(UplinkRun, AChangeFromWispToApClientTakesEffectWithoutARestart)
 TEST_F(UplinkRun, AWiredAccessPointTellsOfItsGateway)
 {
     configure({{"sys.workmode", "ap"}, {"wl2g.public.mode", "ap"}, {"wl5g.public.mode", "ap"}});
-    box.file("/etc/lan.ini", "gateway=10.0.0.1\n");
-    box.reachable("10.0.0.1", "", true);
+    box.files.set("/etc/lan.ini", "gateway=10.0.0.1\n");
+    box.network.set_reachable("10.0.0.1", "", true);
     ASSERT_TRUE(box.boot());
     ASSERT_TRUE(box.post("5?op=2,string_info=all"));
     box.tick(10);
     begin();
-    box.reachable("10.0.0.1", "", false);
+    box.network.set_reachable("10.0.0.1", "", false);
     box.tick(20);
-    box.reachable("10.0.0.1", "", true);
+    box.network.set_reachable("10.0.0.1", "", true);
     box.tick(20);
-    EXPECT_EQ(box.acts("netctrl"), (Lines{LOST, BACK}));
+    EXPECT_EQ(box.journal.acts("netctrl"), (Lines{LOST, BACK}));
     // A ping that is not answered takes a second, so those ticks take two.
     EXPECT_EQ(acts_by_tick().front(), "6 " + LOST);
 }

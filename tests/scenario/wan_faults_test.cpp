@@ -63,7 +63,7 @@ protected:
 
     void pass_and_judge()
     {
-        const size_t messages_before = router().messages_to_netctrl().size();
+        const size_t messages_before = router().journal.messages_to_netctrl().size();
         int interval_s = 0;
         ASSERT_EQ(surf_check(&interval_s, WANS), 1);
 
@@ -74,21 +74,21 @@ protected:
             Wan &wan = wans_[static_cast<size_t>(wan_id) - 1];
             expect_pass(wan_id, wan, messages);
             const std::string name = "wan" + std::to_string(wan_id);
-            EXPECT_EQ(router().get(name + "_isonln"), wan.online ? "1" : "0") << name;
-            EXPECT_EQ(router().get(name + "_check"), wan.up() ? "1" : "0") << name;
+            EXPECT_EQ(router().store.get(name + "_isonln"), wan.online ? "1" : "0") << name;
+            EXPECT_EQ(router().store.get(name + "_check"), wan.up() ? "1" : "0") << name;
             if (!wan.online || wan.passes_forgiven > 0)
                 expected_interval_s -= 8;
             if (wan.blocked)
                 chain.push_back("-o " + wan_interface(wan_id) + " -j DROP");
         }
         EXPECT_EQ(interval_s, expected_interval_s);
-        const Lines &all = router().messages_to_netctrl();
+        const Lines &all = router().journal.messages_to_netctrl();
         EXPECT_EQ(Lines(all.begin() + static_cast<ptrdiff_t>(messages_before), all.end()), messages);
-        Lines blocked = router().chain("dns_drop");
+        Lines blocked = router().commands.chain("dns_drop");
         std::ranges::sort(blocked);
         EXPECT_EQ(blocked, chain);
-        EXPECT_EQ(router().chain("OUTPUT").size(), 1U);
-        EXPECT_TRUE(router().rules().empty() || router().rules().size() == 3U * WANS);
+        EXPECT_EQ(router().commands.chain("OUTPUT").size(), 1U);
+        EXPECT_TRUE(router().commands.rules().empty() || router().commands.rules().size() == 3U * WANS);
     }
 
 private:
@@ -97,12 +97,12 @@ private:
         for (int wan_id = 1; wan_id <= WANS; wan_id++) {
             const Wan &wan = wans_[static_cast<size_t>(wan_id) - 1];
             const std::string interface = wan_interface(wan_id);
-            router().link(wan_id, wan.link);
-            router().wan(wan_id, wan.interface ? interface : "");
-            router().address(interface, wan.address ? "198.51.100.1" : "");
-            router().reachable("*", interface, wan.answers);
+            router().network.set_link(wan_id, wan.link);
+            router().network.set_wan(wan_id, wan.interface ? interface : "");
+            router().network.set_address(interface, wan.address ? "198.51.100.1" : "");
+            router().network.set_reachable("*", interface, wan.answers);
         }
-        router().dns(dns_);
+        router().network.set_dns(dns_);
     }
 
     // What one pass must make of a WAN.
@@ -138,7 +138,7 @@ private:
 TEST_P(RandomFaults, NeverPublishAnythingElseThanTheLastPassSaw)
 {
     make_wired_router(WANS);
-    router().set("sys.mode", "0");
+    router().store.set("sys.mode", "0");
     wan_surf_check_init();
     pass_and_judge();
     for (int fault = 0; fault < FAULTS; fault++) {
@@ -161,21 +161,21 @@ TEST_P(RandomFaults, TheThreadSettlesOnTheTruth)
     for (int fault = 0; fault < FAULTS; fault++) {
         change_something();
         if (pick(20) == 0)
-            router().set("surf_check_renew_flag", "1");
+            router().store.set("surf_check_renew_flag", "1");
         router().run(1 + pick(40));
     }
     for (int wan_id = 1; wan_id <= WANS; wan_id++)
         plug_wan(wan_id);
-    router().dns(true);
-    router().reachable("*", "eth1", true);
-    router().reachable("*", "eth2", false);
+    router().network.set_dns(true);
+    router().network.set_reachable("*", "eth1", true);
+    router().network.set_reachable("*", "eth2", false);
     router().run(300); // five forgiven passes of 12 s, with pings that time out after 2 s
-    EXPECT_EQ(router().get("wan1_isonln"), "1");
-    EXPECT_EQ(router().get("wan1_check"), "1");
-    EXPECT_EQ(router().get("wan2_isonln"), "0");
-    EXPECT_EQ(router().get("wan2_check"), "1");
-    EXPECT_EQ(router().chain("OUTPUT").size(), 1U);
-    EXPECT_EQ(router().rules().size(), 6U);
+    EXPECT_EQ(router().store.get("wan1_isonln"), "1");
+    EXPECT_EQ(router().store.get("wan1_check"), "1");
+    EXPECT_EQ(router().store.get("wan2_isonln"), "0");
+    EXPECT_EQ(router().store.get("wan2_check"), "1");
+    EXPECT_EQ(router().commands.chain("OUTPUT").size(), 1U);
+    EXPECT_EQ(router().commands.rules().size(), 6U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, RandomFaults, testing::Range(1U, 21U));

@@ -15,22 +15,22 @@ int boot_time;
 void boot_wired(int wans)
 {
     make_wired_router(wans);
-    router().ping_takes(0, 0);
-    boot_time = router().uptime();
+    router().network.set_ping_durations(0, 0);
+    boot_time = router().clock.uptime();
     ASSERT_TRUE(router().boot());
 }
 
 // Runs until `second` seconds after the boot.
 void run_to(int second)
 {
-    router().run(boot_time + second - router().uptime());
+    router().run(boot_time + second - router().clock.uptime());
 }
 
 // The acts that begin so, each with its second after the boot.
 Lines acts_with_time(const std::string &beginning)
 {
     Lines found;
-    for (const std::string &line : router().timed_journal()) {
+    for (const std::string &line : router().journal.timed_lines()) {
         const size_t plus = line.find('+');
         const size_t act = line.find(' ', plus) + 1;
         if (line.compare(act, beginning.size(), beginning) == 0)
@@ -45,9 +45,9 @@ TEST_F(WanThread, AHealthyRouterIsLookedAtEvery20SecondsAndATroubledOneEvery4)
 {
     boot_wired(1);
     run_to(30); // passes at 6 and 26
-    router().reachable("*", "", false);
+    router().network.set_reachable("*", "", false);
     run_to(67); // forgiven at 46, 50, 54, 58 and 62
-    router().reachable("*", "", true);
+    router().network.set_reachable("*", "", true);
     run_to(200);
     EXPECT_EQ(acts_with_time("command cfm post"), (Lines{"66 command cfm post netctrl 52?op=16,wan_id=1",
                                                          "70 command cfm post netctrl 52?op=15,wan_id=1"}));
@@ -59,24 +59,24 @@ TEST_F(WanThread, TwoWansOneInternalAreLookedAtEvery12Seconds)
 {
     boot_wired(2); // each settles for 6 s: the first pass ends at 12
     run_to(20);
-    router().reachable("*", "eth2", false);
+    router().network.set_reachable("*", "eth2", false);
     run_to(93); // forgiven at 32, 44, 56, 68 and 80
     EXPECT_EQ(acts_with_time("command cfm post"), (Lines{"92 command cfm post netctrl 52?op=16,wan_id=2"}));
-    EXPECT_EQ(router().chain("dns_drop"), (Lines{"-o eth2 -j DROP"}));
-    router().reachable("*", "eth2", true);
+    EXPECT_EQ(router().commands.chain("dns_drop"), (Lines{"-o eth2 -j DROP"}));
+    router().network.set_reachable("*", "eth2", true);
     run_to(105);
-    EXPECT_EQ(router().messages_to_netctrl(), (Lines{"52?op=16,wan_id=2", "52?op=15,wan_id=2"}));
-    EXPECT_TRUE(router().chain("dns_drop").empty());
+    EXPECT_EQ(router().journal.messages_to_netctrl(), (Lines{"52?op=16,wan_id=2", "52?op=15,wan_id=2"}));
+    EXPECT_TRUE(router().commands.chain("dns_drop").empty());
 }
 
 TEST_F(WanThread, AnUnpluggedCableIsLookedAtEvery4Seconds)
 {
     boot_wired(1);
     run_to(10);
-    router().link(1, false);
+    router().network.set_link(1, false);
     run_to(28); // seen at 26
     EXPECT_EQ(acts_with_time("set wan1_check=0"), (Lines{"26 set wan1_check=0"}));
-    router().link(1, true);
+    router().network.set_link(1, true);
     run_to(60); // seen at 30, settled at 36
     EXPECT_EQ(acts_with_time("set wan1_isonln=1"), (Lines{"6 set wan1_isonln=1", "36 set wan1_isonln=1"}));
     EXPECT_EQ(acts_with_time("command cfm post"), (Lines{"36 command cfm post netctrl 52?op=15,wan_id=1"}));
@@ -85,13 +85,13 @@ TEST_F(WanThread, AnUnpluggedCableIsLookedAtEvery4Seconds)
 TEST_F(WanThread, AWispUplinkThatIsDownIsLookedAtEvery2Seconds)
 {
     make_wired_router(1);
-    router().set("wl2g.public.mode", "wisp");
-    router().set("wl.wisp.ifname", "wlc0");
-    router().radio_connection("wlc0", 1);
-    boot_time = router().uptime();
+    router().store.set("wl2g.public.mode", "wisp");
+    router().store.set("wl.wisp.ifname", "wlc0");
+    router().radios.set_connection("wlc0", 1);
+    boot_time = router().clock.uptime();
     ASSERT_TRUE(router().boot());
     run_to(101);
-    router().radio_connection("wlc0", 3);
+    router().radios.set_connection("wlc0", 3);
     run_to(120);
     EXPECT_EQ(acts_with_time("set wan1_isonln"), (Lines{"0 set wan1_isonln=0", "108 set wan1_isonln=1"}));
 }
@@ -100,29 +100,29 @@ TEST_F(WanThread, AWishForRenewalIsTakenUpAtTheEndOfThePass)
 {
     boot_wired(1);
     run_to(10);
-    router().clear_journal();
-    router().set("surf_check_renew_flag", "1");
-    router().set("wans.flag", "2");
-    router().set("wan2.connecttype", "0");
+    router().journal.clear();
+    router().store.set("surf_check_renew_flag", "1");
+    router().store.set("wans.flag", "2");
+    router().store.set("wan2.connecttype", "0");
     plug_wan(2);
     run_to(60);
-    EXPECT_EQ(router().get("surf_check_renew_flag"), "0");
+    EXPECT_EQ(router().store.get("surf_check_renew_flag"), "0");
     EXPECT_EQ(acts_with_time("set surf_check_renew_flag"), (Lines{"26 set surf_check_renew_flag=0"}));
     EXPECT_EQ(acts_with_time("command iptables -N"), (Lines{"26 command iptables -N dns_drop"}))
         << "no pause before it";
     EXPECT_EQ(acts_with_time("set wan2_isonln"), (Lines{"38 set wan2_isonln=1"})) << "each WAN settles";
-    EXPECT_EQ(router().rules().size(), 6U);
+    EXPECT_EQ(router().commands.rules().size(), 6U);
 }
 
 TEST_F(WanThread, ARenewalThatLeavesNothingToProbeIsFollowedByTheShortPauseOfTheStart)
 {
     boot_wired(2);
     run_to(20);
-    router().clear_journal();
-    router().set("wl5g.public.mode", "wisp"); // not with two WANs
-    router().set("surf_check_renew_flag", "1");
+    router().journal.clear();
+    router().store.set("wl5g.public.mode", "wisp"); // not with two WANs
+    router().store.set("surf_check_renew_flag", "1");
     run_to(33); // taken up at 32
-    router().set("surf_check_renew_flag", "1");
+    router().store.set("surf_check_renew_flag", "1");
     run_to(60); // and at 37
     EXPECT_EQ(acts_with_time("set surf_check_renew_flag"),
               (Lines{"32 set surf_check_renew_flag=0", "37 set surf_check_renew_flag=0"}));
@@ -132,13 +132,13 @@ TEST_F(WanThread, OnlyAFlagThatBeginsWithOneIsAWish)
 {
     boot_wired(1);
     run_to(10);
-    router().clear_journal();
+    router().journal.clear();
     for (const char *flag : {"0", "", "yes", " 1"}) {
-        router().set("surf_check_renew_flag", flag);
+        router().store.set("surf_check_renew_flag", flag);
         router().run(25);
     }
     EXPECT_TRUE(acts_with_time("command iptables").empty());
-    router().set("surf_check_renew_flag", "15");
+    router().store.set("surf_check_renew_flag", "15");
     router().run(25);
     EXPECT_EQ(acts_with_time("set surf_check_renew_flag").size(), 1U);
 }
@@ -146,38 +146,39 @@ TEST_F(WanThread, OnlyAFlagThatBeginsWithOneIsAWish)
 TEST_F(WanThread, WithoutWansLeavesTheStoreAlone)
 {
     make_wired_router(1);
-    router().unset("wans.flag");
+    router().store.unset("wans.flag");
     ASSERT_TRUE(router().boot());
     router().run(300);
-    EXPECT_FALSE(router().has("wan1_isonln"));
-    EXPECT_FALSE(router().has("wan1_check"));
-    EXPECT_TRUE(router().rules().empty());
+    EXPECT_FALSE(router().store.has("wan1_isonln"));
+    EXPECT_FALSE(router().store.has("wan1_check"));
+    EXPECT_TRUE(router().commands.rules().empty());
 }
 
 TEST_F(WanThread, ARestartInTheMiddleOfAFaultLeavesOneChainAndNoRuleTwice)
 {
     boot_wired(2);
     run_to(20);
-    router().reachable("*", "eth2", false);
+    router().network.set_reachable("*", "eth2", false);
     run_to(200);
-    ASSERT_EQ(router().chain("dns_drop").size(), 1U);
-    router().set("surf_check_renew_flag", "1"); // does all that a start does
+    ASSERT_EQ(router().commands.chain("dns_drop").size(), 1U);
+    router().store.set("surf_check_renew_flag", "1"); // does all that a start does
     router().run(60);
-    EXPECT_EQ(router().chain("OUTPUT"), (Lines{"-p udp --dport 53 -m state --state NEW -j dns_drop"}));
-    EXPECT_EQ(router().rules().size(), 6U);
+    EXPECT_EQ(router().commands.chain("OUTPUT"), (Lines{"-p udp --dport 53 -m state --state NEW -j dns_drop"}));
+    EXPECT_EQ(router().commands.rules().size(), 6U);
 }
 
 TEST_F(WanThread, NameServersAreAskedInTurnUntilOneAnswers)
 {
     make_wired_router(1);
-    router().ping_takes(0, 0);
-    router().file("/etc/resolv.conf", "nameserver 10.0.0.1\nnameserver 10.0.0.2\nnameserver 10.0.0.3\n");
-    router().name_server("10.0.0.1", false);
-    router().name_server("10.0.0.2", false);
-    boot_time = router().uptime();
+    router().network.set_ping_durations(0, 0);
+    router().files.set("/etc/resolv.conf", "nameserver 10.0.0.1\nnameserver 10.0.0.2\nnameserver 10.0.0.3\n");
+    router().network.set_name_server("10.0.0.1", false);
+    router().network.set_name_server("10.0.0.2", false);
+    boot_time = router().clock.uptime();
     ASSERT_TRUE(router().boot());
     run_to(60);
-    EXPECT_EQ(router().file("/etc/resolv.conf"), "nameserver 10.0.0.3\nnameserver 10.0.0.1\nnameserver 10.0.0.2\n");
+    EXPECT_EQ(router().files.text_of("/etc/resolv.conf"),
+              "nameserver 10.0.0.3\nnameserver 10.0.0.1\nnameserver 10.0.0.2\n");
     EXPECT_EQ(acts_with_time("set wan1_isonln"), (Lines{"6 set wan1_isonln=0", "14 set wan1_isonln=1"}));
 }
 
@@ -185,20 +186,20 @@ TEST_F(WanFault, AnUnpluggedCableBringsTheDiagnosisPageAndPluggingItTakesItAway)
 {
     boot_wired(1);
     run_to(10);
-    router().link(1, false);
-    router().address("eth1", "");
+    router().network.set_link(1, false);
+    router().network.set_address("eth1", "");
     run_to(25);
-    EXPECT_EQ(router().get("wan_stoppage_err"), "") << "the thread has not looked yet";
+    EXPECT_EQ(router().store.get("wan_stoppage_err"), "") << "the thread has not looked yet";
     run_to(50);
-    EXPECT_EQ(router().get("wan_stoppage_err"), "1");
-    EXPECT_EQ(router().get("stoppage_flag"), "0") << "from before the first pass";
+    EXPECT_EQ(router().store.get("wan_stoppage_err"), "1");
+    EXPECT_EQ(router().store.get("stoppage_flag"), "0") << "from before the first pass";
     run_to(60);
-    EXPECT_EQ(router().get("stoppage_flag"), "1");
-    EXPECT_EQ(router().messages_to_netctrl().back(), "53?op=1");
+    EXPECT_EQ(router().store.get("stoppage_flag"), "1");
+    EXPECT_EQ(router().journal.messages_to_netctrl().back(), "53?op=1");
 
-    router().process("dhttpd", 700);
+    router().processes.start("dhttpd", 700);
     plug_wan(1);
     run_to(90);
-    EXPECT_EQ(router().get("stoppage_flag"), "0");
-    EXPECT_EQ(router().messages_to_netctrl().back(), "53?op=2");
+    EXPECT_EQ(router().store.get("stoppage_flag"), "0");
+    EXPECT_EQ(router().journal.messages_to_netctrl().back(), "53?op=2");
 }

@@ -19,11 +19,11 @@ protected:
     // Each "killall" of the server only brings its successor, as hungry as it.
     void server_comes_back()
     {
-        box.on_command([this](const std::string &command) {
+        box.commands.set_hook([this](const std::string &command) {
             if (command != "killall -9 httpd")
                 return sim::NOT_HANDLED;
-            box.process("httpd", 412);
-            box.cpu_share("httpd", 100);
+            box.processes.start("httpd", 412);
+            box.processes.set_share("httpd", 100);
             return 0;
         });
     }
@@ -31,9 +31,9 @@ protected:
     // The media server starts when netctrl is asked to start it.
     void media_server_can_start()
     {
-        box.on_command([this](const std::string &command) {
+        box.commands.set_hook([this](const std::string &command) {
             if (command == "cfm post netctrl 51?op=6")
-                box.process("minidlna", 600);
+                box.processes.start("minidlna", 600);
             return sim::NOT_HANDLED;
         });
     }
@@ -43,21 +43,21 @@ protected:
 
 TEST_F(WatchdogRun, ARunawayServerIsKilledAtItsThirtySecondSample)
 {
-    box.cpu_share("httpd", 100);
+    box.processes.set_share("httpd", 100);
     ASSERT_TRUE(box.boot()); // the first tick
     ticks(247);
     EXPECT_EQ(times(KILL_SERVER), 0U);
     ticks(1);
     EXPECT_EQ(times(KILL_SERVER), 1U);
-    EXPECT_FALSE(box.runs("httpd"));
-    box.missing("/proc/412/stat"); // the pid file still names it
+    EXPECT_FALSE(box.processes.runs("httpd"));
+    box.files.set_missing("/proc/412/stat"); // the pid file still names it
     ticks(2000);
     EXPECT_EQ(times(KILL_SERVER), 1U);
 }
 
 TEST_F(WatchdogRun, ItsHungrySuccessorsAreKilledEveryEightTicks)
 {
-    box.cpu_share("httpd", 100);
+    box.processes.set_share("httpd", 100);
     server_comes_back();
     ASSERT_TRUE(box.boot());
     ticks(248);
@@ -68,15 +68,15 @@ TEST_F(WatchdogRun, ItsHungrySuccessorsAreKilledEveryEightTicks)
     EXPECT_EQ(times(KILL_SERVER), 2U);
     ticks(80);
     EXPECT_EQ(times(KILL_SERVER), 12U);
-    box.cpu_share("httpd", 5);
+    box.processes.set_share("httpd", 5);
     ticks(2000);
     EXPECT_EQ(times(KILL_SERVER), 12U);
 }
 
 TEST_F(WatchdogRun, OnFourCpusOneThatIsBusyIsARunaway)
 {
-    box.cpus(4);
-    box.cpu_share("httpd", 100);
+    box.processes.set_cpus(4);
+    box.processes.set_share("httpd", 100);
     ASSERT_TRUE(box.boot());
     ticks(248);
     EXPECT_EQ(times(KILL_SERVER), 1U);
@@ -84,8 +84,8 @@ TEST_F(WatchdogRun, OnFourCpusOneThatIsBusyIsARunaway)
 
 TEST_F(WatchdogRun, OnFourCpusMostOfOneIsNone)
 {
-    box.cpus(4);
-    box.cpu_share("httpd", 80);
+    box.processes.set_cpus(4);
+    box.processes.set_share("httpd", 80);
     ASSERT_TRUE(box.boot());
     ticks(3000);
     EXPECT_EQ(times(KILL_SERVER), 0U);
@@ -95,9 +95,9 @@ TEST_F(WatchdogRun, ABusyEveningBetweenQuietHoursIsForgiven)
 {
     ASSERT_TRUE(box.boot());
     for (int i = 0; i < 10; i++) {
-        box.cpu_share("httpd", 100);
+        box.processes.set_share("httpd", 100);
         ticks(240); // at most 31 samples
-        box.cpu_share("httpd", 10);
+        box.processes.set_share("httpd", 10);
         ticks(1000);
     }
     EXPECT_EQ(times(KILL_SERVER), 0U);
@@ -105,7 +105,7 @@ TEST_F(WatchdogRun, ABusyEveningBetweenQuietHoursIsForgiven)
 
 TEST_F(WatchdogRun, AStoppedWatchdogKillsNothing)
 {
-    box.cpu_share("httpd", 100);
+    box.processes.set_share("httpd", 100);
     ASSERT_TRUE(box.boot());
     ticks(200);
     ASSERT_TRUE(box.post("time_check_cpu?op=2,string_info=httpd"));
@@ -120,11 +120,11 @@ TEST_F(WatchdogRun, AStoppedWatchdogKillsNothing)
 
 TEST_F(WatchdogRun, AQuietDayIsMeasuredEvery256Ticks)
 {
-    box.keep_log(false);
+    box.log.keep(false);
     ASSERT_TRUE(box.boot());
     box.run(86400);
     // Nine samples up to tick 511, where the period is 256.
-    EXPECT_EQ(box.calls_made("select"), 9 + (box.ticks() - 511) / 256);
+    EXPECT_EQ(box.faults.made("select"), 9 + (box.ticks() - 511) / 256);
 }
 
 // ---- the vanished media server ----
@@ -132,18 +132,18 @@ TEST_F(WatchdogRun, AQuietDayIsMeasuredEvery256Ticks)
 TEST_F(WatchdogRun, AVanishedProgramIsStartedAfterTenLooks)
 {
     media_server_can_start();
-    box.process("minidlna", 600);
+    box.processes.start("minidlna", 600);
     ASSERT_TRUE(box.boot());
     ASSERT_TRUE(box.post("time_check_daemon?op=1,string_info=minidlna"));
     ticks(300);
     EXPECT_EQ(times(KILL_MEDIA), 0U);
-    box.end_process("minidlna");
+    box.processes.end("minidlna");
     ticks(27);
     EXPECT_EQ(times(START_MEDIA), 0U);
     ticks(3); // whatever the look's moment
     EXPECT_EQ(times(KILL_MEDIA), 1U);
     EXPECT_EQ(times(START_MEDIA), 1U);
-    EXPECT_TRUE(box.runs("minidlna"));
+    EXPECT_TRUE(box.processes.runs("minidlna"));
     ticks(3000);
     EXPECT_EQ(times(START_MEDIA), 1U);
 }
@@ -154,7 +154,7 @@ TEST_F(WatchdogRun, OneThatNeverComesBackIsStartedEveryThirtyTicks)
     ASSERT_TRUE(box.post("6?op=1,string_info=all"));
     ticks(3000);
     EXPECT_EQ(times(START_MEDIA), 100U);
-    EXPECT_EQ(box.messages_to_netctrl().size(), 100U);
+    EXPECT_EQ(box.journal.messages_to_netctrl().size(), 100U);
 }
 
 TEST_F(WatchdogRun, StepsOfTheClockChangeNothing)
@@ -162,7 +162,7 @@ TEST_F(WatchdogRun, StepsOfTheClockChangeNothing)
     ASSERT_TRUE(box.boot());
     ASSERT_TRUE(box.post("6?op=1,string_info=minidlna"));
     for (int i = 0; i < 300; i++) {
-        box.step_clock(i % 2 == 0 ? 86400 : -90000);
+        box.clock.step(i % 2 == 0 ? 86400 : -90000);
         ticks(1);
     }
     EXPECT_EQ(times(START_MEDIA), 10U);
@@ -184,7 +184,7 @@ TEST_F(WatchdogRun, AfterARestartOfTheMachineItIsWatchedAgainOnlyOnAMessage)
 
 TEST_F(WatchdogRun, TheyDoNotDisturbEachOther)
 {
-    box.cpu_share("httpd", 100);
+    box.processes.set_share("httpd", 100);
     server_comes_back();
     ASSERT_TRUE(box.boot());
     ASSERT_TRUE(box.post("6?op=1,string_info=minidlna"));

@@ -41,18 +41,18 @@ protected:
     void boot_and_set_clock(const std::string &time)
     {
         radios("1", "1", "1");
-        box.set("nkgw.led.state", "3");
+        box.store.set("nkgw.led.state", "3");
         start_at("2026-03-03 12:00:00");
         box.run(60);
         forget();
-        box.clock(at(time));
+        box.clock.set(at(time));
     }
 
     // Lines of acts that hold one of these texts, with their local time.
     Lines seen(std::initializer_list<const char *> texts) const
     {
         Lines found;
-        for (const std::string &act : box.timed_journal()) {
+        for (const std::string &act : box.journal.timed_lines()) {
             const size_t uptime = act.find(" +");
             const std::string line = act.substr(0, uptime) + act.substr(act.find(' ', uptime + 1));
             if (std::ranges::any_of(texts, [&line](const char *text) { return line.find(text) != std::string::npos; }))
@@ -91,7 +91,7 @@ TEST_P(Year2038, ARouterThatStartedInsideTheWindowIsNotRebootedAgain)
 
 TEST_P(Year2038, WifiIsOffInItsPeriod)
 {
-    box.set("sys.sched.wifi.enable", "1");
+    box.store.set("sys.sched.wifi.enable", "1");
     only_rule("nkgw.wlan", weekly("04:00"), "5:00");
     boot_and_set_clock("03:29:59");
     box.run_until(next_day_at("12:00:00"));
@@ -102,7 +102,7 @@ TEST_P(Year2038, WifiIsOffInItsPeriod)
 
 TEST_P(Year2038, LedsAreDarkInTheirPeriod)
 {
-    box.set("sys.sched.led.type", "time");
+    box.store.set("sys.sched.led.type", "time");
     only_rule("nkgw.led", weekly("04:00"), "5:00");
     boot_and_set_clock("03:29:59");
     box.run_until(next_day_at("12:00:00"));

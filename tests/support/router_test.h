@@ -23,8 +23,9 @@ protected:
 
     void TearDown() override
     {
-        EXPECT_EQ(box.unknown_paths(), Lines{}) << "the daemon opened paths that the test does not know of";
-        EXPECT_EQ(box.unknown_keys(), Lines{}) << "the daemon uses keys that platform/config_keys.def does not know of";
+        EXPECT_EQ(box.files.unknown_paths(), Lines{}) << "the daemon opened paths that the test does not know of";
+        EXPECT_EQ(box.store.unknown_keys(), Lines{})
+            << "the daemon uses keys that platform/config_keys.def does not know of";
         EXPECT_EQ(box.open_descriptors(), Lines{}) << "the daemon left these open";
     }
 
@@ -32,13 +33,13 @@ protected:
     void configure(std::initializer_list<std::pair<std::string_view, std::string_view>> settings)
     {
         for (const auto &[key, value] : settings)
-            box.set(key, value);
+            box.store.set(key, value);
     }
 
     // Whether the daemon printed a line with this body.
     bool has_body(std::string_view body) const
     {
-        const Lines bodies = box.bodies();
+        const Lines bodies = box.log.bodies();
         return std::ranges::find(bodies, body) != bodies.end();
     }
 
@@ -51,20 +52,20 @@ protected:
     size_t lines_with(std::string_view text) const
     {
         return static_cast<size_t>(std::ranges::count_if(
-            box.log(), [text](const std::string &line) { return line.find(text) != std::string::npos; }));
+            box.log.lines(), [text](const std::string &line) { return line.find(text) != std::string::npos; }));
     }
 
     // How often exactly this act happened.
     size_t times(std::string_view act) const
     {
-        return static_cast<size_t>(std::ranges::count(box.journal(), act));
+        return static_cast<size_t>(std::ranges::count(box.journal.lines(), act));
     }
 };
 
 // The whole journal, act by act; without arguments: nothing happened.
-#define EXPECT_ACTS(...) EXPECT_EQ(sim::router().journal(), (Lines{__VA_ARGS__}))
+#define EXPECT_ACTS(...) EXPECT_EQ(sim::router().journal.lines(), (Lines{__VA_ARGS__}))
 
 // The bodies of all lines printed.
-#define EXPECT_BODIES(...) EXPECT_EQ(sim::router().bodies(), (Lines{__VA_ARGS__}))
+#define EXPECT_BODIES(...) EXPECT_EQ(sim::router().log.bodies(), (Lines{__VA_ARGS__}))
 
 #endif

@@ -19,15 +19,15 @@ class GatewayCheck : public RouterTest
 protected:
     void SetUp() override
     {
-        box.set("sys.workmode", "ap");
-        box.file("/etc/lan.ini", "ip=192.168.1.7\ngateway=192.168.1.254\n");
-        box.reachable(GATEWAY, "", true);
+        box.store.set("sys.workmode", "ap");
+        box.files.set("/etc/lan.ini", "ip=192.168.1.7\ngateway=192.168.1.254\n");
+        box.network.set_reachable(GATEWAY, "", true);
         set_time_check_ap_connect_info();
     }
 
     void gateway(bool answers)
     {
-        box.reachable(GATEWAY, "", answers);
+        box.network.set_reachable(GATEWAY, "", answers);
     }
 
     static void ticks(int number)
@@ -44,7 +44,7 @@ protected:
 
     uint64_t pings() const
     {
-        return box.calls_made("simple_ping");
+        return box.faults.made("simple_ping");
     }
 };
 
@@ -70,7 +70,7 @@ TEST_F(GatewayCheck, ItsReturnIsToldOfAtTheThirdTickAndOnce)
 {
     gateway(false);
     ticks(3);
-    box.clear_journal();
+    box.journal.clear();
     gateway(true);
     ticks(2);
     EXPECT_ACTS();
@@ -83,7 +83,7 @@ TEST_F(GatewayCheck, ItsReturnIsToldOfAtTheThirdTickAndOnce)
 TEST_F(GatewayCheck, EachLossAndReturnIsTold)
 {
     for (int i = 0; i < 3; i++) {
-        box.clear_journal();
+        box.journal.clear();
         gateway(false);
         ticks(5);
         gateway(true);
@@ -107,7 +107,7 @@ TEST_F(GatewayCheck, TwoTicksAreNoReturn)
 {
     gateway(false);
     ticks(3);
-    box.clear_journal();
+    box.journal.clear();
     for (int i = 0; i < 20; i++) {
         gateway(true);
         ticks(2);
@@ -130,10 +130,10 @@ TEST_F(GatewayCheck, OutsideApModeNothingIsPinged)
 {
     gateway(false);
     for (const char *mode : {"router", "", "AP", "ap1", "apclient"}) {
-        box.set("sys.workmode", mode);
+        box.store.set("sys.workmode", mode);
         ticks(10);
     }
-    box.unset("sys.workmode");
+    box.store.unset("sys.workmode");
     ticks(10);
     EXPECT_EQ(pings(), 0U);
     EXPECT_ACTS();
@@ -143,10 +143,10 @@ TEST_F(GatewayCheck, LeavingApModeFreezesTheCounts)
 {
     gateway(false);
     ticks(2);
-    box.set("sys.workmode", "router");
+    box.store.set("sys.workmode", "router");
     ticks(100);
     EXPECT_ACTS();
-    box.set("sys.workmode", "ap");
+    box.store.set("sys.workmode", "ap");
     ticks(1);
     EXPECT_ACTS(LOST);
 }
@@ -165,20 +165,20 @@ TEST_F(GatewayCheck, TheResultsAreFixed)
 
 TEST_F(GatewayCheck, AMessageReadsTheGatewayAnew)
 {
-    box.file("/etc/lan.ini", "gateway=10.0.0.1\n");
+    box.files.set("/etc/lan.ini", "gateway=10.0.0.1\n");
     ticks(3);
     EXPECT_ACTS(); // still the old one, which answers
     send();
     ticks(3);
     EXPECT_ACTS(LOST);
-    box.reachable("10.0.0.1", "", true);
+    box.network.set_reachable("10.0.0.1", "", true);
     ticks(3);
     EXPECT_ACTS(LOST, BACK);
 }
 
 TEST_F(GatewayCheck, BlanksAroundKeyAndValueDoNotCount)
 {
-    box.file("/etc/lan.ini", "ip = 10.0.0.9\n gateway =  192.168.1.254 \t\r\n");
+    box.files.set("/etc/lan.ini", "ip = 10.0.0.9\n gateway =  192.168.1.254 \t\r\n");
     send();
     ticks(3);
     EXPECT_ACTS();
@@ -186,7 +186,7 @@ TEST_F(GatewayCheck, BlanksAroundKeyAndValueDoNotCount)
 
 TEST_F(GatewayCheck, TheFirstGatewayLineCounts)
 {
-    box.file("/etc/lan.ini", "mygateway=10.0.0.8\ngateway=192.168.1.254\ngateway=10.0.0.9\n");
+    box.files.set("/etc/lan.ini", "mygateway=10.0.0.8\ngateway=192.168.1.254\ngateway=10.0.0.9\n");
     send();
     ticks(3);
     EXPECT_ACTS();
@@ -195,14 +195,14 @@ TEST_F(GatewayCheck, TheFirstGatewayLineCounts)
 TEST_F(GatewayCheck, AFileThatIsGoneOrHasNoKeyEmptiesTheAddress)
 {
     for (const bool there : {false, true}) {
-        box.file("/etc/lan.ini", "gateway=192.168.1.254\n");
+        box.files.set("/etc/lan.ini", "gateway=192.168.1.254\n");
         send();
         ticks(3);
-        box.clear_journal();
+        box.journal.clear();
         if (there)
-            box.file("/etc/lan.ini", "ip=192.168.1.7\n");
+            box.files.set("/etc/lan.ini", "ip=192.168.1.7\n");
         else
-            box.remove_file("/etc/lan.ini");
+            box.files.remove("/etc/lan.ini");
         send();
         ticks(3);
         EXPECT_ACTS(LOST);
@@ -211,7 +211,7 @@ TEST_F(GatewayCheck, AFileThatIsGoneOrHasNoKeyEmptiesTheAddress)
 
 TEST_F(GatewayCheck, WithoutFileAtTheStartEveryPingFails)
 {
-    box.remove_file("/etc/lan.ini");
+    box.files.remove("/etc/lan.ini");
     send();
     ticks(3);
     EXPECT_ACTS(LOST);
@@ -219,7 +219,7 @@ TEST_F(GatewayCheck, WithoutFileAtTheStartEveryPingFails)
 
 TEST_F(GatewayCheck, AnOverlongAddressIsCut)
 {
-    box.file("/etc/lan.ini", "gateway=" + std::string(500, '1') + "\n");
+    box.files.set("/etc/lan.ini", "gateway=" + std::string(500, '1') + "\n");
     send();
     ticks(3);
     EXPECT_ACTS(LOST);
@@ -227,14 +227,14 @@ TEST_F(GatewayCheck, AnOverlongAddressIsCut)
 
 TEST_F(GatewayCheck, InitReadsTheGatewayAndTakesTheModulesMessages)
 {
-    box.file("/etc/lan.ini", "gateway=10.0.0.1\n");
-    box.reachable("10.0.0.1", "", true);
+    box.files.set("/etc/lan.ini", "gateway=10.0.0.1\n");
+    box.network.set_reachable("10.0.0.1", "", true);
     gateway(false);
     init_time_check_module_entries();
-    box.clear_journal();
+    box.journal.clear();
     ticks(5);
     EXPECT_ACTS();
-    box.file("/etc/lan.ini", "gateway=192.168.1.254\n");
+    box.files.set("/etc/lan.ini", "gateway=192.168.1.254\n");
     TIME_CHECK_MODULES_COMMON_STRUCT msg = {};
     handle_time_check_module_msg(TIME_CHECK_AP_CONNECT, &msg);
     ticks(3);

@@ -23,7 +23,7 @@ class Window : public RouterTest
 protected:
     int32_t inside(const std::string &time_of_day, uint32_t start, uint32_t end)
     {
-        box.clock("2026-03-04 " + time_of_day);
+        box.clock.set("2026-03-04 " + time_of_day);
         return time_check_in_time_check(start, end);
     }
 };
@@ -33,7 +33,7 @@ class SleepRand : public RouterTest
 protected:
     uint32_t drawn_at(const std::string &counter)
     {
-        box.file(LAN_COUNTER, counter);
+        box.files.set(LAN_COUNTER, counter);
         return time_check_get_sleep_rand();
     }
 };
@@ -42,8 +42,8 @@ protected:
 
 TEST_F(Clock, SnapshotIsTheLocalTimeWithTheLibrarysMeanings)
 {
-    box.timezone("CET-1CEST,M3.5.0,M10.5.0/3");
-    box.clock("2026-07-09 13:14:15");
+    box.local_time.set_zone("CET-1CEST,M3.5.0,M10.5.0/3");
+    box.clock.set("2026-07-09 13:14:15");
     time_check_clock clock = {};
     time_t now = 0;
     EXPECT_EQ(time_check_get_now_time(&clock, &now), 1);
@@ -59,19 +59,19 @@ TEST_F(Clock, SnapshotIsTheLocalTimeWithTheLibrarysMeanings)
 TEST_F(Clock, RunTimeIsTheUptimeSignExtended)
 {
     uint64_t run_time = 0;
-    box.uptime(12600);
+    box.clock.set_uptime(12600);
     EXPECT_EQ(time_check_get_run_time(&run_time), 1);
     EXPECT_EQ(run_time, 12600U);
-    box.uptime(-1);
+    box.clock.set_uptime(-1);
     EXPECT_EQ(time_check_get_run_time(&run_time), 1);
     EXPECT_EQ(run_time, 0xffffffffffffffffULL);
 }
 
 TEST_F(Clock, AMomentHoldsWhatWasReadAlone)
 {
-    box.timezone("CET-1CEST,M3.5.0,M10.5.0/3");
-    box.clock("2026-07-09 13:14:15");
-    box.uptime(12600);
+    box.local_time.set_zone("CET-1CEST,M3.5.0,M10.5.0/3");
+    box.clock.set("2026-07-09 13:14:15");
+    box.clock.set_uptime(12600);
     moment now = {};
     moment_read_uptime(&now);
     EXPECT_EQ(now.uptime_s, 12600U);
@@ -95,7 +95,7 @@ TEST_F(Clock, IsSetFrom2001On)
                                      std::pair("2001-01-01 00:00:00", true), std::pair("2038-01-19 03:14:08", true),
                                      std::pair("2106-02-07 06:28:16", true)}) {
         time_t now = 0;
-        box.clock(local);
+        box.clock.set(local);
         time_check_get_now_time(&clock, &now);
         EXPECT_EQ(time_check_clock_is_set(&clock), set) << local;
     }
@@ -172,7 +172,7 @@ TEST_F(Window, BeyondTheDayNeverOpens)
 
 TEST_F(Window, FollowsTheLocalTimeOfItsZone)
 {
-    box.timezone("EST5EDT,M3.2.0,M11.1.0");
+    box.local_time.set_zone("EST5EDT,M3.2.0,M11.1.0");
     EXPECT_EQ(inside("02:00:00", 7200, 19800), 1);
     EXPECT_EQ(inside("07:00:00", 7200, 19800), 0); // 02:00 local is 07:00 UTC, not the reverse
 }
@@ -207,8 +207,8 @@ TEST_F(SleepRand, AnEmptyOrStrangeCounterIsZero)
 
 TEST_F(SleepRand, AnUnreadableCounterIsZero)
 {
-    box.file(LAN_COUNTER, "123456\n");
-    box.fail("read", 1, 5);
+    box.files.set(LAN_COUNTER, "123456\n");
+    box.faults.fail("read", 1, 5);
     EXPECT_EQ(time_check_get_sleep_rand(), 0U);
 }
 
@@ -219,10 +219,10 @@ TEST_F(SleepRand, ATextLongerThanItsBufferIsCut)
 
 TEST_F(SleepRand, WithoutACounterItIsARandomNumberSeededWithTheClock)
 {
-    box.remove_file(LAN_COUNTER);
-    box.missing(LAN_COUNTER);
+    box.files.remove(LAN_COUNTER);
+    box.files.set_missing(LAN_COUNTER);
     for (const time_t now : {1767268800, 1767268801, 1800000000}) {
-        box.clock_at(now);
+        box.clock.set(now);
         srand(static_cast<unsigned>(now));
         const unsigned expected = static_cast<unsigned>(rand()) % 600;
         EXPECT_EQ(time_check_get_sleep_rand(), expected);

@@ -16,40 +16,41 @@ using CpuAccounting = CpuWatchdogTest;
 
 TEST_F(CpuAccounting, CountsTheLinesAfterTheFirstThatNameACpu)
 {
-    box.file("/proc/stat", "cpu  1 2 3 4\ncpu0 1 2 3 4\ncpu1 1 2 3 4\ncpu2 0 0 0 0\ncpu3 1 1 1 1\nintr 5\nctxt 6\n");
+    box.files.set("/proc/stat",
+                  "cpu  1 2 3 4\ncpu0 1 2 3 4\ncpu1 1 2 3 4\ncpu2 0 0 0 0\ncpu3 1 1 1 1\nintr 5\nctxt 6\n");
     EXPECT_EQ(time_check_cpu_get_cpu_num(), 4U);
 }
 
 TEST_F(CpuAccounting, OneCpuLineIsOneCpu)
 {
-    box.file("/proc/stat", "cpu  1 2 3 4\ncpu0 1 2 3 4\n");
+    box.files.set("/proc/stat", "cpu  1 2 3 4\ncpu0 1 2 3 4\n");
     EXPECT_EQ(time_check_cpu_get_cpu_num(), 1U);
 }
 
 TEST_F(CpuAccounting, WithoutCpuLinesThereIsNone)
 {
-    box.file("/proc/stat", "cpu  1 2 3 4\nintr 5\n");
+    box.files.set("/proc/stat", "cpu  1 2 3 4\nintr 5\n");
     EXPECT_EQ(time_check_cpu_get_cpu_num(), 0U);
-    box.file("/proc/stat", "");
+    box.files.set("/proc/stat", "");
     EXPECT_EQ(time_check_cpu_get_cpu_num(), 0U);
 }
 
 TEST_F(CpuAccounting, AnyFurtherLineWithTheWordCounts)
 {
-    box.file("/proc/stat", "nothing of interest\n  a cpu of some kind\nsoftcpus\nCPU\n");
+    box.files.set("/proc/stat", "nothing of interest\n  a cpu of some kind\nsoftcpus\nCPU\n");
     EXPECT_EQ(time_check_cpu_get_cpu_num(), 2U);
 }
 
 TEST_F(CpuAccounting, ALineLongerThanTheBufferCountsInPieces)
 {
     // 1023 characters are one read: the first piece is the line that is not looked at, the second one counts.
-    box.file("/proc/stat", std::string(1023, '1') + "cpu" + std::string(100, '2') + "\ncpu0 1\n");
+    box.files.set("/proc/stat", std::string(1023, '1') + "cpu" + std::string(100, '2') + "\ncpu0 1\n");
     EXPECT_EQ(time_check_cpu_get_cpu_num(), 2U);
 }
 
 TEST_F(CpuAccounting, AnUnreadableMachineHasOneCpu)
 {
-    box.unreadable("/proc/stat");
+    box.files.set_unreadable("/proc/stat");
     EXPECT_EQ(time_check_cpu_get_cpu_num(), 1U);
     EXPECT_BODIES();
     debug_on();
@@ -61,38 +62,38 @@ TEST_F(CpuAccounting, AnUnreadableMachineHasOneCpu)
 
 TEST_F(CpuAccounting, TheMachineTotalIsTheSumOfNineCounters)
 {
-    box.file("/proc/stat", "cpu  1 20 300 4000 50000 600000 7000000 80000000 900000000\ncpu0 5 5 5 5 5 5 5 5 5\n");
+    box.files.set("/proc/stat", "cpu  1 20 300 4000 50000 600000 7000000 80000000 900000000\ncpu0 5 5 5 5 5 5 5 5 5\n");
     EXPECT_EQ(time_check_cpu_get_total_cpu_time(), 987654321U);
 }
 
 TEST_F(CpuAccounting, ATenthCounterIsNotAdded)
 {
-    box.file("/proc/stat", "cpu  1 1 1 1 1 1 1 1 1 1000\n");
+    box.files.set("/proc/stat", "cpu  1 1 1 1 1 1 1 1 1 1000\n");
     EXPECT_EQ(time_check_cpu_get_total_cpu_time(), 9U);
 }
 
 TEST_F(CpuAccounting, CountersThatTheKernelDoesNotPrintAreZero)
 {
-    box.file("/proc/stat", "cpu  10 20 30 40\n");
+    box.files.set("/proc/stat", "cpu  10 20 30 40\n");
     EXPECT_EQ(time_check_cpu_get_total_cpu_time(), 100U);
-    box.file("/proc/stat", "cpu\n");
+    box.files.set("/proc/stat", "cpu\n");
     EXPECT_EQ(time_check_cpu_get_total_cpu_time(), 0U);
-    box.file("/proc/stat", "");
+    box.files.set("/proc/stat", "");
     EXPECT_EQ(time_check_cpu_get_total_cpu_time(), 0U);
 }
 
 TEST_F(CpuAccounting, TheMachineTotalWrapsAtThirtyTwoBits)
 {
-    box.file("/proc/stat", "cpu  4294967295 2 0 0 0 0 0 0 0\n");
+    box.files.set("/proc/stat", "cpu  4294967295 2 0 0 0 0 0 0 0\n");
     EXPECT_EQ(time_check_cpu_get_total_cpu_time(), 1U);
-    box.file("/proc/stat", "cpu  4294967296 0 0 7 0 0 0 0 8589934592\n"); // only the low halves count
+    box.files.set("/proc/stat", "cpu  4294967296 0 0 7 0 0 0 0 8589934592\n"); // only the low halves count
     EXPECT_EQ(time_check_cpu_get_total_cpu_time(), 7U);
 }
 
 TEST_F(CpuAccounting, TheMachineTotalsLinesShowTheLineAsReadAndTheCounters)
 {
     debug_on();
-    box.file("/proc/stat", "cpu  1 2 3 4 5 6 7 8 9\ncpu0 1 2 3 4 5 6 7 8 9\n");
+    box.files.set("/proc/stat", "cpu  1 2 3 4 5 6 7 8 9\ncpu0 1 2 3 4 5 6 7 8 9\n");
     time_check_cpu_get_total_cpu_time();
     // The line's own end is printed too, hence the empty one.
     EXPECT_BODIES("buff=cpu  1 2 3 4 5 6 7 8 9", "", "1 2 3 4 5 6 7 8 9");
@@ -101,7 +102,7 @@ TEST_F(CpuAccounting, TheMachineTotalsLinesShowTheLineAsReadAndTheCounters)
 TEST_F(CpuAccounting, AnUnreadableMachineHasATotalOfZero)
 {
     debug_on();
-    box.unreadable("/proc/stat");
+    box.files.set_unreadable("/proc/stat");
     EXPECT_EQ(time_check_cpu_get_total_cpu_time(), 0U);
     EXPECT_BODIES("open /proc/stat file error");
 }
@@ -112,7 +113,7 @@ TEST_F(CpuAccounting, ThePidFilesFirstLineIsTheProcessId)
 {
     load();
     debug_on();
-    box.file(PID_FILE, "321\n777\n");
+    box.files.set(PID_FILE, "321\n777\n");
     EXPECT_EQ(time_check_cpu_get_pid(0), 321U);
     EXPECT_BODIES("file /etc/httpd.pid!");
 }
@@ -123,7 +124,7 @@ TEST_F(CpuAccounting, TheProcessIdIsTheLeadingNumber)
     const std::vector<std::pair<std::string, uint32_t>> cases = {
         {"  42 \n", 42}, {"17x", 17}, {"", 0}, {"\n321\n", 0}, {"pid 5", 0}, {"99999999999", 2147483647U}};
     for (const auto &[text, pid] : cases) {
-        box.file(PID_FILE, text);
+        box.files.set(PID_FILE, text);
         EXPECT_EQ(time_check_cpu_get_pid(0), pid) << text;
     }
 }
@@ -131,7 +132,7 @@ TEST_F(CpuAccounting, TheProcessIdIsTheLeadingNumber)
 TEST_F(CpuAccounting, OfAPidFilesLineTheFirst127CharactersCount)
 {
     load();
-    box.file(PID_FILE, std::string(126, ' ') + "34\n");
+    box.files.set(PID_FILE, std::string(126, ' ') + "34\n");
     EXPECT_EQ(time_check_cpu_get_pid(0), 3U);
 }
 
@@ -139,7 +140,7 @@ TEST_F(CpuAccounting, AMissingPidFileIsProcessZero)
 {
     load();
     debug_on();
-    box.missing(PID_FILE);
+    box.files.set_missing(PID_FILE);
     EXPECT_EQ(time_check_cpu_get_pid(0), 0U);
     EXPECT_BODIES("file /etc/httpd.pid!", "open /etc/httpd.pid fail!");
 }
@@ -186,16 +187,16 @@ TEST_F(CpuAccounting, AProcessTotalAddsItsOwnAndItsReapedChildrensTimes)
 TEST_F(CpuAccounting, ProcessZeroIsNotLookedFor)
 {
     debug_on();
-    const uint64_t opens = box.calls_made("open");
+    const uint64_t opens = box.faults.made("open");
     EXPECT_EQ(time_check_cpu_get_total_cpu_time_by_pid(0), 0U);
-    EXPECT_EQ(box.calls_made("open"), opens);
+    EXPECT_EQ(box.faults.made("open"), opens);
     EXPECT_BODIES();
 }
 
 TEST_F(CpuAccounting, AProcessThatIsGoneHasATotalOfZero)
 {
     debug_on();
-    box.missing("/proc/321/stat");
+    box.files.set_missing("/proc/321/stat");
     EXPECT_EQ(time_check_cpu_get_total_cpu_time_by_pid(PID), 0U);
     EXPECT_BODIES("open /proc/321/stat file error");
 }
@@ -209,17 +210,17 @@ TEST_F(CpuAccounting, AProcessNameWithABlankShiftsTheFields)
 
 TEST_F(CpuAccounting, AShortProcessLineHasATotalOfZero)
 {
-    box.file("/proc/321/stat", "321 (httpd) S 1 321 321\n");
+    box.files.set("/proc/321/stat", "321 (httpd) S 1 321 321\n");
     EXPECT_EQ(time_check_cpu_get_total_cpu_time_by_pid(PID), 0U);
-    box.file("/proc/321/stat", "");
+    box.files.set("/proc/321/stat", "");
     EXPECT_EQ(time_check_cpu_get_total_cpu_time_by_pid(PID), 0U);
-    box.file("/proc/321/stat", "321 (httpd) S 1 321 321 0 -1 4194304 120 0 0 0 8 5\n");
+    box.files.set("/proc/321/stat", "321 (httpd) S 1 321 321 0 -1 4194304 120 0 0 0 8 5\n");
     EXPECT_EQ(time_check_cpu_get_total_cpu_time_by_pid(PID), 13U);
 }
 
 TEST_F(CpuAccounting, OfAProcessLineTheFirst1023CharactersCount)
 {
-    box.file("/proc/321/stat", "321 (" + std::string(1100, 'x') + ") S 1 321 321 0 -1 0 0 0 0 0 1 2 3 4\n");
+    box.files.set("/proc/321/stat", "321 (" + std::string(1100, 'x') + ") S 1 321 321 0 -1 0 0 0 0 0 1 2 3 4\n");
     EXPECT_EQ(time_check_cpu_get_total_cpu_time_by_pid(PID), 0U);
 }
 
@@ -242,11 +243,11 @@ TEST_F(CpuAccounting, AProcessTotalsLinesShowTheLineTheRestAndTheCounters)
 
 TEST_F(CpuAccounting, ThePauseIsASelectWithoutDescriptors)
 {
-    const uint64_t selects = box.calls_made("select");
+    const uint64_t selects = box.faults.made("select");
     EXPECT_EQ(velto_usleep(100000), 0);
     EXPECT_EQ(velto_usleep(2500000), 0);
-    EXPECT_EQ(box.calls_made("select"), selects + 2);
-    box.fail("select", 1, 4);
+    EXPECT_EQ(box.faults.made("select"), selects + 2);
+    box.faults.fail("select", 1, 4);
     EXPECT_EQ(velto_usleep(1), -1);
 }
 
@@ -289,8 +290,8 @@ TEST_F(CpuAccounting, AProcessThatEndsInTheIntervalMeasuresZero)
     process_total(100);
     in_the_interval([this] {
         machine_total(1010);
-        box.missing("/proc/321/stat");
-        box.remove_file("/proc/321/stat");
+        box.files.set_missing("/proc/321/stat");
+        box.files.remove("/proc/321/stat");
     });
     sample();
     EXPECT_EQ(measured(), "0.0");
@@ -303,7 +304,7 @@ TEST_F(CpuAccounting, AProcessTotalThatWrapsInTheIntervalMeasuresZero)
     process_total(4294967290U);
     in_the_interval([this] {
         machine_total(1010);
-        box.file("/proc/321/stat", "321 (httpd) S 1 1 1 0 -1 0 0 0 0 0 4294967300 0 0 0\n");
+        box.files.set("/proc/321/stat", "321 (httpd) S 1 1 1 0 -1 0 0 0 0 0 4294967300 0 0 0\n");
     });
     sample();
     EXPECT_EQ(measured(), "0.0");
@@ -315,7 +316,7 @@ TEST_F(CpuAccounting, AMachineTotalThatWrapsInTheIntervalMeasuresZero)
     machine_total(4294967290U);
     process_total(100);
     in_the_interval([this] {
-        box.file("/proc/stat", "cpu  4294967300 0 0 0 0 0 0 0 0\ncpu0 0\n");
+        box.files.set("/proc/stat", "cpu  4294967300 0 0 0 0 0 0 0 0\ncpu0 0\n");
         process_total(110);
     });
     sample();
@@ -336,7 +337,7 @@ TEST_F(CpuAccounting, AnUnreadableMachineMeasuresZero)
 {
     load();
     process_total(100);
-    box.unreadable("/proc/stat");
+    box.files.set_unreadable("/proc/stat");
     in_the_interval([this] { process_total(110); });
     sample();
     EXPECT_EQ(measured(), "0.0");
@@ -345,8 +346,8 @@ TEST_F(CpuAccounting, AnUnreadableMachineMeasuresZero)
 TEST_F(CpuAccounting, WithoutPidFileNothingIsMeasured)
 {
     load();
-    box.missing(PID_FILE);
-    box.remove_file(PID_FILE);
+    box.files.set_missing(PID_FILE);
+    box.files.remove(PID_FILE);
     machine_total(1000);
     process_total(100);
     in_the_interval([this] {
@@ -367,8 +368,8 @@ TEST_F(CpuAccounting, ThePidFileIsReadOncePerSample)
     in_the_interval([this] {
         machine_total(1010);
         process_total(101);
-        box.file(PID_FILE, "400\n");
-        box.file("/proc/400/stat", "400 (other) S 1 1 1 0 -1 0 0 0 0 0 1000 0 0 0\n");
+        box.files.set(PID_FILE, "400\n");
+        box.files.set("/proc/400/stat", "400 (other) S 1 1 1 0 -1 0 0 0 0 0 1000 0 0 0\n");
     });
     sample();
     EXPECT_EQ(measured(), "10.0");
@@ -380,10 +381,10 @@ TEST_F(CpuAccounting, AReusedProcessIdIsMeasuredAsItStands)
     // The pid file points at a foreign process: it is measured, and under its limit nothing comes of it.
     load();
     machine_total(1000);
-    box.file("/proc/321/stat", "321 (other) S 1 1 1 0 -1 0 0 0 0 0 10 0 0 0\n");
+    box.files.set("/proc/321/stat", "321 (other) S 1 1 1 0 -1 0 0 0 0 0 10 0 0 0\n");
     in_the_interval([this] {
         machine_total(1010);
-        box.file("/proc/321/stat", "321 (other) S 1 1 1 0 -1 0 0 0 0 0 12 0 0 0\n");
+        box.files.set("/proc/321/stat", "321 (other) S 1 1 1 0 -1 0 0 0 0 0 12 0 0 0\n");
     });
     sample();
     EXPECT_EQ(measured(), "20.0");
@@ -395,9 +396,9 @@ TEST_F(CpuAccounting, ASampleReadsTheMachineTwiceThePidFileOnceAndTheProcessTwic
     load();
     machine_total(1000);
     process_total(100);
-    const uint64_t opens = box.calls_made("open");
+    const uint64_t opens = box.faults.made("open");
     time_check_cpu();
-    EXPECT_EQ(box.calls_made("open"), opens + 5);
+    EXPECT_EQ(box.faults.made("open"), opens + 5);
 }
 
 TEST_F(CpuAccounting, AnIdleTickReadsNothingAndDoesNotWait)
@@ -406,11 +407,11 @@ TEST_F(CpuAccounting, AnIdleTickReadsNothingAndDoesNotWait)
     machine_total(1000);
     process_total(100);
     time_check_cpu(); // tick 1 samples, tick 2 does not
-    const uint64_t opens = box.calls_made("open");
-    const uint64_t selects = box.calls_made("select");
+    const uint64_t opens = box.faults.made("open");
+    const uint64_t selects = box.faults.made("select");
     time_check_cpu();
-    EXPECT_EQ(box.calls_made("open"), opens);
-    EXPECT_EQ(box.calls_made("select"), selects);
+    EXPECT_EQ(box.faults.made("open"), opens);
+    EXPECT_EQ(box.faults.made("select"), selects);
 }
 
 TEST_F(CpuAccounting, ASampleGivesOneWhetherARowIsDueOrNot)
@@ -454,7 +455,7 @@ TEST_F(CpuAccounting, BelowTheLimitIsNotOver)
 
 TEST_F(CpuAccounting, OnFourCpusAQuarterOfTheMachineIsTheWholeOfOne)
 {
-    box.file("/proc/stat", "cpu  0\ncpu0 0\ncpu1 0\ncpu2 0\ncpu3 0\n");
+    box.files.set("/proc/stat", "cpu  0\ncpu0 0\ncpu1 0\ncpu2 0\ncpu3 0\n");
     load();
     busy(25);
     sample();
@@ -464,7 +465,7 @@ TEST_F(CpuAccounting, OnFourCpusAQuarterOfTheMachineIsTheWholeOfOne)
 
 TEST_F(CpuAccounting, WithoutCpusNothingIsOver)
 {
-    box.file("/proc/stat", "cpu  0\n");
+    box.files.set("/proc/stat", "cpu  0\n");
     load();
     busy(100);
     sample();

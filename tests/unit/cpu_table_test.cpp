@@ -17,7 +17,7 @@ protected:
     int32_t send(uint32_t op, const std::string &string_info)
     {
         TIME_CHECK_MODULES_COMMON_STRUCT msg = watchdog_message(op, string_info);
-        box.clear_log();
+        box.log.clear();
         return time_check_cpu_msg_handle(&msg);
     }
 
@@ -60,10 +60,10 @@ TEST_F(CpuTable, TheDumpsLinesCarryTheDumpsNames)
 {
     debug_on();
     set_time_check_cpu_info();
-    EXPECT_EQ(lines_with("[TIMER_CHECK_DEBUG >>time_check_print_struct_info("), box.log().size());
-    box.clear_log();
+    EXPECT_EQ(lines_with("[TIMER_CHECK_DEBUG >>time_check_print_struct_info("), box.log.lines().size());
+    box.log.clear();
     time_check_print_check_info();
-    EXPECT_EQ(lines_with("[TIMER_CHECK_DEBUG >>time_check_print_check_info("), box.log().size());
+    EXPECT_EQ(lines_with("[TIMER_CHECK_DEBUG >>time_check_print_check_info("), box.log.lines().size());
 }
 
 TEST_F(CpuTable, TheShortDumpLeavesOutCountNumberAndEnable)
@@ -82,7 +82,7 @@ TEST_F(CpuTable, LoadingAgainForgetsWhatWasCounted)
     tick(100);
     tick(100);
     debug_on();
-    box.clear_log();
+    box.log.clear();
     set_time_check_cpu_info();
     EXPECT_TRUE(has_body("EXE_SPA_TIME:\t1!"));
     EXPECT_TRUE(has_body("EXE_CHECK_NUM:\t0!"));
@@ -97,7 +97,7 @@ TEST_F(CpuTable, TheLimitIsSharedAmongTheCpus)
         std::string stat = "cpu  0\n";
         for (int i = 0; i < cpus; i++)
             stat += "cpu" + std::to_string(i) + " 0\n";
-        box.file("/proc/stat", stat);
+        box.files.set("/proc/stat", stat);
         load();
         sample();
         EXPECT_TRUE(has_body("(httpd)cpu=0.0,cpu_max=" + limit)) << cpus;
@@ -106,7 +106,7 @@ TEST_F(CpuTable, TheLimitIsSharedAmongTheCpus)
 
 TEST_F(CpuTable, WithoutPerCpuLinesTheLimitCannotBeReached)
 {
-    box.file("/proc/stat", "cpu  0\n");
+    box.files.set("/proc/stat", "cpu  0\n");
     load();
     sample();
     EXPECT_TRUE(has_body("(httpd)cpu=0.0,cpu_max=inf"));
@@ -114,7 +114,7 @@ TEST_F(CpuTable, WithoutPerCpuLinesTheLimitCannotBeReached)
 
 TEST_F(CpuTable, AnUnreadableMachineCountsAsOneCpu)
 {
-    box.unreadable("/proc/stat");
+    box.files.set_unreadable("/proc/stat");
     load();
     sample();
     EXPECT_TRUE(has_body("(httpd)cpu=0.0,cpu_max=90.0"));
@@ -123,7 +123,7 @@ TEST_F(CpuTable, AnUnreadableMachineCountsAsOneCpu)
 TEST_F(CpuTable, InitLoadsTheTableAndTakesTheModulesMessages)
 {
     init_time_check_module_entries();
-    box.clear_log();
+    box.log.clear();
     TIME_CHECK_MODULES_COMMON_STRUCT msg = watchdog_message(OP_STOP, "httpd");
     handle_time_check_module_msg(TIME_CHECK_CPU, &msg);
     EXPECT_BODIES("httpd check disable");
@@ -172,7 +172,7 @@ TEST_F(CpuTable, ARestartIsAStart)
     send(OP_STOP, "httpd");
     EXPECT_EQ(send(OP_RESTART, "httpd"), 1);
     EXPECT_BODIES("httpd check enable");
-    EXPECT_NE(box.log().front().find(">>time_check_cpu_start("), std::string::npos);
+    EXPECT_NE(box.log.lines().front().find(">>time_check_cpu_start("), std::string::npos);
     EXPECT_TRUE(is_on());
 }
 
@@ -180,11 +180,11 @@ TEST_F(CpuTable, StartAndStopLinesCarryTheirOwnNames)
 {
     load();
     send(OP_STOP, "all");
-    EXPECT_NE(box.log().front().find("\033[1;31m[TIMER_CHECK >>time_check_cpu_stop("), std::string::npos);
+    EXPECT_NE(box.log.lines().front().find("\033[1;31m[TIMER_CHECK >>time_check_cpu_stop("), std::string::npos);
     send(OP_STOP, "nobody");
-    EXPECT_NE(box.log().front().find("\033[1;31m[TIMER_CHECK >>time_check_cpu_stop("), std::string::npos);
+    EXPECT_NE(box.log.lines().front().find("\033[1;31m[TIMER_CHECK >>time_check_cpu_stop("), std::string::npos);
     send(OP_START, "nobody");
-    EXPECT_NE(box.log().front().find("\033[1;31m[TIMER_CHECK >>time_check_cpu_start("), std::string::npos);
+    EXPECT_NE(box.log.lines().front().find("\033[1;31m[TIMER_CHECK >>time_check_cpu_start("), std::string::npos);
 }
 
 TEST_F(CpuTable, AStartPutsARunningCountBackToNothing)

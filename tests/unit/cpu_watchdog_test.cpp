@@ -30,7 +30,7 @@ protected:
     // The server goes on after it was killed: another one with its pid.
     void survives()
     {
-        box.on_command([](const std::string &) { return 0; });
+        box.commands.set_hook([](const std::string &) { return 0; });
     }
 };
 
@@ -76,8 +76,8 @@ TEST_F(CpuWatchdog, ASampleOverTheLimitEndsALongPeriod)
 TEST_F(CpuWatchdog, AProgramThatCannotBeMeasuredBehaves)
 {
     load();
-    box.missing(PID_FILE);
-    box.remove_file(PID_FILE);
+    box.files.set_missing(PID_FILE);
+    box.files.remove(PID_FILE);
     EXPECT_EQ(sampling_ticks(20, 100), (std::vector<int>{1, 3, 7, 15}));
 }
 
@@ -102,7 +102,7 @@ TEST_F(CpuWatchdog, ATickDumpsTheTableBeforeAndAfter)
 {
     load();
     tick(50);
-    EXPECT_EQ(box.bodies().front(), "before!");
+    EXPECT_EQ(box.log.bodies().front(), "before!");
     EXPECT_EQ(lines_with("EXE_NAME:\thttpd!"), 2U);
     EXPECT_EQ(lines_with("after!"), 1U);
     EXPECT_EQ(lines_with("EXE_CHECK_IN:\t1!"), 2U);
@@ -131,7 +131,7 @@ TEST_F(CpuWatchdog, ItKillsAgainAtEveryFurtherSampleOverTheLimit)
     survives();
     for (int i = 1; i <= 249; i++)
         tick(95);
-    box.clear_journal();
+    box.journal.clear();
     for (int i = 1; i <= 7; i++)
         tick(95);
     EXPECT_ACTS();
@@ -166,7 +166,7 @@ TEST_F(CpuWatchdog, ASampleUnderTheLimitAfterAKillStartsTheCountAfresh)
     for (int i = 1; i <= 32; i++)
         next_sample(95);
     next_sample(10);
-    box.clear_journal();
+    box.journal.clear();
     for (int i = 1; i <= 31; i++)
         next_sample(95);
     EXPECT_ACTS();
@@ -174,7 +174,7 @@ TEST_F(CpuWatchdog, ASampleUnderTheLimitAfterAKillStartsTheCountAfresh)
 
 TEST_F(CpuWatchdog, TheLineShowsTheLimitAndNotTheUse)
 {
-    box.file("/proc/stat", "cpu  0\ncpu0 0\ncpu1 0\ncpu2 0\ncpu3 0\n");
+    box.files.set("/proc/stat", "cpu  0\ncpu0 0\ncpu1 0\ncpu2 0\ncpu3 0\n");
     load();
     for (int i = 1; i <= 32; i++)
         next_sample(60);
@@ -188,7 +188,7 @@ TEST_F(CpuWatchdog, TheRowsCommandRunsAfterTheKill)
     for (int i = 1; i <= 32; i++)
         next_sample(95);
     EXPECT_ACTS("command killall -9 httpd", "command httpd -p 80 %s &");
-    const Lines bodies = box.bodies();
+    const Lines bodies = box.log.bodies();
     const auto kill = std::ranges::find(bodies, "(httpd) used cpu up 90.0 for 32 times(totle 256s)");
     ASSERT_NE(kill, bodies.end());
     EXPECT_EQ(*(kill + 1), "(httpd cmd):httpd -p 80 %s &");
@@ -224,9 +224,9 @@ TEST_F(CpuWatchdog, AVanishedServerIsKilledNoMore)
     load();
     for (int i = 1; i <= 32; i++)
         next_sample(95);
-    box.remove_file("/proc/321/stat");
-    box.missing("/proc/321/stat");
-    box.clear_journal();
+    box.files.remove("/proc/321/stat");
+    box.files.set_missing("/proc/321/stat");
+    box.journal.clear();
     for (int i = 1; i <= 600; i++) {
         debug_on();
         time_check_cpu();

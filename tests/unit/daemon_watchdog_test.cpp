@@ -27,14 +27,14 @@ protected:
     void load()
     {
         set_time_check_daemon_info();
-        box.clear_log();
+        box.log.clear();
     }
 
     // Handles a message with only its own lines in the log.
     int32_t send(uint32_t op, const std::string &string_info)
     {
         TIME_CHECK_MODULES_COMMON_STRUCT msg = watchdog_message(op, string_info);
-        box.clear_log();
+        box.log.clear();
         return time_check_daemon_msg_handle(&msg);
     }
 
@@ -42,7 +42,7 @@ protected:
     {
         load();
         send(OP_START, "minidlna");
-        box.clear_log();
+        box.log.clear();
     }
 
     static void ticks(int number)
@@ -54,13 +54,13 @@ protected:
     // Looks so far.
     uint64_t looks() const
     {
-        return box.calls_made("popen");
+        return box.faults.made("popen");
     }
 
     void give_key(const char *key)
     {
         copy_text(daemon_exe_info[0].daemon_exe_enable_mib, sizeof daemon_exe_info[0].daemon_exe_enable_mib, key);
-        box.product_key(key);
+        box.store.add_product_key(key);
     }
 };
 
@@ -93,22 +93,22 @@ TEST_F(DaemonWatchdog, ARowsKeySaysWhetherItIsLoadedEnabled)
     const std::vector<std::pair<std::string, std::string>> cases = {{"1", "1"},   {"0", "0"}, {"", "0"},
                                                                     {"yes", "0"}, {"2", "2"}, {" 1x", "1"}};
     for (const auto &[value, enable] : cases) {
-        box.set("usb.dlna.enable", value);
-        box.clear_log();
+        box.store.set("usb.dlna.enable", value);
+        box.log.clear();
         set_time_check_daemon_info();
         EXPECT_TRUE(has_body("DAEMON_EXE_ENABLE:\t" + enable + "!")) << value;
     }
-    box.unset("usb.dlna.enable");
-    box.clear_log();
+    box.store.unset("usb.dlna.enable");
+    box.log.clear();
     set_time_check_daemon_info();
     EXPECT_TRUE(has_body("DAEMON_EXE_ENABLE:\t0!"));
 }
 
 TEST_F(DaemonWatchdog, InitLoadsTheTableAndTakesTheModulesMessages)
 {
-    box.missing("/etc/httpd.pid");
+    box.files.set_missing("/etc/httpd.pid");
     init_time_check_module_entries();
-    box.clear_log();
+    box.log.clear();
     TIME_CHECK_MODULES_COMMON_STRUCT msg = watchdog_message(OP_START, "minidlna");
     handle_time_check_module_msg(TIME_CHECK_DAEMON, &msg);
     EXPECT_BODIES("minidlna check enable");
@@ -161,7 +161,7 @@ TEST_F(DaemonWatchdog, ARestartIsAStart)
     load();
     EXPECT_EQ(send(OP_RESTART, "minidlna"), 1);
     EXPECT_BODIES("minidlna check enable");
-    EXPECT_NE(box.log().front().find("\033[1;31m[TIMER_CHECK >>time_check_daemon_start("), std::string::npos);
+    EXPECT_NE(box.log.lines().front().find("\033[1;31m[TIMER_CHECK >>time_check_daemon_start("), std::string::npos);
     ticks(3);
     EXPECT_EQ(looks(), 1U);
 }
@@ -170,7 +170,7 @@ TEST_F(DaemonWatchdog, AStopsLineCarriesItsName)
 {
     load();
     send(OP_STOP, "minidlna");
-    EXPECT_NE(box.log().front().find("\033[1;31m[TIMER_CHECK >>time_check_daemon_stop("), std::string::npos);
+    EXPECT_NE(box.log.lines().front().find("\033[1;31m[TIMER_CHECK >>time_check_daemon_stop("), std::string::npos);
 }
 
 TEST_F(DaemonWatchdog, BothSpellingsOfAllNameEveryProgramAndNoOther)
@@ -206,11 +206,11 @@ TEST_F(DaemonWatchdog, TheRowsKeyCanVetoAStart)
     const std::vector<std::pair<std::string, std::string>> cases = {
         {"0", "disable"}, {"", "disable"}, {"2", "disable"}, {"1", "enable"}};
     for (const auto &[value, verdict] : cases) {
-        box.set("usb.dlna.enable", value);
+        box.store.set("usb.dlna.enable", value);
         send(OP_START, "minidlna");
         EXPECT_BODIES("minidlna check " + verdict);
     }
-    box.unset("usb.dlna.enable");
+    box.store.unset("usb.dlna.enable");
     send(OP_START, "all");
     EXPECT_BODIES("minidlna check disable");
     ticks(9);
@@ -220,7 +220,7 @@ TEST_F(DaemonWatchdog, TheRowsKeyCanVetoAStart)
 TEST_F(DaemonWatchdog, AStopDoesNotAskTheKey)
 {
     give_key("usb.dlna.enable");
-    box.set("usb.dlna.enable", "1");
+    box.store.set("usb.dlna.enable", "1");
     debug_on();
     load();
     send(OP_STOP, "minidlna");
@@ -278,7 +278,7 @@ TEST_F(DaemonWatchdog, TicksAreCountedWhileTheRowIsOff)
 TEST_F(DaemonWatchdog, TwoLinesAreThePipelinesOwn)
 {
     for (const char *listing : {"", "one\n", "one\ntwo\n"}) {
-        box.command_output("ps | grep minidlna", listing);
+        box.commands.set_output("ps | grep minidlna", listing);
         EXPECT_EQ(time_check_daemon_uload("minidlna"), 1) << listing;
     }
 }
@@ -286,10 +286,10 @@ TEST_F(DaemonWatchdog, TwoLinesAreThePipelinesOwn)
 TEST_F(DaemonWatchdog, AThirdLineIsTheProgram)
 {
     debug_on();
-    box.command_output("ps | grep minidlna", "one\ntwo\nthree\n");
+    box.commands.set_output("ps | grep minidlna", "one\ntwo\nthree\n");
     EXPECT_EQ(time_check_daemon_uload("minidlna"), 0);
     EXPECT_BODIES("exe(minidlna) not exit!");
-    box.command_output("ps | grep minidlna", "one\ntwo\nthree\nfour\nfive\n");
+    box.commands.set_output("ps | grep minidlna", "one\ntwo\nthree\nfour\nfive\n");
     EXPECT_EQ(time_check_daemon_uload("minidlna"), 0);
 }
 
@@ -303,49 +303,49 @@ TEST_F(DaemonWatchdog, AMissingProgramHasNoLine)
 TEST_F(DaemonWatchdog, ALongLineCountsAsSeveral)
 {
     const std::string longer = std::string(64, 'x') + "\n"; // 63 characters are one read
-    box.command_output("ps | grep minidlna", "one\n" + longer);
+    box.commands.set_output("ps | grep minidlna", "one\n" + longer);
     EXPECT_EQ(time_check_daemon_uload("minidlna"), 0);
-    box.command_output("ps | grep minidlna", "one\n" + longer.substr(2));
+    box.commands.set_output("ps | grep minidlna", "one\n" + longer.substr(2));
     EXPECT_EQ(time_check_daemon_uload("minidlna"), 1);
-    box.command_output("ps | grep minidlna", std::string(3 * 63, 'x'));
+    box.commands.set_output("ps | grep minidlna", std::string(3 * 63, 'x'));
     EXPECT_EQ(time_check_daemon_uload("minidlna"), 0);
 }
 
 TEST_F(DaemonWatchdog, AnyProcessWithTheNameInItsCommandLineCounts)
 {
-    box.process("vi", 900, "vi /etc/minidlna.conf");
+    box.processes.start("vi", 900, "vi /etc/minidlna.conf");
     EXPECT_EQ(time_check_daemon_uload("minidlna"), 0);
-    box.end_process("vi");
+    box.processes.end("vi");
     EXPECT_EQ(time_check_daemon_uload("minidlna"), 1);
-    box.process("minidlna", 901);
+    box.processes.start("minidlna", 901);
     EXPECT_EQ(time_check_daemon_uload("minidlna"), 0);
 }
 
 TEST_F(DaemonWatchdog, APipeThatCannotBeOpenedIsNoLook)
 {
-    box.fail("popen", 1, 12);
+    box.faults.fail("popen", 1, 12);
     EXPECT_EQ(time_check_daemon_uload("minidlna"), -1);
     load_and_start();
-    box.fail("popen", 1, 12);
+    box.faults.fail("popen", 1, 12);
     EXPECT_EQ(time_check_daemon_need_restart(0), -1);
 }
 
 // A ps that hangs: the ground's deadline ends the shell.
 TEST_F(DaemonWatchdog, ALookThatIsCutOffIsNoLook)
 {
-    box.command_status(LOOK, 128 + SIGKILL);
+    box.commands.set_status(LOOK, 128 + SIGKILL);
     for (const char *printed : {"", "one\n", "one\ntwo\n"}) {
-        box.command_output(LOOK, printed);
+        box.commands.set_output(LOOK, printed);
         EXPECT_EQ(time_check_daemon_uload("minidlna"), -1) << printed;
     }
-    box.command_output(LOOK, "one\ntwo\nthree\n");
+    box.commands.set_output(LOOK, "one\ntwo\nthree\n");
     EXPECT_EQ(time_check_daemon_uload("minidlna"), 0) << "it was seen before";
 }
 
 TEST_F(DaemonWatchdog, ALookThatEndsByItselfCountsWhateverItsStatus)
 {
     for (const int status : {1, 2, 127}) {
-        box.command_status(LOOK, status); // grep has found nothing, or cannot be run
+        box.commands.set_status(LOOK, status); // grep has found nothing, or cannot be run
         EXPECT_EQ(time_check_daemon_uload("minidlna"), 1) << status;
     }
 }
@@ -354,7 +354,7 @@ TEST_F(DaemonWatchdog, ARestartIsNeededWhenAWatchedProgramIsMissing)
 {
     load_and_start();
     EXPECT_EQ(time_check_daemon_need_restart(0), 1);
-    box.process("minidlna", 900);
+    box.processes.start("minidlna", 900);
     EXPECT_EQ(time_check_daemon_need_restart(0), 0);
 }
 
@@ -397,7 +397,7 @@ TEST_F(DaemonWatchdog, TheHookIsAskedOnlyForAMissingProgram)
 {
     daemon_exe_info[0].func = hook;
     load_and_start();
-    box.process("minidlna", 900);
+    box.processes.start("minidlna", 900);
     ticks(30);
     EXPECT_EQ(consents, 0);
 }
@@ -432,8 +432,8 @@ TEST_F(DaemonWatchdog, TheTenthMissInARowRestartsTheProgram)
     ticks(1);
     EXPECT_ACTS(KILL, RESTART);
     EXPECT_BODIES("(minidlna cmd):cfm post netctrl 51?op=6");
-    EXPECT_NE(box.log().front().find("\033[1;31m[TIMER_CHECK >>time_check_daemon_main("), std::string::npos);
-    EXPECT_EQ(box.messages_to_netctrl(), (Lines{"51?op=6"}));
+    EXPECT_NE(box.log.lines().front().find("\033[1;31m[TIMER_CHECK >>time_check_daemon_main("), std::string::npos);
+    EXPECT_EQ(box.journal.messages_to_netctrl(), (Lines{"51?op=6"}));
 }
 
 TEST_F(DaemonWatchdog, AProgramThatNeverComesBackIsRestartedEveryThirtyTicks)
@@ -453,9 +453,9 @@ TEST_F(DaemonWatchdog, OneLookThatFindsItForgivesTheMisses)
 {
     load_and_start();
     ticks(27); // nine misses
-    box.process("minidlna", 900);
+    box.processes.start("minidlna", 900);
     ticks(3);
-    box.end_process("minidlna");
+    box.processes.end("minidlna");
     ticks(29);
     EXPECT_ACTS();
     ticks(1);
@@ -480,7 +480,7 @@ TEST_F(DaemonWatchdog, ALookThatCannotBeMadeNeitherCountsNorForgives)
 {
     load_and_start();
     ticks(27);
-    box.fail("popen", 1, 12);
+    box.faults.fail("popen", 1, 12);
     ticks(3); // would have been the tenth miss
     EXPECT_ACTS();
     ticks(3);
@@ -491,10 +491,10 @@ TEST_F(DaemonWatchdog, ALookThatIsCutOffNeitherCountsNorForgives)
 {
     load_and_start();
     ticks(27);
-    box.command_status(LOOK, 128 + SIGKILL);
+    box.commands.set_status(LOOK, 128 + SIGKILL);
     ticks(300);
     EXPECT_ACTS();
-    box.command_status(LOOK, 0);
+    box.commands.set_status(LOOK, 0);
     ticks(3);
     EXPECT_ACTS(KILL, RESTART);
 }
@@ -506,7 +506,7 @@ TEST_F(DaemonWatchdog, EachMissShowsItsNumber)
     ticks(9);
     EXPECT_BODIES("DAEMON_EXE_PROBLEM_CHECK_NUM:1!", "DAEMON_EXE_PROBLEM_CHECK_NUM:2!",
                   "DAEMON_EXE_PROBLEM_CHECK_NUM:3!");
-    EXPECT_NE(box.log().front().find(">>time_check_daemon_main("), std::string::npos);
+    EXPECT_NE(box.log.lines().front().find(">>time_check_daemon_main("), std::string::npos);
 }
 
 TEST_F(DaemonWatchdog, WithoutCommandTheProgramIsOnlyKilled)
@@ -530,25 +530,25 @@ TEST_F(DaemonWatchdog, APeriodOfZeroNeverLooks)
 
 TEST_F(DaemonWatchdog, ADirectoryWithAnEntryIsOne)
 {
-    box.file("/mnt/media/song.mp3", "la");
+    box.files.set("/mnt/media/song.mp3", "la");
     EXPECT_EQ(check_if_dir_empty("/mnt/media"), 1);
-    box.remove_file("/mnt/media/song.mp3");
-    box.missing("/mnt/media");
+    box.files.remove("/mnt/media/song.mp3");
+    box.files.set_missing("/mnt/media");
     EXPECT_EQ(check_if_dir_empty("/mnt/media"), 0);
 }
 
 TEST_F(DaemonWatchdog, ADirectoryWithoutEntriesIsZero)
 {
-    box.directory("/mnt/media"); // its own entry and its parent's are listed all the same
+    box.files.set_directory("/mnt/media"); // its own entry and its parent's are listed all the same
     EXPECT_EQ(check_if_dir_empty("/mnt/media"), 0);
 }
 
 TEST_F(DaemonWatchdog, ADirectoryThatIsMissingOrCannotBeOpenedIsZero)
 {
-    box.missing("/mnt/none");
+    box.files.set_missing("/mnt/none");
     EXPECT_EQ(check_if_dir_empty("/mnt/none"), 0);
-    box.file("/mnt/media/song.mp3", "la");
-    box.fail("opendir", 1, 24);
+    box.files.set("/mnt/media/song.mp3", "la");
+    box.faults.fail("opendir", 1, 24);
     EXPECT_EQ(check_if_dir_empty("/mnt/media"), 0);
 }
 

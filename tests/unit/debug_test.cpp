@@ -24,7 +24,7 @@ protected:
     {
         RouterTest::SetUp();
         init_time_check_module_entries();
-        box.clear_log();
+        box.log.clear();
     }
 
     static int32_t ask(uint32_t debug_id, uint32_t op = 0)
@@ -58,13 +58,13 @@ TEST_F(Debug, ARequestTogglesTheModulesSwitchAndTheMasterSwitch)
     EXPECT_EQ(debug_tag, 1);
     for (uint32_t id = 0; id < TIME_CHECK_MAX_MODULE_NUM; id++)
         EXPECT_EQ(_DEBUG_LIST_[id], id == 1 ? 1U : 0U) << id;
-    EXPECT_THAT(box.log(), ElementsAre("___56____debug_tag: 0_____", "___63____debug_tag: 1_____"));
+    EXPECT_THAT(box.log.lines(), ElementsAre("___56____debug_tag: 0_____", "___63____debug_tag: 1_____"));
 
-    box.clear_log();
+    box.log.clear();
     EXPECT_EQ(ask(1), 1);
     EXPECT_EQ(debug_tag, 0);
     EXPECT_THAT(_DEBUG_LIST_, Each(0U));
-    EXPECT_THAT(box.log(), ElementsAre("___56____debug_tag: 1_____", "___63____debug_tag: 0_____"));
+    EXPECT_THAT(box.log.lines(), ElementsAre("___56____debug_tag: 1_____", "___63____debug_tag: 0_____"));
 }
 
 TEST_F(Debug, EveryModuleHasItsSwitch)
@@ -92,7 +92,7 @@ TEST_F(Debug, AnyValueButZeroTogglesToZero)
     EXPECT_EQ(set_time_check_debug_info(4), 1);
     EXPECT_EQ(debug_tag, 0);
     EXPECT_EQ(_DEBUG_LIST_[4], 0U);
-    EXPECT_THAT(box.log(), ElementsAre("___56____debug_tag: 5_____", "___63____debug_tag: 0_____"));
+    EXPECT_THAT(box.log.lines(), ElementsAre("___56____debug_tag: 5_____", "___63____debug_tag: 0_____"));
 }
 
 TEST_F(Debug, NoModuleChangesNothing)
@@ -103,7 +103,7 @@ TEST_F(Debug, NoModuleChangesNothing)
     }
     EXPECT_EQ(debug_tag, 0);
     EXPECT_THAT(_DEBUG_LIST_, Each(0U));
-    EXPECT_THAT(box.log(), IsEmpty());
+    EXPECT_THAT(box.log.lines(), IsEmpty());
 }
 
 TEST_F(Debug, TheOpIsNotLookedAt)
@@ -115,7 +115,7 @@ TEST_F(Debug, TheOpIsNotLookedAt)
 TEST_F(Debug, IdZeroListsTheRegistryFirst)
 {
     EXPECT_EQ(ask(0), 1);
-    const auto &log = box.log();
+    const auto &log = box.log.lines();
     ASSERT_EQ(log.size(), 3U * TIME_CHECK_MAX_MODULE_NUM + 2); // three lines a module, and the two of the switch
     EXPECT_EQ(log[0], "id:0");
     EXPECT_EQ(log[29], "ops_module:time_check_wl_guest,");
@@ -127,7 +127,7 @@ TEST_F(Debug, IdZeroListsTheRegistryFirst)
 TEST_F(Debug, OtherIdsDoNotListTheRegistry)
 {
     ask(3);
-    EXPECT_EQ(box.log().size(), 2U);
+    EXPECT_EQ(box.log.lines().size(), 2U);
 }
 
 TEST_F(Debug, AMessageReachesTheSwitches)
@@ -138,7 +138,7 @@ TEST_F(Debug, AMessageReachesTheSwitches)
     TimeCheckMsgHandle("somebody", "time_check_debug");
     EXPECT_EQ(_DEBUG_LIST_[0], 1U);
     EXPECT_EQ(debug_tag, 0);
-    EXPECT_THAT(box.log(), testing::Contains("name:time_check_reboot"));
+    EXPECT_THAT(box.log.lines(), testing::Contains("name:time_check_reboot"));
 }
 
 TEST_F(Debug, TheAnswerComesFromTheMasterSwitchAlone)
@@ -188,9 +188,9 @@ protected:
     std::string printed(Function print)
     {
         testing::internal::CaptureStdout();
-        box.show_log(true);
+        box.log.show(true);
         print();
-        box.show_log(false);
+        box.log.show(false);
         return testing::internal::GetCapturedStdout();
     }
 };
@@ -221,7 +221,7 @@ TEST_F(LineKind, DebugLinesAreGreenAndPrintedWithTheirModulesSwitchAt1)
 
 TEST_F(LineKind, TraceLinesCarryTheirLevelsColour)
 {
-    box.set("time_check_debug", "on");
+    box.store.set("time_check_debug", "on");
     EXPECT_THAT(printed([] { trace_line(DEBUG_NONE); }),
                 MatchesRegex("\033\\[0;33m\\[time_check:trace_line:[0-9]+\\] \033\\[0mbody 5\n\033\\[0m"));
     EXPECT_THAT(printed([] { trace_line(DEBUG_INFO); }),
@@ -237,12 +237,12 @@ TEST_F(LineKind, TraceLinesWaitForTheStoresSwitchErrorsDoNot)
     EXPECT_EQ(printed([] { trace_line(DEBUG_INFO); }), "");
     EXPECT_NE(printed([] { trace_line(DEBUG_ERROR); }), "");
     for (const char *value : {"", "off", "1", "ON", "onx", "on and on and on"}) {
-        box.set("time_check_debug", value);
+        box.store.set("time_check_debug", value);
         EXPECT_EQ(printed([] { trace_line(DEBUG_INFO); }), "") << value;
     }
-    box.set("time_check_debug", "on");
+    box.store.set("time_check_debug", "on");
     EXPECT_NE(printed([] { trace_line(DEBUG_INFO); }), "");
-    box.set("time_check_debug", "off"); // looked at anew for each line
+    box.store.set("time_check_debug", "off"); // looked at anew for each line
     EXPECT_EQ(printed([] { trace_line(DEBUG_INFO); }), "");
 }
 

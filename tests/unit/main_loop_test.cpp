@@ -26,24 +26,24 @@ using MainLoop = RouterTest;
 
 TEST_F(Start, WithoutTheBusNameTheDaemonEndsWithALine)
 {
-    box.fail("RegMsgHandle");
+    box.faults.fail("RegMsgHandle");
     EXPECT_FALSE(box.boot());
     EXPECT_FALSE(box.running());
     EXPECT_EQ(box.exit_status(), 0);
-    ASSERT_EQ(box.log().size(), 1U);
-    EXPECT_THAT(box.log().front(),
+    ASSERT_EQ(box.log.lines().size(), 1U);
+    EXPECT_THAT(box.log.lines().front(),
                 MatchesRegex("\033\\[1;31m\\[TIMER_CHECK >>main\\([0-9]+\\)\\]:\033\\[mreg msg failed\\."));
-    EXPECT_THAT(box.journal(), IsEmpty());
-    EXPECT_EQ(box.calls_made("pthread_create"), 0U);
-    EXPECT_EQ(box.calls_made("GetValue"), 0U);
+    EXPECT_THAT(box.journal.lines(), IsEmpty());
+    EXPECT_EQ(box.faults.made("pthread_create"), 0U);
+    EXPECT_EQ(box.faults.made("GetValue"), 0U);
 }
 
 TEST_F(Start, WithoutAThreadTheDaemonGoesOn)
 {
-    box.fail("pthread_create", 1, EAGAIN);
+    box.faults.fail("pthread_create", 1, EAGAIN);
     EXPECT_TRUE(box.boot());
-    EXPECT_THAT(box.log(), Contains(MatchesRegex("\\[main:[0-9]+\\] wan_surf_check thread start failed!")));
-    box.clear_log();
+    EXPECT_THAT(box.log.lines(), Contains(MatchesRegex("\\[main:[0-9]+\\] wan_surf_check thread start failed!")));
+    box.log.clear();
     box.tick(3);
     EXPECT_TRUE(box.running());
     EXPECT_EQ(box.ticks(), 4U);
@@ -52,20 +52,20 @@ TEST_F(Start, WithoutAThreadTheDaemonGoesOn)
 TEST_F(Start, OneThreadIsStarted)
 {
     EXPECT_TRUE(box.boot());
-    EXPECT_EQ(box.calls_made("pthread_create"), 1U);
+    EXPECT_EQ(box.faults.made("pthread_create"), 1U);
     box.tick(3);
-    EXPECT_EQ(box.calls_made("pthread_create"), 1U);
-    EXPECT_THAT(box.log(), Not(Contains(HasSubstr("thread start failed"))));
+    EXPECT_EQ(box.faults.made("pthread_create"), 1U);
+    EXPECT_THAT(box.log.lines(), Not(Contains(HasSubstr("thread start failed"))));
 }
 
 TEST_F(Start, EveryModuleHasItsHandlerAfterStart)
 {
     box.boot();
-    EXPECT_THAT(box.bodies(), Not(Contains("register msg ops error."))) << "a record too many was registered";
-    box.clear_log();
+    EXPECT_THAT(box.log.bodies(), Not(Contains("register msg ops error."))) << "a record too many was registered";
+    box.log.clear();
     box.post("time_check_debug");
     Lines handlers;
-    std::ranges::copy_if(box.log(), std::back_inserter(handlers),
+    std::ranges::copy_if(box.log.lines(), std::back_inserter(handlers),
                          [](const std::string &line) { return line.starts_with("ops_module:"); });
     ASSERT_EQ(handlers.size(), size_t{TIME_CHECK_MAX_MODULE_NUM});
     handlers.resize(10);
@@ -89,48 +89,48 @@ TEST_F(Start, AMessageIsTakenBetweenTicks)
 
 TEST_F(MainLoop, ATickComesOnceASecond)
 {
-    box.clock("2026-03-01 12:00:00");
+    box.clock.set("2026-03-01 12:00:00");
     box.boot();
     EXPECT_EQ(box.ticks(), 1U);
     box.tick(60);
     EXPECT_EQ(box.ticks(), 61U);
-    EXPECT_EQ(box.local_time(), "2026-03-01 12:01:00");
+    EXPECT_EQ(box.clock.local(), "2026-03-01 12:01:00");
 }
 
 TEST_F(MainLoop, TheAddressOfTheFirstDialUpIsChecked)
 {
-    box.address("ppp0", "10.1.2.3");
-    box.address("ppp45", "10.4.5.6");
+    box.network.set_address("ppp0", "10.1.2.3");
+    box.network.set_address("ppp45", "10.4.5.6");
     box.boot();
-    EXPECT_THAT(box.acts("wan_lan_check"), ElementsAre("wan_lan_check 10.1.2.3 255.255.255.0"));
+    EXPECT_THAT(box.journal.acts("wan_lan_check"), ElementsAre("wan_lan_check 10.1.2.3 255.255.255.0"));
 }
 
 TEST_F(MainLoop, FailingThatTheSecondOnes)
 {
-    box.address("ppp45", "10.4.5.6");
+    box.network.set_address("ppp45", "10.4.5.6");
     box.boot();
-    EXPECT_THAT(box.acts("wan_lan_check"), ElementsAre("wan_lan_check 10.4.5.6 255.255.255.0"));
+    EXPECT_THAT(box.journal.acts("wan_lan_check"), ElementsAre("wan_lan_check 10.4.5.6 255.255.255.0"));
 }
 
 TEST_F(MainLoop, WithoutDialUpNothingIsChecked)
 {
-    box.address("eth1", "10.1.2.3");
-    box.address("ppp1", "10.1.2.4");
+    box.network.set_address("eth1", "10.1.2.3");
+    box.network.set_address("ppp1", "10.1.2.4");
     box.boot();
     box.tick(5);
-    EXPECT_THAT(box.acts("wan_lan_check"), IsEmpty());
+    EXPECT_THAT(box.journal.acts("wan_lan_check"), IsEmpty());
 }
 
 TEST_F(MainLoop, TheCheckFollowsTheAddressesEveryTick)
 {
     box.boot();
-    box.address("ppp0", "10.1.2.3");
+    box.network.set_address("ppp0", "10.1.2.3");
     box.tick(2);
-    box.address("ppp0", "");
+    box.network.set_address("ppp0", "");
     box.tick();
-    box.address("ppp45", "10.4.5.6");
+    box.network.set_address("ppp45", "10.4.5.6");
     box.tick();
-    EXPECT_THAT(box.acts("wan_lan_check"),
+    EXPECT_THAT(box.journal.acts("wan_lan_check"),
                 ElementsAre("wan_lan_check 10.1.2.3 255.255.255.0", "wan_lan_check 10.1.2.3 255.255.255.0",
                             "wan_lan_check 10.4.5.6 255.255.255.0"));
 }
@@ -159,12 +159,12 @@ TEST_F(MainLoop, OnePassPrintsInTheModulesOrder)
     _DEBUG_LIST_[TIME_CHECK_CPU] = 1;
     _DEBUG_LIST_[TIME_CHECK_DAEMON] = 1;
     do {
-        box.clear_log();
+        box.log.clear();
         box.tick();
     } while (!has_line("DAEMON_EXE_PROBLEM_CHECK_NUM:1!"));
 
-    expect_in_turn(box.log(), {"TIME_CHECK_REBOOT_STRUCT.type = 5", "TIME_CHECK_POWER_STRUCT.type = 7", "before!",
-                               "DAEMON_EXE_PROBLEM_CHECK_NUM:1!", "need not checking, effect_time"});
+    expect_in_turn(box.log.lines(), {"TIME_CHECK_REBOOT_STRUCT.type = 5", "TIME_CHECK_POWER_STRUCT.type = 7", "before!",
+                                     "DAEMON_EXE_PROBLEM_CHECK_NUM:1!", "need not checking, effect_time"});
 }
 
 TEST_F(MainLoop, OnePassActsInTheModulesOrder)
@@ -183,29 +183,29 @@ TEST_F(MainLoop, OnePassActsInTheModulesOrder)
                {"nkgw.led.offtime.list1", "03:00"},
                {"nkgw.led.ontime.list1", "04:00"},
                {"nkgw.led.state", "3"}});
-    box.reboot_returns(true);
-    box.address("ppp0", "10.1.2.3");
-    box.clock("2026-03-04 02:59:58");
-    box.uptime(86400);
+    box.reboot_returns = true;
+    box.network.set_address("ppp0", "10.1.2.3");
+    box.clock.set("2026-03-04 02:59:58");
+    box.clock.set_uptime(86400);
     box.boot();
     while (times("reboot") == 0) {
-        box.clear_journal();
+        box.journal.clear();
         box.tick();
     }
-    expect_in_turn(box.journal(), {"reboot", "set wl2g.public.enable=0", "set nkgw.led.state=0",
-                                   "wan_lan_check 10.1.2.3 255.255.255.0"});
+    expect_in_turn(box.journal.lines(), {"reboot", "set wl2g.public.enable=0", "set nkgw.led.state=0",
+                                         "wan_lan_check 10.1.2.3 255.255.255.0"});
 }
 
 TEST_F(MainLoop, TheGuestNetworkComesAfterTheClashCheck)
 {
-    box.address("ppp0", "10.1.2.3");
+    box.network.set_address("ppp0", "10.1.2.3");
     box.boot();
     configure({{"wl.guest.effective_time", "4"}, {"wl.guest.dhcps_enable", "1"}});
     box.post("time_check_wl_guest?string_info=wl_guest");
-    box.clear_journal();
-    box.uptime(86400);
+    box.journal.clear();
+    box.clock.set_uptime(86400);
     box.tick();
-    expect_in_turn(box.journal(), {"wan_lan_check 10.1.2.3 255.255.255.0", "set wl.guest.dhcps_enable=0"});
+    expect_in_turn(box.journal.lines(), {"wan_lan_check 10.1.2.3 255.255.255.0", "set wl.guest.dhcps_enable=0"});
 }
 
 } // namespace

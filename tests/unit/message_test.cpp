@@ -51,7 +51,7 @@ protected:
     int send_text(const char *text)
     {
         dispatches.clear();
-        box.clear_log();
+        box.log.clear();
         return TimeCheckMsgHandle("somebody", text);
     }
 
@@ -65,7 +65,7 @@ protected:
     // The first line that the decoder printed, which comes before any of a handler's.
     std::string first_body() const
     {
-        const auto bodies = box.bodies();
+        const auto bodies = box.log.bodies();
         return bodies.empty() ? "" : bodies.front();
     }
 
@@ -131,10 +131,10 @@ TEST_F(Message, ANumberOfNoModuleIsDroppedWithoutALine)
     for (const char *text : {first.c_str(), "99", "99?op=1", "99999999999", "2147483648", "4294967297"}) {
         EXPECT_EQ(send(text), 0);
         EXPECT_THAT(dispatches, IsEmpty()) << text;
-        EXPECT_THAT(box.bodies(), testing::Not(testing::Contains(testing::HasSubstr("module_id")))) << text;
+        EXPECT_THAT(box.log.bodies(), testing::Not(testing::Contains(testing::HasSubstr("module_id")))) << text;
     }
     send("99?op=1");
-    EXPECT_THAT(box.bodies(), ElementsAre("key = op,value = 1")); // decoded all the same
+    EXPECT_THAT(box.log.bodies(), ElementsAre("key = op,value = 1")); // decoded all the same
 }
 
 TEST_F(Message, NamesThatAlmostMatchAreDropped)
@@ -143,22 +143,22 @@ TEST_F(Message, NamesThatAlmostMatchAreDropped)
                              "op=1", "led", "-1", "+4", " 4"}) {
         EXPECT_EQ(send(text), 0);
         EXPECT_THAT(dispatches, IsEmpty()) << text;
-        EXPECT_THAT(box.bodies(), ElementsAre(unknown_name_)) << text;
+        EXPECT_THAT(box.log.bodies(), ElementsAre(unknown_name_)) << text;
     }
 }
 
 TEST_F(Message, AnEmptyTextIsAnUnknownName)
 {
     EXPECT_EQ(send(""), 0);
-    EXPECT_THAT(box.bodies(), ElementsAre(unknown_name_));
+    EXPECT_THAT(box.log.bodies(), ElementsAre(unknown_name_));
     EXPECT_THAT(dispatches, IsEmpty());
 }
 
 TEST_F(Message, NoTextIsAnInvalidParameter)
 {
     EXPECT_EQ(send_text(nullptr), 0);
-    EXPECT_THAT(box.bodies(), ElementsAre("invalid param."));
-    EXPECT_THAT(box.log().front(),
+    EXPECT_THAT(box.log.bodies(), ElementsAre("invalid param."));
+    EXPECT_THAT(box.log.lines().front(),
                 testing::MatchesRegex("\033\\[1;31m\\[TIMER_CHECK >>parse_time_check_msg_string\\([0-9]+\\)\\]:"
                                       "\033\\[minvalid param\\."));
     EXPECT_THAT(dispatches, IsEmpty());
@@ -169,7 +169,7 @@ TEST_F(Message, WithoutRoomForArgumentsNothingIsWritten)
     int32_t id = 77;
     parse_time_check_msg_string("3", &id, nullptr);
     EXPECT_EQ(id, 77);
-    EXPECT_THAT(box.bodies(), ElementsAre("invalid param."));
+    EXPECT_THAT(box.log.bodies(), ElementsAre("invalid param."));
 }
 
 // ---- "?" ----
@@ -181,9 +181,9 @@ TEST_F(Message, AQuestionMarkAloneNamesNoModule)
         EXPECT_THAT(dispatches, IsEmpty()) << text;
     }
     send("?");
-    EXPECT_THAT(box.log(), IsEmpty());
+    EXPECT_THAT(box.log.lines(), IsEmpty());
     send("??"); // what follows the first one is an item without "="
-    EXPECT_THAT(box.bodies(), ElementsAre("key = ?,value = "));
+    EXPECT_THAT(box.log.bodies(), ElementsAre("key = ?,value = "));
 }
 
 TEST_F(Message, LeadingQuestionMarksAreSkippedForTheModule)
@@ -198,7 +198,7 @@ TEST_F(Message, ATextThatBeginsWithAQuestionMarkTakesTheNextWordAsModule)
 {
     send("?op=1");
     EXPECT_THAT(dispatches, IsEmpty());
-    EXPECT_THAT(box.bodies(), ElementsAre(unknown_name_, "key = op,value = 1"));
+    EXPECT_THAT(box.log.bodies(), ElementsAre(unknown_name_, "key = op,value = 1"));
 }
 
 TEST_F(Message, FurtherQuestionMarksBelongToTheArguments)
@@ -231,7 +231,7 @@ TEST_F(Message, ATextOf257CharactersIsRefused)
     const std::string text = "3?op=5," + std::string(250, 'x');
     ASSERT_EQ(text.size(), 257U);
     EXPECT_EQ(send(text), 0);
-    EXPECT_THAT(box.bodies(), ElementsAre("current support len:256"));
+    EXPECT_THAT(box.log.bodies(), ElementsAre("current support len:256"));
     EXPECT_THAT(dispatches, IsEmpty());
 }
 
@@ -239,13 +239,13 @@ TEST_F(Message, A256CharacterTextThatBeginsWithAQuestionMarkFillsTheArguments)
 {
     send("?" + std::string(255, 'x'));
     EXPECT_THAT(dispatches, IsEmpty());
-    EXPECT_THAT(box.bodies(), ElementsAre(unknown_name_, "key = " + std::string(31, 'x') + ",value = "));
+    EXPECT_THAT(box.log.bodies(), ElementsAre(unknown_name_, "key = " + std::string(31, 'x') + ",value = "));
 }
 
 TEST_F(Message, A256CharacterModuleNameIsAnUnknownName)
 {
     send(std::string(256, 'm'));
-    EXPECT_THAT(box.bodies(), ElementsAre(unknown_name_));
+    EXPECT_THAT(box.log.bodies(), ElementsAre(unknown_name_));
 }
 
 TEST_F(Message, The127thCharacterOfTheArgumentsCountsAndThe128thDoesNot)
@@ -273,7 +273,7 @@ TEST_F(Message, EveryKeyHasItsField)
     EXPECT_EQ(one.msg.debug_id, 2U);
     EXPECT_EQ(one.msg.relate_module_id, 19U);
     EXPECT_STREQ(one.msg.string_info, "abc");
-    const auto bodies = box.bodies();
+    const auto bodies = box.log.bodies();
     ASSERT_GE(bodies.size(), 4U);
     EXPECT_EQ(bodies[0], "key = op,value = 1");
     EXPECT_EQ(bodies[1], "key = debug_id,value = 2");
@@ -284,7 +284,7 @@ TEST_F(Message, EveryKeyHasItsField)
 TEST_F(Message, TheKeyLineIsAnErrorLineOfTheDecoder)
 {
     send("99?op=1");
-    EXPECT_THAT(box.log().front(),
+    EXPECT_THAT(box.log.lines().front(),
                 testing::MatchesRegex("\033\\[1;31m\\[TIMER_CHECK >>init_time_check_module_var\\([0-9]+\\)\\]:"
                                       "\033\\[mkey = op,value = 1"));
 }
@@ -310,7 +310,7 @@ TEST_F(Message, AnItemWithoutEqualsHasAnEmptyValue)
 {
     send("3?op=6,op");
     EXPECT_EQ(only_one().msg.op, 0U);
-    EXPECT_EQ(box.bodies().at(1), "key = op,value = ");
+    EXPECT_EQ(box.log.bodies().at(1), "key = op,value = ");
 }
 
 TEST_F(Message, AnItemWithoutValueIsEmpty)
@@ -353,14 +353,14 @@ TEST_F(Message, ABlankInTheKeyMakesItAnotherKey)
 {
     send("3? op=5,op =6");
     EXPECT_EQ(only_one().msg.op, 0U);
-    EXPECT_EQ(box.bodies().at(0), "key =  op,value = 5");
-    EXPECT_EQ(box.bodies().at(1), "key = op ,value = 6");
+    EXPECT_EQ(box.log.bodies().at(0), "key =  op,value = 5");
+    EXPECT_EQ(box.log.bodies().at(1), "key = op ,value = 6");
 }
 
 TEST_F(Message, EmptyItemsAreSkipped)
 {
     send("99?,,op=1,,,debug_id=2,");
-    EXPECT_THAT(box.bodies(), ElementsAre("key = op,value = 1", "key = debug_id,value = 2"));
+    EXPECT_THAT(box.log.bodies(), ElementsAre("key = op,value = 1", "key = debug_id,value = 2"));
 }
 
 TEST_F(Message, ALongKeyIsCutAndItsValueStillRead)
@@ -373,7 +373,7 @@ TEST_F(Message, ALongKeyIsCutAndItsValueStillRead)
 TEST_F(Message, UnknownKeysAreIgnored)
 {
     send("99?opp=1,OP=2,string=x");
-    EXPECT_THAT(box.bodies(), ElementsAre("key = opp,value = 1", "key = OP,value = 2", "key = string,value = x"));
+    EXPECT_THAT(box.log.bodies(), ElementsAre("key = opp,value = 1", "key = OP,value = 2", "key = string,value = x"));
     EXPECT_EQ(modules_var.op, 0U);
     EXPECT_STREQ(modules_var.string_info, "");
 }
@@ -443,10 +443,10 @@ TEST_F(Message, AnotherTypeIsALineAndStoresNothing)
 {
     modules_var.op = 7;
     for (const int type : {0, 5, 99}) {
-        box.clear_log();
+        box.log.clear();
         memcpy(&var_table[0].type, &type, sizeof type);
         set_time_check_module_var("op", "5");
-        EXPECT_THAT(box.bodies(), ElementsAre("invalid var type:" + std::to_string(type)));
+        EXPECT_THAT(box.log.bodies(), ElementsAre("invalid var type:" + std::to_string(type)));
         EXPECT_EQ(modules_var.op, 7U);
     }
 }
@@ -463,7 +463,7 @@ TEST_F(Message, EveryRowOfAKeyIsFilled)
 
 TEST_F(Message, AHundredThousandMessagesAllArriveInOrder)
 {
-    box.keep_log(false);
+    box.log.keep(false);
     uint32_t arrived = 0;
     size_t held = 0;
     for (uint32_t i = 0; i < 100000; i++) {
@@ -475,7 +475,7 @@ TEST_F(Message, AHundredThousandMessagesAllArriveInOrder)
     EXPECT_EQ(arrived, 100000U);
     EXPECT_LE(mallinfo2().uordblks, held + 1000); // nothing grows
 
-    box.keep_log(true);
+    box.log.keep(true);
     send("time_check_led?op=2");
     EXPECT_EQ(only_one().handler, TIME_CHECK_LED);
 }

@@ -10,13 +10,13 @@
 // The line about a name that no module has. It names the last module. Empties the log; the registry must be filled.
 inline std::string line_of_unknown_names()
 {
-    sim::router().clear_log();
+    sim::router().log.clear();
     show_time_check_all_module_entries();
     std::string last;
-    for (const std::string &line : sim::router().log())
+    for (const std::string &line : sim::router().log.lines())
         if (line.rfind("name:", 0) == 0)
             last = line.substr(5);
-    sim::router().clear_log();
+    sim::router().log.clear();
     return "not found msg id[" + last + "]";
 }
 

@@ -22,8 +22,8 @@ protected:
     {
         RouterTest::SetUp();
         init_time_check_module_entries();
-        box.clear_log();
-        box.clear_journal();
+        box.log.clear();
+        box.journal.clear();
     }
 
     static void dispatch(int module, uint32_t op)
@@ -37,10 +37,10 @@ protected:
     // The listing's line of handlers of module `id`.
     std::string handlers_of(int id)
     {
-        box.clear_log();
+        box.log.clear();
         show_time_check_all_module_entries();
-        const std::string line = box.log().at(static_cast<size_t>(id) * 3 + 2);
-        box.clear_log();
+        const std::string line = box.log.lines().at(static_cast<size_t>(id) * 3 + 2);
+        box.log.clear();
         return line;
     }
 };
@@ -112,8 +112,8 @@ TEST_F(ListNode, DeletingBetweenTwoNodesLinksThemToEachOther)
 TEST_F(Registry, ListingNamesTheModulesAndTheirOwnHandlers)
 {
     show_time_check_all_module_entries();
-    ASSERT_EQ(box.log().size(), 3U * TIME_CHECK_MAX_MODULE_NUM);
-    const Lines first_ten(box.log().begin(), box.log().begin() + 30);
+    ASSERT_EQ(box.log.lines().size(), 3U * TIME_CHECK_MAX_MODULE_NUM);
+    const Lines first_ten(box.log.lines().begin(), box.log.lines().begin() + 30);
     EXPECT_THAT(first_ten,
                 ElementsAre("id:0", "name:time_check_debug", "ops_module:time_check_debug,", "id:1",
                             "name:time_check_reboot", "ops_module:time_check_reboot,", "id:2", "name:time_check_power",
@@ -143,9 +143,9 @@ TEST_F(Registry, ListingLeavesOutHandlersOfNoModule)
 TEST_F(Registry, InitRunsTheModulesInIdOrder)
 {
     // Each module prints as it loads; the reboot module's lines come before those of power saving.
-    box.clear_log();
+    box.log.clear();
     init_time_check_module_entries();
-    const auto &log = box.log();
+    const auto &log = box.log.lines();
     const auto first_of = [&log](const std::string &function) {
         return std::find_if(log.begin(), log.end(),
                             [&](const std::string &line) { return line.find(">>" + function) != std::string::npos; }) -
@@ -160,10 +160,10 @@ TEST_F(Registry, InitRunsTheModulesInIdOrder)
 TEST_F(Registry, InitPrintsItsDebugLineOnlyWithSwitchZeroOn)
 {
     init_time_check_module_entries();
-    EXPECT_THAT(box.bodies(), testing::Not(testing::Contains("init module entries.")));
+    EXPECT_THAT(box.log.bodies(), testing::Not(testing::Contains("init module entries.")));
     _DEBUG_LIST_[0] = 1;
     init_time_check_module_entries();
-    EXPECT_THAT(box.bodies(), testing::Contains("init module entries."));
+    EXPECT_THAT(box.log.bodies(), testing::Contains("init module entries."));
 }
 
 TEST_F(Registry, InitEmptiesTheListsFirst)
@@ -190,8 +190,8 @@ TEST_F(Registry, FindsEachModuleByItsExactName)
 TEST_F(Registry, FoundLineGivesNameAndIdInTheirWidths)
 {
     find_time_check_module_id_by_name("time_check_led");
-    EXPECT_THAT(box.bodies(), ElementsAre("found msg id:{name:time_check_led,id: 4}"));
-    EXPECT_THAT(box.log().front(),
+    EXPECT_THAT(box.log.bodies(), ElementsAre("found msg id:{name:time_check_led,id: 4}"));
+    EXPECT_THAT(box.log.lines().front(),
                 testing::MatchesRegex("\033\\[1;31m\\[TIMER_CHECK >>find_time_check_module_id_by_name\\([0-9]+\\)\\]:"
                                       "\033\\[mfound msg id:\\{name:time_check_led,id: 4\\}"));
 }
@@ -201,9 +201,9 @@ TEST_F(Registry, UnknownNamesGiveMinusOneAndALineThatNamesTheLastModule)
     const std::string line = line_of_unknown_names();
     for (const char *name : {"time_check_", "time_check_led ", " time_check_led", "time_check_ledx", "TIME_CHECK_LED",
                              "time_check_le", "led", ""}) {
-        box.clear_log();
+        box.log.clear();
         EXPECT_EQ(find_time_check_module_id_by_name(name), -1) << name;
-        EXPECT_THAT(box.bodies(), ElementsAre(line)) << name;
+        EXPECT_THAT(box.log.bodies(), ElementsAre(line)) << name;
     }
 }
 
@@ -246,17 +246,17 @@ TEST_F(Registry, NoRecordIsRefusedWithoutALine)
 {
     EXPECT_EQ(register_time_check_module_msg_ops(nullptr), -1);
     EXPECT_EQ(unregister_time_check_module_msg_ops(nullptr), -1);
-    EXPECT_THAT(box.log(), IsEmpty());
+    EXPECT_THAT(box.log.lines(), IsEmpty());
 }
 
 TEST_F(Registry, RegisteringForNoModuleIsRefusedWithALine)
 {
     for (const int id : {-1, int{TIME_CHECK_MAX_MODULE_NUM}, 255}) {
-        box.clear_log();
+        box.log.clear();
         time_check_msg_ops record = probe<1>(3, id);
         EXPECT_EQ(register_time_check_module_msg_ops(&record), -1);
-        EXPECT_THAT(box.bodies(), ElementsAre("invalid intent module id:" + std::to_string(id)));
-        EXPECT_NE(box.log().front().find(">>register_time_check_module_msg_ops("), std::string::npos);
+        EXPECT_THAT(box.log.bodies(), ElementsAre("invalid intent module id:" + std::to_string(id)));
+        EXPECT_NE(box.log.lines().front().find(">>register_time_check_module_msg_ops("), std::string::npos);
     }
 }
 
@@ -264,7 +264,7 @@ TEST_F(Registry, RegisteringSeveralStopsAtTheFirstFailure)
 {
     time_check_msg_ops records[] = {probe<1>(3, 3), probe<2>(3, 99), probe<3>(3, 3)};
     register_time_check_module_msg_opses(records, 3);
-    EXPECT_THAT(box.bodies(), ElementsAre("invalid intent module id:99", "register msg ops error."));
+    EXPECT_THAT(box.log.bodies(), ElementsAre("invalid intent module id:99", "register msg ops error."));
     dispatch(3, 1);
     EXPECT_THAT(probes_run(), ElementsAre(1));
 }
@@ -273,7 +273,7 @@ TEST_F(Registry, RegisteringSeveralTakesThemInOrder)
 {
     time_check_msg_ops records[] = {probe<1>(3, 3), probe<2>(3, 3)};
     register_time_check_module_msg_opses(records, 2);
-    EXPECT_THAT(box.log(), IsEmpty());
+    EXPECT_THAT(box.log.lines(), IsEmpty());
     dispatch(3, 1);
     EXPECT_THAT(probes_run(), ElementsAre(2, 1));
 }
@@ -303,11 +303,11 @@ TEST_F(Registry, UnregisteringRemovesEveryHandlerOfTheModuleAndCountsOne)
 TEST_F(Registry, UnregisteringFromNoModuleIsRefusedWithALine)
 {
     for (const int id : {-1, int{TIME_CHECK_MAX_MODULE_NUM}}) {
-        box.clear_log();
+        box.log.clear();
         const time_check_msg_ops record = probe<1>(3, id);
         EXPECT_EQ(unregister_time_check_module_msg_ops(&record), -1);
-        EXPECT_THAT(box.bodies(), ElementsAre("invalid intent module id:" + std::to_string(id)));
-        EXPECT_NE(box.log().front().find(">>unregister_time_check_module_msg_ops("), std::string::npos);
+        EXPECT_THAT(box.log.bodies(), ElementsAre("invalid intent module id:" + std::to_string(id)));
+        EXPECT_NE(box.log.lines().front().find(">>unregister_time_check_module_msg_ops("), std::string::npos);
     }
 }
 
@@ -369,39 +369,39 @@ TEST_F(Registry, ARecordWithoutHandlerIsPassedOver)
 TEST_F(Registry, TheModulesOwnHandlersTakeOpsZeroToFifteen)
 {
     for (const uint32_t op : {0U, 1U, 15U}) {
-        box.clear_log();
+        box.log.clear();
         dispatch(TIME_CHECK_REBOOT, op);
-        EXPECT_THAT(box.bodies(), testing::Contains("SYS_SCHED_REBOOT mode function to be added...")) << op;
+        EXPECT_THAT(box.log.bodies(), testing::Contains("SYS_SCHED_REBOOT mode function to be added...")) << op;
     }
-    box.clear_log();
+    box.log.clear();
     dispatch(TIME_CHECK_REBOOT, 16);
-    EXPECT_THAT(box.log(), IsEmpty());
+    EXPECT_THAT(box.log.lines(), IsEmpty());
 }
 
 TEST_F(Registry, DispatchToNoModuleIsALineAndNothingElse)
 {
     for (const int id : {-1, int{TIME_CHECK_MAX_MODULE_NUM}, 99}) {
-        box.clear_log();
+        box.log.clear();
         dispatch(id, 0);
-        EXPECT_THAT(box.bodies(), ElementsAre("invalid module_id[" + std::to_string(id) + "]"));
+        EXPECT_THAT(box.log.bodies(), ElementsAre("invalid module_id[" + std::to_string(id) + "]"));
     }
-    EXPECT_THAT(box.journal(), IsEmpty());
+    EXPECT_THAT(box.journal.lines(), IsEmpty());
 }
 
 // RegMsgHandle comes before the registry is filled, and a ground may have a message by then.
 TEST_F(EarlyRegistry, KnowsNoModuleBeforeItIsFilled)
 {
     for (int id = 0; id < TIME_CHECK_MAX_MODULE_NUM; id++) {
-        box.clear_log();
+        box.log.clear();
         TimeCheckMsgHandle("pid 1", (std::to_string(id) + "?op=1").c_str());
         EXPECT_TRUE(has_body("not found module entry:" + std::to_string(id)));
     }
     time_check_msg_ops record = {}; // of module 0
     EXPECT_EQ(register_time_check_module_msg_ops(&record), -1);
     EXPECT_EQ(unregister_time_check_module_msg_ops(&record), -1);
-    box.clear_log();
+    box.log.clear();
     show_time_check_all_module_entries();
-    EXPECT_TRUE(box.log().empty());
+    EXPECT_TRUE(box.log.lines().empty());
     init_time_check_module_entries();
     EXPECT_EQ(register_time_check_module_msg_ops(&record), 1);
 }
@@ -411,13 +411,13 @@ TEST_F(Registry, DispatchPrintsItsDebugLineOnlyWithSwitchZeroOn)
     TIME_CHECK_MODULES_COMMON_STRUCT msg = {};
     msg.op = 16;
     handle_time_check_module_msg(TIME_CHECK_LED, &msg);
-    EXPECT_THAT(box.log(), IsEmpty());
+    EXPECT_THAT(box.log.lines(), IsEmpty());
     _DEBUG_LIST_[1] = 1; // another module's switch
     handle_time_check_module_msg(TIME_CHECK_LED, &msg);
-    EXPECT_THAT(box.log(), IsEmpty());
+    EXPECT_THAT(box.log.lines(), IsEmpty());
     _DEBUG_LIST_[0] = 1;
     handle_time_check_module_msg(TIME_CHECK_LED, &msg);
-    EXPECT_THAT(box.bodies(), ElementsAre("start handle module[ 4,time_check_led]'s msg,op=16."));
+    EXPECT_THAT(box.log.bodies(), ElementsAre("start handle module[ 4,time_check_led]'s msg,op=16."));
 }
 
 } // namespace

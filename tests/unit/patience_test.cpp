@@ -13,8 +13,8 @@ TEST_F(Patience, ALoopInWhichNoTimePassesEndsWithAReport)
 {
     EXPECT_EXIT(
         {
-            box.clock("2026-03-04 03:00:00");
-            box.uptime(77);
+            box.clock.set("2026-03-04 03:00:00");
+            box.clock.set_uptime(77);
             limit_processor_time(1);
             char value[16];
             for (;;)
@@ -28,7 +28,7 @@ TEST_F(Patience, APassOfTheMainLoopThatWaitsForADayIsAnError)
 {
     schedule_world::only_rule("nkgw.wlan", "11:00", "13:00");
     schedule_world::radios("1", "1", "1");
-    box.set("sys.sched.wifi.enable", "1");
-    box.commands_take(3 * 86400);
+    box.store.set("sys.sched.wifi.enable", "1");
+    box.commands.set_duration(3 * 86400);
     EXPECT_THROW(box.boot(), std::runtime_error);
 }

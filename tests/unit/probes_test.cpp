@@ -27,15 +27,15 @@ class Clients : public RouterTest
 protected:
     int32_t on(const char *ifname, const std::string &lines)
     {
-        box.clear_log();
-        box.file(ARP, ARP_HEADER + lines);
+        box.log.clear();
+        box.files.set(ARP, ARP_HEADER + lines);
         return time_check_get_client(ifname);
     }
 };
 
 TEST_F(Clients, ALiveEntryOnTheInterfaceIsAClient)
 {
-    box.arp("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
+    box.network.set_neighbour("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
     EXPECT_EQ(time_check_get_client("br0"), 1);
     EXPECT_EQ(time_check_get_client("br1"), 0);
 }
@@ -43,25 +43,25 @@ TEST_F(Clients, ALiveEntryOnTheInterfaceIsAClient)
 TEST_F(Clients, NoEntriesNoClient)
 {
     EXPECT_EQ(on("br0", ""), 0);
-    box.file(ARP, "");
+    box.files.set(ARP, "");
     EXPECT_EQ(time_check_get_client("br0"), 0);
 }
 
 TEST_F(Clients, WithoutANameThereIsNoneAndNothingIsOpened)
 {
-    box.missing(ARP);
-    box.remove_file(ARP);
+    box.files.set_missing(ARP);
+    box.files.remove(ARP);
     EXPECT_EQ(time_check_get_client(nullptr), 0);
-    EXPECT_THAT(box.log(), IsEmpty());
+    EXPECT_THAT(box.log.lines(), IsEmpty());
 }
 
 TEST_F(Clients, WithoutATableThereIsNoneAndALineSaysSo)
 {
-    box.remove_file(ARP);
-    box.missing(ARP);
+    box.files.remove(ARP);
+    box.files.set_missing(ARP);
     EXPECT_EQ(time_check_get_client("br0"), 0);
-    EXPECT_THAT(box.bodies(), ElementsAre("open /proc/net/arp fail!"));
-    EXPECT_THAT(box.log().front(), testing::HasSubstr(">>time_check_get_client("));
+    EXPECT_THAT(box.log.bodies(), ElementsAre("open /proc/net/arp fail!"));
+    EXPECT_THAT(box.log.lines().front(), testing::HasSubstr(">>time_check_get_client("));
 }
 
 TEST_F(Clients, AnEntryWithoutAddressIsNone)
@@ -90,7 +90,7 @@ TEST_F(Clients, ALaterLineCountsToo)
 
 TEST_F(Clients, TheHeaderIsNoEntry)
 {
-    box.file(ARP, "br0 br0 br0 br0\n");
+    box.files.set(ARP, "br0 br0 br0 br0\n");
     EXPECT_EQ(time_check_get_client("br0"), 0);
 }
 
@@ -129,39 +129,39 @@ TEST_F(Clients, TheTableIsClosedAgain)
 TEST_F(Clients, EachBridgeWithAClientCountsOne)
 {
     EXPECT_EQ(time_check_get_bridge_clients(), 0);
-    box.arp("192.168.1.7", "0x2", "52:54:00:12:34:57", "br1");
+    box.network.set_neighbour("192.168.1.7", "0x2", "52:54:00:12:34:57", "br1");
     EXPECT_EQ(time_check_get_bridge_clients(), 1);
-    box.arp("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
-    box.arp("192.168.0.8", "0x2", "52:54:00:12:34:58", "br0");
+    box.network.set_neighbour("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
+    box.network.set_neighbour("192.168.0.8", "0x2", "52:54:00:12:34:58", "br0");
     EXPECT_EQ(time_check_get_bridge_clients(), 2);
 }
 
 TEST_F(Clients, BridgesOfOtherNamesCountWhenTheUsualOnesAreEmpty)
 {
-    box.lan("br-lan");
+    box.network.set_lan("br-lan");
     EXPECT_EQ(time_check_get_bridge_clients(), 0);
-    box.arp("192.168.0.7", "0x2", "52:54:00:12:34:56", "br-lan");
+    box.network.set_neighbour("192.168.0.7", "0x2", "52:54:00:12:34:56", "br-lan");
     EXPECT_EQ(time_check_get_bridge_clients(), 1);
-    box.clear_arp();
-    box.arp("192.168.2.7", "0x2", "52:54:00:12:34:57", "guests");
+    box.network.clear_neighbours();
+    box.network.set_neighbour("192.168.2.7", "0x2", "52:54:00:12:34:57", "guests");
     EXPECT_EQ(time_check_get_bridge_clients(), 0);
-    box.set("lan2.ifname", "guests");
+    box.store.set("lan2.ifname", "guests");
     EXPECT_EQ(time_check_get_bridge_clients(), 1);
-    box.arp("192.168.0.7", "0x2", "52:54:00:12:34:56", "br-lan");
+    box.network.set_neighbour("192.168.0.7", "0x2", "52:54:00:12:34:56", "br-lan");
     EXPECT_EQ(time_check_get_bridge_clients(), 2);
-    box.arp("192.168.1.7", "0x2", "52:54:00:12:34:58", "br0");
+    box.network.set_neighbour("192.168.1.7", "0x2", "52:54:00:12:34:58", "br0");
     EXPECT_EQ(time_check_get_bridge_clients(), 1);
 }
 
 // An empty name would be found in every line, the provider's router's too.
 TEST_F(Clients, WithoutABridgeOfAnotherNameNoOtherInterfaceCounts)
 {
-    box.arp("198.51.100.1", "0x2", "52:54:00:12:34:56", "eth1");
+    box.network.set_neighbour("198.51.100.1", "0x2", "52:54:00:12:34:56", "eth1");
     for (const char *guests : {"", "br0", "br1"}) {
-        box.set("lan2.ifname", guests);
-        const uint64_t opened = box.calls_made("open");
+        box.store.set("lan2.ifname", guests);
+        const uint64_t opened = box.faults.made("open");
         EXPECT_EQ(time_check_get_bridge_clients(), 0) << guests;
-        EXPECT_EQ(box.calls_made("open") - opened, 2U) << guests;
+        EXPECT_EQ(box.faults.made("open") - opened, 2U) << guests;
     }
 }
 
@@ -176,8 +176,8 @@ protected:
     uint64_t read_as(const std::string &text)
     {
         FLOW_SPEED flow = {7, 7};
-        box.file(tx, text);
-        box.file(rx, "0\n");
+        box.files.set(tx, text);
+        box.files.set(rx, "0\n");
         EXPECT_EQ(time_check_get_RX_TX_pack("eth1", &flow), 1);
         return flow.tx_flow;
     }
@@ -186,7 +186,7 @@ protected:
 TEST_F(Counters, ReplaceBothFields)
 {
     FLOW_SPEED flow = {1000, 1000};
-    box.counters("eth1", 123, 456);
+    box.network.set_counters("eth1", 123, 456);
     EXPECT_EQ(time_check_get_RX_TX_pack("eth1", &flow), 1);
     EXPECT_EQ(flow.rx_flow, 123U);
     EXPECT_EQ(flow.tx_flow, 456U);
@@ -218,25 +218,25 @@ TEST_F(Counters, AnEmptyOrStrangeFileIsZero)
 TEST_F(Counters, WithoutTheSentCounterNothingIsSet)
 {
     FLOW_SPEED flow = {1, 2};
-    box.counters("eth1", 123, 456);
-    box.remove_file(tx);
-    box.missing(tx);
+    box.network.set_counters("eth1", 123, 456);
+    box.files.remove(tx);
+    box.files.set_missing(tx);
     EXPECT_EQ(time_check_get_RX_TX_pack("eth1", &flow), 0);
     EXPECT_EQ(flow.rx_flow, 1U);
     EXPECT_EQ(flow.tx_flow, 2U);
-    EXPECT_THAT(box.bodies(), ElementsAre("fopen (/sys/class/net/eth1/statistics/tx_bytes) error"));
-    EXPECT_THAT(box.log().front(), testing::HasSubstr(">>time_check_get_RX_TX_pack("));
+    EXPECT_THAT(box.log.bodies(), ElementsAre("fopen (/sys/class/net/eth1/statistics/tx_bytes) error"));
+    EXPECT_THAT(box.log.lines().front(), testing::HasSubstr(">>time_check_get_RX_TX_pack("));
 }
 
 TEST_F(Counters, WithoutTheReceivedCounterTheSentOneStaysSet)
 {
     FLOW_SPEED flow = {1, 2};
-    box.counters("eth1", 123, 456);
-    box.unreadable(rx);
+    box.network.set_counters("eth1", 123, 456);
+    box.files.set_unreadable(rx);
     EXPECT_EQ(time_check_get_RX_TX_pack("eth1", &flow), 0);
     EXPECT_EQ(flow.rx_flow, 1U);
     EXPECT_EQ(flow.tx_flow, 456U);
-    EXPECT_THAT(box.bodies(), ElementsAre("fopen (/sys/class/net/eth1/statistics/rx_bytes) error"));
+    EXPECT_THAT(box.log.bodies(), ElementsAre("fopen (/sys/class/net/eth1/statistics/rx_bytes) error"));
 }
 
 TEST_F(Counters, AreClosedAgain)
@@ -252,8 +252,8 @@ using Forwarded = RouterTest;
 TEST_F(Forwarded, SumsUpAllHosts)
 {
     FLOW_SPEED flow = {};
-    box.host("192.168.0.7", 10, 1000);
-    box.host("192.168.0.8", 20, 2000);
+    box.network.set_host("192.168.0.7", 10, 1000);
+    box.network.set_host("192.168.0.8", 20, 2000);
     EXPECT_EQ(time_check_get_forword_RX_TX_pack(&flow), 1);
     EXPECT_EQ(flow.rx_flow, 3000U); // what the hosts received
     EXPECT_EQ(flow.tx_flow, 30U);
@@ -263,7 +263,7 @@ TEST_F(Forwarded, SumsUpAllHosts)
 TEST_F(Forwarded, AddsToWhatIsThere)
 {
     FLOW_SPEED flow = {1, 2};
-    box.host("192.168.0.7", 10, 1000);
+    box.network.set_host("192.168.0.7", 10, 1000);
     time_check_get_forword_RX_TX_pack(&flow);
     EXPECT_EQ(flow.rx_flow, 1001U);
     EXPECT_EQ(flow.tx_flow, 12U);
@@ -272,8 +272,8 @@ TEST_F(Forwarded, AddsToWhatIsThere)
 TEST_F(Forwarded, SumsAre64BitsWide)
 {
     FLOW_SPEED flow = {};
-    box.host("192.168.0.7", 0xffffffff, 0x8000000000000000);
-    box.host("192.168.0.8", 0xffffffff, 0x7fffffffffffffff);
+    box.network.set_host("192.168.0.7", 0xffffffff, 0x8000000000000000);
+    box.network.set_host("192.168.0.8", 0xffffffff, 0x7fffffffffffffff);
     time_check_get_forword_RX_TX_pack(&flow);
     EXPECT_EQ(flow.tx_flow, 0x1fffffffeU);
     EXPECT_EQ(flow.rx_flow, 0xffffffffffffffffU);
@@ -291,8 +291,8 @@ TEST_F(Forwarded, WithoutHostsNothingIsAdded)
 TEST_F(Forwarded, AFailureLeavesTheRecordAsItIs)
 {
     FLOW_SPEED flow = {1, 2};
-    box.host("192.168.0.7", 10, 1000);
-    box.fail("get_statistic_info");
+    box.network.set_host("192.168.0.7", 10, 1000);
+    box.faults.fail("get_statistic_info");
     EXPECT_EQ(time_check_get_forword_RX_TX_pack(&flow), 1);
     EXPECT_EQ(flow.rx_flow, 1U);
     EXPECT_EQ(flow.tx_flow, 2U);
@@ -306,7 +306,7 @@ protected:
     uint64_t received_with(const std::string &lines)
     {
         FLOW_SPEED flow = {};
-        box.file(MULTICAST, MULTICAST_HEADER + lines);
+        box.files.set(MULTICAST, MULTICAST_HEADER + lines);
         EXPECT_EQ(time_check_get_multicast_forword_RX_TX_pack(&flow), 1);
         EXPECT_EQ(flow.tx_flow, 0U);
         return flow.rx_flow;
@@ -316,9 +316,9 @@ protected:
 TEST_F(Multicast, BytesSentIntoTheLanCountAsReceived)
 {
     FLOW_SPEED flow = {100, 200};
-    box.multicast("br0", 5);
-    box.multicast("br1", 7);
-    box.multicast("eth1", 1000);
+    box.network.set_multicast("br0", 5);
+    box.network.set_multicast("br1", 7);
+    box.network.set_multicast("eth1", 1000);
     EXPECT_EQ(time_check_get_multicast_forword_RX_TX_pack(&flow), 1);
     EXPECT_EQ(flow.rx_flow, 112U);
     EXPECT_EQ(flow.tx_flow, 200U);
@@ -348,7 +348,7 @@ TEST_F(Multicast, AShortLineAddsNothing)
 TEST_F(Multicast, TheHeaderIsSkipped)
 {
     FLOW_SPEED flow = {};
-    box.file(MULTICAST, "0 br0 1 2 3 4\n");
+    box.files.set(MULTICAST, "0 br0 1 2 3 4\n");
     EXPECT_EQ(time_check_get_multicast_forword_RX_TX_pack(&flow), 1);
     EXPECT_EQ(flow.rx_flow, 0U);
     EXPECT_EQ(received_with(""), 0U);
@@ -369,12 +369,12 @@ TEST_F(Multicast, AWordLongerThanItsFieldIsCut)
 TEST_F(Multicast, WithoutATableItIsAFailureWithALine)
 {
     FLOW_SPEED flow = {1, 2};
-    box.remove_file(MULTICAST);
-    box.missing(MULTICAST);
+    box.files.remove(MULTICAST);
+    box.files.set_missing(MULTICAST);
     EXPECT_EQ(time_check_get_multicast_forword_RX_TX_pack(&flow), 0);
     EXPECT_EQ(flow.rx_flow, 1U);
-    EXPECT_THAT(box.bodies(), ElementsAre("open /proc/net/ip_mr_vif fail!"));
-    EXPECT_THAT(box.log().front(), testing::HasSubstr(">>time_check_get_multicast_forword_RX_TX_pack("));
+    EXPECT_THAT(box.log.bodies(), ElementsAre("open /proc/net/ip_mr_vif fail!"));
+    EXPECT_THAT(box.log.lines().front(), testing::HasSubstr(">>time_check_get_multicast_forword_RX_TX_pack("));
 }
 
 TEST_F(Multicast, TheTableIsClosedAgain)
@@ -385,8 +385,8 @@ TEST_F(Multicast, TheTableIsClosedAgain)
 
 TEST_F(Multicast, ForwardedFlowIsBothTogether)
 {
-    box.host("192.168.0.7", 10, 1000);
-    box.multicast("br0", 5);
+    box.network.set_host("192.168.0.7", 10, 1000);
+    box.network.set_multicast("br0", 5);
     const FLOW_SPEED flow = time_check_get_forwarded_flow();
     EXPECT_EQ(flow.rx_flow, 1005U);
     EXPECT_EQ(flow.tx_flow, 10U);

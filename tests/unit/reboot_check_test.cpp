@@ -24,19 +24,19 @@ class QuietCheck : public RouterTest
 protected:
     void SetUp() override
     {
-        box.set("sys.schedulereboot.max_speed", "5");
+        box.store.set("sys.schedulereboot.max_speed", "5");
         set_time_check_reboot_info();
-        box.clear_log();
+        box.log.clear();
     }
 
     void client_comes()
     {
-        box.arp("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
+        box.network.set_neighbour("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
     }
 
     void client_goes()
     {
-        box.clear_arp();
+        box.network.clear_neighbours();
     }
 };
 
@@ -54,8 +54,8 @@ protected:
     // One sample, with these totals of the one host.
     int32_t sample(uint64_t received, uint64_t sent, uint32_t period = 1)
     {
-        box.clear_log();
-        box.host("192.168.0.7", sent, received);
+        box.log.clear();
+        box.network.set_host("192.168.0.7", sent, received);
         return flow_check_forword_reboot(period);
     }
 
@@ -64,7 +64,7 @@ protected:
     {
         sample(0, 0);
         sample(received, sent, period);
-        return box.bodies();
+        return box.log.bodies();
     }
 };
 
@@ -72,7 +72,7 @@ TEST_F(ForwardedCheck, TheFirstSampleIsABaselineWithoutALine)
 {
     _DEBUG_LIST_[1] = 1;
     EXPECT_EQ(sample(123456789, 987654321), 0);
-    EXPECT_THAT(box.log(), IsEmpty());
+    EXPECT_THAT(box.log.lines(), IsEmpty());
 }
 
 TEST_F(ForwardedCheck, ALowSamplePrintsOnlyWithTheDebugSwitch)
@@ -80,8 +80,8 @@ TEST_F(ForwardedCheck, ALowSamplePrintsOnlyWithTheDebugSwitch)
     EXPECT_THAT(second_sample(4999, 1), IsEmpty());
     _DEBUG_LIST_[1] = 1;
     sample(9998, 2);
-    EXPECT_THAT(box.bodies(), ElementsAre("num 3:froward_rx = 5.00kB/s,froward_tx = 0.00kB/s!!"));
-    EXPECT_THAT(box.log().front(),
+    EXPECT_THAT(box.log.bodies(), ElementsAre("num 3:froward_rx = 5.00kB/s,froward_tx = 0.00kB/s!!"));
+    EXPECT_THAT(box.log.lines().front(),
                 testing::MatchesRegex("\033\\[1;32m\\[TIMER_CHECK_DEBUG >>flow_check_forword_reboot\\([0-9]+\\)\\]:"
                                       "\033\\[mnum 3.*"));
 }
@@ -89,7 +89,7 @@ TEST_F(ForwardedCheck, ALowSamplePrintsOnlyWithTheDebugSwitch)
 TEST_F(ForwardedCheck, AtTheThresholdASampleIsBusy)
 {
     EXPECT_THAT(second_sample(5000, 0), ElementsAre("num 2:froward_rx = 5.00kB/s,froward_tx = 0.00kB/s !!"));
-    EXPECT_THAT(box.log().front(),
+    EXPECT_THAT(box.log.lines().front(),
                 testing::MatchesRegex("\033\\[1;31m\\[TIMER_CHECK >>flow_check_forword_reboot\\([0-9]+\\)\\]:"
                                       "\033\\[mnum 2.*"));
 }
@@ -108,27 +108,27 @@ TEST_F(ForwardedCheck, ABusySamplePrintsBothLinesWithTheDebugSwitch)
 
 TEST_F(ForwardedCheck, MulticastIntoTheLanCountsAsReceived)
 {
-    box.multicast("br0", 100);
+    box.network.set_multicast("br0", 100);
     sample(0, 0);
-    box.multicast("br0", 5100);
+    box.network.set_multicast("br0", 5100);
     sample(0, 0);
-    EXPECT_THAT(box.bodies(), ElementsAre("num 2:froward_rx = 5.00kB/s,froward_tx = 0.00kB/s !!"));
+    EXPECT_THAT(box.log.bodies(), ElementsAre("num 2:froward_rx = 5.00kB/s,froward_tx = 0.00kB/s !!"));
 }
 
 TEST_F(ForwardedCheck, AfterABusySampleTheNextIsABaseline)
 {
     second_sample(5000, 0);
     sample(900000, 900000);
-    EXPECT_THAT(box.bodies(), IsEmpty());
+    EXPECT_THAT(box.log.bodies(), IsEmpty());
     sample(905000, 900000);
-    EXPECT_THAT(box.bodies(), ElementsAre("num 2:froward_rx = 5.00kB/s,froward_tx = 0.00kB/s !!"));
+    EXPECT_THAT(box.log.bodies(), ElementsAre("num 2:froward_rx = 5.00kB/s,froward_tx = 0.00kB/s !!"));
 }
 
 TEST_F(ForwardedCheck, ThePeriodStretchesTheThresholdAndTheRate)
 {
     EXPECT_THAT(second_sample(49999, 0, 10), IsEmpty());
     sample(99999, 0, 10);
-    EXPECT_THAT(box.bodies(), ElementsAre("num 3:froward_rx = 5.00kB/s,froward_tx = 0.00kB/s !!"));
+    EXPECT_THAT(box.log.bodies(), ElementsAre("num 3:froward_rx = 5.00kB/s,froward_tx = 0.00kB/s !!"));
 }
 
 TEST_F(ForwardedCheck, TheThresholdIs32BitsWide)
@@ -156,26 +156,26 @@ TEST_F(ForwardedCheck, ACounterThatWentBackNeitherCountsNorResets)
     _DEBUG_LIST_[1] = 1;
     sample(10000, 10000);
     sample(10000, 10000);
-    EXPECT_THAT(box.bodies(), ElementsAre(HasSubstr("num 2:")));
+    EXPECT_THAT(box.log.bodies(), ElementsAre(HasSubstr("num 2:")));
     sample(9999, 20000);
-    EXPECT_THAT(box.bodies(), IsEmpty());
+    EXPECT_THAT(box.log.bodies(), IsEmpty());
     sample(9999, 20000); // compared with the sample that did not count
-    EXPECT_THAT(box.bodies(), ElementsAre("num 3:froward_rx = 0.00kB/s,froward_tx = 0.00kB/s!!"));
+    EXPECT_THAT(box.log.bodies(), ElementsAre("num 3:froward_rx = 0.00kB/s,froward_tx = 0.00kB/s!!"));
     sample(9999, 19999);
-    EXPECT_THAT(box.bodies(), IsEmpty());
+    EXPECT_THAT(box.log.bodies(), IsEmpty());
     sample(9999, 19999);
-    EXPECT_THAT(box.bodies(), ElementsAre(HasSubstr("num 4:")));
+    EXPECT_THAT(box.log.bodies(), ElementsAre(HasSubstr("num 4:")));
 }
 
 TEST_F(ForwardedCheck, AFailingProbeLooksLikeACounterThatWentBack)
 {
     _DEBUG_LIST_[1] = 1;
     sample(10000, 10000);
-    box.fail("get_statistic_info");
+    box.faults.fail("get_statistic_info");
     sample(10000, 10000);
-    EXPECT_THAT(box.bodies(), IsEmpty());
+    EXPECT_THAT(box.log.bodies(), IsEmpty());
     sample(14999, 10000); // all of it is new again
-    EXPECT_THAT(box.bodies(), Contains("num 2:froward_rx = 15.00kB/s,froward_tx = 10.00kB/s !!"));
+    EXPECT_THAT(box.log.bodies(), Contains("num 2:froward_rx = 15.00kB/s,froward_tx = 10.00kB/s !!"));
 }
 
 TEST_F(ForwardedCheck, The1801stQuietSampleSaysSo)
@@ -184,12 +184,12 @@ TEST_F(ForwardedCheck, The1801stQuietSampleSaysSo)
         ASSERT_EQ(sample(0, 0), 0) << i;
     _DEBUG_LIST_[1] = 1;
     EXPECT_EQ(sample(9000000, 0), 1); // not compared
-    EXPECT_THAT(box.bodies(), IsEmpty());
+    EXPECT_THAT(box.log.bodies(), IsEmpty());
     EXPECT_EQ(sample(9000000, 0), 0); // a new count
-    EXPECT_THAT(box.bodies(), IsEmpty());
+    EXPECT_THAT(box.log.bodies(), IsEmpty());
     EXPECT_EQ(sample(9004999, 0), 0);
-    EXPECT_THAT(box.bodies(), ElementsAre(HasSubstr("num 2:")));
-    EXPECT_THAT(box.journal(), IsEmpty());
+    EXPECT_THAT(box.log.bodies(), ElementsAre(HasSubstr("num 2:")));
+    EXPECT_THAT(box.journal.lines(), IsEmpty());
 }
 
 TEST_F(ForwardedCheck, ABusySampleStartsTheCountAgain)
@@ -221,8 +221,8 @@ TEST_F(ForwardedCheck, OnlyAnotherWanNameStartsTheCountAgain)
 
     for (int i = 1; i <= 1800; i++)
         sample(0, 0);
-    box.set("wl2g.public.mode", "ap");
-    box.set("wl5g.public.mode", "ap");
+    box.store.set("wl2g.public.mode", "ap");
+    box.store.set("wl5g.public.mode", "ap");
     set_time_check_reboot_wan_info();
     EXPECT_EQ(sample(0, 0), 0);
 }
@@ -230,20 +230,20 @@ TEST_F(ForwardedCheck, OnlyAnotherWanNameStartsTheCountAgain)
 TEST_F(ForwardedCheck, AClientOnTheSecondBridgeIsAClient)
 {
     client_goes();
-    box.arp("192.168.1.7", "0x2", "52:54:00:12:34:57", "br1");
+    box.network.set_neighbour("192.168.1.7", "0x2", "52:54:00:12:34:57", "br1");
     for (int i = 0; i < 200; i++)
         sample(0, 0);
-    EXPECT_THAT(box.journal(), IsEmpty());
+    EXPECT_THAT(box.journal.lines(), IsEmpty());
 }
 
 TEST_F(ForwardedCheck, AClientOnALanBridgeOfAnotherNameIsAClient)
 {
     client_goes();
-    box.lan("br-lan");
-    box.arp("192.168.0.7", "0x2", "52:54:00:12:34:56", "br-lan");
+    box.network.set_lan("br-lan");
+    box.network.set_neighbour("192.168.0.7", "0x2", "52:54:00:12:34:56", "br-lan");
     for (int i = 0; i < 200; i++)
         sample(0, 0);
-    EXPECT_THAT(box.journal(), IsEmpty());
+    EXPECT_THAT(box.journal.lines(), IsEmpty());
 }
 
 // ---- without a client ----
@@ -253,14 +253,14 @@ TEST_F(ForwardedCheck, The181stSampleWithoutAClientReboots)
     client_goes();
     for (int i = 1; i <= 180; i++)
         ASSERT_EQ(sample(0, 0), 0) << i;
-    EXPECT_THAT(box.journal(), IsEmpty());
-    EXPECT_THAT(box.log(), IsEmpty());
+    EXPECT_THAT(box.journal.lines(), IsEmpty());
+    EXPECT_THAT(box.log.lines(), IsEmpty());
 
-    box.clock("2026-03-01 03:04:59");
+    box.clock.set("2026-03-01 03:04:59");
     EXPECT_EQ(sample(0, 0), 1); // and comes back
     EXPECT_ACTS("command date", "reboot");
     EXPECT_BODIES("now time:03:04", "no client! reboot now!!");
-    for (const std::string &line : box.log())
+    for (const std::string &line : box.log.lines())
         EXPECT_THAT(line, HasSubstr("\033[1;31m[TIMER_CHECK >>flow_check_forword_reboot("));
 }
 
@@ -269,10 +269,10 @@ TEST_F(ForwardedCheck, TheClockIsReadAfterTheDateCommand)
     client_goes();
     for (int i = 1; i <= 180; i++)
         sample(0, 0);
-    box.clock("2026-03-01 03:04:59");
-    box.commands_take(2);
+    box.clock.set("2026-03-01 03:04:59");
+    box.commands.set_duration(2);
     sample(0, 0);
-    EXPECT_THAT(box.bodies(), Contains("now time:03:05"));
+    EXPECT_THAT(box.log.bodies(), Contains("now time:03:05"));
 }
 
 TEST_F(ForwardedCheck, TheCountGoesOnPast180WithoutAnotherReboot)
@@ -280,10 +280,10 @@ TEST_F(ForwardedCheck, TheCountGoesOnPast180WithoutAnotherReboot)
     client_goes();
     for (int i = 1; i <= 181; i++)
         sample(0, 0);
-    box.clear_journal();
+    box.journal.clear();
     for (int i = 0; i < 400; i++)
         EXPECT_EQ(sample(0, 0), 0);
-    EXPECT_THAT(box.journal(), IsEmpty());
+    EXPECT_THAT(box.journal.lines(), IsEmpty());
 }
 
 TEST_F(ForwardedCheck, EachSampleWithoutAClientIsADebugLine)
@@ -294,7 +294,7 @@ TEST_F(ForwardedCheck, EachSampleWithoutAClientIsADebugLine)
     EXPECT_BODIES("num 0:br_client = 0!!");
     sample(0, 0);
     EXPECT_BODIES("num 1:br_client = 0!!");
-    EXPECT_THAT(box.log().front(), HasSubstr("\033[1;32m[TIMER_CHECK_DEBUG >>flow_check_forword_reboot("));
+    EXPECT_THAT(box.log.lines().front(), HasSubstr("\033[1;32m[TIMER_CHECK_DEBUG >>flow_check_forword_reboot("));
 }
 
 TEST_F(ForwardedCheck, AClientStartsTheCountWithoutClientsAgain)
@@ -307,7 +307,7 @@ TEST_F(ForwardedCheck, AClientStartsTheCountWithoutClientsAgain)
     client_goes();
     for (int i = 1; i <= 180; i++)
         ASSERT_EQ(sample(0, 0), 0) << i;
-    EXPECT_THAT(box.journal(), IsEmpty());
+    EXPECT_THAT(box.journal.lines(), IsEmpty());
     EXPECT_EQ(sample(0, 0), 1);
 }
 
@@ -330,7 +330,7 @@ TEST_F(ForwardedCheck, AReloadStartsTheCountWithoutClientsAgain)
         sample(0, 0);
     set_time_check_reboot_info();
     sample(0, 0);
-    EXPECT_THAT(box.journal(), IsEmpty());
+    EXPECT_THAT(box.journal.lines(), IsEmpty());
 }
 
 // ---- the check of the interfaces ----
@@ -343,15 +343,15 @@ protected:
         configure({{"wl2g.public.mode", "ap"}, {"wl5g.public.mode", "ap"}});
         QuietCheck::SetUp();
         for (const char *counter : {"rx_bytes", "tx_bytes"})
-            box.missing(std::string("/sys/class/net/br1/statistics/") + counter);
+            box.files.set_missing(std::string("/sys/class/net/br1/statistics/") + counter);
         client_comes();
     }
 
     int32_t sample(uint64_t lan_rx, uint64_t lan_tx, uint64_t wan_rx, uint64_t wan_tx, uint32_t period = 1)
     {
-        box.clear_log();
-        box.counters("br0", lan_rx, lan_tx);
-        box.counters("eth1", wan_rx, wan_tx);
+        box.log.clear();
+        box.network.set_counters("br0", lan_rx, lan_tx);
+        box.network.set_counters("eth1", wan_rx, wan_tx);
         return flow_check_reboot(period);
     }
 
@@ -364,7 +364,7 @@ TEST_F(InterfaceCheck, EverySampleIsTwoInfoLines)
     EXPECT_BODIES("num 0:br_client = 1!!", NO_SECOND_LAN,
                   "num 1:rx = 1.00kB/s,tx = 2.00kB/s,wan_rx = 3.00kB/s,wan_tx = 4.00kB/s!!");
     for (const size_t line : {0U, 2U})
-        EXPECT_THAT(box.log().at(line), HasSubstr("\033[1;32m[TIMER_CHECK >>flow_check_reboot("));
+        EXPECT_THAT(box.log.lines().at(line), HasSubstr("\033[1;32m[TIMER_CHECK >>flow_check_reboot("));
     sample(1100, 2200, 3300, 4400);
     EXPECT_BODIES("num 0:br_client = 1!!", NO_SECOND_LAN,
                   "num 2:rx = 0.10kB/s,tx = 0.20kB/s,wan_rx = 0.30kB/s,wan_tx = 0.40kB/s!!");
@@ -381,8 +381,8 @@ TEST_F(InterfaceCheck, EachOfTheFourCountersCanBeBusy)
         sample(0, 0, 0, 0);
         sample(increases[i][0], increases[i][1], increases[i][2], increases[i][3]);
         EXPECT_BODIES("num 0:br_client = 1!!", NO_SECOND_LAN, lines[i], lines[i]);
-        EXPECT_THAT(box.log().at(2), HasSubstr("\033[1;32m[TIMER_CHECK >>flow_check_reboot("));
-        EXPECT_THAT(box.log().at(3), HasSubstr("\033[1;31m[TIMER_CHECK >>flow_check_reboot("));
+        EXPECT_THAT(box.log.lines().at(2), HasSubstr("\033[1;32m[TIMER_CHECK >>flow_check_reboot("));
+        EXPECT_THAT(box.log.lines().at(3), HasSubstr("\033[1;31m[TIMER_CHECK >>flow_check_reboot("));
     }
 }
 
@@ -391,8 +391,8 @@ TEST_F(InterfaceCheck, BelowTheThresholdASampleCounts)
     sample(0, 0, 0, 0);
     sample(4999, 4999, 4999, 4999);
     sample(9998, 9998, 9998, 9998);
-    EXPECT_THAT(box.bodies(), Contains(HasSubstr("num 3:rx = 5.00kB/s")));
-    EXPECT_EQ(box.bodies().size(), 3U);
+    EXPECT_THAT(box.log.bodies(), Contains(HasSubstr("num 3:rx = 5.00kB/s")));
+    EXPECT_EQ(box.log.bodies().size(), 3U);
 }
 
 TEST_F(InterfaceCheck, AnyCounterThatWentBackKeepsTheSampleFromCounting)
@@ -403,65 +403,66 @@ TEST_F(InterfaceCheck, AnyCounterThatWentBackKeepsTheSampleFromCounting)
         sample(10, 10, 10, 10);
         sample(10, 10, 10, 10);
         sample(value[0], value[1], value[2], value[3]);
-        EXPECT_THAT(box.bodies(), Contains(HasSubstr("num 3:")));
+        EXPECT_THAT(box.log.bodies(), Contains(HasSubstr("num 3:")));
         sample(value[0], value[1], value[2], value[3]); // compared with the one that did not count
-        EXPECT_THAT(box.bodies(), Contains("num 3:rx = 0.00kB/s,tx = 0.00kB/s,wan_rx = 0.00kB/s,wan_tx = 0.00kB/s!!"));
+        EXPECT_THAT(box.log.bodies(),
+                    Contains("num 3:rx = 0.00kB/s,tx = 0.00kB/s,wan_rx = 0.00kB/s,wan_tx = 0.00kB/s!!"));
     }
 }
 
 TEST_F(InterfaceCheck, TheSecondBridgeIsAddedWhenItCanBeRead)
 {
-    box.counters("br1", 500, 600);
+    box.network.set_counters("br1", 500, 600);
     sample(1000, 2000, 0, 0);
     EXPECT_BODIES("num 0:br_client = 1!!", "num 1:rx = 1.50kB/s,tx = 2.60kB/s,wan_rx = 0.00kB/s,wan_tx = 0.00kB/s!!");
 }
 
 TEST_F(InterfaceCheck, ASecondBridgeThatCanBeReadByHalfIsNotAdded)
 {
-    box.counters("br1", 500, 600);
-    box.unreadable("/sys/class/net/br1/statistics/rx_bytes");
+    box.network.set_counters("br1", 500, 600);
+    box.files.set_unreadable("/sys/class/net/br1/statistics/rx_bytes");
     sample(1000, 2000, 0, 0);
-    EXPECT_THAT(box.bodies(), Contains(HasSubstr("rx = 1.00kB/s,tx = 2.00kB/s")));
+    EXPECT_THAT(box.log.bodies(), Contains(HasSubstr("rx = 1.00kB/s,tx = 2.00kB/s")));
 }
 
 TEST_F(InterfaceCheck, WithoutTheFirstBridgeTheSampleIsSkipped)
 {
     sample(0, 0, 0, 0);
-    box.unreadable("/sys/class/net/br0/statistics/rx_bytes");
-    box.clear_log();
+    box.files.set_unreadable("/sys/class/net/br0/statistics/rx_bytes");
+    box.log.clear();
     EXPECT_EQ(flow_check_reboot(1), 0);
     EXPECT_BODIES("num 0:br_client = 1!!", "fopen (/sys/class/net/br0/statistics/rx_bytes) error");
     sample(0, 0, 0, 0);
-    EXPECT_THAT(box.bodies(), Contains(HasSubstr("num 2:"))); // it did not count
+    EXPECT_THAT(box.log.bodies(), Contains(HasSubstr("num 2:"))); // it did not count
 }
 
 TEST_F(InterfaceCheck, WithoutTheWanThePreviousSampleStays)
 {
     sample(0, 0, 3000, 4000);
-    box.unreadable("/sys/class/net/eth1/statistics/rx_bytes");
-    box.clear_log();
+    box.files.set_unreadable("/sys/class/net/eth1/statistics/rx_bytes");
+    box.log.clear();
     flow_check_reboot(1);
-    EXPECT_THAT(box.bodies(), Contains("num 2:rx = 0.00kB/s,tx = 0.00kB/s,wan_rx = 0.00kB/s,wan_tx = 0.00kB/s!!"));
+    EXPECT_THAT(box.log.bodies(), Contains("num 2:rx = 0.00kB/s,tx = 0.00kB/s,wan_rx = 0.00kB/s,wan_tx = 0.00kB/s!!"));
 }
 
 TEST_F(InterfaceCheck, WithoutAWiredWanTheWanIsZero)
 {
-    box.set("wl2g.public.mode", "wisp");
+    box.store.set("wl2g.public.mode", "wisp");
     set_time_check_reboot_info();
     for (const char *counter : {"rx_bytes", "tx_bytes"})
-        box.missing(std::string("/sys/class/net//statistics/") + counter);
+        box.files.set_missing(std::string("/sys/class/net//statistics/") + counter);
     sample(1000, 0, 3000, 4000);
-    EXPECT_THAT(box.bodies(), Contains("num 1:rx = 1.00kB/s,tx = 0.00kB/s,wan_rx = 0.00kB/s,wan_tx = 0.00kB/s!!"));
+    EXPECT_THAT(box.log.bodies(), Contains("num 1:rx = 1.00kB/s,tx = 0.00kB/s,wan_rx = 0.00kB/s,wan_tx = 0.00kB/s!!"));
 }
 
 TEST_F(InterfaceCheck, OnlyTheLastEightDigitsOfACounterCount)
 {
     sample(99999000, 0, 0, 0);
     sample(100000000, 0, 0, 0); // wraps to 0: went back
-    EXPECT_EQ(box.bodies().size(), 3U);
+    EXPECT_EQ(box.log.bodies().size(), 3U);
     sample(100004999, 0, 0, 0);
-    EXPECT_THAT(box.bodies(), Contains(HasSubstr("num 2:rx = 5.00kB/s")));
-    EXPECT_EQ(box.bodies().size(), 3U);
+    EXPECT_THAT(box.log.bodies(), Contains(HasSubstr("num 2:rx = 5.00kB/s")));
+    EXPECT_EQ(box.log.bodies().size(), 3U);
 }
 
 TEST_F(InterfaceCheck, The1801stQuietSampleSaysSoAndPrintsItsLine)
@@ -472,7 +473,7 @@ TEST_F(InterfaceCheck, The1801stQuietSampleSaysSoAndPrintsItsLine)
     EXPECT_BODIES("num 0:br_client = 1!!", NO_SECOND_LAN,
                   "num 1801:rx = 9000.00kB/s,tx = 0.00kB/s,wan_rx = 0.00kB/s,wan_tx = 0.00kB/s!!");
     sample(0, 0, 0, 0);
-    EXPECT_THAT(box.bodies(), Contains(HasSubstr("num 1:")));
+    EXPECT_THAT(box.log.bodies(), Contains(HasSubstr("num 1:")));
 }
 
 TEST_F(InterfaceCheck, The181stSampleWithoutAClientReboots)
@@ -480,29 +481,29 @@ TEST_F(InterfaceCheck, The181stSampleWithoutAClientReboots)
     client_goes();
     for (int i = 1; i <= 180; i++) {
         ASSERT_EQ(sample(0, 0, 0, 0), 0) << i;
-        ASSERT_EQ(box.bodies(), Lines{"num " + std::to_string(i - 1) + ":br_client = 0!!"});
+        ASSERT_EQ(box.log.bodies(), Lines{"num " + std::to_string(i - 1) + ":br_client = 0!!"});
     }
-    EXPECT_THAT(box.journal(), IsEmpty());
-    box.clock("2026-03-01 03:04:59");
+    EXPECT_THAT(box.journal.lines(), IsEmpty());
+    box.clock.set("2026-03-01 03:04:59");
     _DEBUG_LIST_[1] = 1; // it has no debug line
     EXPECT_EQ(sample(0, 0, 0, 0), 1);
     EXPECT_ACTS("command date", "reboot");
     EXPECT_BODIES("num 180:br_client = 0!!", "now time:03:04", "no client! reboot now!!");
-    EXPECT_THAT(box.log().back(), HasSubstr("\033[1;31m[TIMER_CHECK >>flow_check_reboot("));
+    EXPECT_THAT(box.log.lines().back(), HasSubstr("\033[1;31m[TIMER_CHECK >>flow_check_reboot("));
 }
 
 TEST_F(InterfaceCheck, BothBridgesClientsAreShown)
 {
-    box.arp("192.168.1.7", "0x2", "52:54:00:12:34:57", "br1");
+    box.network.set_neighbour("192.168.1.7", "0x2", "52:54:00:12:34:57", "br1");
     sample(0, 0, 0, 0);
-    EXPECT_EQ(box.bodies().front(), "num 0:br_client = 2!!");
+    EXPECT_EQ(box.log.bodies().front(), "num 0:br_client = 2!!");
 }
 
 TEST_F(InterfaceCheck, NothingInTheDaemonCallsIt)
 {
     configure({{"sys.schedulereboot.enable", "1"}, {"sys.schedulereboot.type", "1"}});
-    box.clock("2026-03-01 02:00:00");
-    box.uptime(86400);
+    box.clock.set("2026-03-01 02:00:00");
+    box.clock.set_uptime(86400);
     box.boot();
     box.tick(60);
     EXPECT_FALSE(has_line(">>flow_check_reboot("));

@@ -20,23 +20,23 @@ protected:
     void SetUp() override
     {
         RouterTest::SetUp();
-        box.eth_name(10, "eth1");
+        box.network.set_eth_name(10, "eth1");
         for (const char *key : {"enable", "type", "wday", "start_time", "end_time", "max_speed"})
-            box.unset(std::string("sys.schedulereboot.") + key);
-        box.unset("wl2g.public.mode");
-        box.unset("wl5g.public.mode");
+            box.store.unset(std::string("sys.schedulereboot.") + key);
+        box.store.unset("wl2g.public.mode");
+        box.store.unset("wl5g.public.mode");
     }
 
     void set(const std::string &key, const std::string &value)
     {
-        box.set("sys.schedulereboot." + key, value);
+        box.store.set("sys.schedulereboot." + key, value);
     }
 
     std::vector<std::string> loaded()
     {
-        box.clear_log();
+        box.log.clear();
         EXPECT_EQ(set_time_check_reboot_info(), 1);
-        return box.bodies();
+        return box.log.bodies();
     }
 };
 
@@ -66,8 +66,8 @@ TEST_F(RebootSettings, EverySettingIsRead)
     set("start_time", "03:05");
     set("end_time", "6:45");
     set("max_speed", "12");
-    box.set("wl2g.public.mode", "ap");
-    box.set("wl5g.public.mode", "ap");
+    box.store.set("wl2g.public.mode", "ap");
+    box.store.set("wl5g.public.mode", "ap");
     EXPECT_THAT(loaded(),
                 ElementsAre("\t\t enable:1", "\t\t type:1", "\t\t wday_en:1;0;1;0;1;0;1", "\t\t start_time:03:05",
                             "\t\t end_time:06:45", "\t\t max_speed:12", "\t\t check_speed=12000",
@@ -77,7 +77,7 @@ TEST_F(RebootSettings, EverySettingIsRead)
 TEST_F(RebootSettings, ThePrintedLinesAreInfoLines)
 {
     loaded();
-    for (const std::string &line : box.log())
+    for (const std::string &line : box.log.lines())
         EXPECT_THAT(line,
                     testing::MatchesRegex("\033\\[1;32m\\[TIMER_CHECK >>time_check_reboot_info_printf\\([0-9]+\\)\\]:"
                                           "\033\\[m\t\t .*"));
@@ -87,10 +87,10 @@ TEST_F(RebootSettings, PrintingDoesNotLoad)
 {
     loaded();
     set("type", "1");
-    box.clear_log();
+    box.log.clear();
     EXPECT_EQ(time_check_reboot_info_printf(), 1);
-    EXPECT_EQ(box.bodies().size(), 9U);
-    EXPECT_EQ(box.bodies().at(1), "\t\t type:0");
+    EXPECT_EQ(box.log.bodies().size(), 9U);
+    EXPECT_EQ(box.log.bodies().at(1), "\t\t type:0");
 }
 
 TEST_F(RebootSettings, NumbersAreDecimalTexts)
@@ -211,19 +211,19 @@ TEST_F(RebootSettings, TheWiredWanCountsOnlyWithBothRadiosAsAccessPoints)
         {"ap", "", ""},       {"", "", ""},       {"AP", "AP", ""},   {"ap ", "ap", ""},
     };
     for (const auto &[mode_2g, mode_5g, shown] : cases) {
-        box.set("wl2g.public.mode", mode_2g);
-        box.set("wl5g.public.mode", mode_5g);
+        box.store.set("wl2g.public.mode", mode_2g);
+        box.store.set("wl5g.public.mode", mode_5g);
         EXPECT_EQ(loaded().at(7), std::string("\t\t wan_ifnames:") + shown) << mode_2g << '/' << mode_5g;
     }
 }
 
 TEST_F(RebootSettings, ANameLongerThan15CharactersIsCutAndNoNameIsEmpty)
 {
-    box.set("wl2g.public.mode", "ap");
-    box.set("wl5g.public.mode", "ap");
-    box.eth_name(10, "abcdefghijklmnopq");
+    box.store.set("wl2g.public.mode", "ap");
+    box.store.set("wl5g.public.mode", "ap");
+    box.network.set_eth_name(10, "abcdefghijklmnopq");
     EXPECT_EQ(loaded().at(7), "\t\t wan_ifnames:abcdefghijklmno");
-    box.eth_name(10, "");
+    box.network.set_eth_name(10, "");
     EXPECT_EQ(loaded().at(7), "\t\t wan_ifnames:");
 }
 
@@ -236,25 +236,25 @@ protected:
     {
         RebootSettings::SetUp();
         init_time_check_module_entries();
-        box.clear_log();
+        box.log.clear();
     }
 
     std::vector<std::string> told(uint32_t relate_module_id, uint32_t op = 0)
     {
-        box.clear_log();
+        box.log.clear();
         TIME_CHECK_MODULES_COMMON_STRUCT msg = {};
         msg.op = op;
         msg.relate_module_id = relate_module_id;
         EXPECT_EQ(time_check_reboot_msg_handle(&msg), 1);
-        return box.bodies();
+        return box.log.bodies();
     }
 };
 
 TEST_F(RebootMessage, OfARadioReadsTheWanNameAlone)
 {
     set("type", "1");
-    box.set("wl2g.public.mode", "ap");
-    box.set("wl5g.public.mode", "ap");
+    box.store.set("wl2g.public.mode", "ap");
+    box.store.set("wl5g.public.mode", "ap");
     const auto bodies = told(19);
     ASSERT_EQ(bodies.size(), 10U);
     EXPECT_EQ(bodies.at(0), "WIFI_MODULE mode function to be added...");
@@ -265,8 +265,8 @@ TEST_F(RebootMessage, OfARadioReadsTheWanNameAlone)
 TEST_F(RebootMessage, OfAWanOrTunnelReadsTheWanNameAlone)
 {
     set("type", "1");
-    box.set("wl2g.public.mode", "ap");
-    box.set("wl5g.public.mode", "ap");
+    box.store.set("wl2g.public.mode", "ap");
+    box.store.set("wl5g.public.mode", "ap");
     for (const uint32_t module : {2U, 22U, 23U}) {
         const auto bodies = told(module);
         ASSERT_EQ(bodies.size(), 10U) << module;
@@ -299,7 +299,7 @@ TEST_F(RebootMessage, TheOpIsNotLookedAt)
 TEST_F(RebootMessage, ItsFirstLineIsAnErrorLine)
 {
     told(0);
-    EXPECT_THAT(box.log().front(),
+    EXPECT_THAT(box.log.lines().front(),
                 testing::MatchesRegex("\033\\[1;31m\\[TIMER_CHECK >>time_check_reboot_msg_handle\\([0-9]+\\)\\]:"
                                       "\033\\[mSYS_SCHED_REBOOT mode function to be added\\.\\.\\."));
 }
@@ -312,10 +312,10 @@ TEST_F(RebootMessage, TheScheduleIsPrintedThoughTheWanNameIsTheSame)
 
 TEST_F(RebootMessage, AWanNameThatGoesAwayIsEmptied)
 {
-    box.set("wl2g.public.mode", "ap");
-    box.set("wl5g.public.mode", "ap");
+    box.store.set("wl2g.public.mode", "ap");
+    box.store.set("wl5g.public.mode", "ap");
     EXPECT_EQ(told(19).at(8), "\t\t wan_ifnames:eth1");
-    box.set("wl5g.public.mode", "wisp");
+    box.store.set("wl5g.public.mode", "wisp");
     EXPECT_EQ(told(2).at(8), "\t\t wan_ifnames:");
 }
 
@@ -323,16 +323,16 @@ TEST_F(RebootMessage, ByNameOnTheBusReloadsTheSchedule)
 {
     set("start_time", "04:00");
     TimeCheckMsgHandle("httpd", "time_check_reboot?op=3");
-    EXPECT_THAT(box.bodies(), Contains("\t\t start_time:04:00"));
+    EXPECT_THAT(box.log.bodies(), Contains("\t\t start_time:04:00"));
 }
 
 TEST_F(RebootMessage, NothingIsWrittenOrRun)
 {
-    box.clear_journal();
+    box.journal.clear();
     told(0);
     told(19);
     told(2);
-    EXPECT_THAT(box.journal(), IsEmpty());
+    EXPECT_THAT(box.journal.lines(), IsEmpty());
 }
 
 } // namespace

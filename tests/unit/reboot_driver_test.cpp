@@ -33,7 +33,7 @@ protected:
                    {"sys.schedulereboot.type", std::to_string(type)},
                    {"sys.schedulereboot.start_time", start},
                    {"sys.schedulereboot.end_time", end}});
-        box.uptime(400000);
+        box.clock.set_uptime(400000);
         start_daemon();
     }
 
@@ -41,14 +41,14 @@ protected:
     void start_daemon()
     {
         init_time_check_module_entries();
-        box.clear_log();
-        box.clear_journal();
+        box.log.clear();
+        box.journal.clear();
     }
 
     // One tick at this local time of day of 2026-03-04.
     void tick_at(const std::string &time_of_day)
     {
-        box.clock("2026-03-04 " + time_of_day);
+        box.clock.set("2026-03-04 " + time_of_day);
         tick();
     }
 
@@ -69,19 +69,19 @@ TEST_F(RebootDriver, ADisabledScheduleDoesNothing)
 {
     for (const int type : {0, 1, 5}) {
         schedule(type, "03:00", "05:30");
-        box.set("sys.schedulereboot.enable", "0");
+        box.store.set("sys.schedulereboot.enable", "0");
         set_time_check_reboot_info();
-        box.clear_log();
+        box.log.clear();
         tick_at("03:00:00");
-        EXPECT_THAT(box.log(), IsEmpty());
-        EXPECT_THAT(box.journal(), IsEmpty());
+        EXPECT_THAT(box.log.lines(), IsEmpty());
+        EXPECT_THAT(box.journal.lines(), IsEmpty());
     }
 }
 
 TEST_F(RebootDriver, AnyOtherSwitchThanZeroEnables)
 {
     schedule(0, "03:00", "05:30");
-    box.set("sys.schedulereboot.enable", "7");
+    box.store.set("sys.schedulereboot.enable", "7");
     set_time_check_reboot_info();
     tick_at("03:00:00");
     EXPECT_ACTS("reboot");
@@ -92,8 +92,8 @@ TEST_F(RebootDriver, OneDayTypesDoNothing)
     for (const int type : {2, 3}) {
         schedule(type, "03:00", "05:30");
         tick_at("03:00:00");
-        EXPECT_THAT(box.log(), IsEmpty());
-        EXPECT_THAT(box.journal(), IsEmpty());
+        EXPECT_THAT(box.log.lines(), IsEmpty());
+        EXPECT_THAT(box.journal.lines(), IsEmpty());
     }
 }
 
@@ -102,15 +102,15 @@ TEST_F(RebootDriver, AnyOtherTypeIsALineEveryTick)
     schedule(5, "03:00", "05:30");
     tick_at("03:00:00");
     tick_at("12:00:00"); // whatever the time
-    box.uptime(0);
-    box.clock_at(0);
+    box.clock.set_uptime(0);
+    box.clock.set(0);
     tick();
-    EXPECT_THAT(box.bodies(), ElementsAre("TIME_CHECK_REBOOT_STRUCT.type = 5 to be added...",
-                                          "TIME_CHECK_REBOOT_STRUCT.type = 5 to be added...",
-                                          "TIME_CHECK_REBOOT_STRUCT.type = 5 to be added..."));
-    EXPECT_THAT(box.log().front(),
+    EXPECT_THAT(box.log.bodies(), ElementsAre("TIME_CHECK_REBOOT_STRUCT.type = 5 to be added...",
+                                              "TIME_CHECK_REBOOT_STRUCT.type = 5 to be added...",
+                                              "TIME_CHECK_REBOOT_STRUCT.type = 5 to be added..."));
+    EXPECT_THAT(box.log.lines().front(),
                 MatchesRegex("\033\\[1;31m\\[TIMER_CHECK >>time_check_reboot\\([0-9]+\\)\\]:\033\\[mTIME_CHECK.*"));
-    EXPECT_THAT(box.journal(), IsEmpty());
+    EXPECT_THAT(box.journal.lines(), IsEmpty());
 
     schedule(-1, "03:00", "05:30");
     tick();
@@ -120,7 +120,7 @@ TEST_F(RebootDriver, AnyOtherTypeIsALineEveryTick)
 TEST_F(RebootDriver, TheDaySwitchesAreNotAsked)
 {
     schedule(0, "03:00", "05:30");
-    box.set("sys.schedulereboot.wday", "0;0;0;0;0;0;0");
+    box.store.set("sys.schedulereboot.wday", "0;0;0;0;0;0;0");
     set_time_check_reboot_info();
     tick_at("03:00:00");
     EXPECT_ACTS("reboot");
@@ -140,10 +140,10 @@ protected:
     // neighbour table shows.
     bool acts()
     {
-        box.clear_journal();
-        const uint64_t opened = box.calls_made("open");
+        box.journal.clear();
+        const uint64_t opened = box.faults.made("open");
         tick();
-        return GetParam() == 0 ? reboots() == 1 : box.calls_made("open") > opened;
+        return GetParam() == 0 ? reboots() == 1 : box.faults.made("open") > opened;
     }
 };
 
@@ -152,30 +152,30 @@ INSTANTIATE_TEST_SUITE_P(BothDrivers, RebootGuard, testing::Values(0, 1), driver
 TEST_P(RebootGuard, TheRouterMustBeUpForTheWidthOfTheWindow)
 {
     schedule(GetParam(), "03:00", "05:30");
-    box.clock("2026-03-04 04:00:00");
-    box.uptime(0);
+    box.clock.set("2026-03-04 04:00:00");
+    box.clock.set_uptime(0);
     EXPECT_FALSE(acts());
-    box.uptime(8999);
+    box.clock.set_uptime(8999);
     EXPECT_FALSE(acts());
-    box.uptime(9000);
+    box.clock.set_uptime(9000);
     EXPECT_TRUE(acts());
 }
 
 TEST_P(RebootGuard, ARouterBootedInsideTheWindowWaitsItOut)
 {
     schedule(GetParam(), "", "");
-    box.clock("2026-03-04 02:20:00");
-    box.uptime(600);
+    box.clock.set("2026-03-04 02:20:00");
+    box.clock.set_uptime(600);
     EXPECT_FALSE(acts());
-    EXPECT_THAT(box.log(), IsEmpty()); // no offset either
+    EXPECT_THAT(box.log.lines(), IsEmpty()); // no offset either
 }
 
 TEST_P(RebootGuard, AWindowPastMidnightNeverOpens)
 {
     schedule(GetParam(), "23:00", "01:00");
-    box.uptime(0x7fffffff);
+    box.clock.set_uptime(0x7fffffff);
     for (const char *time : {"22:59:59", "23:00:00", "23:30:00", "00:00:00", "01:00:00"}) {
-        box.clock(std::string("2026-03-04 ") + time);
+        box.clock.set(std::string("2026-03-04 ") + time);
         EXPECT_FALSE(acts()) << time;
     }
 }
@@ -184,21 +184,21 @@ TEST_P(RebootGuard, TheDebugSwitchOpensAWindowPastMidnight)
 {
     schedule(GetParam(), "23:00", "01:00");
     debug_tag = 1;
-    box.clock("2026-03-04 22:59:59");
+    box.clock.set("2026-03-04 22:59:59");
     EXPECT_FALSE(acts());
-    box.clock("2026-03-04 23:00:00");
+    box.clock.set("2026-03-04 23:00:00");
     EXPECT_TRUE(acts());
-    box.clock("2026-03-05 01:00:00");
+    box.clock.set("2026-03-05 01:00:00");
     EXPECT_TRUE(acts());
-    box.clock("2026-03-05 01:00:01");
+    box.clock.set("2026-03-05 01:00:01");
     EXPECT_FALSE(acts());
 }
 
 TEST_P(RebootGuard, TheDebugSwitchLiftsTheUptimeGuard)
 {
     schedule(GetParam(), "03:00", "05:30");
-    box.uptime(1);
-    box.clock("2026-03-04 04:00:00");
+    box.clock.set_uptime(1);
+    box.clock.set("2026-03-04 04:00:00");
     debug_tag = 1;
     EXPECT_TRUE(acts());
 }
@@ -206,8 +206,8 @@ TEST_P(RebootGuard, TheDebugSwitchLiftsTheUptimeGuard)
 TEST_P(RebootGuard, OnlyTheMasterSwitchLiftsTheGuards)
 {
     schedule(GetParam(), "03:00", "05:30");
-    box.uptime(1);
-    box.clock("2026-03-04 04:00:00");
+    box.clock.set_uptime(1);
+    box.clock.set("2026-03-04 04:00:00");
     _DEBUG_LIST_[1] = 1;
     EXPECT_FALSE(acts());
 }
@@ -215,18 +215,18 @@ TEST_P(RebootGuard, OnlyTheMasterSwitchLiftsTheGuards)
 TEST_P(RebootGuard, AnUnsetClockKeepsEverythingStill)
 {
     schedule(GetParam(), "03:00", "05:30");
-    box.clock("1970-01-01 03:00:00");
+    box.clock.set("1970-01-01 03:00:00");
     EXPECT_FALSE(acts());
-    box.clock("2000-12-31 04:00:00");
+    box.clock.set("2000-12-31 04:00:00");
     EXPECT_FALSE(acts());
-    box.clock("2001-01-01 03:00:00");
+    box.clock.set("2001-01-01 03:00:00");
     EXPECT_TRUE(acts());
 }
 
 TEST_P(RebootGuard, TheDebugSwitchLiftsTheClockGuard)
 {
     schedule(GetParam(), "03:00", "05:30");
-    box.clock("1970-01-01 04:00:00");
+    box.clock.set("1970-01-01 04:00:00");
     debug_tag = 1;
     EXPECT_TRUE(acts());
 }
@@ -234,11 +234,11 @@ TEST_P(RebootGuard, TheDebugSwitchLiftsTheClockGuard)
 TEST_P(RebootGuard, TheClockGuardGoesByTheLocalYear)
 {
     schedule(GetParam(), "03:00", "23:59");
-    box.timezone("EAST-12"); // twelve hours ahead
-    sim_sleep(1);            // in which the ground follows it
-    box.clock("2001-01-01 06:00:00");
+    box.local_time.set_zone("EAST-12"); // twelve hours ahead
+    sim_sleep(1);                       // in which the ground follows it
+    box.clock.set("2001-01-01 06:00:00");
     EXPECT_TRUE(acts());
-    box.timezone("WEST12");
+    box.local_time.set_zone("WEST12");
     sim_sleep(1);         // in which the ground follows it
     EXPECT_FALSE(acts()); // the same moment is still 2000 there
 }
@@ -249,7 +249,7 @@ TEST_P(RebootGuard, BothEndsOfTheWindowAreInside)
     const std::pair<const char *, bool> moments[] = {
         {"02:59:59", false}, {"03:00:00", true}, {"05:30:00", true}, {"05:30:01", false}};
     for (const auto &[time, inside] : moments) {
-        box.clock(std::string("2026-03-04 ") + time);
+        box.clock.set(std::string("2026-03-04 ") + time);
         EXPECT_EQ(acts(), inside) << time;
     }
 }
@@ -261,9 +261,9 @@ TEST_P(RebootGuard, OutsideTheWindowTheCountsAreZero)
         flow_check_forword_reboot(1);
     tick_at("05:30:01");
     flow_check_forword_reboot(1); // without the tick the 181st without a client
-    EXPECT_THAT(box.journal(), IsEmpty());
+    EXPECT_THAT(box.journal.lines(), IsEmpty());
 
-    box.arp("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
+    box.network.set_neighbour("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
     for (int i = 1; i <= 1800; i++)
         flow_check_forword_reboot(1);
     tick_at("05:30:01");
@@ -275,7 +275,7 @@ TEST_P(RebootGuard, BehindAGuardTheCountsStay)
     schedule(GetParam(), "03:00", "05:30");
     for (int i = 1; i <= 180; i++)
         flow_check_forword_reboot(1);
-    box.uptime(1);
+    box.clock.set_uptime(1);
     tick_at("12:00:00");
     EXPECT_EQ(flow_check_forword_reboot(1), 1);
 }
@@ -305,23 +305,24 @@ INSTANTIATE_TEST_SUITE_P(BothDrivers, RebootOffset, testing::Values(0, 1), drive
 TEST_P(RebootOffset, TheFactoryStartMovesOnceAndNothingElseHappensInThatTick)
 {
     schedule(GetParam(), "02:00", "05:30");
-    box.clock("2026-03-04 01:59:59");
+    box.clock.set("2026-03-04 01:59:59");
     EXPECT_FALSE(acts());
-    EXPECT_THAT(box.log(), IsEmpty());
+    EXPECT_THAT(box.log.lines(), IsEmpty());
 
-    box.clock("2026-03-04 02:00:00");
-    box.uptime(54321);
+    box.clock.set("2026-03-04 02:00:00");
+    box.clock.set_uptime(54321);
     const unsigned start = 7200 + offset_at(54321);
     EXPECT_FALSE(acts());
-    EXPECT_THAT(box.log(), ElementsAre(MatchesRegex(
-                               std::string("\\[") +
-                               (GetParam() == 0 ? "time_check_reboot_each_day" : "time_check_reboot_each_day_flow") +
-                               "\\]\\[[0-9]+\\]start_time\\+offset_time:" + time_text(start))));
+    EXPECT_THAT(
+        box.log.lines(),
+        ElementsAre(MatchesRegex(std::string("\\[") +
+                                 (GetParam() == 0 ? "time_check_reboot_each_day" : "time_check_reboot_each_day_flow") +
+                                 "\\]\\[[0-9]+\\]start_time\\+offset_time:" + time_text(start))));
 
     ASSERT_GT(start, 7201U); // else this up-time is a poor choice
-    box.clock("2026-03-04 " + time_text(start - 1));
+    box.clock.set("2026-03-04 " + time_text(start - 1));
     EXPECT_FALSE(acts());
-    box.clock("2026-03-04 " + time_text(start));
+    box.clock.set("2026-03-04 " + time_text(start));
     EXPECT_TRUE(acts());
 }
 
@@ -331,14 +332,14 @@ TEST_P(RebootOffset, IsWithinTwoAndAHalfHoursInStepsOfFiveSeconds)
     unsigned smallest = 100000;
     unsigned largest = 0;
     for (int uptime = 12600; uptime < 13600; uptime++) {
-        box.clock("2026-03-04 02:00:00");
-        box.uptime(uptime);
+        box.clock.set("2026-03-04 02:00:00");
+        box.clock.set_uptime(uptime);
         start_daemon(); // which owes the offset again
         tick();
         unsigned hour = 0;
         unsigned minute = 0;
         unsigned second = 0;
-        const std::string line = box.log().back();
+        const std::string line = box.log.lines().back();
         const size_t colon = line.find(':');
         ASSERT_EQ(sscanf(line.c_str() + colon + 1, "%u:%u:%u", &hour, &minute, &second), 3) << line;
         const unsigned offset = hour * 3600 + minute * 60 + second - 7200;
@@ -355,17 +356,17 @@ TEST_P(RebootOffset, IsWithinTwoAndAHalfHoursInStepsOfFiveSeconds)
 TEST_P(RebootOffset, AnEmptyStartTimeIsTheFactorys)
 {
     schedule(GetParam(), "", "");
-    box.clock("2026-03-04 02:00:00");
+    box.clock.set("2026-03-04 02:00:00");
     EXPECT_FALSE(acts());
-    EXPECT_THAT(box.log(), ElementsAre(HasSubstr("start_time+offset_time:")));
+    EXPECT_THAT(box.log.lines(), ElementsAre(HasSubstr("start_time+offset_time:")));
 }
 
 TEST_P(RebootOffset, AStartTimeOfTheUsersDoesNotMove)
 {
-    box.clock("2026-03-04 03:00:00");
+    box.clock.set("2026-03-04 03:00:00");
     for (const char *start : {"03:00", "2:00", "02:30"}) {
         schedule(GetParam(), start, "05:30");
-        box.step_clock(1);
+        box.clock.step(1);
         EXPECT_TRUE(acts()) << start;
         EXPECT_FALSE(has_line("start_time+offset_time:")) << start;
     }
@@ -374,11 +375,11 @@ TEST_P(RebootOffset, AStartTimeOfTheUsersDoesNotMove)
 TEST_P(RebootOffset, IsNotAppliedAgainAfterAReload)
 {
     schedule(GetParam(), "02:00", "05:30");
-    box.clock("2026-03-04 02:00:00");
+    box.clock.set("2026-03-04 02:00:00");
     tick();
     set_time_check_reboot_info(); // start time 02:00 again
-    box.clear_log();
-    box.clock("2026-03-04 02:00:01");
+    box.log.clear();
+    box.clock.set("2026-03-04 02:00:01");
     EXPECT_TRUE(acts());
     EXPECT_FALSE(has_line("start_time+offset_time:"));
 }
@@ -387,10 +388,10 @@ TEST_P(RebootOffset, IsStillOwedWhenTheUsersTimeBecomesTheFactorys)
 {
     schedule(GetParam(), "03:00", "05:30");
     tick_at("04:00:00");
-    box.set("sys.schedulereboot.start_time", "02:00");
+    box.store.set("sys.schedulereboot.start_time", "02:00");
     set_time_check_reboot_info();
-    box.clear_log();
-    box.clock("2026-03-04 04:00:01");
+    box.log.clear();
+    box.clock.set("2026-03-04 04:00:01");
     EXPECT_FALSE(acts());
     EXPECT_TRUE(has_line("start_time+offset_time:"));
 }
@@ -399,11 +400,11 @@ TEST_P(RebootOffset, AnOffsetPastTheEndMakesAWindowThatNeverOpens)
 {
     // Moved behind its end, the window passes midnight, and its unsigned width is huge.
     schedule(GetParam(), "02:00", "02:00");
-    box.clock("2026-03-04 02:00:00");
+    box.clock.set("2026-03-04 02:00:00");
     EXPECT_FALSE(acts());
     EXPECT_TRUE(has_line("start_time+offset_time:"));
     for (const char *time : {"02:00:00", "02:00:01", "03:30:00", "04:29:55", "12:00:00"}) {
-        box.clock(std::string("2026-03-04 ") + time);
+        box.clock.set(std::string("2026-03-04 ") + time);
         EXPECT_FALSE(acts()) << time;
     }
 }
@@ -414,10 +415,10 @@ TEST_F(RebootDriver, EachDayRebootsAtTheStart)
 {
     schedule(0, "03:00", "05:30");
     tick_at("02:59:59");
-    EXPECT_THAT(box.journal(), IsEmpty());
+    EXPECT_THAT(box.journal.lines(), IsEmpty());
     tick_at("03:00:00");
     EXPECT_ACTS("reboot");
-    EXPECT_THAT(box.log(), IsEmpty());
+    EXPECT_THAT(box.log.lines(), IsEmpty());
 }
 
 TEST_F(RebootDriver, EachDayTriesAgainEveryTickWhenTheRebootComesBack)
@@ -436,9 +437,9 @@ protected:
     void SetUp() override
     {
         schedule(1, "03:00", "05:30");
-        box.clock("2026-03-04 03:00:00");
-        box.arp("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
-        box.host("192.168.0.7", 1000, 1000);
+        box.clock.set("2026-03-04 03:00:00");
+        box.network.set_neighbour("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
+        box.network.set_host("192.168.0.7", 1000, 1000);
     }
 
     // Ticks a second apart.
@@ -446,13 +447,13 @@ protected:
     {
         for (unsigned i = 0; i < n; i++) {
             tick();
-            box.step_clock(1);
+            box.clock.step(1);
         }
     }
 
     void sent_by_lan(uint64_t bytes)
     {
-        box.counters("br0", 0, bytes);
+        box.network.set_counters("br0", 0, bytes);
     }
 };
 
@@ -460,13 +461,13 @@ TEST_F(QuietDriver, The1801stQuietSecondArmsTheDelay)
 {
     sent_by_lan(123456);
     seconds(1800);
-    EXPECT_THAT(box.log(), IsEmpty());
-    EXPECT_THAT(box.journal(), IsEmpty());
-    ASSERT_EQ(box.local_time(), "2026-03-04 03:30:00");
+    EXPECT_THAT(box.log.lines(), IsEmpty());
+    EXPECT_THAT(box.journal.lines(), IsEmpty());
+    ASSERT_EQ(box.clock.local(), "2026-03-04 03:30:00");
     tick();
     EXPECT_BODIES("now time:03:30", "sleep 456S after to reboot!!");
     EXPECT_ACTS("command date");
-    for (const std::string &line : box.log())
+    for (const std::string &line : box.log.lines())
         EXPECT_THAT(line, HasSubstr("\033[1;31m[TIMER_CHECK >>time_check_reboot_each_day_flow("));
 }
 
@@ -474,11 +475,11 @@ TEST_F(QuietDriver, TheRebootComesWhenMoreThanTheDelayHasPassed)
 {
     sent_by_lan(123456);
     seconds(1801);
-    box.clear_journal();
-    box.clock("2026-03-04 03:37:36"); // 456 seconds after the decision
+    box.journal.clear();
+    box.clock.set("2026-03-04 03:37:36"); // 456 seconds after the decision
     tick();
-    EXPECT_THAT(box.journal(), IsEmpty());
-    box.clock("2026-03-04 03:37:37");
+    EXPECT_THAT(box.journal.lines(), IsEmpty());
+    box.clock.set("2026-03-04 03:37:37");
     tick();
     EXPECT_ACTS("reboot");
 }
@@ -487,12 +488,12 @@ TEST_F(QuietDriver, WhileArmedNothingElseIsDone)
 {
     sent_by_lan(123456);
     seconds(1801);
-    box.clear_log();
-    box.clear_arp();
-    const uint64_t opened = box.calls_made("open");
+    box.log.clear();
+    box.network.clear_neighbours();
+    const uint64_t opened = box.faults.made("open");
     seconds(455);
-    EXPECT_EQ(box.calls_made("open"), opened);
-    EXPECT_THAT(box.log(), IsEmpty());
+    EXPECT_EQ(box.faults.made("open"), opened);
+    EXPECT_THAT(box.log.lines(), IsEmpty());
 }
 
 TEST_F(QuietDriver, WhileArmedTheWindowIsNotConsulted)
@@ -500,14 +501,14 @@ TEST_F(QuietDriver, WhileArmedTheWindowIsNotConsulted)
     sent_by_lan(123456);
     seconds(1801);
     tick_at("05:31:00");
-    EXPECT_THAT(box.acts("reboot"), ElementsAre("reboot"));
+    EXPECT_THAT(box.journal.acts("reboot"), ElementsAre("reboot"));
 }
 
 TEST_F(QuietDriver, WhileArmedTheGuardsStillHold)
 {
     sent_by_lan(123456);
     seconds(1801);
-    box.uptime(1);
+    box.clock.set_uptime(1);
     tick_at("05:31:00");
     EXPECT_EQ(reboots(), 0U);
 }
@@ -525,11 +526,11 @@ TEST_F(QuietDriver, ADisabledScheduleHoldsAnArmedReboot)
 {
     sent_by_lan(123456);
     seconds(1801);
-    box.set("sys.schedulereboot.enable", "0");
+    box.store.set("sys.schedulereboot.enable", "0");
     set_time_check_reboot_info();
     tick_at("03:37:37");
     EXPECT_EQ(reboots(), 0U);
-    box.set("sys.schedulereboot.enable", "1");
+    box.store.set("sys.schedulereboot.enable", "1");
     set_time_check_reboot_info();
     tick();
     EXPECT_EQ(reboots(), 1U);
@@ -552,19 +553,19 @@ TEST_F(QuietDriver, ADelayOfZeroIsNotArmedAndTheNextDecisionDrawsAgain)
     sent_by_lan(601);
     seconds(1800); // sampling went on
     EXPECT_EQ(reboots(), 0U);
-    EXPECT_EQ(box.bodies().size(), 2U);
+    EXPECT_EQ(box.log.bodies().size(), 2U);
     tick();
     EXPECT_BODIES("now time:03:30", "sleep 0S after to reboot!!", "now time:04:00", "sleep 1S after to reboot!!");
 }
 
 TEST_F(QuietDriver, OneSampleASecond)
 {
-    box.clear_arp();
+    box.network.clear_neighbours();
     for (int i = 0; i < 180; i++) {
         tick();
         tick();
         tick();
-        box.step_clock(1);
+        box.clock.step(1);
     }
     EXPECT_EQ(reboots(), 0U); // 180 samples though 540 ticks
     tick();
@@ -573,16 +574,16 @@ TEST_F(QuietDriver, OneSampleASecond)
 
 TEST_F(QuietDriver, TheFirstSampleIsAHarmlessBaseline)
 {
-    box.host("192.168.0.7", 99999999999, 99999999999);
+    box.network.set_host("192.168.0.7", 99999999999, 99999999999);
     tick();
-    EXPECT_THAT(box.log(), IsEmpty());
+    EXPECT_THAT(box.log.lines(), IsEmpty());
 }
 
 TEST_F(QuietDriver, ThePeriodIsTheGapBetweenSamples)
 {
     tick();
-    box.step_clock(10);
-    box.host("192.168.0.7", 1000, 51000); // 5000 a second
+    box.clock.step(10);
+    box.network.set_host("192.168.0.7", 1000, 51000); // 5000 a second
     tick();
     EXPECT_BODIES("num 2:froward_rx = 5.00kB/s,froward_tx = 0.00kB/s !!");
 }
@@ -590,8 +591,8 @@ TEST_F(QuietDriver, ThePeriodIsTheGapBetweenSamples)
 TEST_F(QuietDriver, AClockThatStepsBackGivesAGapAllTheSame)
 {
     tick_at("03:10:00");
-    box.step_clock(-10);
-    box.host("192.168.0.7", 1000, 51000);
+    box.clock.step(-10);
+    box.network.set_host("192.168.0.7", 1000, 51000);
     tick();
     EXPECT_BODIES("num 2:froward_rx = 5.00kB/s,froward_tx = 0.00kB/s !!");
 }
@@ -599,15 +600,15 @@ TEST_F(QuietDriver, AClockThatStepsBackGivesAGapAllTheSame)
 TEST_F(QuietDriver, ANetworkWithoutClientsRebootsAtOnceAndArmsWhenThatComesBack)
 {
     sent_by_lan(123456);
-    box.clear_arp();
+    box.network.clear_neighbours();
     seconds(180);
-    EXPECT_THAT(box.journal(), IsEmpty());
+    EXPECT_THAT(box.journal.lines(), IsEmpty());
     tick();
     EXPECT_ACTS("command date", "reboot", "command date");
     EXPECT_BODIES("now time:03:03", "no client! reboot now!!", "now time:03:03", "sleep 456S after to reboot!!");
-    box.clear_journal();
+    box.journal.clear();
     tick_at("03:10:36");
-    EXPECT_THAT(box.journal(), IsEmpty());
+    EXPECT_THAT(box.journal.lines(), IsEmpty());
     tick_at("03:10:37");
     EXPECT_ACTS("reboot");
 }
@@ -615,37 +616,37 @@ TEST_F(QuietDriver, ANetworkWithoutClientsRebootsAtOnceAndArmsWhenThatComesBack)
 TEST_F(QuietDriver, WithoutALanCounterTheDelayIsDrawnByAGeneratorSeededWithTheClock)
 {
     for (const char *counter : {"rx_bytes", "tx_bytes"}) {
-        box.remove_file(std::string("/sys/class/net/br0/statistics/") + counter);
-        box.missing(std::string("/sys/class/net/br0/statistics/") + counter);
+        box.files.remove(std::string("/sys/class/net/br0/statistics/") + counter);
+        box.files.set_missing(std::string("/sys/class/net/br0/statistics/") + counter);
     }
     seconds(1800);
-    srand(static_cast<unsigned>(box.wall()));
+    srand(static_cast<unsigned>(box.clock.wall()));
     const int delay = rand() % 600;
     tick();
-    EXPECT_THAT(box.bodies(), Contains("sleep " + std::to_string(delay) + "S after to reboot!!"));
+    EXPECT_THAT(box.log.bodies(), Contains("sleep " + std::to_string(delay) + "S after to reboot!!"));
 }
 
 TEST_F(QuietDriver, After2038ItGoesOn)
 {
-    box.clock_at(2147483647); // 2038-01-19 03:14:07
+    box.clock.set(2147483647); // 2038-01-19 03:14:07
     sent_by_lan(5);
     seconds(1801);
-    EXPECT_THAT(box.bodies(), ElementsAre("now time:03:44", "sleep 5S after to reboot!!"));
-    box.clear_journal();
+    EXPECT_THAT(box.log.bodies(), ElementsAre("now time:03:44", "sleep 5S after to reboot!!"));
+    box.journal.clear();
     seconds(4); // up to the fifth second after the decision
-    EXPECT_THAT(box.journal(), IsEmpty());
+    EXPECT_THAT(box.journal.lines(), IsEmpty());
     seconds(2);
-    EXPECT_THAT(box.acts("reboot"), Each("reboot"));
+    EXPECT_THAT(box.journal.acts("reboot"), Each("reboot"));
     EXPECT_EQ(reboots(), 1U);
 }
 
 TEST_F(QuietDriver, ADelayThatPassesTheEndOf32BitsIsOverAtOnce)
 {
     schedule(1, "03:00", "07:00");
-    box.clock_at(4294967200 - 1800); // 2106-02-07 05:56:40
+    box.clock.set(4294967200 - 1800); // 2106-02-07 05:56:40
     sent_by_lan(200);
     seconds(1801);
-    EXPECT_THAT(box.bodies(), ElementsAre("now time:06:26", "sleep 200S after to reboot!!"));
+    EXPECT_THAT(box.log.bodies(), ElementsAre("now time:06:26", "sleep 200S after to reboot!!"));
     tick(); // 4294967200 + 200 is 104 in 32 bits
     EXPECT_EQ(reboots(), 1U);
 }

@@ -13,12 +13,12 @@ TEST_F(SimTime, ATickIsOnePassOfTheMainLoop)
 {
     ASSERT_TRUE(box.boot());
     EXPECT_EQ(box.ticks(), 1U);
-    EXPECT_EQ(box.uptime(), 0);
+    EXPECT_EQ(box.clock.uptime(), 0);
     box.tick(10);
     EXPECT_EQ(box.ticks(), 11U);
-    const int before = box.uptime();
+    const int before = box.clock.uptime();
     box.run(60);
-    EXPECT_EQ(box.uptime(), before + 60);
+    EXPECT_EQ(box.clock.uptime(), before + 60);
     EXPECT_GE(box.ticks(), 11U + 59U); // a tick may last longer than its second
     EXPECT_LE(box.ticks(), 11U + 60U);
 }
@@ -26,19 +26,19 @@ TEST_F(SimTime, ATickIsOnePassOfTheMainLoop)
 TEST_F(SimTime, RunUntilFollowsAClockThatIsStepped)
 {
     ASSERT_TRUE(box.boot());
-    box.at(10, [this] { box.step_clock(3600); });
+    box.at(10, [this] { box.clock.step(3600); });
     box.run_until("2026-01-01 14:00:00");
-    EXPECT_EQ(box.local_time(), "2026-01-01 14:00:00");
-    EXPECT_EQ(box.uptime(), 3600);
+    EXPECT_EQ(box.clock.local(), "2026-01-01 14:00:00");
+    EXPECT_EQ(box.clock.uptime(), 3600);
 }
 
 TEST_F(SimTime, SummerTimeSkipsAnHour)
 {
-    box.timezone("CET-1CEST,M3.5.0,M10.5.0/3");
-    box.clock("2026-03-29 01:59:59");
+    box.local_time.set_zone("CET-1CEST,M3.5.0,M10.5.0/3");
+    box.clock.set("2026-03-29 01:59:59");
     ASSERT_TRUE(box.boot());
     box.run(1);
-    EXPECT_EQ(box.local_time(), "2026-03-29 03:00:00");
+    EXPECT_EQ(box.clock.local(), "2026-03-29 03:00:00");
 }
 
 // What the daemon is told, or what libc says.
@@ -58,7 +58,7 @@ static std::string local_parts(time_t time, bool of_the_daemon)
 TEST_F(SimTime, EverySecondIsTheLocalTimeThatLibcSays)
 {
     for (const char *zone : {"UTC0", "CET-1CEST,M3.5.0,M10.5.0/3", "LMT-0:53:28"}) {
-        box.timezone(zone);
+        box.local_time.set_zone(zone);
         sim_sleep(1);
         for (const time_t middle : {INT64_C(0), INT64_C(1774746000) /* summer time begins */, INT64_C(1792890000),
                                     INT64_C(2147483648), INT64_C(4294967296)})
@@ -74,7 +74,7 @@ TEST_F(SimTime, AnotherZoneHoldsForTheDaemonFromItsNextSleepOn)
 {
     const time_t noon = 1767268800;
     EXPECT_EQ(local_parts(noon, true), "126-0-1 4 12:0:0 0");
-    box.timezone("LMT-5:30");
+    box.local_time.set_zone("LMT-5:30");
     EXPECT_EQ(local_parts(noon, true), "126-0-1 4 12:0:0 0");
     EXPECT_EQ(local_parts(noon + 60, true), "126-0-1 4 12:1:0 0") << "libc keeps to what it read";
     EXPECT_EQ(local_parts(noon, false), "126-0-1 4 17:30:0 0") << "the test itself goes by the machine's";
@@ -87,9 +87,9 @@ TEST_F(SimTime, AnotherZoneHoldsForTheDaemonFromItsNextSleepOn)
 TEST_F(SimTime, ZoneIsReadWhenLocalTimeIsFirstAskedFor)
 {
     const time_t noon = 1767268800;
-    box.timezone("LMT-5:30");
+    box.local_time.set_zone("LMT-5:30");
     EXPECT_EQ(local_parts(noon, true), "126-0-1 4 17:30:0 0");
-    box.timezone("LMT-2");
+    box.local_time.set_zone("LMT-2");
     EXPECT_EQ(local_parts(noon, true), "126-0-1 4 17:30:0 0");
     box.restart();
     EXPECT_EQ(local_parts(noon, true), "126-0-1 4 14:0:0 0") << "a new process";
@@ -99,7 +99,7 @@ TEST_F(SimTime, MessageIsHandledAtOnceWhileTheDaemonSleeps)
 {
     EXPECT_FALSE(box.post("time_check_debug?op=1"));
     ASSERT_TRUE(box.boot());
-    box.clear_log();
+    box.log.clear();
     EXPECT_TRUE(box.post("0?debug_id=1"));
     EXPECT_TRUE(has_body("key = debug_id,value = 1"));
     EXPECT_EQ(box.ticks(), 1U);
@@ -109,16 +109,16 @@ TEST_F(SimTime, MessageIsHandledAtOnceWhileTheDaemonSleeps)
 TEST_F(SimTime, RestartGivesTheDaemonFreshStateAndTheCommittedStore)
 {
     ASSERT_TRUE(box.boot());
-    box.set("kept", "1");
-    box.set_uncommitted("lost", "1");
+    box.store.set("kept", "1");
+    box.store.set_uncommitted("lost", "1");
     box.post("0?debug_id=1");
     ASSERT_EQ(debug_tag, 1);
     box.restart();
     EXPECT_EQ(debug_tag, 0);
-    EXPECT_TRUE(box.has("kept"));
-    EXPECT_FALSE(box.has("lost"));
+    EXPECT_TRUE(box.store.has("kept"));
+    EXPECT_FALSE(box.store.has("lost"));
     box.run(21);
-    EXPECT_EQ(box.uptime(), 1);
+    EXPECT_EQ(box.clock.uptime(), 1);
     EXPECT_EQ(box.restarts(), 1U);
     EXPECT_TRUE(box.running());
 }
@@ -137,11 +137,11 @@ TEST_F(SimTime, NoTimePassesWhileAChangePostsAMessage)
     std::string then;
     box.at(10, [&] {
         box.post("0?debug_id=1");
-        then = box.local_time();
+        then = box.clock.local();
     });
     box.run(60);
     EXPECT_EQ(then, "2026-01-01 12:00:10");
-    EXPECT_EQ(box.local_time(), "2026-01-01 12:01:00");
+    EXPECT_EQ(box.clock.local(), "2026-01-01 12:01:00");
     EXPECT_EQ(debug_tag, 1);
 }
 

@@ -25,7 +25,7 @@ protected:
 
 TEST_F(SimFiles, ReadInPieces)
 {
-    box.file("/etc/some", "0123456789");
+    box.files.set("/etc/some", "0123456789");
     const int fd = sim_open("/etc/some", O_RDONLY);
     ASSERT_GE(fd, 3);
     char part[5] = "";
@@ -42,12 +42,12 @@ TEST_F(SimFiles, ReadInPieces)
 
 TEST_F(SimFiles, WrittenThroughAStream)
 {
-    box.directory("/tmp");
+    box.files.set_directory("/tmp");
     FILE *const stream = sim_fopen("/tmp/new", "w");
     ASSERT_NE(stream, nullptr);
     fprintf(stream, "one\n");
     fclose(stream);
-    EXPECT_EQ(box.file("/tmp/new"), "one\n");
+    EXPECT_EQ(box.files.text_of("/tmp/new"), "one\n");
     EXPECT_ACTS("write /tmp/new");
     FILE *const again = sim_fopen("/tmp/new", "r");
     EXPECT_EQ(read_stream(again), "one\n");
@@ -56,12 +56,12 @@ TEST_F(SimFiles, WrittenThroughAStream)
 
 TEST_F(SimFiles, UnknownPathsAreRemembered)
 {
-    box.missing("/etc/declared");
+    box.files.set_missing("/etc/declared");
     EXPECT_EQ(sim_open("/etc/declared", O_RDONLY), -1);
     EXPECT_EQ(errno, ENOENT);
     EXPECT_EQ(sim_open("/proc/4711/stat", O_RDONLY), -1);
-    EXPECT_EQ(box.unknown_paths(), Lines{});
-    box.unreadable("/etc/secret");
+    EXPECT_EQ(box.files.unknown_paths(), Lines{});
+    box.files.set_unreadable("/etc/secret");
     EXPECT_EQ(sim_open("/etc/secret", O_RDONLY), -1);
     EXPECT_EQ(errno, EACCES);
 }
@@ -72,16 +72,16 @@ TEST_F(SimFiles, ANewFileTakesAnothersPlace)
     EXPECT_EQ(sim_write(fd, "x\n", 2), 2);
     EXPECT_EQ(sim_close(fd), 0);
     EXPECT_EQ(sim_rename("/etc/new", "/etc/httpd.pid"), 0);
-    EXPECT_EQ(box.file("/etc/httpd.pid"), "x\n");
-    EXPECT_FALSE(box.file_exists("/etc/new"));
+    EXPECT_EQ(box.files.text_of("/etc/httpd.pid"), "x\n");
+    EXPECT_FALSE(box.files.exists("/etc/new"));
     EXPECT_ACTS("write /etc/new", "rename /etc/new /etc/httpd.pid");
 }
 
 TEST_F(SimFiles, ANewFileIsItsMakersAndAnOldOneStaysItsOwners)
 {
-    box.file("/etc/old", "text");
-    EXPECT_EQ(box.permissions("/etc/old"), "644 0:0");
-    box.permissions("/etc/old", 0640, 0, 4);
+    box.files.set("/etc/old", "text");
+    EXPECT_EQ(box.files.permissions_of("/etc/old"), "644 0:0");
+    box.files.set_permissions("/etc/old", 0640, 0, 4);
     const int old_file = sim_open("/etc/old", O_RDONLY);
     struct stat status = {};
     ASSERT_EQ(sim_fstat(old_file, &status), 0);
@@ -91,10 +91,10 @@ TEST_F(SimFiles, ANewFileIsItsMakersAndAnOldOneStaysItsOwners)
     sim_close(old_file);
 
     const int new_file = sim_open("/etc/new", O_WRONLY | O_CREAT, 0666);
-    EXPECT_EQ(box.permissions("/etc/new"), "644 0:0");
+    EXPECT_EQ(box.files.permissions_of("/etc/new"), "644 0:0");
     EXPECT_EQ(sim_fchmod(new_file, 06750), 0);
     EXPECT_EQ(sim_fchown(new_file, 7, 8), 0);
-    EXPECT_EQ(box.permissions("/etc/new"), "750 7:8");
+    EXPECT_EQ(box.files.permissions_of("/etc/new"), "750 7:8");
     sim_close(new_file);
     EXPECT_EQ(sim_fstat(new_file, &status), -1);
     EXPECT_EQ(errno, EBADF);
@@ -102,25 +102,25 @@ TEST_F(SimFiles, ANewFileIsItsMakersAndAnOldOneStaysItsOwners)
 
 TEST_F(SimFiles, ALinkIsNoFileOfItsOwn)
 {
-    box.file("/etc/target", "text");
-    box.link_file("/etc/link", "/etc/target");
+    box.files.set("/etc/target", "text");
+    box.files.set_link("/etc/link", "/etc/target");
     EXPECT_EQ(sim_open("/etc/link", O_WRONLY | O_NOFOLLOW), -1);
     EXPECT_EQ(errno, ELOOP);
     EXPECT_EQ(sim_open("/etc/link", O_WRONLY | O_CREAT | O_EXCL, 0600), -1);
     EXPECT_EQ(errno, EEXIST);
     EXPECT_EQ(sim_rename("/etc/link", "/etc/other"), 0);
-    EXPECT_FALSE(box.file_exists("/etc/other"));
+    EXPECT_FALSE(box.files.exists("/etc/other"));
     char target[32];
     EXPECT_EQ(sim_readlink("/etc/other", target, sizeof target), 11);
     EXPECT_EQ(sim_unlink("/etc/other"), 0);
     EXPECT_EQ(sim_unlink("/etc/other"), -1);
-    EXPECT_EQ(box.file("/etc/target"), "text");
+    EXPECT_EQ(box.files.text_of("/etc/target"), "text");
 }
 
 TEST_F(SimFiles, DirectoryHoldsTheFilesUnderIt)
 {
-    box.file("/tmp/dir/b/c", "");
-    box.file("/tmp/dir/a", "");
+    box.files.set("/tmp/dir/b/c", "");
+    box.files.set("/tmp/dir/a", "");
     DIR *const directory = sim_opendir("/tmp/dir");
     ASSERT_NE(directory, nullptr);
     Lines names;
@@ -133,7 +133,7 @@ TEST_F(SimFiles, DirectoryHoldsTheFilesUnderIt)
 
 TEST_F(SimFiles, SettingsFileGivesItsKeys)
 {
-    box.file("/etc/lan.ini", "[lan]\nip=192.168.1.2\n gateway = 192.168.1.1\ngateway=1.1.1.1");
+    box.files.set("/etc/lan.ini", "[lan]\nip=192.168.1.2\n gateway = 192.168.1.1\ngateway=1.1.1.1");
     char value[VOS_FILE_VALUE_SIZE];
     EXPECT_EQ(vos_get_value_from_file("/etc/lan.ini", "gateway", value), 0);
     EXPECT_STREQ(value, "192.168.1.1");
@@ -149,32 +149,32 @@ class SimFaults : public RouterTest
 
 TEST_F(SimFaults, OnlyTheNthCallFails)
 {
-    box.fail("open", 2, EMFILE);
+    box.faults.fail("open", 2, EMFILE);
     const int first = sim_open("/proc/stat", O_RDONLY);
     EXPECT_GE(first, 0);
     EXPECT_EQ(sim_open("/proc/stat", O_RDONLY), -1);
     EXPECT_EQ(errno, EMFILE);
     const int third = sim_open("/proc/stat", O_RDONLY);
     EXPECT_GE(third, 0);
-    EXPECT_EQ(box.calls_made("open"), 3U);
+    EXPECT_EQ(box.faults.made("open"), 3U);
     sim_close(first);
     sim_close(third);
 }
 
 TEST_F(SimFaults, EveryCallFailsFromThenOn)
 {
-    box.address("ppp0", "100.64.0.2");
+    box.network.set_address("ppp0", "100.64.0.2");
     char address[IF_ADDRESS_SIZE];
-    box.fail("getIfIp", 1, EIO, true);
+    box.faults.fail("getIfIp", 1, EIO, true);
     EXPECT_EQ(getIfIp("ppp0", address), -1);
     EXPECT_EQ(getIfIp("ppp0", address), -1);
-    box.clear_faults();
+    box.faults.clear();
     EXPECT_EQ(getIfIp("ppp0", address), 0);
 }
 
 TEST_F(SimFaults, UnknownNameIsRefused)
 {
-    EXPECT_THROW(box.fail("opne"), std::invalid_argument);
+    EXPECT_THROW(box.faults.fail("opne"), std::invalid_argument);
 }
 
 // ---- processes ----
@@ -205,7 +205,7 @@ protected:
 TEST_F(SimProcesses, ListingHoldsShellAndGrepAndEachMatch)
 {
     EXPECT_EQ(std::ranges::count(listing_of("ps | grep minidlna"), '\n'), 2);
-    box.process("minidlna", 77, "/usr/bin/minidlna -f /etc/minidlna.conf");
+    box.processes.start("minidlna", 77, "/usr/bin/minidlna -f /etc/minidlna.conf");
     const std::string listing = listing_of("ps | grep minidlna");
     EXPECT_EQ(std::ranges::count(listing, '\n'), 3);
     EXPECT_EQ(listing.find("   77 root "), 0U);
@@ -222,24 +222,26 @@ TEST_F(SimProcesses, KillallEndsThem)
 
 TEST_F(SimProcesses, CpuTimeGrowsWithTheShare)
 {
-    box.cpus(4);
-    box.cpu_share("httpd", 50);
-    const long long machine = number_in(box.file("/proc/stat"), 2) + number_in(box.file("/proc/stat"), 5);
+    box.processes.set_cpus(4);
+    box.processes.set_share("httpd", 50);
+    const long long machine =
+        number_in(box.files.text_of("/proc/stat"), 2) + number_in(box.files.text_of("/proc/stat"), 5);
     box.run(10);
-    EXPECT_EQ(number_in(box.file("/proc/412/stat"), 14), 500);
-    EXPECT_EQ(number_in(box.file("/proc/stat"), 2) + number_in(box.file("/proc/stat"), 5) - machine, 4000);
-    box.cpu_share("httpd", 0);
+    EXPECT_EQ(number_in(box.files.text_of("/proc/412/stat"), 14), 500);
+    EXPECT_EQ(number_in(box.files.text_of("/proc/stat"), 2) + number_in(box.files.text_of("/proc/stat"), 5) - machine,
+              4000);
+    box.processes.set_share("httpd", 0);
     box.run(10);
-    EXPECT_EQ(number_in(box.file("/proc/412/stat"), 14), 500);
+    EXPECT_EQ(number_in(box.files.text_of("/proc/412/stat"), 14), 500);
 }
 
 TEST_F(SimProcesses, StartedInTheBackgroundOnlyWhenTheTestSaysSo)
 {
     doSystemCmd("pppoecd eth1 -u name &");
-    EXPECT_FALSE(box.runs("pppoecd"));
-    box.started_by_command("pppoecd", true);
+    EXPECT_FALSE(box.processes.runs("pppoecd"));
+    box.commands.set_starts("pppoecd", true);
     doSystemCmd("pppoecd eth1 -u name &");
-    EXPECT_TRUE(box.runs("pppoecd"));
+    EXPECT_TRUE(box.processes.runs("pppoecd"));
 }
 
 // ---- commands ----
@@ -254,14 +256,14 @@ TEST_F(SimCommands, ChainsAndRulesAreKept)
     doSystemCmd("iptables -N dns_drop");
     doSystemCmd("iptables -A OUTPUT -p udp --dport 53 -m state --state NEW -j dns_drop");
     doSystemCmd("iptables -A dns_drop -o eth1 -j DROP");
-    EXPECT_EQ(box.chain("dns_drop"), Lines{"-o eth1 -j DROP"});
-    EXPECT_EQ(box.chain("OUTPUT"), Lines{"-p udp --dport 53 -m state --state NEW -j dns_drop"});
+    EXPECT_EQ(box.commands.chain("dns_drop"), Lines{"-o eth1 -j DROP"});
+    EXPECT_EQ(box.commands.chain("OUTPUT"), Lines{"-p udp --dport 53 -m state --state NEW -j dns_drop"});
     doSystemCmd("iptables -D dns_drop -o eth1 -j DROP");
     EXPECT_EQ(doSystemCmd("iptables -X dns_drop"), 0);
-    EXPECT_FALSE(box.has_chain("dns_drop"));
+    EXPECT_FALSE(box.commands.has_chain("dns_drop"));
 
     EXPECT_EQ(doSystemCmd("ip rule add to 192.0.2.7 iif lo lookup wan1 prio 5000 2> /dev/null"), 0);
-    EXPECT_EQ(box.rules(), Lines{"5000 to 192.0.2.7 iif lo lookup wan1"});
+    EXPECT_EQ(box.commands.rules(), Lines{"5000 to 192.0.2.7 iif lo lookup wan1"});
     EXPECT_EQ(doSystemCmd("ip rule del prio 5000"), 0);
     EXPECT_EQ(doSystemCmd("ip rule del prio 5000"), 2);
 }
@@ -269,36 +271,36 @@ TEST_F(SimCommands, ChainsAndRulesAreKept)
 TEST_F(SimCommands, MessagesToNetctrlFromBothWays)
 {
     doSystemCmd("cfm post netctrl %d?op=%d", 53, 1);
-    EXPECT_EQ(box.messages_to_netctrl(), Lines{"53?op=1"});
+    EXPECT_EQ(box.journal.messages_to_netctrl(), Lines{"53?op=1"});
     EXPECT_ACTS("command cfm post netctrl 53?op=1");
 }
 
 TEST_F(SimCommands, EchoWritesAFile)
 {
     doSystemCmd("echo nameserver > /etc/resolv_wisp.conf");
-    EXPECT_EQ(box.file("/etc/resolv_wisp.conf"), "nameserver\n");
+    EXPECT_EQ(box.files.text_of("/etc/resolv_wisp.conf"), "nameserver\n");
 }
 
 TEST_F(SimCommands, SecondPartRunsOnlyAfterSuccess)
 {
     doSystemCmd("killall nobody && killall httpd");
-    EXPECT_TRUE(box.runs("httpd"));
+    EXPECT_TRUE(box.processes.runs("httpd"));
     doSystemCmd("killall nobody ; killall 'httpd'");
-    EXPECT_FALSE(box.runs("httpd"));
+    EXPECT_FALSE(box.processes.runs("httpd"));
 }
 
 TEST_F(SimCommands, HookComesBeforeTheModel)
 {
-    box.on_command([](const std::string &command) { return command == "killall httpd" ? 7 : sim::NOT_HANDLED; });
+    box.commands.set_hook([](const std::string &command) { return command == "killall httpd" ? 7 : sim::NOT_HANDLED; });
     EXPECT_EQ(doSystemCmd("killall httpd"), 7);
-    EXPECT_TRUE(box.runs("httpd"));
+    EXPECT_TRUE(box.processes.runs("httpd"));
     EXPECT_EQ(doSystemCmd("true"), 0);
 }
 
 TEST_F(SimCommands, TooLongIsNotRun)
 {
     EXPECT_EQ(doSystemCmd("echo %s > /tmp/long", std::string(4096, 'x').c_str()), -1);
-    EXPECT_FALSE(box.file_exists("/tmp/long"));
+    EXPECT_FALSE(box.files.exists("/tmp/long"));
 }
 
 // ---- network ----
@@ -309,48 +311,48 @@ class SimNetwork : public RouterTest
 
 TEST_F(SimNetwork, NeighboursAsTheKernelPrintsThem)
 {
-    box.arp("192.168.0.100", "0x2", "02:00:00:00:00:01", "br0");
-    EXPECT_EQ(box.file("/proc/net/arp"),
+    box.network.set_neighbour("192.168.0.100", "0x2", "02:00:00:00:00:01", "br0");
+    EXPECT_EQ(box.files.text_of("/proc/net/arp"),
               "IP address       HW type     Flags       HW address            Mask     Device\n"
               "192.168.0.100    0x1         0x2         02:00:00:00:00:01     *        br0\n");
-    box.multicast("br0", 123456789012);
-    EXPECT_EQ(box.file("/proc/net/ip_mr_vif"),
+    box.network.set_multicast("br0", 123456789012);
+    EXPECT_EQ(box.files.text_of("/proc/net/ip_mr_vif"),
               "Interface      BytesIn  PktsIn  BytesOut PktsOut Flags Local    Remote\n"
               " 0 br0               0       0  123456789012       0 00000 00000000 00000000\n");
 }
 
 TEST_F(SimNetwork, OnlyTheFirstNameServerIsAsked)
 {
-    box.name("www.example.org", "192.0.2.80");
+    box.network.set_name("www.example.org", "192.0.2.80");
     ASSERT_NE(sim_gethostbyname("www.example.org"), nullptr);
     EXPECT_EQ(sim_gethostbyname("www.example.com"), nullptr);
-    box.name_server("192.0.2.1", false);
+    box.network.set_name_server("192.0.2.1", false);
     EXPECT_EQ(sim_gethostbyname("www.example.org"), nullptr);
-    box.file("/etc/resolv.conf", "# first\nnameserver 192.0.2.2\nnameserver 192.0.2.1\n");
+    box.files.set("/etc/resolv.conf", "# first\nnameserver 192.0.2.2\nnameserver 192.0.2.1\n");
     EXPECT_NE(sim_gethostbyname("www.example.org"), nullptr);
-    box.dns(false);
+    box.network.set_dns(false);
     EXPECT_EQ(sim_gethostbyname("www.example.org"), nullptr);
 }
 
 TEST_F(SimNetwork, TheMostSpecificReachabilityCounts)
 {
     EXPECT_EQ(simple_ping("192.0.2.80"), -1);
-    EXPECT_EQ(box.local_time(), "2026-01-01 12:00:01");
-    box.reachable("*", "eth1", true);
+    EXPECT_EQ(box.clock.local(), "2026-01-01 12:00:01");
+    box.network.set_reachable("*", "eth1", true);
     EXPECT_EQ(ping_by_interface("192.0.2.80", 2, "eth1"), 0);
-    box.reachable("192.0.2.80", "", false);
+    box.network.set_reachable("192.0.2.80", "", false);
     EXPECT_EQ(ping_by_interface("192.0.2.80", 2, "eth1"), -1);
-    EXPECT_EQ(box.local_time(), "2026-01-01 12:00:03");
-    box.reachable("192.0.2.80", "eth1", true);
+    EXPECT_EQ(box.clock.local(), "2026-01-01 12:00:03");
+    box.network.set_reachable("192.0.2.80", "eth1", true);
     EXPECT_EQ(ping_by_interface("192.0.2.80", 2, "eth1"), 0);
     EXPECT_EQ(simple_ping("not an address"), -1);
 }
 
 TEST_F(SimNetwork, HostsAreHandedToTheCaller)
 {
-    box.host("192.168.0.100", 10, 20);
-    box.host("192.168.0.101", 1, 2);
-    box.host("192.168.0.100", 11, 22);
+    box.network.set_host("192.168.0.100", 10, 20);
+    box.network.set_host("192.168.0.101", 1, 2);
+    box.network.set_host("192.168.0.100", 11, 22);
     uint64_t first = 0;
     uint64_t second = 0;
     int count = 0;
@@ -372,10 +374,10 @@ TEST_F(SimNetwork, ClashOfWanAndLan)
 TEST_F(SimNetwork, ARadioIsConnectedWithAnAddress)
 {
     EXPECT_EQ(tpi_wifi_wisp_connect_check("wlc0", TPI_WAN_DHCP), TPI_NOT_CONNECTED);
-    box.radio("wlc0", TPI_CONNECTED, WIFI_RELAY_CONNECTED);
+    box.radios.set("wlc0", TPI_CONNECTED, WIFI_RELAY_CONNECTED);
     EXPECT_EQ(tpi_wifi_wisp_connect_check("wlc0", TPI_WAN_DHCP), TPI_CONNECTING);
-    box.address("wlc0", "10.0.0.9");
+    box.network.set_address("wlc0", "10.0.0.9");
     EXPECT_EQ(tpi_wifi_wisp_connect_check("wlc0", TPI_WAN_DHCP), TPI_CONNECTED);
-    box.radio_connection("wlc0", TPI_NO_WIRE);
+    box.radios.set_connection("wlc0", TPI_NO_WIRE);
     EXPECT_EQ(tpi_wifi_wisp_connect_check("wlc0", TPI_WAN_DHCP), TPI_NO_WIRE);
 }

@@ -23,23 +23,23 @@ constexpr char NORESP[] = "etc/dhcpc/noresp";
 
 const Lines &messages()
 {
-    return router().messages_to_netctrl();
+    return router().journal.messages_to_netctrl();
 }
 
 // A wired router whose first WAN has link and interface but neither address nor internet, up for a while.
 void make_offline_router(const char *connect_type)
 {
     make_wired_router(1);
-    router().address("eth1", "");
-    router().set("wan1.connecttype", connect_type);
-    router().set("wan1_isonln", "0");
-    router().uptime(1000);
-    router().clear_journal();
+    router().network.set_address("eth1", "");
+    router().store.set("wan1.connecttype", connect_type);
+    router().store.set("wan1_isonln", "0");
+    router().clock.set_uptime(1000);
+    router().journal.clear();
 }
 
 void tick_at(int uptime)
 {
-    router().uptime(uptime);
+    router().clock.set_uptime(uptime);
     time_check_stoppage();
 }
 
@@ -52,14 +52,14 @@ void tick_from_to(int from, int to)
 
 std::string published()
 {
-    return "err=" + router().get("wan_stoppage_err") + " flag=" + router().get("stoppage_flag");
+    return "err=" + router().store.get("wan_stoppage_err") + " flag=" + router().store.get("stoppage_flag");
 }
 
 void reject_account()
 {
-    router().set("wan1_err_check", "2");
-    router().set("wan1.pppoe.auth.changed", "0");
-    router().set("wan1.onln.beforestart", "1");
+    router().store.set("wan1_err_check", "2");
+    router().store.set("wan1.pppoe.auth.changed", "0");
+    router().store.set("wan1.onln.beforestart", "1");
 }
 
 // The fault `err` is seen at 1000 and the flag rises after exactly `period` seconds.
@@ -82,7 +82,7 @@ void expect_flag_after(int period, const std::string &err)
 TEST_F(StoppageFault, NoLinkLasts30Seconds)
 {
     make_offline_router("0");
-    router().link(1, false);
+    router().network.set_link(1, false);
     expect_flag_after(30, "1");
 }
 
@@ -96,14 +96,14 @@ TEST_F(StoppageFault, ARejectedAccountLasts600Seconds)
 TEST_F(StoppageFault, ASilentPppoeServerLasts300Seconds)
 {
     make_offline_router("2");
-    router().set("wan1_err_check", "4");
+    router().store.set("wan1_err_check", "4");
     expect_flag_after(300, "3");
 }
 
 TEST_F(StoppageFault, ASilentDhcpServerLasts300Seconds)
 {
     make_offline_router("0");
-    router().file(NORESP, "1\n");
+    router().files.set(NORESP, "1\n");
     expect_flag_after(300, "4");
 }
 
@@ -121,17 +121,17 @@ TEST_F(StoppageFault, PeriodsByCode)
 TEST_F(StoppageFault, NothingIsCommitted)
 {
     make_offline_router("0");
-    router().link(1, false);
+    router().network.set_link(1, false);
     tick_from_to(1000, 1040);
-    EXPECT_TRUE(router().acts("commit").empty());
+    EXPECT_TRUE(router().journal.acts("commit").empty());
 }
 
 TEST_F(StoppageFault, TheServersStartIsAShellCommand)
 {
     make_offline_router("0");
-    router().link(1, false);
+    router().network.set_link(1, false);
     tick_from_to(1000, 1030);
-    EXPECT_EQ(router().acts("command"), (Lines{"command cfm post netctrl 53?op=1"}));
+    EXPECT_EQ(router().journal.acts("command"), (Lines{"command cfm post netctrl 53?op=1"}));
 }
 
 // ---- no fault ----
@@ -139,8 +139,8 @@ TEST_F(StoppageFault, TheServersStartIsAShellCommand)
 TEST_F(StoppageNoFault, AWanWithAnAddressIsNeverFaulty)
 {
     make_offline_router("0");
-    router().address("eth1", "198.51.100.1");
-    router().link(1, false);
+    router().network.set_address("eth1", "198.51.100.1");
+    router().network.set_link(1, false);
     EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT);
     EXPECT_EQ(published(), "err= flag=0");
 }
@@ -148,8 +148,8 @@ TEST_F(StoppageNoFault, AWanWithAnAddressIsNeverFaulty)
 TEST_F(StoppageNoFault, AnyWansAddressIsEnough)
 {
     make_wired_router(2);
-    router().address("eth1", "");
-    router().link(1, false);
+    router().network.set_address("eth1", "");
+    router().network.set_link(1, false);
     EXPECT_EQ(get_wan_online_result(), 1);
     EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT);
 }
@@ -158,8 +158,8 @@ TEST_F(StoppageNoFault, AnAddressCountsEvenWithoutWans)
 {
     make_offline_router("2");
     reject_account();
-    router().set("wans.flag", "");
-    router().address("eth1", "198.51.100.1");
+    router().store.set("wans.flag", "");
+    router().network.set_address("eth1", "198.51.100.1");
     EXPECT_EQ(get_wan_online_result(), 0);
     EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT);
     EXPECT_EQ(published(), "err= flag=0");
@@ -170,7 +170,7 @@ TEST_F(StoppageNoFault, OtherConnectionTypesAreNotDiagnosed)
     for (const char *type : {"1", "3", "4", "5", "6", "-1"}) {
         make_offline_router(type);
         reject_account();
-        router().file(NORESP, "1\n");
+        router().files.set(NORESP, "1\n");
         EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT) << type;
         EXPECT_EQ(stoppage_recheck_result(), STOPPAGE_DEFAULT) << type;
     }
@@ -179,18 +179,18 @@ TEST_F(StoppageNoFault, OtherConnectionTypesAreNotDiagnosed)
 TEST_F(StoppageNoFault, NoTypeIsDhcp)
 {
     make_offline_router("");
-    router().file(NORESP, "1\n");
+    router().files.set(NORESP, "1\n");
     EXPECT_EQ(stoppage_check_result(), DHCP_CONNECT_TIMEOUT);
 }
 
 TEST_F(StoppageNoFault, DhcpAndPppoeSignsDoNotMix)
 {
     make_offline_router("2");
-    router().file(NORESP, "1\n");
+    router().files.set(NORESP, "1\n");
     EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT);
     make_offline_router("0");
-    router().remove_file(NORESP);
-    router().missing(NORESP);
+    router().files.remove(NORESP);
+    router().files.set_missing(NORESP);
     reject_account();
     EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT);
 }
@@ -200,7 +200,7 @@ TEST_F(StoppageNoFault, OtherErrorCodesAreNone)
     for (const char *code : {"", "0", "1", "3", "5", "22", "44"}) {
         make_offline_router("2");
         reject_account();
-        router().set("wan1_err_check", code);
+        router().store.set("wan1_err_check", code);
         EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT) << code;
     }
 }
@@ -221,11 +221,11 @@ TEST_F(RejectedAccount, NeedsFurtherSignsAtFirst)
     };
     for (const auto &one : cases) {
         make_offline_router("2");
-        router().set("wan1_err_check", "2");
-        router().set("wan1.pppoe.auth.changed", one.changed);
-        router().set("wan1.onln.beforestart", one.before_start);
-        router().set("wan1.down.flag", one.down);
-        router().set("reboot.flag", one.reboot);
+        router().store.set("wan1_err_check", "2");
+        router().store.set("wan1.pppoe.auth.changed", one.changed);
+        router().store.set("wan1.onln.beforestart", one.before_start);
+        router().store.set("wan1.down.flag", one.down);
+        router().store.set("reboot.flag", one.reboot);
         EXPECT_EQ(stoppage_check_result(), one.code)
             << one.changed << "/" << one.before_start << "/" << one.down << "/" << one.reboot;
         EXPECT_EQ(stoppage_recheck_result(), WRONG_AUTH_CODE);
@@ -237,8 +237,8 @@ TEST_F(RejectedAccount, IsTimedOnWithoutThem)
     make_offline_router("2");
     reject_account();
     tick_at(1000);
-    router().set("wan1.pppoe.auth.changed", "1");
-    router().set("wan1.onln.beforestart", "0");
+    router().store.set("wan1.pppoe.auth.changed", "1");
+    router().store.set("wan1.onln.beforestart", "0");
     tick_from_to(1001, 1600);
     EXPECT_EQ(published(), "err=2 flag=1");
 }
@@ -246,11 +246,11 @@ TEST_F(RejectedAccount, IsTimedOnWithoutThem)
 TEST_F(RejectedAccount, ThatIsNoneAtTheStricterLookStopsTheClock)
 {
     make_offline_router("2");
-    router().set("wan1_err_check", "4");
+    router().store.set("wan1_err_check", "4");
     tick_at(1000);
     EXPECT_EQ(published(), "err=3 flag=");
-    router().set("wan1_err_check", "2"); // nothing else says so
-    router().process("dhttpd", 700);
+    router().store.set("wan1_err_check", "2"); // nothing else says so
+    router().processes.start("dhttpd", 700);
     tick_at(1001);
     EXPECT_EQ(published(), "err=2 flag=0");
     EXPECT_TRUE(messages().empty());
@@ -263,11 +263,11 @@ TEST_F(RejectedAccount, ThatIsNoneAtTheStricterLookStopsTheClock)
 TEST_F(StoppageClock, AnotherFaultStartsItAgainWithItsOwnPeriod)
 {
     make_offline_router("2");
-    router().link(1, false);
+    router().network.set_link(1, false);
     tick_from_to(1000, 1020);
     EXPECT_EQ(published(), "err=1 flag=");
-    router().link(1, true);
-    router().set("wan1_err_check", "4");
+    router().network.set_link(1, true);
+    router().store.set("wan1_err_check", "4");
     tick_from_to(1021, 1320);
     EXPECT_EQ(published(), "err=3 flag=0");
     EXPECT_TRUE(messages().empty());
@@ -279,12 +279,12 @@ TEST_F(StoppageClock, AnotherFaultStartsItAgainWithItsOwnPeriod)
 TEST_F(StoppageClock, AnotherFaultTakesTheFlagDown)
 {
     make_offline_router("2");
-    router().link(1, false);
+    router().network.set_link(1, false);
     tick_from_to(1000, 1030);
     EXPECT_EQ(published(), "err=1 flag=1");
-    router().process("dhttpd", 700);
-    router().link(1, true);
-    router().set("wan1_err_check", "4");
+    router().processes.start("dhttpd", 700);
+    router().network.set_link(1, true);
+    router().store.set("wan1_err_check", "4");
     tick_at(1031);
     EXPECT_EQ(published(), "err=3 flag=0");
     EXPECT_EQ(messages(), (Lines{START_SERVER})) << "the server goes on while a fault is there";
@@ -295,10 +295,10 @@ TEST_F(StoppageClock, AnotherFaultTakesTheFlagDown)
 TEST_F(StoppageClock, ARecoveryTakesTheFlagDownAndStopsTheServerAtTheNextTick)
 {
     make_offline_router("0");
-    router().link(1, false);
+    router().network.set_link(1, false);
     tick_from_to(1000, 1030);
-    router().process("dhttpd", 700);
-    router().link(1, true);
+    router().processes.start("dhttpd", 700);
+    router().network.set_link(1, true);
     tick_at(1031);
     EXPECT_EQ(published(), "err=1 flag=0") << "the last fault stays to be read";
     EXPECT_EQ(messages(), (Lines{START_SERVER}));
@@ -309,11 +309,11 @@ TEST_F(StoppageClock, ARecoveryTakesTheFlagDownAndStopsTheServerAtTheNextTick)
 TEST_F(StoppageClock, ASecondFaultAfterARecoveryIsTimedFromItsOwnBeginning)
 {
     make_offline_router("0");
-    router().link(1, false);
+    router().network.set_link(1, false);
     tick_from_to(1000, 1029);
-    router().link(1, true);
+    router().network.set_link(1, true);
     tick_from_to(1030, 1031);
-    router().link(1, false);
+    router().network.set_link(1, false);
     tick_from_to(1032, 1061);
     EXPECT_EQ(published(), "err=1 flag=0");
     tick_at(1062);
@@ -323,7 +323,7 @@ TEST_F(StoppageClock, ASecondFaultAfterARecoveryIsTimedFromItsOwnBeginning)
 TEST_F(StoppageClock, CountsRunTimeNotTicks)
 {
     make_offline_router("0");
-    router().link(1, false);
+    router().network.set_link(1, false);
     tick_at(1000);
     tick_at(1029);
     EXPECT_EQ(published(), "err=1 flag=");
@@ -334,9 +334,9 @@ TEST_F(StoppageClock, CountsRunTimeNotTicks)
 TEST_F(StoppageClock, DoesNotSeeTheWallClockStep)
 {
     make_offline_router("0");
-    router().link(1, false);
+    router().network.set_link(1, false);
     tick_at(1000);
-    router().step_clock(365 * 24 * 3600);
+    router().clock.step(365 * 24 * 3600);
     tick_at(1001);
     EXPECT_EQ(published(), "err=1 flag=");
 }
@@ -344,11 +344,11 @@ TEST_F(StoppageClock, DoesNotSeeTheWallClockStep)
 TEST_F(StoppageClock, GoesOnWhileTheCheckIsNotAsked)
 {
     make_offline_router("0");
-    router().link(1, false);
+    router().network.set_link(1, false);
     tick_at(1000);
-    router().set("wan1_isonln", "1"); // published by the other thread a little late
+    router().store.set("wan1_isonln", "1"); // published by the other thread a little late
     tick_at(1010);
-    router().set("wan1_isonln", "0");
+    router().store.set("wan1_isonln", "0");
     tick_at(1030);
     EXPECT_EQ(published(), "err=1 flag=1");
 }
@@ -358,13 +358,13 @@ TEST_F(StoppageClock, GoesOnWhileTheCheckIsNotAsked)
 TEST_F(DiagnosisServer, IsStartedOnEveryTickUntilItRuns)
 {
     make_offline_router("0");
-    router().link(1, false);
+    router().network.set_link(1, false);
     tick_from_to(1000, 1032);
     EXPECT_EQ(messages(), (Lines{START_SERVER, START_SERVER, START_SERVER}));
-    router().process("dhttpd", 700);
+    router().processes.start("dhttpd", 700);
     tick_from_to(1033, 1040);
     EXPECT_EQ(messages().size(), 3U);
-    router().end_process("dhttpd");
+    router().processes.end("dhttpd");
     tick_at(1041);
     EXPECT_EQ(messages().size(), 4U);
     EXPECT_EQ(messages().back(), START_SERVER);
@@ -373,13 +373,13 @@ TEST_F(DiagnosisServer, IsStartedOnEveryTickUntilItRuns)
 TEST_F(DiagnosisServer, IsStoppedWhenTheWanIsOnline)
 {
     make_offline_router("0");
-    router().link(1, false);
-    router().process("dhttpd", 700);
-    router().set("wan1_isonln", "1");
+    router().network.set_link(1, false);
+    router().processes.start("dhttpd", 700);
+    router().store.set("wan1_isonln", "1");
     tick_at(1000);
     EXPECT_EQ(messages(), (Lines{STOP_SERVER}));
     EXPECT_EQ(published(), "err= flag=");
-    router().end_process("dhttpd");
+    router().processes.end("dhttpd");
     tick_at(1001);
     EXPECT_EQ(messages().size(), 1U);
 }
@@ -387,7 +387,7 @@ TEST_F(DiagnosisServer, IsStoppedWhenTheWanIsOnline)
 TEST_F(DiagnosisServer, IsStoppedWhenThereIsNoFault)
 {
     make_offline_router("0");
-    router().process("dhttpd", 700);
+    router().processes.start("dhttpd", 700);
     tick_at(1000);
     EXPECT_EQ(messages(), (Lines{STOP_SERVER}));
 }
@@ -399,11 +399,11 @@ TEST_F(DiagnosisServer, IsStoppedInEveryModeButRouter)
     } modes[] = {{"ap", "ap", "ap"}, {"apclient", "ap", "router"}, {"wisp", "ap", "router"}, {"ap", "ap", ""}};
     for (const auto &mode : modes) {
         make_offline_router("0");
-        router().link(1, false);
-        router().set("wl2g.public.mode", mode.mode_2g);
-        router().set("wl5g.public.mode", mode.mode_5g);
-        router().set("sys.workmode", mode.work_mode);
-        router().process("dhttpd", 700);
+        router().network.set_link(1, false);
+        router().store.set("wl2g.public.mode", mode.mode_2g);
+        router().store.set("wl5g.public.mode", mode.mode_5g);
+        router().store.set("sys.workmode", mode.work_mode);
+        router().processes.start("dhttpd", 700);
         const size_t before = messages().size();
         tick_from_to(1000, 1040);
         ASSERT_EQ(messages().size(), before + 41);
@@ -416,11 +416,11 @@ TEST_F(DiagnosisServer, ValueOfOnlineOtherThanOneIsOffline)
 {
     for (const char *online : {"", "0", "2", "11", "yes"}) {
         make_offline_router("0");
-        router().link(1, false);
-        router().set("wan1_isonln", online);
-        router().unset("wan_stoppage_err");
+        router().network.set_link(1, false);
+        router().store.set("wan1_isonln", online);
+        router().store.unset("wan_stoppage_err");
         tick_at(1000);
-        EXPECT_EQ(router().get("wan_stoppage_err"), "1") << online;
+        EXPECT_EQ(router().store.get("wan_stoppage_err"), "1") << online;
     }
 }
 
@@ -429,13 +429,13 @@ TEST_F(DiagnosisServer, ValueOfOnlineOtherThanOneIsOffline)
 TEST_F(NoInterface, IsReportedAndStopsARunningServer)
 {
     make_offline_router("0");
-    router().wan(1, "");
-    router().process("dhttpd", 700);
+    router().network.set_wan(1, "");
+    router().processes.start("dhttpd", 700);
     tick_at(1000);
-    ASSERT_EQ(router().log().size(), 2U);
-    EXPECT_TRUE(router().log()[0].starts_with("[get_wan_online_result:")) << router().log()[0];
-    EXPECT_TRUE(router().log()[1].starts_with("[stoppage_check_result:")) << router().log()[1];
-    for (const std::string &line : router().log())
+    ASSERT_EQ(router().log.lines().size(), 2U);
+    EXPECT_TRUE(router().log.lines()[0].starts_with("[get_wan_online_result:")) << router().log.lines()[0];
+    EXPECT_TRUE(router().log.lines()[1].starts_with("[stoppage_check_result:")) << router().log.lines()[1];
+    for (const std::string &line : router().log.lines())
         EXPECT_TRUE(line.ends_with("]get wanifname failure!!!!!!!!!!!")) << line;
     EXPECT_EQ(published(), "err= flag=");
     EXPECT_EQ(messages(), (Lines{STOP_SERVER}));
@@ -444,22 +444,22 @@ TEST_F(NoInterface, IsReportedAndStopsARunningServer)
 TEST_F(NoInterface, WithoutLinkIsNoLink)
 {
     make_offline_router("0");
-    router().wan(1, "");
-    router().link(1, false);
+    router().network.set_wan(1, "");
+    router().network.set_link(1, false);
     EXPECT_EQ(stoppage_check_result(), WAN_UNLINED);
 }
 
 TEST_F(NoInterface, WhileAFaultIsTimedChangesNothing)
 {
     make_offline_router("0");
-    router().file(NORESP, "1\n");
+    router().files.set(NORESP, "1\n");
     tick_from_to(1000, 1100);
-    router().wan(1, "");
-    router().clear_log();
+    router().network.set_wan(1, "");
+    router().log.clear();
     tick_at(1101);
-    EXPECT_TRUE(router().log().back().starts_with("[stoppage_recheck_result:")) << router().log().back();
+    EXPECT_TRUE(router().log.lines().back().starts_with("[stoppage_recheck_result:")) << router().log.lines().back();
     EXPECT_EQ(published(), "err=4 flag=");
-    router().wan(1, "eth1");
+    router().network.set_wan(1, "eth1");
     tick_from_to(1102, 1299);
     EXPECT_EQ(published(), "err=4 flag=");
     tick_at(1300);
@@ -469,9 +469,9 @@ TEST_F(NoInterface, WhileAFaultIsTimedChangesNothing)
 TEST_F(NoInterface, EndsTheSearchForAnAddress)
 {
     make_wired_router(2);
-    router().wan(1, "");
+    router().network.set_wan(1, "");
     EXPECT_EQ(get_wan_online_result(), 0) << "the second WAN has one";
-    router().set("wans.flag", "2147483647");
+    router().store.set("wans.flag", "2147483647");
     EXPECT_EQ(get_wan_online_result(), 0);
 }
 
@@ -496,9 +496,9 @@ TEST_F(WorkMode, FirstMatchWins)
         {"apx", "ap", "router", ""},
     };
     for (const auto &one : cases) {
-        router().set("wl2g.public.mode", one.mode_2g);
-        router().set("wl5g.public.mode", one.mode_5g);
-        router().set("sys.workmode", one.work_mode);
+        router().store.set("wl2g.public.mode", one.mode_2g);
+        router().store.set("wl5g.public.mode", one.mode_5g);
+        router().store.set("sys.workmode", one.work_mode);
         char word[10] = "";
         EXPECT_EQ(get_work_mode(word), 0);
         EXPECT_STREQ(word, one.word) << one.mode_2g << "/" << one.mode_5g << "/" << one.work_mode;
@@ -516,7 +516,7 @@ TEST_F(WanOnline, NoWansAreNone)
 {
     make_wired_router(1);
     for (const char *count : {"", "0", "-1", "x"}) {
-        router().set("wans.flag", count);
+        router().store.set("wans.flag", count);
         EXPECT_EQ(get_wan_online_result(), 0) << count;
     }
 }
@@ -524,10 +524,10 @@ TEST_F(WanOnline, NoWansAreNone)
 TEST_F(WanOnline, TheLastOfManyIsFound)
 {
     make_wired_router(0);
-    router().set("wans.flag", "64");
-    router().address("wan64", "198.51.100.64");
+    router().store.set("wans.flag", "64");
+    router().network.set_address("wan64", "198.51.100.64");
     EXPECT_EQ(get_wan_online_result(), 1);
-    router().set("wans.flag", "63");
+    router().store.set("wans.flag", "63");
     EXPECT_EQ(get_wan_online_result(), 0);
 }
 
@@ -535,13 +535,13 @@ TEST_F(WanOnline, TheLastOfManyIsFound)
 TEST_F(WanOnline, NoMoreAreAskedForThanARouterCanHave)
 {
     make_wired_router(0);
-    router().address("eth1", "");
-    router().keep_log(false);
+    router().network.set_address("eth1", "");
+    router().log.keep(false);
     for (const char *count : {"1000", "100000", "2147483647", "99999999999"}) {
-        router().set("wans.flag", count);
-        const uint64_t before = router().calls_made("getWanIfName");
+        router().store.set("wans.flag", count);
+        const uint64_t before = router().faults.made("getWanIfName");
         EXPECT_EQ(get_wan_online_result(), 0) << count;
-        EXPECT_EQ(router().calls_made("getWanIfName") - before, 64U) << count;
+        EXPECT_EQ(router().faults.made("getWanIfName") - before, 64U) << count;
     }
 }
 
@@ -555,7 +555,7 @@ TEST_F(DhcpSilence, TheLastDigitLineCounts)
         {"", 0},    {"\n 1\n2\n", 0}, {"10 seconds\n", 1}, {"1", 1},
     };
     for (const auto &one : cases) {
-        router().file(NORESP, one.text);
+        router().files.set(NORESP, one.text);
         EXPECT_EQ(get_dhcp_noreponse_status(), one.status) << one.text;
     }
 }
@@ -563,15 +563,15 @@ TEST_F(DhcpSilence, TheLastDigitLineCounts)
 TEST_F(DhcpSilence, AMissingFileIsNoFault)
 {
     make_offline_router("0");
-    router().remove_file(NORESP);
-    router().missing(NORESP);
+    router().files.remove(NORESP);
+    router().files.set_missing(NORESP);
     EXPECT_EQ(get_dhcp_noreponse_status(), -1);
     EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT);
 }
 
 TEST_F(DhcpSilence, APieceOfALongLineIsNoLine)
 {
-    router().file(NORESP, "0" + std::string(62, 'x') + "1111\n");
+    router().files.set(NORESP, "0" + std::string(62, 'x') + "1111\n");
     EXPECT_EQ(get_dhcp_noreponse_status(), 0);
     EXPECT_TRUE(router().open_descriptors().empty());
 }

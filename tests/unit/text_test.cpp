@@ -228,7 +228,7 @@ protected:
 
     std::vector<std::string> read_all(const std::string &text, size_t size)
     {
-        box.file(path, text);
+        box.files.set(path, text);
         std::vector<std::string> lines;
         line_reader reader;
         EXPECT_TRUE(open_lines(&reader, path));
@@ -245,7 +245,7 @@ protected:
 TEST_F(FileLines, AnAbsentFileCannotBeOpened)
 {
     line_reader reader;
-    box.missing(path);
+    box.files.set_missing(path);
     EXPECT_FALSE(open_lines(&reader, path));
 }
 
@@ -275,10 +275,10 @@ TEST_F(FileLines, NothingIsLostAtTheReadersOwnBuffer)
 
 TEST_F(FileLines, AFailingReadEndsTheFileAndIsTold)
 {
-    box.file(path, "one\ntwo\n");
+    box.files.set(path, "one\ntwo\n");
     line_reader reader;
     char line[16];
-    box.fail("read", 1, EIO);
+    box.faults.fail("read", 1, EIO);
     ASSERT_TRUE(open_lines(&reader, path));
     EXPECT_FALSE(read_line(&reader, line, sizeof line));
     EXPECT_TRUE(reader.failed);
@@ -288,7 +288,7 @@ TEST_F(FileLines, AFailingReadEndsTheFileAndIsTold)
 
 TEST_F(FileLines, AReaderForgetsTheFailureOfItsLastFile)
 {
-    box.file(path, "one\n");
+    box.files.set(path, "one\n");
     line_reader reader;
     reader.failed = true;
     ASSERT_TRUE(open_lines(&reader, path));
@@ -298,10 +298,10 @@ TEST_F(FileLines, AReaderForgetsTheFailureOfItsLastFile)
 
 TEST_F(FileLines, AnInterruptedReadGoesOn)
 {
-    box.file(path, "one\n");
+    box.files.set(path, "one\n");
     line_reader reader;
     char line[16];
-    box.fail("read", 1, EINTR);
+    box.faults.fail("read", 1, EINTR);
     ASSERT_TRUE(open_lines(&reader, path));
     EXPECT_TRUE(read_line(&reader, line, sizeof line));
     EXPECT_STREQ(line, "one\n");

@@ -26,18 +26,18 @@ protected:
 
     void up()
     {
-        box.radio(RADIO, TPI_CONNECTED, WIFI_RELAY_CONNECTED);
+        box.radios.set(RADIO, TPI_CONNECTED, WIFI_RELAY_CONNECTED);
     }
 
     void down(int relay_state = WIFI_RELAY_DOWN)
     {
-        box.radio(RADIO, TPI_NOT_CONNECTED, relay_state);
+        box.radios.set(RADIO, TPI_NOT_CONNECTED, relay_state);
     }
 
     void ticks(int number)
     {
         for (int i = 0; i < number; i++) {
-            box.step_clock(1);
+            box.clock.step(1);
             wifi_apclient_check(&wifi);
         }
     }
@@ -50,8 +50,8 @@ protected:
         down();
         ticks(3);
         ASSERT_EQ(times(LOST), 1U);
-        box.clear_journal();
-        box.clear_log();
+        box.journal.clear();
+        box.log.clear();
     }
 };
 
@@ -116,7 +116,7 @@ TEST_F(ApClientLink, TwoTicksAreNeitherLossNorReturn)
     EXPECT_ACTS();
     down();
     ticks(3);
-    box.clear_journal();
+    box.journal.clear();
     for (int i = 0; i < 10; i++) {
         up();
         ticks(2);
@@ -129,12 +129,12 @@ TEST_F(ApClientLink, TwoTicksAreNeitherLossNorReturn)
 TEST_F(ApClientLink, EachLossAndReturnIsTold)
 {
     for (int i = 0; i < 3; i++) {
-        box.clear_journal();
+        box.journal.clear();
         up();
         ticks(4);
         down();
         ticks(4);
-        EXPECT_EQ(box.journal(), i == 0 ? Lines{LOST} : (Lines{BACK, LOST})) << i;
+        EXPECT_EQ(box.journal.lines(), i == 0 ? Lines{LOST} : (Lines{BACK, LOST})) << i;
     }
 }
 
@@ -154,19 +154,19 @@ TEST_F(ApClientLink, OnlyAConnectedRelayIsAssociated)
 
 TEST_F(ApClientLink, EveryTickHasItsTraceLine)
 {
-    box.clock_at(1000000);
+    box.clock.set(1000000);
     ticks(2);
     up();
     ticks(1);
     EXPECT_BODIES("wireless phy disconnected! not_conn_time:0 cur_time:1000001 last_time:0 ",
                   "wireless phy disconnected! not_conn_time:1 cur_time:1000002 last_time:1000001 ",
                   "wireless phy connected!");
-    EXPECT_NE(box.log().front().find("[time_check:wifi_apclient_link_check:"), std::string::npos);
+    EXPECT_NE(box.log.lines().front().find("[time_check:wifi_apclient_link_check:"), std::string::npos);
 }
 
 TEST_F(ApClientLink, WithoutTraceItIsSilent)
 {
-    box.unset("time_check_debug");
+    box.store.unset("time_check_debug");
     ticks(30);
     up();
     ticks(30);
@@ -190,17 +190,17 @@ TEST_F(ApClientLink, AMinuteWithoutAssociationBouncesTheInterface)
 
 TEST_F(ApClientLink, AnAddressFromTheUpstreamStopsTheBounce)
 {
-    box.address("br0", "10.0.0.23");
+    box.network.set_address("br0", "10.0.0.23");
     ticks(300);
     EXPECT_ACTS();
-    box.address("br0", "192.168.1.1"); // the time went on
+    box.network.set_address("br0", "192.168.1.1"); // the time went on
     ticks(1);
     EXPECT_ACTS(BOUNCE);
 }
 
 TEST_F(ApClientLink, WithoutLanAddressThereIsNoBounce)
 {
-    box.address("br0", "");
+    box.network.set_address("br0", "");
     ticks(300);
     EXPECT_ACTS();
 }
@@ -236,8 +236,8 @@ TEST_F(ApClientLink, ALossThatWasToldStartsTheMinuteAgain)
 TEST_F(ApClientLink, AClockSetBackNeverMakesTheTimeNegative)
 {
     ticks(31);
-    box.step_clock(-3600);
-    box.clear_log();
+    box.clock.step(-3600);
+    box.log.clear();
     ticks(1);
     EXPECT_TRUE(has_line("not_conn_time:0 "));
     ticks(59);
@@ -249,7 +249,7 @@ TEST_F(ApClientLink, AClockSetBackNeverMakesTheTimeNegative)
 TEST_F(ApClientLink, AClockSetForwardBouncesOnceAndNotTwice)
 {
     ticks(10);
-    box.step_clock(86400);
+    box.clock.step(86400);
     ticks(1);
     EXPECT_ACTS(BOUNCE);
     ticks(59);
@@ -258,7 +258,7 @@ TEST_F(ApClientLink, AClockSetForwardBouncesOnceAndNotTwice)
 
 TEST_F(ApClientLink, TheBounceGoesOnPast2038)
 {
-    box.clock_at(2147483640);
+    box.clock.set(2147483640);
     ticks(61);
     EXPECT_ACTS(BOUNCE);
 }
@@ -267,8 +267,9 @@ TEST_F(ApClientLink, HostileInterfaceNamesReachIfconfigAsOneWord)
 {
     set_text(wifi.ifname, "a;b $(c)'");
     ticks(61);
-    ASSERT_EQ(box.journal().size(), 1U);
-    EXPECT_EQ(arguments_in_shell("ifconfig", box.journal().front().substr(8)), "[a;b $(c)'][down][a;b $(c)'][up]");
+    ASSERT_EQ(box.journal.lines().size(), 1U);
+    EXPECT_EQ(arguments_in_shell("ifconfig", box.journal.lines().front().substr(8)),
+              "[a;b $(c)'][down][a;b $(c)'][up]");
 }
 
 // ---- what never happens ----
@@ -296,19 +297,19 @@ TEST_F(ApClientLink, TheDhcpServerIsEnabledCommittedAndRestarted)
 {
     APclientOpenDHCPS(&wifi);
     EXPECT_ACTS("set dhcps.en=1", "commit", "netctrl 3?op=3,index=1");
-    EXPECT_EQ(box.committed("dhcps.en"), "1");
+    EXPECT_EQ(box.store.committed("dhcps.en"), "1");
 }
 
 TEST_F(ApClientLink, AServerThatIsOnIsEnabledAllTheSame)
 {
-    box.set("dhcps.en", "1");
+    box.store.set("dhcps.en", "1");
     APclientOpenDHCPS(&wifi);
     EXPECT_ACTS("set dhcps.en=1", "commit", "netctrl 3?op=3,index=1");
 }
 
 TEST_F(ApClientLink, WithoutCommitNetctrlIsNotTold)
 {
-    box.fail("CommitCfm");
+    box.faults.fail("CommitCfm");
     APclientOpenDHCPS(&wifi);
     EXPECT_ACTS("set dhcps.en=1", "commit failed");
 }

@@ -41,7 +41,7 @@ protected:
 
     void radio(int state)
     {
-        box.radio(RADIO, state, WIFI_RELAY_DOWN);
+        box.radios.set(RADIO, state, WIFI_RELAY_DOWN);
     }
 
     int tick()
@@ -52,18 +52,18 @@ protected:
     // The cipher that a tick applied, "" when none.
     std::string cipher_of_tick(int expected_result)
     {
-        box.clear_log();
-        box.clear_journal();
+        box.log.clear();
+        box.journal.clear();
         EXPECT_EQ(tick(), expected_result);
-        for (const std::string &line : box.log()) {
+        for (const std::string &line : box.log.lines()) {
             const std::string before = "[qx debug]:wpa2_tkip_aes_change,297,SET ";
             const std::string after = " to continue!-";
             if (line.starts_with(before) && line.ends_with(after)) {
-                EXPECT_EQ(box.journal(), RADIO_RESTART);
+                EXPECT_EQ(box.journal.lines(), RADIO_RESTART);
                 return line.substr(before.size(), line.size() - before.size() - after.size());
             }
         }
-        EXPECT_EQ(box.journal(), Lines{});
+        EXPECT_EQ(box.journal.lines(), Lines{});
         return "";
     }
 };
@@ -125,14 +125,14 @@ TEST_F(CipherFallback, AnAccessPointHasNone)
     EXPECT_EQ(cipher_of_tick(-1), "");
     arm({0, 0, 0, 0});
     EXPECT_EQ(cipher_of_tick(-1), "");
-    EXPECT_EQ(box.calls_made("tpi_wifi_wisp_phy_link_check"), 0U);
+    EXPECT_EQ(box.faults.made("tpi_wifi_wisp_phy_link_check"), 0U);
 }
 
 TEST_F(CipherFallback, OnceOverTheRadioIsNotAsked)
 {
     arm({0, 0, 0, 0});
     EXPECT_EQ(tick(), 1);
-    EXPECT_EQ(box.calls_made("tpi_wifi_wisp_phy_link_check"), 0U);
+    EXPECT_EQ(box.faults.made("tpi_wifi_wisp_phy_link_check"), 0U);
 }
 
 TEST_F(CipherFallback, AnyOneCounterKeepsItGoing)
@@ -224,16 +224,16 @@ TEST_F(CipherFallback, SecurityIsLookedAtBeforeAnUnaskedRadio)
 TEST_F(CipherFallback, AChangeRestartsTheRadioAndItsAuthenticatorAndWritesNothing)
 {
     EXPECT_EQ(wpa2_tkip_aes_change(&wifi, "aes"), 1);
-    EXPECT_EQ(box.log(), (Lines{"[qx debug]:wpa2_tkip_aes_change,297,SET aes to continue!-"}));
-    EXPECT_EQ(box.journal(), RADIO_RESTART);
-    EXPECT_FALSE(box.has("wl0_crypto"));
+    EXPECT_EQ(box.log.lines(), (Lines{"[qx debug]:wpa2_tkip_aes_change,297,SET aes to continue!-"}));
+    EXPECT_EQ(box.journal.lines(), RADIO_RESTART);
+    EXPECT_FALSE(box.store.has("wl0_crypto"));
 }
 
 TEST_F(CipherFallback, HostileInterfaceNamesReachWlconfAsOneWord)
 {
     set_text(wifi.ifname, "w $(x);'y'");
     wpa2_tkip_aes_change(&wifi, "aes");
-    const Lines commands = box.acts("command");
+    const Lines commands = box.journal.acts("command");
     ASSERT_EQ(commands.size(), 3U);
     const std::vector<std::string> actions = {"down", "up", "start"};
     for (size_t i = 0; i < commands.size(); i++)
@@ -246,21 +246,21 @@ TEST_F(CipherFallback, ArmingItAgainIsTracedAndStartsTheModulesOwnFromTheBeginni
 {
     trace_on();
     configure({{"wl2g.public.mode", "wisp"}, {"wl2g.extra.wpapsk_crypto", "tkip+aes"}});
-    box.process("udhcpc", 500);
+    box.processes.start("udhcpc", 500);
     set_time_check_wifi_connect_info();
     const auto ticks = [](int number) {
         for (int i = 0; i < number; i++)
             time_check_wifi_connect();
     };
     ticks(4 + 20); // to its end
-    box.clear_journal();
-    box.clear_log();
+    box.journal.clear();
+    box.log.clear();
     restart_wpa2_tkip_aes_check();
     EXPECT_BODIES("restart wpa2_tkip_aes_check !!");
     ticks(6);
     EXPECT_ACTS();
     ticks(1);
-    EXPECT_EQ(box.journal(), RADIO_RESTART);
+    EXPECT_EQ(box.journal.lines(), RADIO_RESTART);
     ticks(12);
     EXPECT_EQ(times("exec nas >/dev/console"), 3U);
 }

@@ -33,7 +33,7 @@ protected:
                    {"wl2g.extra.ssid", "upstream"},
                    {"wl2g.extra.wpapsk_type", "psk2"},
                    {"wl2g.extra.wpapsk_crypto", "aes"}});
-        box.address("br0", "192.168.1.1");
+        box.network.set_address("br0", "192.168.1.1");
         set_text(wifi.wl_enable, "1");
         set_text(wifi.wl2g_mode, "wisp");
         set_text(wifi.wl5g_mode, "ap");
@@ -47,7 +47,7 @@ protected:
     // The lines that the daemon prints only on request.
     void trace_on()
     {
-        box.set("time_check_debug", "on");
+        box.store.set("time_check_debug", "on");
     }
 
     // A snapshot of its own for functions that take one.

@@ -18,10 +18,10 @@ protected:
         UplinkTest::SetUp();
         configure({{"wl5g.extra.wpapsk_type", "psk2"}, {"wl5g.extra.wpapsk_crypto", "aes"}});
         trace_on();
-        box.process("udhcpc", 500); // both gates are open
-        box.process("dhcpcd_lan", 501);
+        box.processes.start("udhcpc", 500); // both gates are open
+        box.processes.start("dhcpcd_lan", 501);
         for (const char *ifname : {"wlc0", "wlc1"})
-            box.radio(ifname, TPI_NOT_CONNECTED, WIFI_RELAY_DOWN);
+            box.radios.set(ifname, TPI_NOT_CONNECTED, WIFI_RELAY_DOWN);
     }
 
     // Starts with these modes and lets the idle ticks pass.
@@ -30,8 +30,8 @@ protected:
         modes(mode_2g, mode_5g);
         set_time_check_wifi_connect_info();
         ticks(4);
-        box.clear_log();
-        box.clear_journal();
+        box.log.clear();
+        box.journal.clear();
     }
 
     void modes(const std::string &mode_2g, const std::string &mode_5g)
@@ -55,7 +55,7 @@ protected:
     // What the next tick supervises.
     std::string supervised()
     {
-        box.clear_log();
+        box.log.clear();
         ticks(1);
         if (has_line("wisp NOT_CONNECTED"))
             return "wisp";
@@ -86,8 +86,8 @@ TEST_P(UplinkRadio, CarriesTheUplink)
     use_cipher("tkip+aes");
     start(GetParam().mode_2g, GetParam().mode_5g);
     ticks(7);
-    ASSERT_FALSE(box.journal().empty());
-    EXPECT_EQ(box.journal().front(), GetParam().first_command);
+    ASSERT_FALSE(box.journal.lines().empty());
+    EXPECT_EQ(box.journal.lines().front(), GetParam().first_command);
     use_cipher("aes");
     send("");
     EXPECT_EQ(supervised(), GetParam().supervised);
@@ -132,7 +132,7 @@ TEST_F(UplinkSettings, TwoAccessPointsAreNoUplink)
     start("wisp", "ap");
     modes("ap", "ap");
     send("");
-    box.clear_log();
+    box.log.clear();
     ticks(100);
     EXPECT_BODIES();
     EXPECT_ACTS();
@@ -164,7 +164,7 @@ TEST_F(UplinkSettings, AfterTwoAccessPointsNeitherStaysUntilThereIsAClient)
 TEST_F(UplinkSettings, ARadioWithoutClientInterfaceHasAnEmptyName)
 {
     use_cipher("tkip+aes");
-    box.fail("tpi_wifi_get_ifname");
+    box.faults.fail("tpi_wifi_get_ifname");
     start("wisp", "ap");
     ticks(7);
     EXPECT_EQ(times("command wlconf  down"), 1U);
@@ -196,7 +196,7 @@ TEST_F(UplinkSettings, TheInitMessageAloneReadsNothing)
 
 TEST_F(UplinkSettings, InitReadsTheSettingsAndTakesTheModulesMessages)
 {
-    box.set("wl2g.enable", "1"); // or another module's start switches the radio off
+    box.store.set("wl2g.enable", "1"); // or another module's start switches the radio off
     modes("wisp", "ap");
     init_time_check_module_entries();
     ticks(4);
@@ -212,7 +212,7 @@ TEST_F(UplinkSettings, ARefreshArmsTheFallback)
     use_cipher("tkip+aes");
     start("wisp", "ap");
     ticks(19);
-    box.clear_journal();
+    box.journal.clear();
     ticks(20);
     EXPECT_ACTS(); // over
     send("");
@@ -228,9 +228,9 @@ TEST_F(UplinkSettings, AMissingKeyEmptiesItsField)
     start("wisp", "ap");
     ticks(2);
     EXPECT_TRUE(has_line("restart pppoecd"));
-    box.unset("wl.wisp.access_mode");
+    box.store.unset("wl.wisp.access_mode");
     send("");
-    box.clear_log();
+    box.log.clear();
     ticks(10);
     EXPECT_FALSE(has_line("restart pppoecd"));
 }
@@ -240,9 +240,9 @@ TEST_F(UplinkSettings, LongTextsAreCutToTheirFields)
     const std::string text(500, '1');
     for (const char *key : {"wl2g.public.enable", "lan.ip", "wl.wisp.access_mode", "wl2g.extra.ssid",
                             "wl2g.extra.wpapsk_type", "wl2g.extra.wpapsk_crypto"})
-        box.set(key, text);
-    box.radio_name(24, std::string(15, 'w'));
-    box.radio(std::string(15, 'w'), TPI_NOT_CONNECTED, WIFI_RELAY_DOWN);
+        box.store.set(key, text);
+    box.radios.set_name(24, std::string(15, 'w'));
+    box.radios.set(std::string(15, 'w'), TPI_NOT_CONNECTED, WIFI_RELAY_DOWN);
     start("wisp", "ap");
     EXPECT_EQ(supervised(), "nothing"); // "1111111" is not "1"
     modes(text, text);

@@ -16,19 +16,19 @@ protected:
     {
         UplinkTest::SetUp();
         trace_on();
-        box.radio(RADIO, TPI_NOT_CONNECTED, WIFI_RELAY_DOWN);
+        box.radios.set(RADIO, TPI_NOT_CONNECTED, WIFI_RELAY_DOWN);
     }
 
     void start(const char *mode_2g)
     {
-        box.set("wl2g.public.mode", mode_2g);
+        box.store.set("wl2g.public.mode", mode_2g);
         set_time_check_wifi_connect_info();
     }
 
     // Whether the tick came past the gate.
     bool tick_begins()
     {
-        box.clear_log();
+        box.log.clear();
         time_check_wifi_connect();
         return has_line(BEGIN);
     }
@@ -43,11 +43,11 @@ protected:
 TEST_F(UplinkTick, TwoAccessPointsMakeItReturnAtOnceEveryTime)
 {
     start("ap");
-    box.process("udhcpc", 500);
+    box.processes.start("udhcpc", 500);
     ticks(200);
     EXPECT_BODIES();
     EXPECT_ACTS();
-    EXPECT_EQ(box.calls_made("tpi_wifi_wisp_phy_link_check"), 0U);
+    EXPECT_EQ(box.faults.made("tpi_wifi_wisp_phy_link_check"), 0U);
 }
 
 // ---- the gate ----
@@ -66,33 +66,33 @@ TEST_F(UplinkTick, TheDhcpClientOpensTheGateAtOnce)
     start("wisp");
     ticks(10);
     EXPECT_FALSE(tick_begins());
-    box.process("udhcpc", 500);
+    box.processes.start("udhcpc", 500);
     EXPECT_TRUE(tick_begins());
-    box.end_process("udhcpc");
+    box.processes.end("udhcpc");
     EXPECT_TRUE(tick_begins()); // once open it stays open
 }
 
 TEST_F(UplinkTick, TheApClientsDhcpClientIsAnotherProgram)
 {
     start("apclient");
-    box.process("udhcpc", 500);
+    box.processes.start("udhcpc", 500);
     EXPECT_FALSE(tick_begins());
-    box.process("dhcpcd_lan", 501);
+    box.processes.start("dhcpcd_lan", 501);
     EXPECT_TRUE(tick_begins());
 }
 
 TEST_F(UplinkTick, TheApClientsProgramDoesNotOpenTheWispGate)
 {
     start("wisp");
-    box.process("dhcpcd_lan", 501);
+    box.processes.start("dhcpcd_lan", 501);
     EXPECT_FALSE(tick_begins());
 }
 
 TEST_F(UplinkTick, AnUplinkOfNoKindWaitsItsTime)
 {
     start("wds");
-    box.process("udhcpc", 500);
-    box.process("dhcpcd_lan", 501);
+    box.processes.start("udhcpc", 500);
+    box.processes.start("dhcpcd_lan", 501);
     for (int i = 1; i <= 60; i++)
         ASSERT_FALSE(tick_begins()) << i;
     EXPECT_TRUE(tick_begins());
@@ -101,10 +101,10 @@ TEST_F(UplinkTick, AnUplinkOfNoKindWaitsItsTime)
 TEST_F(UplinkTick, TheBeginLineKeepsItsBlank)
 {
     start("wisp");
-    box.process("udhcpc", 500);
+    box.processes.start("udhcpc", 500);
     time_check_wifi_connect();
-    ASSERT_FALSE(box.log().empty());
-    const std::string &line = box.log().front();
+    ASSERT_FALSE(box.log.lines().empty());
+    const std::string &line = box.log.lines().front();
     EXPECT_TRUE(line.starts_with("\033[0;33m[time_check:time_check_wifi_connect:")) << line;
     EXPECT_TRUE(line.ends_with("] \033[0;32mBegin to check wifi connect! ")) << line;
 }
@@ -112,13 +112,13 @@ TEST_F(UplinkTick, TheBeginLineKeepsItsBlank)
 TEST_F(UplinkTick, TheTraceKeyIsLookedAtForEveryLine)
 {
     start("wisp");
-    box.process("udhcpc", 500);
+    box.processes.start("udhcpc", 500);
     EXPECT_TRUE(tick_begins());
-    box.set("time_check_debug", "off");
+    box.store.set("time_check_debug", "off");
     EXPECT_FALSE(tick_begins());
-    box.unset("time_check_debug");
+    box.store.unset("time_check_debug");
     EXPECT_FALSE(tick_begins());
-    box.set("time_check_debug", "on");
+    box.store.set("time_check_debug", "on");
     EXPECT_TRUE(tick_begins());
 }
 
@@ -127,12 +127,12 @@ TEST_F(UplinkTick, TheTraceKeyIsLookedAtForEveryLine)
 TEST_F(UplinkTick, SupervisionRunsFromTheFifthTickOn)
 {
     start("wisp");
-    box.process("udhcpc", 500);
+    box.processes.start("udhcpc", 500);
     for (int i = 1; i <= 4; i++) {
         tick_begins();
         EXPECT_FALSE(has_line("wisp NOT_CONNECTED")) << i;
     }
-    EXPECT_EQ(box.calls_made("tpi_wifi_wisp_phy_link_check"), 0U);
+    EXPECT_EQ(box.faults.made("tpi_wifi_wisp_phy_link_check"), 0U);
     for (int i = 5; i <= 9; i++) {
         tick_begins();
         EXPECT_TRUE(has_line("wisp NOT_CONNECTED")) << i;
@@ -151,12 +151,12 @@ TEST_F(UplinkTick, WithoutDhcpClientSupervisionRunsFromThe65thTickOn)
 TEST_F(UplinkTick, TheFourthTickSwitchesTheDhcpServerOnWhileTheLanHasItsOwnAddress)
 {
     start("apclient");
-    box.process("dhcpcd_lan", 501);
+    box.processes.start("dhcpcd_lan", 501);
     ticks(3);
     EXPECT_ACTS();
     ticks(1);
     EXPECT_ACTS("set dhcps.en=1", "commit", "netctrl 3?op=3,index=1");
-    box.clear_journal();
+    box.journal.clear();
     ticks(50);
     EXPECT_EQ(times("set dhcps.en=1"), 0U); // once a run
 }
@@ -164,8 +164,8 @@ TEST_F(UplinkTick, TheFourthTickSwitchesTheDhcpServerOnWhileTheLanHasItsOwnAddre
 TEST_F(UplinkTick, ALanWithoutAddressAlsoNeedsTheDhcpServer)
 {
     start("apclient");
-    box.process("dhcpcd_lan", 501);
-    box.address("br0", "");
+    box.processes.start("dhcpcd_lan", 501);
+    box.network.set_address("br0", "");
     ticks(4);
     EXPECT_ACTS("set dhcps.en=1", "commit", "netctrl 3?op=3,index=1");
 }
@@ -173,11 +173,11 @@ TEST_F(UplinkTick, ALanWithoutAddressAlsoNeedsTheDhcpServer)
 TEST_F(UplinkTick, AnAddressFromTheUpstreamNeedsNoDhcpServer)
 {
     start("apclient");
-    box.process("dhcpcd_lan", 501);
-    box.address("br0", "10.0.0.23");
+    box.processes.start("dhcpcd_lan", 501);
+    box.network.set_address("br0", "10.0.0.23");
     ticks(4);
     EXPECT_ACTS();
-    box.address("br0", "192.168.1.1");
+    box.network.set_address("br0", "192.168.1.1");
     ticks(2);
     EXPECT_EQ(times("set dhcps.en=1"), 0U); // the look is over
 }
@@ -185,7 +185,7 @@ TEST_F(UplinkTick, AnAddressFromTheUpstreamNeedsNoDhcpServer)
 TEST_F(UplinkTick, AWispRouterKeepsItsDhcpServerAsItIs)
 {
     start("wisp");
-    box.process("udhcpc", 500);
+    box.processes.start("udhcpc", 500);
     ticks(4);
     EXPECT_ACTS();
 }
@@ -193,7 +193,7 @@ TEST_F(UplinkTick, AWispRouterKeepsItsDhcpServerAsItIs)
 TEST_F(UplinkTick, TheIdleTicksGoOnAcrossAChangeOfTheUplink)
 {
     start("wisp");
-    box.process("udhcpc", 500);
+    box.processes.start("udhcpc", 500);
     ticks(3);
     start("apclient"); // the gate is open, whichever client opened it
     ticks(1);
@@ -204,18 +204,18 @@ TEST_F(UplinkTick, TheIdleTicksGoOnAcrossAChangeOfTheUplink)
 
 TEST_F(UplinkTick, AWispRadioThatIsSwitchedOffIsNotSupervised)
 {
-    box.set("wl2g.public.enable", "0");
+    box.store.set("wl2g.public.enable", "0");
     start("wisp");
-    box.process("udhcpc", 500);
+    box.processes.start("udhcpc", 500);
     ticks(10);
     EXPECT_FALSE(has_line("wisp NOT_CONNECTED"));
 }
 
 TEST_F(UplinkTick, AnApClientsRadioIsSupervisedEvenWhenSwitchedOff)
 {
-    box.set("wl2g.public.enable", "0");
+    box.store.set("wl2g.public.enable", "0");
     start("apclient");
-    box.process("dhcpcd_lan", 501);
+    box.processes.start("dhcpcd_lan", 501);
     ticks(5);
     EXPECT_TRUE(has_line("wireless phy disconnected!"));
 }
@@ -232,9 +232,9 @@ TEST_F(UplinkTick, AnUplinkOfNoKindIsNotSupervised)
 
 TEST_F(UplinkTick, WhileTheFallbackRunsTheLinkIsNotSupervised)
 {
-    box.set("wl2g.extra.wpapsk_crypto", "tkip+aes");
+    box.store.set("wl2g.extra.wpapsk_crypto", "tkip+aes");
     start("wisp");
-    box.process("udhcpc", 500);
+    box.processes.start("udhcpc", 500);
     ticks(4 + 19);
     EXPECT_FALSE(has_line("wisp NOT_CONNECTED"));
     ticks(1);
@@ -244,15 +244,15 @@ TEST_F(UplinkTick, WhileTheFallbackRunsTheLinkIsNotSupervised)
 TEST_F(UplinkTick, AChangeOfTheUplinkTakesEffectAtTheNextTick)
 {
     start("wisp");
-    box.process("udhcpc", 500);
+    box.processes.start("udhcpc", 500);
     ticks(5);
     start("apclient");
-    box.clear_log();
+    box.log.clear();
     ticks(1);
     EXPECT_TRUE(has_line("wireless phy disconnected!"));
     EXPECT_FALSE(has_line("wisp NOT_CONNECTED"));
     start("ap");
-    box.clear_log();
+    box.log.clear();
     ticks(1);
     EXPECT_BODIES();
 }

@@ -26,8 +26,8 @@ protected:
     // The state of the radio, and of the WAN over it.
     void link(int radio, int wan)
     {
-        box.radio(RADIO, radio, WIFI_RELAY_DOWN);
-        box.radio_connection(RADIO, wan);
+        box.radios.set(RADIO, radio, WIFI_RELAY_DOWN);
+        box.radios.set_connection(RADIO, wan);
     }
 
     void up()
@@ -43,7 +43,7 @@ protected:
     void ticks(int number)
     {
         for (int i = 0; i < number; i++) {
-            box.step_clock(1);
+            box.clock.step(1);
             wifi_wisp_link_check(&wifi);
         }
     }
@@ -56,8 +56,8 @@ protected:
         down();
         ticks(3);
         ASSERT_EQ(times(STOP), 1U);
-        box.clear_journal();
-        box.clear_log();
+        box.journal.clear();
+        box.log.clear();
     }
 };
 
@@ -125,7 +125,7 @@ TEST_F(WispLink, WithoutWanSinceTheReturnAnotherLossIsNotTold)
     link(TPI_CONNECTED, TPI_CONNECTING);
     ticks(3);
     EXPECT_ACTS(START);
-    box.clear_journal();
+    box.journal.clear();
     down();
     ticks(10);
     EXPECT_ACTS(); // the WAN was not up since the last stop
@@ -139,7 +139,7 @@ TEST_F(WispLink, TheReturnTickThatAlsoSeesTheWanForgetsIt)
     lose();
     up();
     ticks(3); // the third tells the return, and takes the WAN for not yet seen
-    box.clear_journal();
+    box.journal.clear();
     down();
     ticks(10);
     EXPECT_ACTS();
@@ -153,12 +153,12 @@ TEST_F(WispLink, TheReturnTickThatAlsoSeesTheWanForgetsIt)
 TEST_F(WispLink, EachLossAndReturnIsTold)
 {
     for (int i = 0; i < 3; i++) {
-        box.clear_journal();
+        box.journal.clear();
         up();
         ticks(4);
         down();
         ticks(4);
-        EXPECT_EQ(box.acts("netctrl"), i == 0 ? Lines{STOP} : (Lines{START, STOP})) << i;
+        EXPECT_EQ(box.journal.acts("netctrl"), i == 0 ? Lines{STOP} : (Lines{START, STOP})) << i;
     }
 }
 
@@ -167,7 +167,7 @@ TEST_F(WispLink, AnyOtherRadioStateCountsAsDown)
     for (const int state : std::vector<int>{TPI_NO_WIRE, TPI_CONNECTING, -1, 4}) {
         up();
         ticks(4);
-        box.clear_journal();
+        box.journal.clear();
         link(state, TPI_NOT_CONNECTED);
         ticks(3);
         EXPECT_EQ(times(STOP), 1U) << state;
@@ -182,12 +182,12 @@ TEST_F(WispLink, WhileTheUserIsChangingItNothingIsSupervised)
     ticks(1);
     down();
     ticks(2);
-    box.wisp_page(0);
-    box.clear_log();
+    box.radios.webpage_status = 0;
+    box.log.clear();
     ticks(10);
     EXPECT_BODIES();
     EXPECT_ACTS();
-    box.wisp_page(1);
+    box.radios.webpage_status = 1;
     ticks(20);
     EXPECT_EQ(times(STOP), 0U); // the WAN counts as not seen
 }
@@ -197,9 +197,9 @@ TEST_F(WispLink, TheCountsStartAgainAfterTheUserIsDone)
     lose();
     link(TPI_CONNECTED, TPI_CONNECTING);
     ticks(2);
-    box.wisp_page(0);
+    box.radios.webpage_status = 0;
     ticks(1);
-    box.wisp_page(7); // any number but 0
+    box.radios.webpage_status = 7; // any number but 0
     ticks(2);
     EXPECT_EQ(times(START), 0U);
     ticks(1);
@@ -209,9 +209,9 @@ TEST_F(WispLink, TheCountsStartAgainAfterTheUserIsDone)
 TEST_F(WispLink, TimeWithoutSupervisionCountsAsUnconnected)
 {
     ticks(10);
-    box.wisp_page(0);
+    box.radios.webpage_status = 0;
     ticks(40);
-    box.wisp_page(1);
+    box.radios.webpage_status = 1;
     ticks(1); // 41 seconds after the last tick that was supervised
     EXPECT_TRUE(has_line("wl_not_conn_time:50 "));
 }
@@ -222,23 +222,23 @@ TEST_F(WispLink, AnUnknownAccessModeIsNotSupervised)
     ticks(1);
     down();
     for (const char *mode : {"", "DHCP", "pptp", "dhcp "}) {
-        box.set("wl.wisp.access_mode", mode);
-        box.clear_log();
+        box.store.set("wl.wisp.access_mode", mode);
+        box.log.clear();
         ticks(10);
         EXPECT_BODIES();
     }
-    box.unset("wl.wisp.access_mode");
+    box.store.unset("wl.wisp.access_mode");
     ticks(10);
     EXPECT_ACTS();
-    EXPECT_EQ(box.calls_made("tpi_wifi_wisp_phy_link_check"), 1U);
+    EXPECT_EQ(box.faults.made("tpi_wifi_wisp_phy_link_check"), 1U);
 }
 
 TEST_F(WispLink, TheAccessModeIsReadAtEveryTick)
 {
     set_text(wifi.access_mode, "nonsense"); // the snapshot's does not count here
     for (const char *mode : {"dhcp", "static", "pppoe"}) {
-        box.set("wl.wisp.access_mode", mode);
-        box.clear_log();
+        box.store.set("wl.wisp.access_mode", mode);
+        box.log.clear();
         ticks(1);
         EXPECT_TRUE(has_line("wisp NOT_CONNECTED")) << mode;
     }
@@ -248,7 +248,7 @@ TEST_F(WispLink, TheAccessModeIsReadAtEveryTick)
 
 TEST_F(WispLink, AStaticWanIsAnnouncedOncePerConnection)
 {
-    box.set("wl.wisp.access_mode", "static");
+    box.store.set("wl.wisp.access_mode", "static");
     up();
     ticks(1);
     EXPECT_ACTS(STATIC_UP);
@@ -263,13 +263,13 @@ TEST_F(WispLink, AStaticWanIsAnnouncedOncePerConnection)
 
 TEST_F(WispLink, AStaticWanIsAnnouncedAgainAfterARadioReturn)
 {
-    box.set("wl.wisp.access_mode", "static");
+    box.store.set("wl.wisp.access_mode", "static");
     up();
     ticks(4);
     down();
     ticks(3);
     EXPECT_ACTS(STATIC_UP, STOP);
-    box.clear_journal();
+    box.journal.clear();
     up();
     ticks(3);
     EXPECT_ACTS(STATIC_UP, START);
@@ -280,7 +280,7 @@ TEST_F(WispLink, AStaticWanIsAnnouncedAgainAfterARadioReturn)
 TEST_F(WispLink, OtherWansAreNotAnnounced)
 {
     for (const char *mode : {"dhcp", "pppoe"}) {
-        box.set("wl.wisp.access_mode", mode);
+        box.store.set("wl.wisp.access_mode", mode);
         down();
         ticks(1);
         up();
@@ -293,11 +293,11 @@ TEST_F(WispLink, OtherWansAreNotAnnounced)
 
 TEST_F(WispLink, EveryTickWithoutWanHasItsConsoleLine)
 {
-    box.clock_at(1000000);
+    box.clock.set(1000000);
     ticks(1);
-    EXPECT_EQ(box.log().back(), "wisp NOT_CONNECTED,  wl_not_conn_time:0 cur_time:1000001 last_time:0 ");
+    EXPECT_EQ(box.log.lines().back(), "wisp NOT_CONNECTED,  wl_not_conn_time:0 cur_time:1000001 last_time:0 ");
     ticks(1);
-    EXPECT_EQ(box.log().back(), "wisp NOT_CONNECTED,  wl_not_conn_time:1 cur_time:1000002 last_time:1000001 ");
+    EXPECT_EQ(box.log.lines().back(), "wisp NOT_CONNECTED,  wl_not_conn_time:1 cur_time:1000002 last_time:1000001 ");
     EXPECT_EQ(lines_with("wisp NOT_CONNECTED"), 2U);
 }
 
@@ -307,7 +307,7 @@ TEST_F(WispLink, AMinuteWithoutWanBouncesTheInterface)
     EXPECT_ACTS();
     ticks(1);
     EXPECT_ACTS(BOUNCE);
-    EXPECT_EQ(box.log().back(), BOUNCE_LINE);
+    EXPECT_EQ(box.log.lines().back(), BOUNCE_LINE);
     ticks(59);
     EXPECT_ACTS(BOUNCE);
     ticks(1);
@@ -318,7 +318,7 @@ TEST_F(WispLink, ASkippedTickStillCountsItsSeconds)
 {
     ticks(1);
     for (int i = 0; i < 3; i++) {
-        box.step_clock(19);
+        box.clock.step(19);
         ticks(1); // 20 seconds each
     }
     EXPECT_ACTS(BOUNCE);
@@ -345,11 +345,11 @@ TEST_F(WispLink, AConnectionForgivesTheTimeBefore)
 TEST_F(WispLink, AClockSetBackNeverMakesTheTimeNegative)
 {
     ticks(31);
-    box.step_clock(-20);
+    box.clock.step(-20);
     ticks(1);
     EXPECT_TRUE(has_line("wl_not_conn_time:11 "));
-    box.step_clock(-3600);
-    box.clear_log();
+    box.clock.step(-3600);
+    box.log.clear();
     ticks(1);
     EXPECT_TRUE(has_line("wl_not_conn_time:0 "));
     ticks(59);
@@ -361,7 +361,7 @@ TEST_F(WispLink, AClockSetBackNeverMakesTheTimeNegative)
 TEST_F(WispLink, AClockSetForwardBouncesOnceAndNotTwice)
 {
     ticks(10);
-    box.step_clock(3600);
+    box.clock.step(3600);
     ticks(1);
     EXPECT_ACTS(BOUNCE);
     ticks(59);
@@ -373,24 +373,24 @@ TEST_F(WispLink, AClockSetForwardBouncesOnceAndNotTwice)
 TEST_F(WispLink, AClockThatStepsBothWaysBouncesOnlyAfterAMinuteEach)
 {
     ticks(10);
-    box.step_clock(3600);
+    box.clock.step(3600);
     ticks(1);
-    box.step_clock(-3600);
+    box.clock.step(-3600);
     ticks(59);
     EXPECT_ACTS(BOUNCE);
 }
 
 TEST_F(WispLink, TheClockOf1970IsNoTimeToCompareWith)
 {
-    box.clock_at(-1);
+    box.clock.set(-1);
     ticks(1); // second 0
     ticks(1);
-    EXPECT_EQ(box.log().back(), "wisp NOT_CONNECTED,  wl_not_conn_time:0 cur_time:1 last_time:0 ");
+    EXPECT_EQ(box.log.lines().back(), "wisp NOT_CONNECTED,  wl_not_conn_time:0 cur_time:1 last_time:0 ");
 }
 
 TEST_F(WispLink, TheBounceGoesOnPast2038)
 {
-    box.clock_at(2147483640);
+    box.clock.set(2147483640);
     ticks(61);
     EXPECT_ACTS(BOUNCE);
     EXPECT_TRUE(has_line("cur_time:2147483701 last_time:2147483700"));
@@ -402,8 +402,8 @@ TEST_F(WispLink, ALossSchedulesTheFallbackTwelveTicksLater)
 {
     lose();
     ticks(1);
-    EXPECT_EQ(box.bodies().front(), "restart_wpa2_check = 12 !!");
-    EXPECT_NE(box.log().front().find("[time_check:wifi_wisp_link_check:"), std::string::npos);
+    EXPECT_EQ(box.log.bodies().front(), "restart_wpa2_check = 12 !!");
+    EXPECT_NE(box.log.lines().front().find("[time_check:wifi_wisp_link_check:"), std::string::npos);
     ticks(10);
     EXPECT_FALSE(has_line("restart wpa2_tkip_aes_check"));
     ticks(1);
@@ -420,7 +420,7 @@ TEST_F(WispLink, ARadioThatIsNotWaitingWhenItIsDueGetsNoFallback)
         ticks(4);
         down();
         ticks(3);
-        box.clear_log();
+        box.log.clear();
         ticks(11);
         link(state, TPI_NOT_CONNECTED);
         ticks(1);
@@ -458,7 +458,7 @@ TEST_F(WispLink, TheGraceGivesTheLinkEightTicksMoreBeforeTheMinute)
     // the time starts again once more: the ninth tick.
     ticks(8);
     EXPECT_TRUE(has_line("wl_not_conn_time:7 "));
-    box.clear_log();
+    box.log.clear();
     ticks(1);
     EXPECT_TRUE(has_line("wl_not_conn_time:0 "));
     ticks(59);
@@ -475,7 +475,7 @@ TEST_F(WispLink, TheGraceCountsOnlyTicksOfAWaitingRadio)
     ticks(20);
     down();
     ticks(3);
-    box.clear_log();
+    box.log.clear();
     ticks(1); // the ninth that counts
     EXPECT_TRUE(has_line("wl_not_conn_time:0 "));
 }
@@ -487,9 +487,9 @@ TEST_F(WispLink, AReturnEndsTheGrace)
     link(TPI_CONNECTED, TPI_CONNECTING);
     ticks(3); // told
     down();
-    box.clear_log();
+    box.log.clear();
     ticks(20);
-    for (const std::string &line : box.log())
+    for (const std::string &line : box.log.lines())
         EXPECT_EQ(line.find("wl_not_conn_time:0 "), std::string::npos) << line;
 }
 
@@ -500,14 +500,14 @@ TEST_F(WispLink, HostileInterfaceNamesReachIfconfigAsOneWord)
     for (std::string text : hostile_texts) {
         text = text.substr(0, WIFI_IFNAME_SIZE - 1);
         set_text(wifi.ifname, text);
-        box.radio(text, TPI_NOT_CONNECTED, WIFI_RELAY_DOWN);
-        box.step_clock(100);
+        box.radios.set(text, TPI_NOT_CONNECTED, WIFI_RELAY_DOWN);
+        box.clock.step(100);
         ticks(1);
-        box.clear_journal();
-        box.step_clock(100);
+        box.journal.clear();
+        box.clock.step(100);
         ticks(1);
-        ASSERT_EQ(box.journal().size(), 1U);
-        EXPECT_EQ(arguments_in_shell("ifconfig", box.journal().front().substr(8)),
+        ASSERT_EQ(box.journal.lines().size(), 1U);
+        EXPECT_EQ(arguments_in_shell("ifconfig", box.journal.lines().front().substr(8)),
                   "[" + text + "][down][" + text + "][up]");
     }
 }
@@ -535,9 +535,9 @@ protected:
     std::string arguments_for(const std::string &name, const std::string &password)
     {
         configure({{"wl.wisp.pppoe_name", name}, {"wl.wisp.pppoe_password", password}});
-        box.clear_journal();
+        box.journal.clear();
         ticks(2);
-        return arguments_in_shell("pppoecd", box.journal().back().substr(8));
+        return arguments_in_shell("pppoecd", box.journal.lines().back().substr(8));
     }
 };
 
@@ -551,7 +551,7 @@ TEST_F(PppoeClient, IsStartedOnTheSecondTickWithoutIt)
     EXPECT_BODIES();
     ticks(1);
     EXPECT_ACTS(RESOLV, CLIENT);
-    EXPECT_EQ(box.log(), (Lines{"check_wisp_pppoe_exist 659: pppoecd process not exist, restart pppoecd"}));
+    EXPECT_EQ(box.log.lines(), (Lines{"check_wisp_pppoe_exist 659: pppoecd process not exist, restart pppoecd"}));
 }
 
 TEST_F(PppoeClient, IsStartedAgainEverySecondTickWhileItDoesNotRun)
@@ -564,7 +564,7 @@ TEST_F(PppoeClient, IsStartedAgainEverySecondTickWhileItDoesNotRun)
 
 TEST_F(PppoeClient, OneThatRunsIsLeftAlone)
 {
-    box.process("pppoecd", 700);
+    box.processes.start("pppoecd", 700);
     ticks(50);
     EXPECT_ACTS();
 }
@@ -573,16 +573,16 @@ TEST_F(PppoeClient, OneTickWithItForgivesTheTickWithout)
 {
     for (int i = 0; i < 10; i++) {
         ticks(1);
-        box.process("pppoecd", 700);
+        box.processes.start("pppoecd", 700);
         ticks(1);
-        box.end_process("pppoecd");
+        box.processes.end("pppoecd");
     }
     EXPECT_ACTS();
 }
 
 TEST_F(PppoeClient, TheStartedClientEndsTheRestarts)
 {
-    box.started_by_command("pppoecd", true);
+    box.commands.set_starts("pppoecd", true);
     ticks(50);
     EXPECT_EQ(times(CLIENT), 1U);
 }
@@ -599,12 +599,12 @@ TEST_F(PppoeClient, IsStartedOnlyForAPppoeWisp)
 
 TEST_F(PppoeClient, RunsOnWhateverTheLinkCheckDecided)
 {
-    box.wisp_page(0); // the link check stands still
+    box.radios.webpage_status = 0; // the link check stands still
     wifi_wisp_check(&wifi);
     wifi_wisp_check(&wifi);
     EXPECT_ACTS(RESOLV, CLIENT);
-    box.wisp_page(1);
-    box.unset("wl.wisp.access_mode"); // and so does it here
+    box.radios.webpage_status = 1;
+    box.store.unset("wl.wisp.access_mode"); // and so does it here
     wifi_wisp_check(&wifi);
     wifi_wisp_check(&wifi);
     EXPECT_EQ(times(CLIENT), 2U);
@@ -612,7 +612,7 @@ TEST_F(PppoeClient, RunsOnWhateverTheLinkCheckDecided)
 
 TEST_F(PppoeClient, TheSnapshotsAccessModeCounts)
 {
-    box.set("wl.wisp.access_mode", "dhcp");
+    box.store.set("wl.wisp.access_mode", "dhcp");
     ticks(2);
     EXPECT_EQ(times(CLIENT), 1U);
 }
@@ -620,7 +620,7 @@ TEST_F(PppoeClient, TheSnapshotsAccessModeCounts)
 TEST_F(PppoeClient, TheAccountIsReadWhenItIsStarted)
 {
     ticks(1);
-    box.set("wl.wisp.pppoe_name", "other@isp");
+    box.store.set("wl.wisp.pppoe_name", "other@isp");
     ticks(1);
     EXPECT_ACTS(RESOLV, "command pppoecd eth1 -u other@isp -p secret -r 1480 -t 1480 -i 0 -U 0 &");
 }
@@ -628,7 +628,7 @@ TEST_F(PppoeClient, TheAccountIsReadWhenItIsStarted)
 TEST_F(PppoeClient, MissingKeysLeaveTheirPlacesEmpty)
 {
     for (const char *key : {"wl.wisp.pppoe_name", "wl.wisp.pppoe_password", "wl.wisp.pppoe_mtu"})
-        box.unset(key);
+        box.store.unset(key);
     ticks(2);
     EXPECT_ACTS(RESOLV, "command pppoecd eth1 -u  -p  -r  -t  -i 0 -U 0 &");
 }
@@ -638,13 +638,13 @@ TEST_F(PppoeClient, HostileNamesAndPasswordsReachItExactlyAndRunNothing)
     for (const std::string &text : hostile_texts) {
         EXPECT_EQ(arguments_for(text, "p" + text),
                   "[eth1][-u][" + text + "][-p][p" + text + "][-r][1480][-t][1480][-i][0][-U][0]");
-        EXPECT_EQ(box.journal().size(), 2U) << text;
+        EXPECT_EQ(box.journal.lines().size(), 2U) << text;
     }
 }
 
 TEST_F(PppoeClient, AHostileMtuReachesItAsOneWord)
 {
-    box.set("wl.wisp.pppoe_mtu", "1480;reboot");
+    box.store.set("wl.wisp.pppoe_mtu", "1480;reboot");
     EXPECT_EQ(arguments_for("a", "b"), "[eth1][-u][a][-p][b][-r][1480;reboot][-t][1480;reboot][-i][0][-U][0]");
 }
 
@@ -674,7 +674,7 @@ protected:
     {
         set_text(wifi.wl2g_mode, mode_2g);
         set_text(wifi.wl5g_mode, mode_5g);
-        box.clear_journal();
+        box.journal.clear();
     }
 };
 
@@ -697,7 +697,7 @@ TEST_F(RadioRestart, RestartsTheWispRadioThatIsNotConnected)
 TEST_F(RadioRestart, LeavesAConnectedWispAlone)
 {
     modes("wisp", "ap");
-    box.radio_connection(RADIO, TPI_CONNECTED);
+    box.radios.set_connection(RADIO, TPI_CONNECTED);
     wispRebootWifi(&wifi);
     EXPECT_ACTS();
 }
@@ -724,9 +724,9 @@ TEST_F(RadioRestart, RestartsTheApClientsRadioWhileTheLanHasItsOwnAddress)
     apClientRebootWifi(&wifi);
     EXPECT_ACTS(RESTART_5G);
     modes("apclient", "ap");
-    box.address("br0", "10.0.0.5");
+    box.network.set_address("br0", "10.0.0.5");
     apClientRebootWifi(&wifi);
-    box.address("br0", "");
+    box.network.set_address("br0", "");
     apClientRebootWifi(&wifi);
     EXPECT_ACTS();
 }
@@ -740,7 +740,7 @@ TEST_F(RadioRestart, AutoChoosesByTheModesWispFirst)
     autoRebootWifi(&wifi);
     EXPECT_ACTS(RESTART_5G);
     modes("apclient", "wisp");
-    box.radio_connection(RADIO, TPI_CONNECTED);
+    box.radios.set_connection(RADIO, TPI_CONNECTED);
     autoRebootWifi(&wifi); // a connected WISP: not the AP client's turn
     EXPECT_ACTS();
     modes("ap", "ap");

@@ -24,19 +24,19 @@ TEST_F(ApConnectVerdicts, EachIsReached)
         time_check_ap_connect();
         return seen.look();
     };
-    box.file("/etc/lan.ini", "gateway=192.168.1.254\n");
+    box.files.set("/etc/lan.ini", "gateway=192.168.1.254\n");
     set_time_check_ap_connect_info();
     EXPECT_EQ(tick(), "no_access_point");
-    box.set("sys.workmode", "ap");
+    box.store.set("sys.workmode", "ap");
 
-    box.reachable(GATEWAY, "", true);
+    box.network.set_reachable(GATEWAY, "", true);
     EXPECT_EQ(tick(), "reachable");
-    box.reachable(GATEWAY, "", false);
+    box.network.set_reachable(GATEWAY, "", false);
     EXPECT_EQ(tick(), "failing");
     EXPECT_EQ(tick(), "failing");
     EXPECT_EQ(tick(), "loss_told");
     EXPECT_EQ(tick(), "unreachable");
-    box.reachable(GATEWAY, "", true);
+    box.network.set_reachable(GATEWAY, "", true);
     EXPECT_EQ(tick(), "returning");
     EXPECT_EQ(tick(), "returning");
     EXPECT_EQ(tick(), "return_told");

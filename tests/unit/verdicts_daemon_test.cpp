@@ -39,13 +39,13 @@ TEST_F(DaemonVerdicts, EachIsReached)
     EXPECT_EQ(verdict_of_look(), "not_watched");
 
     time_check_daemon_msg_handle(&all);
-    box.process("minidlna", 900);
+    box.processes.start("minidlna", 900);
     EXPECT_EQ(verdict_of_look(), "runs");
-    box.end_process("minidlna");
+    box.processes.end("minidlna");
     EXPECT_EQ(verdict_of_look(), "excused");
     counts = true;
     EXPECT_EQ(verdict_of_look(), "missing");
-    box.fail("popen", 1, 12);
+    box.faults.fail("popen", 1, 12);
     EXPECT_EQ(verdict_of_look(), "look_failed");
     for (int look = 2; look < 10; look++)
         EXPECT_EQ(verdict_of_look(), "missing") << look;

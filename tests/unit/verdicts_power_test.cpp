@@ -32,7 +32,7 @@ protected:
 
     void set(const std::string &field, const std::string &value)
     {
-        box.set("sys.powersleep." + field, value);
+        box.store.set("sys.powersleep." + field, value);
         set_time_check_power_info();
     }
 
@@ -45,7 +45,7 @@ protected:
     // What a tick at this local time finds: of the evening of 2026-03-02, or of the next day.
     std::string at(const std::string &time_of_day)
     {
-        box.clock((time_of_day >= "12" ? "2026-03-02 " : "2026-03-03 ") + time_of_day);
+        box.clock.set((time_of_day >= "12" ? "2026-03-02 " : "2026-03-03 ") + time_of_day);
         return tick();
     }
 
@@ -60,7 +60,7 @@ protected:
     {
         for (unsigned i = 1; i < n; i++) {
             tick();
-            box.step_clock(1);
+            box.clock.step(1);
         }
         return tick();
     }
@@ -78,7 +78,7 @@ TEST_F(PowerVerdicts, EachIsReached)
     EXPECT_EQ(at("23:00:00"), "unknown_kind");
 
     set("type", "0");
-    box.clock("1970-01-01 23:00:00");
+    box.clock.set("1970-01-01 23:00:00");
     EXPECT_EQ(tick(), "clock_unset");
     EXPECT_EQ(at("22:59:59"), "outside_period");
     EXPECT_EQ(at("23:00:00"), "falling_asleep");
@@ -89,9 +89,9 @@ TEST_F(PowerVerdicts, EachIsReached)
     set("type", "1");
     EXPECT_EQ(at("23:00:00"), "counting_no_client");
     client();
-    router().host("192.168.0.100", 0, 0);
+    router().network.set_host("192.168.0.100", 0, 0);
     EXPECT_EQ(at("23:00:01"), "counting_quiet");
-    router().host("192.168.0.100", 0, 1000000);
+    router().network.set_host("192.168.0.100", 0, 1000000);
     EXPECT_EQ(at("23:00:02"), "network_busy");
     post(OP_STOP, "nimbix_wake_up");
     EXPECT_EQ(at("23:00:03"), "suspended");
@@ -101,25 +101,25 @@ TEST_F(PowerVerdicts, EachIsReached)
 TEST_F(PowerVerdicts, TheSampleThatDecidesPutsToSleep)
 {
     set("type", "1");
-    box.clock("2026-03-02 23:00:00");
+    box.clock.set("2026-03-02 23:00:00");
     EXPECT_EQ(seconds(180), "counting_no_client");
     EXPECT_EQ(tick(), "counting_no_client"); // of the same second
-    box.step_clock(1);
+    box.clock.step(1);
     EXPECT_EQ(tick(), "falling_asleep");
     EXPECT_EQ(tick(), "asleep");
-    box.clock("2026-03-03 07:00:01");
+    box.clock.set("2026-03-03 07:00:01");
     EXPECT_EQ(tick(), "waking");
 }
 
 TEST_F(PowerVerdicts, ASleeperOnceQuietIsNotPutToSleepAgainByAStart)
 {
     set("type", "1");
-    box.clock("2026-03-02 23:00:00");
+    box.clock.set("2026-03-02 23:00:00");
     seconds(181);
     ASSERT_TRUE(asleep());
     post(OP_START);
     forget();
-    box.step_clock(1);
+    box.clock.step(1);
     EXPECT_EQ(tick(), "asleep");
     EXPECT_EQ(acts(), Lines{});
 }
@@ -145,7 +145,7 @@ TEST_F(PowerVerdicts, TheDriversJudgeByTheirOwnKind)
 {
     set("enable", "0");
     set("type", "5");
-    box.clock("2026-03-02 23:00:00");
+    box.clock.set("2026-03-02 23:00:00");
     time_check_power_each_day_flow();
     EXPECT_EQ(seen.look(), "counting_no_client");
     time_check_power_each_day();

@@ -27,20 +27,20 @@ protected:
         configure({{"sys.schedulereboot.enable", "1"},
                    {"sys.schedulereboot.start_time", "03:00"},
                    {"sys.schedulereboot.end_time", "05:30"}});
-        box.uptime(400000);
+        box.clock.set_uptime(400000);
         init_time_check_module_entries();
     }
 
     void set(const std::string &field, const std::string &value)
     {
-        box.set("sys.schedulereboot." + field, value);
+        box.store.set("sys.schedulereboot." + field, value);
         set_time_check_reboot_info();
     }
 
     // What a tick at this local time of day of 2026-03-04 finds.
     std::string at(const std::string &time_of_day)
     {
-        box.clock("2026-03-04 " + time_of_day);
+        box.clock.set("2026-03-04 " + time_of_day);
         return tick();
     }
 
@@ -55,15 +55,15 @@ protected:
     {
         for (unsigned i = 1; i < n; i++) {
             tick();
-            box.step_clock(1);
+            box.clock.step(1);
         }
         return tick();
     }
 
     void client_receives(uint64_t bytes)
     {
-        box.arp("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
-        box.host("192.168.0.7", 0, bytes);
+        box.network.set_neighbour("192.168.0.7", "0x2", "52:54:00:12:34:56", "br0");
+        box.network.set_host("192.168.0.7", 0, bytes);
     }
 };
 
@@ -79,10 +79,10 @@ TEST_F(RebootVerdicts, EachIsReached)
     EXPECT_EQ(at("03:00:00"), "unknown_kind");
 
     set("type", "0");
-    box.uptime(8999);
+    box.clock.set_uptime(8999);
     EXPECT_EQ(at("03:00:00"), "not_up_long_enough");
-    box.uptime(400000);
-    box.clock("1970-01-01 03:00:00");
+    box.clock.set_uptime(400000);
+    box.clock.set("1970-01-01 03:00:00");
     EXPECT_EQ(tick(), "clock_unset");
     EXPECT_EQ(at("02:59:59"), "outside_window");
     EXPECT_EQ(at("03:00:00"), "restarting");
@@ -98,10 +98,10 @@ TEST_F(RebootVerdicts, EachIsReached)
     EXPECT_EQ(at("03:00:03"), "offset_owed");
 
     set("start_time", "03:00");
-    box.counters("br0", 0, 456);
-    box.clock("2026-03-04 03:10:00");
+    box.network.set_counters("br0", 0, 456);
+    box.clock.set("2026-03-04 03:10:00");
     EXPECT_EQ(seconds(1800), "counting_quiet");
-    box.step_clock(1);
+    box.clock.step(1);
     EXPECT_EQ(tick(), "armed");
     EXPECT_EQ(seconds(458), "restarting"); // more than 456 seconds after the decision
     EXPECT_EQ(seen.unseen(), Lines{});
@@ -119,8 +119,8 @@ TEST_F(RebootVerdicts, ADecisionWithoutADelayIsStillCounting)
 {
     set("type", "1");
     client_receives(0);
-    box.counters("br0", 0, 600);
-    box.clock("2026-03-04 03:10:00");
+    box.network.set_counters("br0", 0, 600);
+    box.clock.set("2026-03-04 03:10:00");
     EXPECT_EQ(seconds(1801), "counting_quiet");
     EXPECT_TRUE(has_body("sleep 0S after to reboot!!"));
 }
@@ -128,10 +128,10 @@ TEST_F(RebootVerdicts, ADecisionWithoutADelayIsStillCounting)
 TEST_F(RebootVerdicts, ARestartForWantOfClientsThatComesBackIsArmed)
 {
     set("type", "1");
-    box.counters("br0", 0, 456);
-    box.clock("2026-03-04 03:10:00");
+    box.network.set_counters("br0", 0, 456);
+    box.clock.set("2026-03-04 03:10:00");
     EXPECT_EQ(seconds(180), "counting_no_client");
-    box.step_clock(1);
+    box.clock.step(1);
     EXPECT_EQ(tick(), "armed");
     EXPECT_EQ(times("reboot"), 1U);
 }
@@ -141,7 +141,7 @@ TEST_F(RebootVerdicts, TheDriversJudgeByTheirOwnKind)
 {
     set("enable", "0");
     set("type", "5");
-    box.clock("2026-03-04 03:00:00");
+    box.clock.set("2026-03-04 03:00:00");
     time_check_reboot_each_day();
     EXPECT_EQ(seen.look(), "restarting");
     time_check_reboot_each_day_flow();

@@ -48,7 +48,7 @@ protected:
     // What a tick at this local time of day finds.
     std::string at(const std::string &time_of_day)
     {
-        box.clock("2026-03-02 " + time_of_day);
+        box.clock.set("2026-03-02 " + time_of_day);
         time_check_wifi();
         return seen.look();
     }
@@ -60,7 +60,7 @@ TEST_F(WifiVerdicts, EachIsReached)
     EXPECT_EQ(at("08:00:00"), "no_period");
     only_rule("nkgw.wlan", "Mon 09:00", "17:00");
     set_time_check_wifi_info();
-    box.clock("1970-01-05 09:00:00");
+    box.clock.set("1970-01-05 09:00:00");
     time_check_wifi();
     EXPECT_EQ(seen.look(), "clock_unset");
 
@@ -93,12 +93,12 @@ TEST_F(WifiVerdicts, PowerSavingIsAskedOfThePresent)
 {
     only_rule("nkgw.wlan", "Mon 09:00", "17:00");
     set_time_check_wifi_info();
-    box.clock("2026-03-02 12:00:00");
-    const time_t noon = box.wall();
-    box.clock("2026-03-02 20:30:00");
+    box.clock.set("2026-03-02 12:00:00");
+    const time_t noon = box.clock.wall();
+    box.clock.set("2026-03-02 20:30:00");
     time_check_wifi_for_day(noon);
     EXPECT_EQ(seen.look(), "power_saving_first");
-    box.clock("2026-03-02 22:00:00");
+    box.clock.set("2026-03-02 22:00:00");
     time_check_wifi_for_day(noon);
     EXPECT_EQ(seen.look(), "switching_off");
 }
@@ -117,14 +117,14 @@ protected:
 
     void set_to(std::string_view type)
     {
-        box.set("sys.sched.led.type", type);
+        box.store.set("sys.sched.led.type", type);
         set_time_check_led_info();
     }
 
     // What a tick at this local time of day finds.
     std::string at(const std::string &time_of_day)
     {
-        box.clock("2026-03-02 " + time_of_day);
+        box.clock.set("2026-03-02 " + time_of_day);
         EXPECT_EQ(time_check_led(), 1);
         return seen.look();
     }
@@ -142,7 +142,7 @@ TEST_F(LedVerdicts, EachIsReached)
 
     only_rule("nkgw.led", "Mon 09:00", "17:00");
     set_to("time");
-    box.clock("1970-01-05 09:00:00");
+    box.clock.set("1970-01-05 09:00:00");
     time_check_led();
     EXPECT_EQ(seen.look(), "clock_unset");
     EXPECT_EQ(at("08:59:59"), "between_periods");
@@ -156,7 +156,7 @@ TEST_F(LedVerdicts, EachIsReached)
 TEST_F(LedVerdicts, AnUnsetClockIsNoTimeOfPowerSaving)
 {
     set_to("close");
-    box.clock("1970-01-05 20:30:00");
+    box.clock.set("1970-01-05 20:30:00");
     time_check_led();
     EXPECT_EQ(seen.look(), "always_off");
 }
@@ -165,12 +165,12 @@ TEST_F(LedVerdicts, PowerSavingIsAskedOfThePresent)
 {
     only_rule("nkgw.led", "Mon 09:00", "17:00");
     set_to("time");
-    box.clock("2026-03-02 12:00:00");
-    const time_t noon = box.wall();
-    box.clock("2026-03-02 20:30:00");
+    box.clock.set("2026-03-02 12:00:00");
+    const time_t noon = box.clock.wall();
+    box.clock.set("2026-03-02 20:30:00");
     time_check_led_for_time(noon);
     EXPECT_EQ(seen.look(), "power_saving_first");
-    box.clock("2026-03-02 22:00:00");
+    box.clock.set("2026-03-02 22:00:00");
     time_check_led_for_time(noon);
     EXPECT_EQ(seen.look(), "in_period");
 }
@@ -183,7 +183,7 @@ protected:
     // The guest network is switched on, and the daemon told.
     void open()
     {
-        box.set("wl.guest.dhcps_enable", "1");
+        box.store.set("wl.guest.dhcps_enable", "1");
         TIME_CHECK_MODULES_COMMON_STRUCT msg = message(OP_DEFAULT, "wl_guest");
         time_check_wl_guest_msg_handle(&msg);
     }
@@ -191,7 +191,7 @@ protected:
     // What a tick at this up-time finds.
     std::string at(int uptime)
     {
-        box.uptime(uptime);
+        box.clock.set_uptime(uptime);
         time_check_wl_guest();
         return seen.look();
     }
@@ -200,9 +200,9 @@ protected:
 TEST_F(GuestVerdicts, EachIsReached)
 {
     EXPECT_EQ(seen.look(), "no_limit"); // before the first tick
-    box.set("wl.guest.effective_time", "0");
+    box.store.set("wl.guest.effective_time", "0");
     EXPECT_EQ(at(100), "no_limit");
-    box.set("wl.guest.effective_time", "3600");
+    box.store.set("wl.guest.effective_time", "3600");
     EXPECT_EQ(at(100), "not_started");
     open();
     EXPECT_EQ(at(3699), "time_left");
@@ -210,10 +210,10 @@ TEST_F(GuestVerdicts, EachIsReached)
     EXPECT_EQ(at(3701), "not_started");
 
     open();
-    box.set("wl.guest.dhcps_enable", "0");
+    box.store.set("wl.guest.dhcps_enable", "0");
     EXPECT_EQ(at(8000), "closed_already");
-    box.set("wl.guest.dhcps_enable", "1");
-    box.fail("CommitCfm");
+    box.store.set("wl.guest.dhcps_enable", "1");
+    box.faults.fail("CommitCfm");
     EXPECT_EQ(at(8001), "not_stored");
     EXPECT_EQ(seen.unseen(), Lines{});
 }

@@ -19,31 +19,31 @@ TEST_F(StoppageVerdicts, EachIsReached)
 {
     SeenVerdicts<stoppage_verdict> seen(VERDICTS, time_check_stoppage_verdict);
     const auto tick_at = [&](int uptime) {
-        box.uptime(uptime);
+        box.clock.set_uptime(uptime);
         time_check_stoppage();
         return seen.look();
     };
     make_wired_router(1);
-    box.address("eth1", "");
-    box.set("wan1_isonln", "1");
+    box.network.set_address("eth1", "");
+    box.store.set("wan1_isonln", "1");
     EXPECT_EQ(tick_at(1000), "online");
 
-    box.set("wan1_isonln", "0");
-    box.set("sys.workmode", "ap");
+    box.store.set("wan1_isonln", "0");
+    box.store.set("sys.workmode", "ap");
     EXPECT_EQ(tick_at(1001), "not_a_router");
-    box.set("sys.workmode", "router");
+    box.store.set("sys.workmode", "router");
 
-    box.wan(1, "");
+    box.network.set_wan(1, "");
     EXPECT_EQ(tick_at(1002), "no_interface");
-    box.wan(1, "eth1");
+    box.network.set_wan(1, "eth1");
     EXPECT_EQ(tick_at(1003), "no_fault");
 
-    box.file("etc/dhcpc/noresp", "1\n");
+    box.files.set("etc/dhcpc/noresp", "1\n");
     EXPECT_EQ(tick_at(1010), "fault_timed");
-    box.wan(1, "");
+    box.network.set_wan(1, "");
     EXPECT_EQ(tick_at(1011), "interface_gone");
-    box.wan(1, "eth1");
-    box.link(1, false);
+    box.network.set_wan(1, "eth1");
+    box.network.set_link(1, false);
     EXPECT_EQ(tick_at(1100), "fault_changed");
     EXPECT_EQ(tick_at(1129), "fault_timed");
     EXPECT_EQ(tick_at(1130), "fault_lasts");

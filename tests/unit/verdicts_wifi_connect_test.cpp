@@ -15,19 +15,19 @@ class WifiConnectVerdicts : public UplinkTest
 protected:
     void use(const char *mode)
     {
-        box.set("wl2g.public.mode", mode);
+        box.store.set("wl2g.public.mode", mode);
         set_time_check_wifi_connect_info();
     }
 
     void link(int radio, int wan)
     {
-        box.radio(RADIO, radio, radio == TPI_CONNECTED ? WIFI_RELAY_CONNECTED : WIFI_RELAY_DOWN);
-        box.radio_connection(RADIO, wan);
+        box.radios.set(RADIO, radio, radio == TPI_CONNECTED ? WIFI_RELAY_CONNECTED : WIFI_RELAY_DOWN);
+        box.radios.set_connection(RADIO, wan);
     }
 
     std::string tick()
     {
-        box.step_clock(1);
+        box.clock.step(1);
         time_check_wifi_connect();
         return seen.look();
     }
@@ -58,32 +58,32 @@ TEST_F(WifiConnectVerdicts, EachIsReached)
     begin("wisp");
 
     // The radio's cipher is found out.
-    box.set("wl2g.extra.wpapsk_crypto", "tkip+aes");
+    box.store.set("wl2g.extra.wpapsk_crypto", "tkip+aes");
     use("wisp");
-    box.radio(RADIO, RADIO_NOT_ASKED, WIFI_RELAY_DOWN);
+    box.radios.set(RADIO, RADIO_NOT_ASKED, WIFI_RELAY_DOWN);
     EXPECT_EQ(tick(), "radio_not_asked");
     link(TPI_NOT_CONNECTED, TPI_NOT_CONNECTED);
     EXPECT_EQ(tick(), "trying_ciphers");
     link(TPI_CONNECTED, TPI_CONNECTED);
-    box.set("wl2g.extra.wpapsk_crypto", "aes");
+    box.store.set("wl2g.extra.wpapsk_crypto", "aes");
 
-    box.set("wl2g.public.enable", "0");
+    box.store.set("wl2g.public.enable", "0");
     use("wisp");
     EXPECT_EQ(tick(), "nothing_supervised");
-    box.set("wl2g.public.enable", "1");
+    box.store.set("wl2g.public.enable", "1");
     use("wisp");
 
-    box.wisp_page(0);
+    box.radios.webpage_status = 0;
     EXPECT_EQ(tick(), "being_changed");
-    box.wisp_page(1);
-    box.set("wl.wisp.access_mode", "l2tp");
+    box.radios.webpage_status = 1;
+    box.store.set("wl.wisp.access_mode", "l2tp");
     EXPECT_EQ(tick(), "unknown_access_mode");
 
-    box.set("wl.wisp.access_mode", "pppoe");
+    box.store.set("wl.wisp.access_mode", "pppoe");
     use("wisp");
     EXPECT_EQ(tick(), "pppoe_missing");
     EXPECT_EQ(tick(), "pppoe_restarted");
-    box.set("wl.wisp.access_mode", "dhcp");
+    box.store.set("wl.wisp.access_mode", "dhcp");
     use("wisp");
 
     EXPECT_EQ(tick(), "wan_connected");

@@ -18,7 +18,7 @@ namespace
 
 Lines commands()
 {
-    return router().acts("command");
+    return router().journal.acts("command");
 }
 
 // A wired router, its probe set up by `country`, with an empty journal.
@@ -27,8 +27,8 @@ void start_probe(int wans, const char *country = "DE")
     make_wired_router(wans);
     set_probe_hosts(country);
     reset_probe();
-    router().clear_journal();
-    router().clear_log();
+    router().journal.clear();
+    router().log.clear();
 }
 
 internet_status fresh_status()
@@ -50,7 +50,7 @@ TEST_F(DnsBlock, NewChainIsFiveCommandsInOrder)
               (Lines{"command iptables -D OUTPUT -p udp --dport 53 -m state --state NEW -j dns_drop",
                      "command iptables -F dns_drop", "command iptables -X dns_drop", "command iptables -N dns_drop",
                      "command iptables -A OUTPUT -p udp --dport 53 -m state --state NEW -j dns_drop"}));
-    EXPECT_TRUE(router().bodies().empty());
+    EXPECT_TRUE(router().log.bodies().empty());
 }
 
 TEST_F(DnsBlock, NewChainIsEmptyAndReachedOnceWhateverWasThere)
@@ -58,9 +58,9 @@ TEST_F(DnsBlock, NewChainIsEmptyAndReachedOnceWhateverWasThere)
     config_iptables_rule(nullptr, IPTABLES_NEW_CHAIN);
     config_iptables_rule("eth1", IPTABLES_ADD);
     config_iptables_rule("eth1", IPTABLES_NEW_CHAIN); // the interface is not looked at
-    EXPECT_TRUE(router().has_chain("dns_drop"));
-    EXPECT_TRUE(router().chain("dns_drop").empty());
-    EXPECT_EQ(router().chain("OUTPUT"), (Lines{"-p udp --dport 53 -m state --state NEW -j dns_drop"}));
+    EXPECT_TRUE(router().commands.has_chain("dns_drop"));
+    EXPECT_TRUE(router().commands.chain("dns_drop").empty());
+    EXPECT_EQ(router().commands.chain("OUTPUT"), (Lines{"-p udp --dport 53 -m state --state NEW -j dns_drop"}));
 }
 
 TEST_F(DnsBlock, AddAndDeleteNameTheInterface)
@@ -77,15 +77,15 @@ TEST_F(DnsBlock, WithoutInterfaceOnlyALineIsPrinted)
     config_iptables_rule(nullptr, IPTABLES_DEL);
     config_iptables_rule(nullptr, IPTABLES_DEFAULT);
     const std::string line = "config_iptables_rule 126: the args is error";
-    EXPECT_EQ(router().log(), (Lines{line, line, line}));
-    EXPECT_TRUE(router().journal().empty());
+    EXPECT_EQ(router().log.lines(), (Lines{line, line, line}));
+    EXPECT_TRUE(router().journal.lines().empty());
 }
 
 TEST_F(DnsBlock, UnknownCommandOnlyPrintsItsNumber)
 {
     config_iptables_rule("eth1", IPTABLES_DEFAULT);
-    EXPECT_EQ(router().log(), (Lines{"config_iptables_rule 150: the args is error, command = 0"}));
-    EXPECT_TRUE(router().journal().empty());
+    EXPECT_EQ(router().log.lines(), (Lines{"config_iptables_rule 150: the args is error, command = 0"}));
+    EXPECT_TRUE(router().journal.lines().empty());
 }
 
 TEST_F(DnsBlock, InterfaceNameIsOneWordOfTheCommand)
@@ -100,7 +100,7 @@ TEST_F(DnsBlock, InterfaceNameIsOneWordOfTheCommand)
 
 TEST_F(PolicyRules, DeletingTakesEveryPriorityOfEveryWanThereOrNot)
 {
-    router().set("wans.flag", "2");
+    router().store.set("wans.flag", "2");
     config_ip_rule_policy("del");
     EXPECT_EQ(commands(), (Lines{"command ip rule del prio 5000", "command ip rule del prio 5001",
                                  "command ip rule del prio 5002", "command ip rule del prio 5003",
@@ -124,12 +124,12 @@ TEST_F(PolicyRules, AddingWithoutAddressesAddsNothing)
 {
     start_probe(2);
     config_ip_rule_policy("add");
-    EXPECT_TRUE(router().journal().empty());
+    EXPECT_TRUE(router().journal.lines().empty());
 }
 
 TEST_F(PolicyRules, OnlyThreeCharactersOfTheActionAreCompared)
 {
-    router().set("wans.flag", "1");
+    router().store.set("wans.flag", "1");
     config_ip_rule_policy("delete");
     EXPECT_EQ(commands(), (Lines{"command ip rule delete prio 5000", "command ip rule delete prio 5001",
                                  "command ip rule delete prio 5002"}));
@@ -143,23 +143,23 @@ TEST_F(PolicyRules, OtherActionsDoNothing)
     config_ip_rule_policy("");
     config_ip_rule_policy("de");
     config_ip_rule_policy("flush");
-    EXPECT_TRUE(router().journal().empty());
+    EXPECT_TRUE(router().journal.lines().empty());
 }
 
 TEST_F(PolicyRules, WithoutWansNothingIsDeleted)
 {
     for (const char *count : {"", "0", "-1", "none"}) {
-        router().set("wans.flag", count);
+        router().store.set("wans.flag", count);
         config_ip_rule_policy("del");
     }
-    EXPECT_TRUE(router().journal().empty());
+    EXPECT_TRUE(router().journal.lines().empty());
 }
 
 TEST_F(PolicyRules, MoreThanTwoWansAreTwo)
 {
     for (const char *count : {"3", "99", "2147483647", "99999999999"}) {
-        router().set("wans.flag", count);
-        router().clear_journal();
+        router().store.set("wans.flag", count);
+        router().journal.clear();
         config_ip_rule_policy("del");
         EXPECT_EQ(commands().size(), 6U) << count;
         EXPECT_EQ(commands().back(), "command ip rule del prio 5005") << count;
@@ -172,10 +172,10 @@ TEST_F(Resolution, ThreeAddressesAreKept)
 {
     start_probe(1);
     dns_resolv();
-    EXPECT_EQ(router().log(), (Lines{"dns_resolv 351: gethostbyname return ip addres is:"}));
-    EXPECT_EQ(router().calls_made("gethostbyname"), 3U);
+    EXPECT_EQ(router().log.lines(), (Lines{"dns_resolv 351: gethostbyname return ip addres is:"}));
+    EXPECT_EQ(router().faults.made("gethostbyname"), 3U);
     dns_resolv();
-    EXPECT_EQ(router().calls_made("gethostbyname"), 3U);
+    EXPECT_EQ(router().faults.made("gethostbyname"), 3U);
 }
 
 TEST_F(Resolution, CountryChoosesTheHosts)
@@ -199,10 +199,10 @@ TEST_F(Resolution, CountryChoosesTheHosts)
 // Everything that a failed resolution does.
 static void expect_failed_resolution()
 {
-    router().file("/etc/resolv.conf", "nameserver 10.0.0.1\nnameserver 10.0.0.2\n");
+    router().files.set("/etc/resolv.conf", "nameserver 10.0.0.1\nnameserver 10.0.0.2\n");
     dns_resolv();
-    EXPECT_EQ(router().log(), (Lines{"dns_resolv 354: the dns server is failed"}));
-    EXPECT_EQ(router().file("/etc/resolv.conf"), "nameserver 10.0.0.2\nnameserver 10.0.0.1\n");
+    EXPECT_EQ(router().log.lines(), (Lines{"dns_resolv 354: the dns server is failed"}));
+    EXPECT_EQ(router().files.text_of("/etc/resolv.conf"), "nameserver 10.0.0.2\nnameserver 10.0.0.1\n");
     config_ip_rule_policy("add");
     EXPECT_TRUE(commands().empty()) << "addresses were kept";
 }
@@ -210,40 +210,40 @@ static void expect_failed_resolution()
 TEST_F(Resolution, AnUnknownHostFailsItAndTurnsTheNameServers)
 {
     start_probe(1);
-    router().name("www.cloudflare.com", "");
+    router().network.set_name("www.cloudflare.com", "");
     expect_failed_resolution();
-    EXPECT_EQ(router().calls_made("gethostbyname"), 3U);
+    EXPECT_EQ(router().faults.made("gethostbyname"), 3U);
 }
 
 TEST_F(Resolution, NoNameServerFailsIt)
 {
     start_probe(1);
-    router().dns(false);
+    router().network.set_dns(false);
     expect_failed_resolution();
 }
 
 TEST_F(Resolution, TwoEqualNeighboursFailItAndEndIt)
 {
     start_probe(1);
-    router().name("www.cloudflare.com", "192.0.2.1");
+    router().network.set_name("www.cloudflare.com", "192.0.2.1");
     expect_failed_resolution();
-    EXPECT_EQ(router().calls_made("gethostbyname"), 2U);
+    EXPECT_EQ(router().faults.made("gethostbyname"), 2U);
 }
 
 TEST_F(Resolution, EqualNeighboursAcrossAnUnknownHostFailIt)
 {
     start_probe(1);
-    router().name("www.cloudflare.com", "");
-    router().name("www.wikipedia.org", "192.0.2.1");
+    router().network.set_name("www.cloudflare.com", "");
+    router().network.set_name("www.wikipedia.org", "192.0.2.1");
     expect_failed_resolution();
 }
 
 TEST_F(Resolution, OnlyNeighboursAreCompared)
 {
     start_probe(1);
-    router().name("www.wikipedia.org", "192.0.2.1");
+    router().network.set_name("www.wikipedia.org", "192.0.2.1");
     dns_resolv();
-    EXPECT_EQ(router().log(), (Lines{"dns_resolv 351: gethostbyname return ip addres is:"}));
+    EXPECT_EQ(router().log.lines(), (Lines{"dns_resolv 351: gethostbyname return ip addres is:"}));
 }
 
 // The answers of a name server that keeps its clients for itself, or of a provider's block list.
@@ -252,14 +252,14 @@ TEST_F(Resolution, AnAddressThatNoOtherMachineCanHaveFailsIt)
     for (const char *address : {"0.0.0.0", "0.1.2.3", "127.0.0.1", "127.255.255.255", "224.0.0.1", "239.255.255.255",
                                 "240.0.0.1", "255.255.255.255"}) {
         start_probe(1);
-        router().name("www.cloudflare.com", address);
+        router().network.set_name("www.cloudflare.com", address);
         expect_failed_resolution();
     }
     for (const char *address : {"1.0.0.1", "126.255.255.255", "128.0.0.1", "223.255.255.255", "192.168.0.7"}) {
         start_probe(1);
-        router().name("www.cloudflare.com", address);
+        router().network.set_name("www.cloudflare.com", address);
         dns_resolv();
-        EXPECT_EQ(router().log(), (Lines{"dns_resolv 351: gethostbyname return ip addres is:"})) << address;
+        EXPECT_EQ(router().log.lines(), (Lines{"dns_resolv 351: gethostbyname return ip addres is:"})) << address;
     }
 }
 
@@ -267,43 +267,44 @@ TEST_F(Resolution, AnAddressOfTheRoutersOwnFailsIt)
 {
     for (const char *own : {"192.168.0.1", "198.51.100.1", "198.51.100.2"}) {
         start_probe(2);
-        router().name("www.cloudflare.com", own);
+        router().network.set_name("www.cloudflare.com", own);
         expect_failed_resolution();
     }
-    router().address("eth2", ""); // the second WAN is down: the address may be anybody's
+    router().network.set_address("eth2", ""); // the second WAN is down: the address may be anybody's
     start_probe(1);
-    router().name("www.cloudflare.com", "198.51.100.2");
+    router().network.set_name("www.cloudflare.com", "198.51.100.2");
     dns_resolv();
-    EXPECT_EQ(router().log(), (Lines{"dns_resolv 351: gethostbyname return ip addres is:"}));
+    EXPECT_EQ(router().log.lines(), (Lines{"dns_resolv 351: gethostbyname return ip addres is:"}));
 }
 
 TEST_F(Resolution, AnOwnAddressIsLookedForWhereItIsNow)
 {
     start_probe(1);
-    router().on_wan_ifname([](int, int sys_mode, int conn_type) {
+    router().network.set_wan_hook([](int, int sys_mode, int conn_type) {
         return sys_mode == 3 && conn_type == 2 ? std::string("ppp0") : std::string();
     });
-    router().set("sys.mode", "3");
-    router().set("wan1.connecttype", "2");
-    router().address("ppp0", "203.0.113.7");
-    router().name("www.cloudflare.com", "203.0.113.7");
+    router().store.set("sys.mode", "3");
+    router().store.set("wan1.connecttype", "2");
+    router().network.set_address("ppp0", "203.0.113.7");
+    router().network.set_name("www.cloudflare.com", "203.0.113.7");
     expect_failed_resolution();
 }
 
 TEST_F(Resolution, RepeatedFailuresAskEachNameServerInTurn)
 {
     start_probe(1);
-    router().file("/etc/resolv.conf", "nameserver 10.0.0.1\nnameserver 10.0.0.2\nnameserver 10.0.0.3\n");
-    router().name_server("10.0.0.1", false);
-    router().name_server("10.0.0.2", false);
-    router().name_server("10.0.0.3", true);
+    router().files.set("/etc/resolv.conf", "nameserver 10.0.0.1\nnameserver 10.0.0.2\nnameserver 10.0.0.3\n");
+    router().network.set_name_server("10.0.0.1", false);
+    router().network.set_name_server("10.0.0.2", false);
+    router().network.set_name_server("10.0.0.3", true);
     dns_resolv();
     dns_resolv();
     dns_resolv();
-    EXPECT_EQ(router().log(),
+    EXPECT_EQ(router().log.lines(),
               (Lines{"dns_resolv 354: the dns server is failed", "dns_resolv 354: the dns server is failed",
                      "dns_resolv 351: gethostbyname return ip addres is:"}));
-    EXPECT_EQ(router().file("/etc/resolv.conf"), "nameserver 10.0.0.3\nnameserver 10.0.0.1\nnameserver 10.0.0.2\n");
+    EXPECT_EQ(router().files.text_of("/etc/resolv.conf"),
+              "nameserver 10.0.0.3\nnameserver 10.0.0.1\nnameserver 10.0.0.2\n");
 }
 
 // ---- the probe ----
@@ -317,43 +318,43 @@ TEST_F(Probe, AnAnswerIsInternet)
     EXPECT_EQ(status.current_status, IS_INTERNET);
     EXPECT_EQ(status.internal_count, 0);
     EXPECT_EQ(status.dns_resolve_status, DNS_RESOLVE_SUCCESS);
-    EXPECT_EQ(router().calls_made("ping_by_interface"), 1U);
+    EXPECT_EQ(router().faults.made("ping_by_interface"), 1U);
 }
 
 TEST_F(Probe, AddressesAreTriedInOrderUntilOneAnswers)
 {
     start_probe(1);
-    router().reachable("*", "", false);
-    router().reachable("192.0.2.3", "", true);
+    router().network.set_reachable("*", "", false);
+    router().network.set_reachable("192.0.2.3", "", true);
     internet_status status = fresh_status();
     EXPECT_EQ(ping_connet_check("eth1", &status, 1), 1);
-    EXPECT_EQ(router().calls_made("ping_by_interface"), 3U);
+    EXPECT_EQ(router().faults.made("ping_by_interface"), 3U);
 }
 
 TEST_F(Probe, SixPingsAreTheMost)
 {
     start_probe(1);
-    router().reachable("*", "", false);
+    router().network.set_reachable("*", "", false);
     internet_status status = fresh_status();
     EXPECT_EQ(ping_connet_check("eth1", &status, 1), 0);
-    EXPECT_EQ(router().calls_made("ping_by_interface"), 6U);
+    EXPECT_EQ(router().faults.made("ping_by_interface"), 6U);
 }
 
 TEST_F(Probe, TheSecondRoundCounts)
 {
     start_probe(1);
-    router().reachable("*", "", false);
-    router().ping_takes(0, 1000); // a round of three addresses with two requests each: 6 s
-    router().at(7, [] { router().reachable("192.0.2.2", "", true); });
+    router().network.set_reachable("*", "", false);
+    router().network.set_ping_durations(0, 1000); // a round of three addresses with two requests each: 6 s
+    router().at(7, [] { router().network.set_reachable("192.0.2.2", "", true); });
     internet_status status = fresh_status();
     EXPECT_EQ(ping_connet_check("eth1", &status, 1), 1);
-    EXPECT_EQ(router().calls_made("ping_by_interface"), 5U);
+    EXPECT_EQ(router().faults.made("ping_by_interface"), 5U);
 }
 
 TEST_F(Probe, LeavesByTheInterfaceThatItIsGiven)
 {
     start_probe(2);
-    router().reachable("*", "eth2", false);
+    router().network.set_reachable("*", "eth2", false);
     internet_status status = fresh_status();
     EXPECT_EQ(ping_connet_check("eth2", &status, 2), 0);
     EXPECT_EQ(ping_connet_check("eth1", &status, 1), 1);
@@ -363,7 +364,7 @@ TEST_F(Probe, LeavesByTheInterfaceThatItIsGiven)
 TEST_F(Probe, AFailedResolutionChangesNothingElse)
 {
     start_probe(1);
-    router().dns(false);
+    router().network.set_dns(false);
     internet_status status = {.current_status = IS_INTERNET,
                               .internal_count = 3,
                               .last_status = IS_INTERNET,
@@ -373,7 +374,7 @@ TEST_F(Probe, AFailedResolutionChangesNothingElse)
     EXPECT_EQ(status.internal_count, 3);
     EXPECT_EQ(status.last_status, IS_INTERNET);
     EXPECT_EQ(status.dns_resolve_status, DNS_RESOLVE_FAILED);
-    EXPECT_EQ(router().calls_made("ping_by_interface"), 0U);
+    EXPECT_EQ(router().faults.made("ping_by_interface"), 0U);
 }
 
 TEST_F(Probe, FivePassesAreForgivenAfterASuccess)
@@ -381,9 +382,9 @@ TEST_F(Probe, FivePassesAreForgivenAfterASuccess)
     start_probe(1);
     internet_status status = fresh_status();
     for (int round = 0; round < 2; round++) { // a success gives all five again
-        router().reachable("*", "", true);
+        router().network.set_reachable("*", "", true);
         EXPECT_EQ(ping_connet_check("eth1", &status, 1), 1);
-        router().reachable("*", "", false);
+        router().network.set_reachable("*", "", false);
         for (int pass = 1; pass <= 5; pass++) {
             EXPECT_EQ(ping_connet_check("eth1", &status, 1), 1) << pass;
             EXPECT_EQ(status.internal_count, pass);
@@ -400,7 +401,7 @@ TEST_F(Probe, FivePassesAreForgivenAfterASuccess)
 TEST_F(Probe, NothingIsForgivenBeforeTheFirstSuccess)
 {
     start_probe(1);
-    router().reachable("*", "", false);
+    router().network.set_reachable("*", "", false);
     internet_status status = fresh_status();
     EXPECT_EQ(ping_connet_check("eth1", &status, 1), 0);
     EXPECT_EQ(status.internal_count, -1);
@@ -410,7 +411,7 @@ TEST_F(Probe, NothingIsForgivenBeforeTheFirstSuccess)
 TEST_F(Probe, NothingIsForgivenWhileInternal)
 {
     start_probe(1);
-    router().reachable("*", "", false);
+    router().network.set_reachable("*", "", false);
     internet_status status = fresh_status();
     status.current_status = IS_INTERNAL;
     status.internal_count = 0;
@@ -423,27 +424,27 @@ TEST_F(Probe, AWanThatIsNotOnlineResolvesAfresh)
     start_probe(1);
     internet_status status = fresh_status();
     for (const char *online : {"0", "", "no"}) {
-        router().set("wan1_isonln", online);
-        const uint64_t before = router().calls_made("gethostbyname");
+        router().store.set("wan1_isonln", online);
+        const uint64_t before = router().faults.made("gethostbyname");
         ping_connet_check("eth1", &status, 1);
-        EXPECT_EQ(router().calls_made("gethostbyname"), before + 3) << online;
+        EXPECT_EQ(router().faults.made("gethostbyname"), before + 3) << online;
     }
-    router().set("wan1_isonln", "1");
-    const uint64_t before = router().calls_made("gethostbyname");
+    router().store.set("wan1_isonln", "1");
+    const uint64_t before = router().faults.made("gethostbyname");
     ping_connet_check("eth1", &status, 1);
-    EXPECT_EQ(router().calls_made("gethostbyname"), before);
+    EXPECT_EQ(router().faults.made("gethostbyname"), before);
 }
 
 TEST_F(Probe, TheFirstResolutionAddsTheRulesOnce)
 {
     start_probe(1);
-    router().dns(false);
+    router().network.set_dns(false);
     internet_status status = fresh_status();
     ping_connet_check("eth1", &status, 1);
-    EXPECT_TRUE(router().rules().empty());
-    router().dns(true);
+    EXPECT_TRUE(router().commands.rules().empty());
+    router().network.set_dns(true);
     ping_connet_check("eth1", &status, 1);
-    router().name("www.google.com", "192.0.2.9");
+    router().network.set_name("www.google.com", "192.0.2.9");
     ping_connet_check("eth1", &status, 1); // resolves afresh, the rules stay
     EXPECT_EQ(commands(), (Lines{"command ip rule add to 192.0.2.1 iif lo lookup wan1 prio 5000 2> /dev/null",
                                  "command ip rule add to 192.0.2.2 iif lo lookup wan1 prio 5001 2> /dev/null",
@@ -454,15 +455,15 @@ TEST_F(Probe, AResetMakesEverythingAfresh)
 {
     start_probe(1);
     internet_status status = fresh_status();
-    router().set("wan1_isonln", "1");
+    router().store.set("wan1_isonln", "1");
     ping_connet_check("eth1", &status, 1);
     config_iptables_rule("eth1", IPTABLES_ADD);
     reset_probe();
-    EXPECT_TRUE(router().rules().empty());
-    EXPECT_TRUE(router().chain("dns_drop").empty());
-    router().clear_journal();
+    EXPECT_TRUE(router().commands.rules().empty());
+    EXPECT_TRUE(router().commands.chain("dns_drop").empty());
+    router().journal.clear();
     ping_connet_check("eth1", &status, 1);
-    EXPECT_EQ(router().calls_made("gethostbyname"), 6U);
+    EXPECT_EQ(router().faults.made("gethostbyname"), 6U);
     EXPECT_EQ(commands().size(), 3U);
 }
 
@@ -475,7 +476,7 @@ TEST_F(Tags, AreWrittenOnlyWhenTheyChangeAndNeverCommitted)
     set_wan_tag("wan1_isonln", "1");
     set_wan_tag("wan1_isonln", "1");
     set_wan_tag("wan1_isonln", "0");
-    EXPECT_EQ(router().journal(), (Lines{"set wan1_check=0", "set wan1_isonln=1", "set wan1_isonln=0"}));
+    EXPECT_EQ(router().journal.lines(), (Lines{"set wan1_check=0", "set wan1_isonln=1", "set wan1_isonln=0"}));
 }
 
 TEST_F(Tags, NullTextsAreIgnored)
@@ -484,7 +485,7 @@ TEST_F(Tags, NullTextsAreIgnored)
     set_check_tag("wan1_check", nullptr);
     set_wan_tag(nullptr, "1");
     set_wan_tag("wan1_isonln", nullptr);
-    EXPECT_TRUE(router().journal().empty());
+    EXPECT_TRUE(router().journal.lines().empty());
 }
 
 TEST_F(WanKey, NamesAKeyOfAWan)

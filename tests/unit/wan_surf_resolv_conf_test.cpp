@@ -16,9 +16,9 @@ constexpr char NEW_PATH[] = "/etc/resolv.conf.time_check";
 
 std::string adjusted(const std::string &text)
 {
-    router().file(PATH, text);
+    router().files.set(PATH, text);
     adjust_resolv_conf_sequence();
-    return router().file(PATH);
+    return router().files.text_of(PATH);
 }
 
 // `length` characters, line end included.
@@ -49,7 +49,7 @@ TEST_F(NameServers, NoneLeavesTheFileUnchanged)
     EXPECT_EQ(adjusted("search lan\n# none\n"), "search lan\n# none\n");
     EXPECT_EQ(adjusted("search lan"), "search lan");
     EXPECT_EQ(adjusted(""), "");
-    EXPECT_TRUE(router().log().empty());
+    EXPECT_TRUE(router().log.lines().empty());
 }
 
 TEST_F(NameServers, OneLeavesTheFileUnchanged)
@@ -109,11 +109,11 @@ TEST_F(NameServers, ALargerFileIsReportedAndLeftAlone)
 {
     for (const size_t length : {2009U, 4096U, 1000000U}) {
         const std::string text = SERVER_1 + long_line(length) + SERVER_2;
-        router().clear_log();
+        router().log.clear();
         EXPECT_EQ(adjusted(text), text);
-        EXPECT_EQ(router().log(), (Lines{"adjust_resolv_conf_sequence 286: open /etc/resolv.conf fail!"}));
+        EXPECT_EQ(router().log.lines(), (Lines{"adjust_resolv_conf_sequence 286: open /etc/resolv.conf fail!"}));
     }
-    EXPECT_TRUE(router().journal().empty());
+    EXPECT_TRUE(router().journal.lines().empty());
 }
 
 TEST_F(NameServers, WhatChangesNothingIsNotWritten)
@@ -121,24 +121,24 @@ TEST_F(NameServers, WhatChangesNothingIsNotWritten)
     for (const std::string text : {"", "search lan\n", "nameserver 10.0.0.1\n", "nameserver 10.0.0.1",
                                    "search lan\nnameserver 10.0.0.1\n", "nameserver 1.1.1.1\nnameserver 1.1.1.1\n"})
         EXPECT_EQ(adjusted(text), text);
-    EXPECT_TRUE(router().journal().empty());
-    EXPECT_TRUE(router().log().empty());
+    EXPECT_TRUE(router().journal.lines().empty());
+    EXPECT_TRUE(router().log.lines().empty());
 }
 
 TEST_F(NameServers, TheNewFileIsTheOldOnesOwnersAndAsReadable)
 {
-    router().permissions(PATH, 0640, 0, 4);
+    router().files.set_permissions(PATH, 0640, 0, 4);
     EXPECT_EQ(adjusted(std::string(SERVER_1) + SERVER_2), std::string(SERVER_2) + SERVER_1);
-    EXPECT_EQ(router().permissions(PATH), "640 0:4");
+    EXPECT_EQ(router().files.permissions_of(PATH), "640 0:4");
     EXPECT_EQ(adjusted(std::string(SERVER_1) + SERVER_2), std::string(SERVER_2) + SERVER_1);
-    EXPECT_EQ(router().permissions(PATH), "640 0:4");
+    EXPECT_EQ(router().files.permissions_of(PATH), "640 0:4");
 }
 
 TEST_F(NameServers, AnOwnerThatCannotBeGivenHasTheFileOverwrittenInPlace)
 {
     for (const char *call : {"fchown", "fchmod"}) {
-        router().clear_journal();
-        router().fail(call, 1, EPERM);
+        router().journal.clear();
+        router().faults.fail(call, 1, EPERM);
         EXPECT_EQ(adjusted(std::string(SERVER_1) + SERVER_2), std::string(SERVER_2) + SERVER_1);
         EXPECT_ACTS("unlink /etc/resolv.conf.time_check", "write /etc/resolv.conf") << call;
     }
@@ -146,109 +146,109 @@ TEST_F(NameServers, AnOwnerThatCannotBeGivenHasTheFileOverwrittenInPlace)
 
 TEST_F(NameServers, WhatLiesInTheNewFilesPlaceIsNotFollowed)
 {
-    router().file("/etc/victim", "text");
-    router().link_file(NEW_PATH, "/etc/victim");
+    router().files.set("/etc/victim", "text");
+    router().files.set_link(NEW_PATH, "/etc/victim");
     EXPECT_EQ(adjusted(std::string(SERVER_1) + SERVER_2), std::string(SERVER_2) + SERVER_1);
-    EXPECT_EQ(router().file("/etc/victim"), "text");
-    router().file("/etc/victim", "text");
-    router().file(NEW_PATH, "left by a crash, and longer than what is written there now");
+    EXPECT_EQ(router().files.text_of("/etc/victim"), "text");
+    router().files.set("/etc/victim", "text");
+    router().files.set(NEW_PATH, "left by a crash, and longer than what is written there now");
     EXPECT_EQ(adjusted(std::string(SERVER_1) + SERVER_2), std::string(SERVER_2) + SERVER_1);
 }
 
 TEST_F(NameServers, AnUnreadableFileIsReportedAndLeftAlone)
 {
-    router().unreadable(PATH);
+    router().files.set_unreadable(PATH);
     adjust_resolv_conf_sequence();
-    EXPECT_EQ(router().log(), (Lines{"adjust_resolv_conf_sequence 286: open /etc/resolv.conf fail!"}));
-    EXPECT_TRUE(router().journal().empty());
+    EXPECT_EQ(router().log.lines(), (Lines{"adjust_resolv_conf_sequence 286: open /etc/resolv.conf fail!"}));
+    EXPECT_TRUE(router().journal.lines().empty());
 }
 
 TEST_F(NameServers, AMissingFileIsReportedAndNotMade)
 {
-    router().remove_file(PATH);
-    router().missing(PATH);
+    router().files.remove(PATH);
+    router().files.set_missing(PATH);
     adjust_resolv_conf_sequence();
-    EXPECT_EQ(router().log(), (Lines{"adjust_resolv_conf_sequence 286: open /etc/resolv.conf fail!"}));
-    EXPECT_FALSE(router().file_exists(PATH));
+    EXPECT_EQ(router().log.lines(), (Lines{"adjust_resolv_conf_sequence 286: open /etc/resolv.conf fail!"}));
+    EXPECT_FALSE(router().files.exists(PATH));
 }
 
 TEST_F(NameServers, AFileThatCannotBeReadToItsEndIsLeftAlone)
 {
-    router().fail("read", 2, EIO);
+    router().faults.fail("read", 2, EIO);
     const std::string text = SERVER_1 + long_line(600) + SERVER_2;
     EXPECT_EQ(adjusted(text), text);
-    EXPECT_EQ(router().log(), (Lines{"adjust_resolv_conf_sequence 286: open /etc/resolv.conf fail!"}));
+    EXPECT_EQ(router().log.lines(), (Lines{"adjust_resolv_conf_sequence 286: open /etc/resolv.conf fail!"}));
 }
 
 TEST_F(NameServers, TheNewFileTakesTheOldOnesPlaceAtOnce)
 {
     adjusted(std::string(SERVER_1) + SERVER_2);
-    EXPECT_EQ(router().journal(),
+    EXPECT_EQ(router().journal.lines(),
               (Lines{"write /etc/resolv.conf.time_check", "rename /etc/resolv.conf.time_check /etc/resolv.conf"}));
-    EXPECT_FALSE(router().file_exists(NEW_PATH));
+    EXPECT_FALSE(router().files.exists(NEW_PATH));
 }
 
 TEST_F(NameServers, ALinkStaysOne)
 {
-    router().link_file(PATH, "/tmp/resolv.conf");
-    router().file("/tmp/resolv.conf", std::string(SERVER_1) + SERVER_2);
+    router().files.set_link(PATH, "/tmp/resolv.conf");
+    router().files.set("/tmp/resolv.conf", std::string(SERVER_1) + SERVER_2);
     adjust_resolv_conf_sequence();
     EXPECT_ACTS("write /tmp/resolv.conf");
-    EXPECT_EQ(router().file("/tmp/resolv.conf"), std::string(SERVER_2) + SERVER_1);
+    EXPECT_EQ(router().files.text_of("/tmp/resolv.conf"), std::string(SERVER_2) + SERVER_1);
 }
 
 TEST_F(NameServers, AMountedFileIsOverwrittenInPlace)
 {
-    router().fail("rename", 1, EBUSY);
+    router().faults.fail("rename", 1, EBUSY);
     EXPECT_EQ(adjusted(std::string(SERVER_1) + "search lan\n" + SERVER_2),
               std::string("search lan\n") + SERVER_2 + SERVER_1);
-    EXPECT_FALSE(router().file_exists(NEW_PATH));
-    EXPECT_TRUE(router().log().empty());
+    EXPECT_FALSE(router().files.exists(NEW_PATH));
+    EXPECT_TRUE(router().log.lines().empty());
 }
 
 TEST_F(NameServers, AFileThatGrewMeanwhileKeepsNoTail)
 {
-    router().link_file(PATH, "/tmp/resolv.conf");
-    router().file("/tmp/resolv.conf", std::string(SERVER_1) + SERVER_2);
-    router().fail_when(
+    router().files.set_link(PATH, "/tmp/resolv.conf");
+    router().files.set("/tmp/resolv.conf", std::string(SERVER_1) + SERVER_2);
+    router().faults.fail_when(
         "open",
         [](uint64_t nth) {
             if (nth == 2)
-                router().file("/tmp/resolv.conf", std::string(SERVER_1) + SERVER_2 + SERVER_3);
+                router().files.set("/tmp/resolv.conf", std::string(SERVER_1) + SERVER_2 + SERVER_3);
             return false;
         },
         EIO);
     adjust_resolv_conf_sequence();
-    EXPECT_EQ(router().file("/tmp/resolv.conf"), std::string(SERVER_2) + SERVER_1);
+    EXPECT_EQ(router().files.text_of("/tmp/resolv.conf"), std::string(SERVER_2) + SERVER_1);
 }
 
 TEST_F(NameServers, AReadOnlyFolderHasTheFileOverwrittenInPlace)
 {
-    router().missing(NEW_PATH);
-    router().fail("open", 2, EROFS);
+    router().files.set_missing(NEW_PATH);
+    router().faults.fail("open", 2, EROFS);
     EXPECT_EQ(adjusted(std::string(SERVER_1) + SERVER_2), std::string(SERVER_2) + SERVER_1);
-    EXPECT_TRUE(router().log().empty());
+    EXPECT_TRUE(router().log.lines().empty());
 }
 
 TEST_F(NameServers, AnUnwritableFileIsReported)
 {
-    router().missing(NEW_PATH);
-    router().fail("open", 2, EROFS, true);
+    router().files.set_missing(NEW_PATH);
+    router().faults.fail("open", 2, EROFS, true);
     EXPECT_EQ(adjusted(std::string(SERVER_1) + SERVER_2), std::string(SERVER_1) + SERVER_2);
-    EXPECT_EQ(router().log(), (Lines{"adjust_resolv_conf_sequence 303: open /etc/resolv.conf fail!"}));
+    EXPECT_EQ(router().log.lines(), (Lines{"adjust_resolv_conf_sequence 303: open /etc/resolv.conf fail!"}));
 }
 
 TEST_F(NameServers, AnyOneFaultLeavesTheOldOrTheNewFile)
 {
     const std::string old_text = std::string(SERVER_1) + SERVER_2;
     const std::string new_text = std::string(SERVER_2) + SERVER_1;
-    router().missing(NEW_PATH);
+    router().files.set_missing(NEW_PATH);
     for (const char *call : {"open", "read", "fstat", "unlink", "fchown", "fchmod", "write", "fsync", "ftruncate",
                              "close", "readlink", "rename"}) {
         for (unsigned nth = 1; nth <= 4; nth++) {
-            router().fail(call, nth, ENOSPC);
+            router().faults.fail(call, nth, ENOSPC);
             const std::string text = adjusted(old_text);
-            router().clear_faults();
+            router().faults.clear();
             EXPECT_TRUE(text == old_text || text == new_text) << call << " " << nth << ":\n" << text;
             EXPECT_TRUE(router().open_descriptors().empty()) << call << " " << nth;
         }

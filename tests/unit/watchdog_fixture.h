@@ -28,7 +28,7 @@ protected:
 
     void SetUp() override
     {
-        box.file(PID_FILE, "321\n");
+        box.files.set(PID_FILE, "321\n");
         machine_total(0);
         process_total(0);
     }
@@ -41,20 +41,20 @@ protected:
     void load()
     {
         set_time_check_cpu_info();
-        box.clear_log();
+        box.log.clear();
     }
 
     void machine_total(uint32_t ticks)
     {
-        box.file("/proc/stat", "cpu  " + std::to_string(ticks) + " 0 0 0 0 0 0 0 0\ncpu0 0 0 0 0 0 0 0 0 0\n");
+        box.files.set("/proc/stat", "cpu  " + std::to_string(ticks) + " 0 0 0 0 0 0 0 0\ncpu0 0 0 0 0 0 0 0 0 0\n");
     }
 
     void process_times(const std::string &name, uint64_t user, uint64_t system, uint64_t children_user,
                        uint64_t children_system)
     {
-        box.file("/proc/321/stat", "321 " + name + " S 1 321 321 0 -1 4194304 120 0 0 0 " + std::to_string(user) + " " +
-                                       std::to_string(system) + " " + std::to_string(children_user) + " " +
-                                       std::to_string(children_system) + " 20 0 1 0 120\n");
+        box.files.set("/proc/321/stat", "321 " + name + " S 1 321 321 0 -1 4194304 120 0 0 0 " + std::to_string(user) +
+                                            " " + std::to_string(system) + " " + std::to_string(children_user) + " " +
+                                            std::to_string(children_system) + " 20 0 1 0 120\n");
     }
 
     void process_total(uint32_t ticks)
@@ -83,7 +83,7 @@ protected:
     void sample()
     {
         const uint32_t before = std::exchange(_DEBUG_LIST_[TIME_CHECK_CPU], 1);
-        box.clear_log();
+        box.log.clear();
         time_check_cpu();
         _DEBUG_LIST_[TIME_CHECK_CPU] = before;
     }
@@ -112,7 +112,7 @@ protected:
     std::string last_value(const std::string &name)
     {
         std::string value;
-        for (const std::string &body : box.bodies())
+        for (const std::string &body : box.log.bodies())
             if (body.starts_with(name))
                 value = body.substr(name.size(), body.size() - name.size() - 1);
         return value;

@@ -36,20 +36,20 @@ protected:
     {
         machine_total(1000);
         for (int i = 0; i < 10; i++) {
-            box.file("/run/prog_" + std::to_string(i) + ".pid", std::to_string(100 + i));
+            box.files.set("/run/prog_" + std::to_string(i) + ".pid", std::to_string(100 + i));
             process_total(i, 0);
         }
     }
 
     void machine_total(int ticks)
     {
-        box.file("/proc/stat", "cpu  " + std::to_string(ticks) + "\ncpu0 0\n");
+        box.files.set("/proc/stat", "cpu  " + std::to_string(ticks) + "\ncpu0 0\n");
     }
 
     void process_total(int row, int ticks)
     {
-        box.file("/proc/" + std::to_string(100 + row) + "/stat",
-                 "1 (x) S 1 1 1 0 -1 0 0 0 0 0 " + std::to_string(ticks) + " 0 0 0\n");
+        box.files.set("/proc/" + std::to_string(100 + row) + "/stat",
+                      "1 (x) S 1 1 1 0 -1 0 0 0 0 0 " + std::to_string(ticks) + " 0 0 0\n");
     }
 
     // The next sample takes place, with these rows over their limit.
@@ -65,13 +65,13 @@ protected:
     static void load()
     {
         set_time_check_cpu_info();
-        sim::router().clear_log();
+        sim::router().log.clear();
     }
 
     static void send(uint32_t op, const char *string_info)
     {
         const TIME_CHECK_MODULES_COMMON_STRUCT msg = message(op, string_info);
-        sim::router().clear_log();
+        sim::router().log.clear();
         op == OP_STOP ? time_check_cpu_stop(&msg) : time_check_cpu_start(&msg);
     }
 
@@ -94,9 +94,9 @@ TEST_F(CpuRows, AllNamesEveryRowInOrder)
 {
     load();
     send(OP_STOP, "all");
-    EXPECT_EQ(box.bodies(), lines_of_rows("prog", 0, 9, " check disable"));
+    EXPECT_EQ(box.log.bodies(), lines_of_rows("prog", 0, 9, " check disable"));
     send(OP_START, "ALL");
-    EXPECT_EQ(box.bodies(), lines_of_rows("prog", 0, 9, " check enable"));
+    EXPECT_EQ(box.log.bodies(), lines_of_rows("prog", 0, 9, " check enable"));
 }
 
 TEST_F(CpuRows, ANameNamesItsRowAlone)
@@ -143,11 +143,11 @@ TEST_F(CpuRows, AllInATableThatBeginsWithAnEmptyNameFindsNothing)
 TEST_F(CpuRows, ManyRowsReadTheMachineTwiceAndWaitOnce)
 {
     load();
-    const uint64_t opens = box.calls_made("open");
-    const uint64_t selects = box.calls_made("select");
+    const uint64_t opens = box.faults.made("open");
+    const uint64_t selects = box.faults.made("select");
     time_check_cpu();
-    EXPECT_EQ(box.calls_made("open"), opens + 2 + 10 * 3); // the pid file once, the process twice
-    EXPECT_EQ(box.calls_made("select"), selects + 1);
+    EXPECT_EQ(box.faults.made("open"), opens + 2 + 10 * 3); // the pid file once, the process twice
+    EXPECT_EQ(box.faults.made("select"), selects + 1);
 }
 
 TEST_F(CpuRows, OnlyDueRowsAreMeasured)
@@ -168,7 +168,7 @@ TEST_F(CpuRows, EachRowHasItsOwnPeriod)
     debug_on();
     over({3});
     time_check_cpu(); // row 3 is due again in 8 ticks, the others in 2
-    box.clear_log();
+    box.log.clear();
     time_check_cpu();
     EXPECT_EQ(lines_with("cpu_max="), 0U);
     time_check_cpu();
@@ -195,13 +195,13 @@ protected:
     static void load()
     {
         set_time_check_daemon_info();
-        sim::router().clear_log();
+        sim::router().log.clear();
     }
 
     static void send(uint32_t op, const char *string_info)
     {
         TIME_CHECK_MODULES_COMMON_STRUCT msg = message(op, string_info);
-        sim::router().clear_log();
+        sim::router().log.clear();
         time_check_daemon_msg_handle(&msg);
     }
 };
@@ -218,9 +218,9 @@ TEST_F(DaemonRows, AllNamesEveryRowInOrder)
 {
     load();
     send(OP_START, "all");
-    EXPECT_EQ(box.bodies(), lines_of_rows("serv", 0, 9, " check enable"));
+    EXPECT_EQ(box.log.bodies(), lines_of_rows("serv", 0, 9, " check enable"));
     send(OP_STOP, "ALL");
-    EXPECT_EQ(box.bodies(), lines_of_rows("serv", 0, 9, " check disable"));
+    EXPECT_EQ(box.log.bodies(), lines_of_rows("serv", 0, 9, " check disable"));
 }
 
 TEST_F(DaemonRows, AnEmptyNameEndsTheTableForMessages)
@@ -253,9 +253,9 @@ TEST_F(DaemonRows, EachRowHasItsOwnPeriodAndThreshold)
     send(OP_START, "all");
     std::vector<std::pair<int, std::string>> killed;
     for (int i = 1; i <= 10; i++) {
-        box.clear_journal();
+        box.journal.clear();
         time_check_daemon();
-        for (const std::string &act : box.journal())
+        for (const std::string &act : box.journal.lines())
             killed.emplace_back(i, act.substr(act.size() - 5));
     }
     EXPECT_EQ(killed, (std::vector<std::pair<int, std::string>>{{2, "serv0"},
