@@ -18,18 +18,15 @@ namespace sim
     CALL(open)                                                                                                         \
     CALL(read)                                                                                                         \
     CALL(write)                                                                                                        \
-    CALL(lseek)                                                                                                        \
     CALL(fsync)                                                                                                        \
     CALL(ftruncate)                                                                                                    \
     CALL(fstat)                                                                                                        \
     CALL(fchown)                                                                                                       \
     CALL(fchmod)                                                                                                       \
     CALL(close)                                                                                                        \
-    CALL(access)                                                                                                       \
     CALL(rename)                                                                                                       \
     CALL(unlink)                                                                                                       \
     CALL(readlink)                                                                                                     \
-    CALL(fopen)                                                                                                        \
     CALL(popen)                                                                                                        \
     CALL(opendir)                                                                                                      \
     CALL(readdir)                                                                                                      \

@@ -108,14 +108,6 @@ int Files::fail_at(const Place &place)
 
 // ---- the daemon's side ----
 
-int Files::access(const char *path)
-{
-    const Place place = place_of(path, true);
-    if (place.error != 0 || (place.node == nullptr && !place.is_folder))
-        return fail_at(place);
-    return place.is_folder || place.node->error == 0 ? 0 : fail(place.node->error);
-}
-
 int Files::rename(const char *from, const char *to)
 {
     const Place old = place_of(from, false);

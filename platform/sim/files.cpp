@@ -251,24 +251,6 @@ ssize_t Files::write(int fd, const char *data, size_t size)
     return static_cast<ssize_t>(size);
 }
 
-off_t Files::seek(int fd, off_t offset, int whence)
-{
-    Descriptor *const of = descriptor(fd);
-    if (of == nullptr)
-        return -1;
-    if (of->kind == OF_PIPE)
-        return fail(ESPIPE);
-    if (whence != SEEK_SET && whence != SEEK_CUR && whence != SEEK_END)
-        return fail(EINVAL);
-    const off_t base = whence == SEEK_SET   ? 0
-                       : whence == SEEK_CUR ? static_cast<off_t>(of->position)
-                                            : static_cast<off_t>(of->content().size());
-    if (base + offset < 0)
-        return fail(EINVAL);
-    of->position = static_cast<size_t>(base + offset);
-    return base + offset;
-}
-
 int Files::sync(int fd)
 {
     return descriptor(fd) == nullptr ? -1 : 0;

@@ -63,14 +63,12 @@ public:
     int open_text(std::string_view name, std::string_view text); // a pipe to read from
     ssize_t read(int fd, char *buffer, size_t size);
     ssize_t write(int fd, const char *data, size_t size);
-    off_t seek(int fd, off_t offset, int whence);
     int sync(int fd);
     int truncate(int fd, off_t size);
     int status(int fd, struct stat *out);
     int change_owner(int fd, uid_t user, gid_t group);
     int change_mode(int fd, mode_t mode);
     int close(int fd);
-    int access(const char *path);
     int rename(const char *from, const char *to);
     int unlink(const char *path);
     ssize_t read_link(const char *path, char *target, size_t size);

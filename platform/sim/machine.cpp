@@ -100,13 +100,6 @@ uint64_t Machine::start_thread(std::function<void()> body)
     return id;
 }
 
-void Machine::end_thread()
-{
-    if (current_ == nullptr)
-        throw std::logic_error("a thread ends that is none of the daemon's");
-    current_->fiber->leave_for_good();
-}
-
 uint64_t Machine::current_thread() const
 {
     return current_ == nullptr ? 0 : current_->id;

@@ -85,8 +85,6 @@ public:
     void sleep_for_messages(Micros duration);
     // Starts a thread; its number, from 1.
     uint64_t start_thread(std::function<void()> body);
-    // Ends the calling thread; outside the daemon's threads: std::logic_error.
-    [[noreturn]] void end_thread();
     uint64_t current_thread() const; // 0 outside the daemon's threads
     bool runs_main_thread() const    // or the test itself, in its place
     {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 
 #include "platform/sim/virtual_router.h"
 
@@ -15,21 +14,10 @@ ssize_t Streams::read(void *cookie, char *buffer, size_t size)
     return router().faults.hits(Call::read) ? -1 : router().files.read(static_cast<Stream *>(cookie)->fd, buffer, size);
 }
 
-ssize_t Streams::write(void *cookie, const char *data, size_t size)
+int Streams::seek(void * /*cookie*/, off64_t * /*offset*/, int /*whence*/)
 {
-    const Stream *const stream = static_cast<Stream *>(cookie);
-    if (stream->owner->abandoned_)
-        return static_cast<ssize_t>(size);
-    if (router().faults.hits(Call::write))
-        return 0; // how a cookie stream tells stdio of an error
-    return router().files.write(stream->fd, data, size);
-}
-
-int Streams::seek(void *cookie, off64_t *offset, int whence)
-{
-    const off_t position = router().files.seek(static_cast<Stream *>(cookie)->fd, *offset, whence);
-    *offset = position;
-    return position < 0 ? -1 : 0;
+    errno = ESPIPE;
+    return -1;
 }
 
 int Streams::close(void *cookie)
@@ -40,38 +28,13 @@ int Streams::close(void *cookie)
     return result;
 }
 
-FILE *Streams::stream_of(int fd, const char *mode)
-{
-    if (fd < 0)
-        return nullptr;
-    Stream &stream = *streams_.emplace_back(
-        std::make_unique<Stream>(Stream{.fd = fd, .file = nullptr, .owner = this, .exit_status = 0}));
-    stream.file = fopencookie(&stream, mode, {.read = read, .write = write, .seek = seek, .close = close});
-    return stream.file;
-}
-
-FILE *Streams::open(const char *path, const char *mode)
-{
-    const bool update = strchr(mode, '+') != nullptr;
-    int flags = update ? O_RDWR : O_WRONLY;
-    if (mode[0] == 'r')
-        flags = update ? O_RDWR : O_RDONLY;
-    else if (mode[0] == 'w')
-        flags |= O_CREAT | O_TRUNC;
-    else if (mode[0] == 'a')
-        flags |= O_CREAT | O_APPEND;
-    else {
-        errno = EINVAL;
-        return nullptr;
-    }
-    return stream_of(router().files.open(path, flags), mode);
-}
-
 FILE *Streams::open_text(std::string_view name, std::string_view text, int exit_status)
 {
-    FILE *const stream = stream_of(router().files.open_text(name, text), "r");
-    streams_.back()->exit_status = exit_status;
-    return stream;
+    const int fd = router().files.open_text(name, text);
+    Stream &stream = *streams_.emplace_back(
+        std::make_unique<Stream>(Stream{.fd = fd, .file = nullptr, .owner = this, .exit_status = exit_status}));
+    stream.file = fopencookie(&stream, "r", {.read = read, .write = nullptr, .seek = seek, .close = close});
+    return stream.file;
 }
 
 int Streams::exit_status_of(const FILE *stream) const

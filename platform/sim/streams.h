@@ -1,4 +1,5 @@
-// The stdio streams and directories that the daemon opened: the real stdio on virtual files.
+// The stdio streams and folders that the daemon opened: the real stdio on the output of virtual commands, and folders
+// among the virtual files.
 #ifndef PLATFORM_SIM_STREAMS_H
 #define PLATFORM_SIM_STREAMS_H
 
@@ -15,17 +16,17 @@ namespace sim
 class Streams
 {
 public:
-    // Null: the mode is not understood or the file cannot be opened.
-    FILE *open(const char *path, const char *mode);
-    // What a command prints before it ends with this status.
+    // What a command prints before it ends with this status, to be read. `name` is what open_descriptors() tells.
     FILE *open_text(std::string_view name, std::string_view text, int exit_status);
-    int exit_status_of(const FILE *stream) const;
-    void machine_restarted();
-
+    int exit_status_of(const FILE *stream) const; // 0 for a stream that is not from here
+    // As the calls of libc: null and errno, or null at the end.
     DIR *open_directory(const char *path);
     struct dirent *next_entry(DIR *directory);
     int close_directory(DIR *directory);
+    // Paths of the folders that are open now.
     std::vector<std::string> open_directories() const;
+    // Closes all of them; what is still buffered is lost with the machine.
+    void machine_restarted();
 
 private:
     struct Stream {
@@ -40,15 +41,13 @@ private:
         size_t next;
         struct dirent entry;
     };
-    FILE *stream_of(int fd, const char *mode);
     static ssize_t read(void *cookie, char *buffer, size_t size);
-    static ssize_t write(void *cookie, const char *data, size_t size);
     static int seek(void *cookie, off64_t *offset, int whence);
     static int close(void *cookie);
 
     std::vector<std::unique_ptr<Stream>> streams_;
     std::vector<std::unique_ptr<Directory>> directories_;
-    bool abandoned_ = false; // what is still buffered is lost with the machine
+    bool abandoned_ = false; // their descriptors are closed with the machine's files
 };
 
 } // namespace sim

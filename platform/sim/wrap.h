@@ -10,7 +10,6 @@
 #include <pthread.h>
 #include <sys/select.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -19,19 +18,16 @@ extern "C" {
 int sim_open(const char *path, int flags, ...);
 ssize_t sim_read(int fd, void *buffer, size_t size);
 ssize_t sim_write(int fd, const void *data, size_t size);
-off_t sim_lseek(int fd, off_t offset, int whence);
 int sim_fsync(int fd);
 int sim_ftruncate(int fd, off_t size);
 int sim_fstat(int fd, struct stat *out);
 int sim_fchown(int fd, uid_t user, gid_t group);
 int sim_fchmod(int fd, mode_t mode);
 int sim_close(int fd);
-int sim_access(const char *path, int mode);
 int sim_rename(const char *from, const char *to);
 int sim_unlink(const char *path);
 ssize_t sim_readlink(const char *path, char *target, size_t size);
 
-FILE *sim_fopen(const char *path, const char *mode);
 FILE *sim_popen(const char *command, const char *mode);
 int sim_pclose(FILE *stream);
 DIR *sim_opendir(const char *path);
@@ -39,7 +35,6 @@ struct dirent *sim_readdir(DIR *directory);
 int sim_closedir(DIR *directory);
 
 int sim_setvbuf(FILE *stream, char *buffer, int mode, size_t size);
-int sim_fflush(FILE *stream);
 int sim_vfprintf(FILE *stream, const char *format, va_list arguments) __attribute__((format(printf, 2, 0)));
 int sim_vfprintf_chk(FILE *stream, int flag, const char *format, va_list arguments)
     __attribute__((format(printf, 3, 0)));
@@ -49,18 +44,11 @@ int sim_puts(const char *text);
 int sim_putchar(int character);
 
 time_t sim_time(time_t *out);
-int sim_gettimeofday(struct timeval *out, void *zone);
-int sim_clock_gettime(clockid_t clock, struct timespec *out);
 struct tm *sim_localtime_r(const time_t *time, struct tm *out);
 unsigned sim_sleep(unsigned seconds);
-int sim_usleep(useconds_t duration);
-int sim_nanosleep(const struct timespec *duration, struct timespec *left);
 int sim_select(int count, fd_set *readable, fd_set *writable, fd_set *exceptional, struct timeval *timeout);
 
 int sim_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*body)(void *), void *argument);
-int sim_pthread_detach(pthread_t thread);
-pthread_t sim_pthread_self(void);
-[[noreturn]] void sim_pthread_exit(void *result);
 
 struct hostent *sim_gethostbyname(const char *host_name);
 

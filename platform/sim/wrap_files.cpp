@@ -1,4 +1,4 @@
-// The daemon's files: its libc calls, led to the virtual files.
+// The daemon's files, commands and folders: its libc calls, led to the virtual ones.
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -39,11 +39,6 @@ ssize_t sim_write(int fd, const void *data, size_t size)
     return router().faults.hits(Call::write) ? -1 : router().files.write(fd, static_cast<const char *>(data), size);
 }
 
-off_t sim_lseek(int fd, off_t offset, int whence)
-{
-    return router().faults.hits(Call::lseek) ? -1 : router().files.seek(fd, offset, whence);
-}
-
 int sim_fsync(int fd)
 {
     return router().faults.hits(Call::fsync) ? -1 : router().files.sync(fd);
@@ -79,11 +74,6 @@ int sim_close(int fd)
     return -1;
 }
 
-int sim_access(const char *path, int /*mode*/)
-{
-    return router().faults.hits(Call::access) ? -1 : router().files.access(path);
-}
-
 int sim_rename(const char *from, const char *to)
 {
     return router().faults.hits(Call::rename) ? -1 : router().files.rename(from, to);
@@ -97,11 +87,6 @@ int sim_unlink(const char *path)
 ssize_t sim_readlink(const char *path, char *target, size_t size)
 {
     return router().faults.hits(Call::readlink) ? -1 : router().files.read_link(path, target, size);
-}
-
-FILE *sim_fopen(const char *path, const char *mode)
-{
-    return router().faults.hits(Call::fopen) ? nullptr : router().streams.open(path, mode);
 }
 
 // To read from alone: the daemon writes into no command.
@@ -149,11 +134,6 @@ int sim_closedir(DIR *directory)
 int sim_setvbuf(FILE *stream, char *buffer, int mode, size_t size)
 {
     return stream == stdout ? 0 : setvbuf(stream, buffer, mode, size);
-}
-
-int sim_fflush(FILE *stream)
-{
-    return stream == stdout ? 0 : fflush(stream);
 }
 
 int sim_vfprintf(FILE *stream, const char *format, va_list arguments)

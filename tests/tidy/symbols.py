@@ -4,9 +4,13 @@
 Build flags change the names of libc calls, and a call that is not led to the virtual router reaches the host without
 anybody noticing. So each undefined symbol must be wrapped, pure, or a call of the contract; any other is a finding.
 
-    symbols.py --nm NM --wrapped wrap.list --pure pure.list --contract PLATFORM_FOLDER OBJECT...
+    symbols.py --nm NM --wrapped wrap.list --pure pure.list --contract PLATFORM_FOLDER [--both-ways] OBJECT...
+
+With --both-ways a line of the lists of which no object uses a symbol is a finding, too, unless it says "elsewhere: " and
+which other build does: the model would have calls that nobody makes.
 """
 import argparse
+import fnmatch
 import pathlib
 import re
 import subprocess
@@ -16,6 +20,17 @@ import sys
 def words_of_list(path):
     lines = (line.split("#")[0].split() for line in pathlib.Path(path).read_text().splitlines())
     return [line for line in lines if line]
+
+
+def never_used(path, symbols_of_line, used):
+    """The lines of a list, but for those that other builds use, whose symbols are none of those in use."""
+    for line in pathlib.Path(path).read_text().splitlines():
+        words, _, remark = line.partition("#")
+        if not words.split() or "elsewhere: " in remark:
+            continue
+        patterns = symbols_of_line(words.split())
+        if not any(fnmatch.fnmatchcase(symbol, pattern) for pattern in patterns for symbol in used):
+            yield f"{words.split()[0]} is in {pathlib.Path(path).name}, and no object uses it"
 
 
 def contract_calls(folder):
@@ -41,6 +56,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     for option in ("nm", "wrapped", "pure", "contract"):
         parser.add_argument("--" + option, required=True)
+    parser.add_argument("--both-ways", action="store_true")
     parser.add_argument("objects", nargs="+")
     options = parser.parse_args()
 
@@ -53,10 +69,15 @@ def main():
     tables = {name: symbols(options.nm, name) for name in options.objects}
     for _, defined in tables.values():
         known.update(defined)
-    findings = [f"{pathlib.Path(name).name}: {symbol}" for name, (undefined, _) in sorted(tables.items())
+    findings = [f"{pathlib.Path(name).name}: {symbol} is neither wrapped, pure nor contract"
+                " (platform/sim/wrap.list, pure.list, platform/*.h)" for name, (undefined, _) in sorted(tables.items())
                 for symbol in sorted(undefined) if symbol not in known and not symbol.startswith(prefixes)]
+    if options.both_ways:
+        used = set().union(*(undefined | defined for undefined, defined in tables.values()))
+        findings += never_used(options.wrapped, lambda words: words[1:], used)
+        findings += never_used(options.pure, lambda words: words[:1], used)
     for finding in findings:
-        print(finding, "is neither wrapped, pure nor contract (platform/sim/wrap.list, pure.list, platform/*.h)")
+        print(finding)
     print(f"{len(tables)} objects, {len(findings)} findings")
     return 1 if findings else 0
 
