@@ -2,7 +2,7 @@
 // (That it uses no other is looked at after every test.)
 #include "platform/config_store.h"
 #include "platform/sim/known_keys.h"
-#include "tests/scenario/soak_world.h"
+#include "tests/support/faults_world.h"
 
 namespace
 {

@@ -3,7 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "tests/scenario/busy_nights.h"
+#include "tests/support/nights_world.h"
 
 using namespace busy_nights;
 

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/scenario/reboot_days.h"
+#include "tests/support/reboot_world.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -9,7 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "tests/scenario/soak_world.h"
+#include "tests/support/faults_world.h"
 
 #ifdef __SANITIZE_ADDRESS__
 // The compiler has no header for this call.

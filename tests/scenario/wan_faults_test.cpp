@@ -2,7 +2,7 @@
 #include <array>
 #include <random>
 
-#include "tests/unit/wan_world.h"
+#include "tests/support/wan_world.h"
 #include "time_check/wan_surf_check.h"
 
 using sim::router;

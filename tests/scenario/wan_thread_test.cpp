@@ -1,5 +1,5 @@
 // The reachability thread beside the main loop, in virtual time: when it looks, and what comes of it.
-#include "tests/unit/wan_world.h"
+#include "tests/support/wan_world.h"
 
 using sim::router;
 

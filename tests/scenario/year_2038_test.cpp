@@ -1,7 +1,7 @@
 // Days after the ends of signed and of unsigned 32-bit time: a clock that is set there finds every schedule as it was.
 #include <gmock/gmock.h>
 
-#include "tests/scenario/reboot_days.h"
+#include "tests/support/reboot_world.h"
 #include "tests/support/schedule_world.h"
 
 using namespace schedule_world;

@@ -28,9 +28,10 @@ FOLDERS = {
     "tests/contract/": (CONTRACT, COMMON, LINUX, SIM, r"tests/(contract|support)/.*"),
     "tests/fuzz/": (CONTRACT, COMMON, LINUX, SIM, DAEMON, r"tests/(fuzz|support)/.*"),
     "tests/porting/": (CONTRACT,),
-    "tests/scenario/": (CONTRACT, SIM, DAEMON, KEYS, r"tests/(scenario|support|unit)/.*"),
+    "tests/scenario/": (CONTRACT, SIM, DAEMON, KEYS, r"tests/support/.*"),
+    "tests/sim/": (CONTRACT, COMMON, SIM, DAEMON, r"tests/support/.*"),
     "tests/support/": (CONTRACT, COMMON, SIM, DAEMON, r"tests/support/.*"),
-    "tests/unit/": (CONTRACT, COMMON, SIM, DAEMON, VERDICTS, r"tests/(support|unit)/.*"),
+    "tests/unit/": (CONTRACT, COMMON, SIM, DAEMON, VERDICTS, r"tests/support/.*", r"tests/unit/watched_rows/.*"),
 }
 
 # Which unit of the daemon may know which others. "time_check_" is left out; main is time_check.cpp and message its header,

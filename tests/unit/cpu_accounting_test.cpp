@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/router_test.h"
-#include "tests/unit/watchdog_fixture.h"
+#include "tests/support/watchdog_world.h"
 #include "time_check/time_check_cpu.h"
 
 namespace

@@ -1,7 +1,7 @@
 // The CPU watchdog's table: what is loaded, what messages change, what the dumps show.
 #include <gtest/gtest.h>
 
-#include "tests/unit/watchdog_fixture.h"
+#include "tests/support/watchdog_world.h"
 #include "time_check/time_check_cpu.h"
 #include "time_check/time_check_dispatch.h"
 #include "time_check/time_check_ids.h"

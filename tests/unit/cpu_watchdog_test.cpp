@@ -1,7 +1,7 @@
 // The CPU watchdog's tick: when it samples, and when it kills.
 #include <gtest/gtest.h>
 
-#include "tests/unit/watchdog_fixture.h"
+#include "tests/support/watchdog_world.h"
 #include "time_check/time_check_cpu.h"
 
 namespace

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/unit/watchdog_fixture.h"
+#include "tests/support/watchdog_world.h"
 #include "time_check/time_check_daemon.h"
 #include "time_check/time_check_dispatch.h"
 #include "time_check/time_check_ids.h"

@@ -7,9 +7,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/message_world.h"
 #include "tests/support/router_test.h"
-#include "tests/unit/dispatch_probe.h"
-#include "tests/unit/module_listing.h"
 #include "time_check/time_check.h"
 #include "time_check/time_check_dispatch.h"
 #include "time_check/time_check_ids.h"

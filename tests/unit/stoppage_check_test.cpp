@@ -1,5 +1,5 @@
 // The WAN stoppage check: which fault it sees, how long a fault must last, and the diagnosis server.
-#include "tests/unit/wan_world.h"
+#include "tests/support/wan_world.h"
 #include "time_check/time_check_stoppage_check.h"
 
 using sim::router;

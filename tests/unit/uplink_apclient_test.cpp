@@ -1,7 +1,7 @@
 // AP client: the association with the upstream, and the router's own DHCP server.
 #include <gtest/gtest.h>
 
-#include "tests/unit/uplink_fixture.h"
+#include "tests/support/uplink_world.h"
 #include "time_check/time_check_wifi_connect.h"
 
 namespace

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/unit/uplink_fixture.h"
+#include "tests/support/uplink_world.h"
 #include "time_check/time_check_wifi_connect.h"
 
 namespace

@@ -1,7 +1,7 @@
 // The uplink's settings: which radio carries it, and when they are read. The settings show in what the tick does.
 #include <gtest/gtest.h>
 
-#include "tests/unit/uplink_fixture.h"
+#include "tests/support/uplink_world.h"
 #include "time_check/time_check_dispatch.h"
 #include "time_check/time_check_ids.h"
 #include "time_check/time_check_module.h"

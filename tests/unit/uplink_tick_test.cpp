@@ -1,7 +1,7 @@
 // The uplink's tick: the start-up gate, the one look at the DHCP server, and who is supervised.
 #include <gtest/gtest.h>
 
-#include "tests/unit/uplink_fixture.h"
+#include "tests/support/uplink_world.h"
 #include "time_check/time_check_wifi_connect.h"
 
 namespace

@@ -1,7 +1,7 @@
 // WISP: the link, the WAN over it, and the PPPoE client.
 #include <gtest/gtest.h>
 
-#include "tests/unit/uplink_fixture.h"
+#include "tests/support/uplink_world.h"
 #include "time_check/time_check_wifi_connect.h"
 
 namespace

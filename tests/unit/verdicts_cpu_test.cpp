@@ -1,6 +1,6 @@
 // What the CPU watchdog says of a program: a tick for every verdict.
 #include "tests/support/verdicts.h"
-#include "tests/unit/watchdog_fixture.h"
+#include "tests/support/watchdog_world.h"
 
 using CpuVerdicts = CpuWatchdogTest;
 

@@ -1,6 +1,6 @@
 // What the liveness watchdog says of a program: a tick for every verdict.
 #include "tests/support/verdicts.h"
-#include "tests/unit/watchdog_fixture.h"
+#include "tests/support/watchdog_world.h"
 #include "time_check/time_check_daemon.h"
 
 using DaemonVerdicts = RouterTest;

@@ -1,7 +1,7 @@
 // What the reachability check says of a WAN: a pass for every verdict.
 #include "platform/wifi.h"
 #include "tests/support/verdicts.h"
-#include "tests/unit/wan_world.h"
+#include "tests/support/wan_world.h"
 #include "time_check/wan_surf_check.h"
 
 using ReachabilityVerdicts = RouterTest;

@@ -1,6 +1,6 @@
 // What the WAN stoppage check says of itself: a tick for every verdict.
 #include "tests/support/verdicts.h"
-#include "tests/unit/wan_world.h"
+#include "tests/support/wan_world.h"
 #include "time_check/time_check_stoppage_check.h"
 
 using StoppageVerdicts = RouterTest;

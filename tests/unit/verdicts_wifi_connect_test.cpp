@@ -1,6 +1,6 @@
 // What the supervision of the wireless uplink says of itself: a tick for every verdict.
+#include "tests/support/uplink_world.h"
 #include "tests/support/verdicts.h"
-#include "tests/unit/uplink_fixture.h"
 
 namespace
 {

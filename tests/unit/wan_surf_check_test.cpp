@@ -1,5 +1,5 @@
 // The passes of the reachability check: when a WAN is down, online or internal, what is published, who is told.
-#include "tests/unit/wan_world.h"
+#include "tests/support/wan_world.h"
 #include "time_check/wan_surf_check.h"
 
 using sim::router;

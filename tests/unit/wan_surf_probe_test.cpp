@@ -1,5 +1,5 @@
 // The tools of the reachability check: chain, policy rules, resolution, probe and the keys it writes.
-#include "tests/unit/wan_world.h"
+#include "tests/support/wan_world.h"
 #include "time_check/wan_keys.h"
 #include "time_check/wan_surf_check.h"
 #include "time_check/wan_surf_probe.h"

@@ -1,7 +1,7 @@
 // The order of the name servers in /etc/resolv.conf.
 #include <cerrno>
 
-#include "tests/unit/wan_world.h"
+#include "tests/support/wan_world.h"
 #include "time_check/wan_surf_probe.h"
 
 using sim::router;

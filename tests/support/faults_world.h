@@ -1,12 +1,12 @@
 // The router of the soak in each of its modes, and the faults that it meets.
-#ifndef TESTS_SCENARIO_SOAK_WORLD_H
-#define TESTS_SCENARIO_SOAK_WORLD_H
+#ifndef TESTS_SUPPORT_FAULTS_WORLD_H
+#define TESTS_SUPPORT_FAULTS_WORLD_H
 
 #include <array>
 #include <cstdint>
 #include <string>
 
-#include "tests/scenario/busy_nights.h"
+#include "tests/support/nights_world.h"
 #include "tests/support/schedule_world.h"
 
 namespace soak

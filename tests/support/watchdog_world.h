@@ -1,6 +1,6 @@
 // What the tests of the two watchdogs share.
-#ifndef TESTS_UNIT_WATCHDOG_FIXTURE_H
-#define TESTS_UNIT_WATCHDOG_FIXTURE_H
+#ifndef TESTS_SUPPORT_WATCHDOG_WORLD_H
+#define TESTS_SUPPORT_WATCHDOG_WORLD_H
 
 #include <functional>
 #include <string>

@@ -1,6 +1,6 @@
 // Days of the scheduled reboot: what the scenarios set up, and the reboots that they see.
-#ifndef TESTS_SCENARIO_REBOOT_DAYS_H
-#define TESTS_SCENARIO_REBOOT_DAYS_H
+#ifndef TESTS_SUPPORT_REBOOT_WORLD_H
+#define TESTS_SUPPORT_REBOOT_WORLD_H
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 // A router whose WANs work, for the tests of the reachability check.
-#ifndef TESTS_UNIT_WAN_WORLD_H
-#define TESTS_UNIT_WAN_WORLD_H
+#ifndef TESTS_SUPPORT_WAN_WORLD_H
+#define TESTS_SUPPORT_WAN_WORLD_H
 
 #include <string>
 

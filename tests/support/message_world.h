@@ -1,9 +1,13 @@
-// Handlers that note what they were given, to see from outside where the registry leads a message.
-#ifndef TESTS_UNIT_DISPATCH_PROBE_H
-#define TESTS_UNIT_DISPATCH_PROBE_H
+// Words for messages: handlers that note what they were given, to see from outside where the registry leads a message,
+// and what the table of modules says of itself.
+#ifndef TESTS_SUPPORT_MESSAGE_WORLD_H
+#define TESTS_SUPPORT_MESSAGE_WORLD_H
 
+#include <cstdint>
+#include <string>
 #include <vector>
 
+#include "platform/sim/virtual_router.h"
 #include "time_check/time_check_dispatch.h"
 
 struct dispatched {
@@ -38,6 +42,19 @@ inline std::vector<int> probes_run()
     for (const dispatched &one : dispatches)
         numbers.push_back(one.handler);
     return numbers;
+}
+
+// The line about a name that no module has. It names the last module. Empties the log; the registry must be filled.
+inline std::string line_of_unknown_names()
+{
+    sim::router().log.clear();
+    show_time_check_all_module_entries();
+    std::string last;
+    for (const std::string &line : sim::router().log.lines())
+        if (line.rfind("name:", 0) == 0)
+            last = line.substr(5);
+    sim::router().log.clear();
+    return "not found msg id[" + last + "]";
 }
 
 #endif

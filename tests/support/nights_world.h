@@ -1,7 +1,7 @@
 // Nights in which every part of the daemon has something to do, and what must hold at their end whatever goes wrong in
 // them.
-#ifndef TESTS_SCENARIO_BUSY_NIGHTS_H
-#define TESTS_SCENARIO_BUSY_NIGHTS_H
+#ifndef TESTS_SUPPORT_NIGHTS_WORLD_H
+#define TESTS_SUPPORT_NIGHTS_WORLD_H
 
 #include <algorithm>
 #include <array>

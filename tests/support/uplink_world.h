@@ -1,6 +1,6 @@
 // What the tests of the uplink supervision share.
-#ifndef TESTS_UNIT_UPLINK_FIXTURE_H
-#define TESTS_UNIT_UPLINK_FIXTURE_H
+#ifndef TESTS_SUPPORT_UPLINK_WORLD_H
+#define TESTS_SUPPORT_UPLINK_WORLD_H
 
 #include <array>
 #include <cstdio>
