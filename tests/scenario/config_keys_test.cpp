@@ -7,8 +7,6 @@
 namespace
 {
 
-using soak::box;
-
 // The table's rows in order: a key, or a unit that uses those before it.
 struct Row {
     const char *key;

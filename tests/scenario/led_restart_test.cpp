@@ -82,7 +82,7 @@ TEST_F(LedRestartAsleep, TheMessageComesTooLate)
 TEST_F(LedRestartAsleep, TheKeySetBeforeTheDaemonTurnsThemOff)
 {
     asleep();
-    restart_dark_router([] { sim::router().store.set_uncommitted("nkgw.led.state", "3"); });
+    restart_dark_router([] { box.store.set_uncommitted("nkgw.led.state", "3"); });
     EXPECT_EQ(box.journal.acts("leds"), Lines{"leds 0"});
 }
 

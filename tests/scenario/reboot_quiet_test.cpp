@@ -107,7 +107,7 @@ TEST_F(RebootNight, ADecisionInTheLastSecondOfTheWindowIsCarriedOutAfterIt)
 
 TEST_F(RebootNight, AClientThatLeavesIsWaitedForThreeMinutes)
 {
-    just_after("03:10:00", [this] { box.network.clear_neighbours(); });
+    just_after("03:10:00", [] { box.network.clear_neighbours(); });
     run_the_night();
     // The first sample without it is at 03:10:01, the 181st at 03:13:01.
     EXPECT_THAT(reboot_times(), ElementsAre("2026-03-02 03:13:01"));
@@ -117,7 +117,7 @@ TEST_F(RebootNight, AClientThatLeavesIsWaitedForThreeMinutes)
 
 TEST_F(RebootNight, AClientThatComesBackStartsBothCountsAgain)
 {
-    just_after("03:10:00", [this] { box.network.clear_neighbours(); });
+    just_after("03:10:00", [] { box.network.clear_neighbours(); });
     just_after("03:13:00", [this] { client_comes(); }); // 180 samples without it
     run_the_night();
     EXPECT_THAT(reboot_times(), ElementsAre("2026-03-02 03:44:42"));
@@ -141,14 +141,14 @@ TEST_F(RebootNight, ANoClientRebootThatComesBackArmsTheDelay)
 
 TEST_F(RebootNight, AReloadInTheWindowStartsTheCountAgain)
 {
-    just_after("03:20:00", [this] { box.post("time_check_reboot?op=3"); });
+    just_after("03:20:00", [] { box.post("time_check_reboot?op=3"); });
     run_the_night();
     EXPECT_THAT(reboot_times(), ElementsAre("2026-03-02 03:51:42"));
 }
 
 TEST_F(RebootNight, AMessageAboutARadioThatChangesNothingDoesNot)
 {
-    just_after("03:20:00", [this] { box.post("time_check_reboot?op=3,relate_module_id=19"); });
+    just_after("03:20:00", [] { box.post("time_check_reboot?op=3,relate_module_id=19"); });
     run_the_night();
     EXPECT_THAT(reboot_times(), ElementsAre("2026-03-02 03:31:41"));
 }
@@ -165,7 +165,7 @@ TEST_F(RebootNight, AMessageAboutAnotherWanStartsTheCountAgain)
 
 TEST_F(RebootNight, AScheduleThatIsSwitchedOffInTheWindowStops)
 {
-    just_after("03:20:00", [this] {
+    just_after("03:20:00", [] {
         box.store.set("sys.schedulereboot.enable", "0");
         box.post("time_check_reboot");
     });
@@ -185,14 +185,14 @@ TEST_F(RebootNight, AScheduleThatMovesToThePresentOpensAtOnce)
 
 TEST_F(RebootNight, AChangedSettingWithoutAMessageIsNotSeen)
 {
-    just_after("02:45:00", [this] { box.store.set("sys.schedulereboot.enable", "0"); });
+    just_after("02:45:00", [] { box.store.set("sys.schedulereboot.enable", "0"); });
     run_the_night();
     EXPECT_EQ(reboots().size(), 1U);
 }
 
 TEST_F(RebootNight, TheDebugSwitchShowsEverySample)
 {
-    just_after("02:59:00", [this] { box.post("time_check_debug?debug_id=1"); });
+    just_after("02:59:00", [] { box.post("time_check_debug?debug_id=1"); });
     box.run_until("2026-03-02 03:01:00");
     EXPECT_TRUE(has_body("num 2:froward_rx = 0.00kB/s,froward_tx = 0.00kB/s!!"));
     EXPECT_TRUE(has_body("num 60:froward_rx = 0.00kB/s,froward_tx = 0.00kB/s!!"));
@@ -201,14 +201,14 @@ TEST_F(RebootNight, TheDebugSwitchShowsEverySample)
 TEST_F(RebootNight, ACounterThatIsResetOnceCostsOneSample)
 {
     box.network.set_host("192.168.0.7", 1000, 1000);
-    just_after("03:10:00", [this] { box.network.set_host("192.168.0.7", 0, 0); });
+    just_after("03:10:00", [] { box.network.set_host("192.168.0.7", 0, 0); });
     run_the_night();
     EXPECT_THAT(reboot_times(), ElementsAre("2026-03-02 03:31:42"));
 }
 
 TEST_F(RebootNight, AClockThatStepsOverTheWindowSkipsIt)
 {
-    just_after("02:59:30", [this] { box.clock.set("2026-03-02 05:30:01"); });
+    just_after("02:59:30", [] { box.clock.set("2026-03-02 05:30:01"); });
     box.run(4 * 3600);
     EXPECT_THAT(reboot_times(), IsEmpty());
 }

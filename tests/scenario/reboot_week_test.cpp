@@ -121,7 +121,7 @@ TEST_F(RebootWeek, AClockThatIsSetInsideTheWindowRebootsAtOnce)
     schedule(0, "03:00", "05:30");
     start_at("1970-01-01 00:00:00");
     box.run(4 * 3600);
-    box.at(0.5, [this] { box.clock.set("2026-03-04 04:00:00"); });
+    box.at(0.5, [] { box.clock.set("2026-03-04 04:00:00"); });
     box.run(3);
     ASSERT_EQ(reboots().size(), 1U);
     EXPECT_EQ(reboots()[0].day, "2026-03-04");

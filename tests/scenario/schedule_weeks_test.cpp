@@ -35,7 +35,7 @@ Moment now()
     int day = 0;
     int hour = 0;
     int minute = 0;
-    const std::string local = router().clock.local();
+    const std::string local = box.clock.local();
     if (sscanf(local.c_str(), "%d-%d-%d %d:%d", &moment.year, &month, &day, &hour, &minute) != 5)
         ADD_FAILURE() << "no local time: " << local;
     const std::chrono::sys_days date = std::chrono::year(moment.year) / month / day;
@@ -137,12 +137,12 @@ std::vector<Rule> random_rules(Dice &dice, const std::string &family)
         const std::string on = random_days(dice, ignored) + as_time(dice, one.on);
         rule(family, i, off, on);
         if (readable-- == 0)
-            router().store.set(family + (dice.roll(2) == 0 ? ".offtime.list" : ".ontime.list") + std::to_string(i),
-                               broken.at(static_cast<size_t>(dice.roll(6))));
+            box.store.set(family + (dice.roll(2) == 0 ? ".offtime.list" : ".ontime.list") + std::to_string(i),
+                          broken.at(static_cast<size_t>(dice.roll(6))));
         if (readable >= 0)
             rules.push_back(one);
     }
-    router().store.set(family + ".listnum", std::to_string(count));
+    box.store.set(family + ".listnum", std::to_string(count));
     return rules;
 }
 
@@ -150,9 +150,9 @@ Settings random_settings(Dice &dice, bool with_power_saving)
 {
     Settings settings;
     radios("1", "1", "1");
-    router().store.set("nkgw.led.state", "3");
-    router().store.set("sys.sched.wifi.enable", "1");
-    router().store.set("sys.sched.led.type", "time");
+    box.store.set("nkgw.led.state", "3");
+    box.store.set("sys.sched.wifi.enable", "1");
+    box.store.set("sys.sched.led.type", "time");
     settings.wifi = random_rules(dice, "nkgw.wlan");
     settings.led = random_rules(dice, "nkgw.led");
     if (with_power_saving) {
@@ -173,7 +173,7 @@ testing::AssertionResult state_is_as_read(const Settings &settings)
     if (radio_is_on() == wifi && leds_are_on() == leds && asleep() == sleeps)
         return testing::AssertionSuccess();
     const testing::TestInfo &test = *testing::UnitTest::GetInstance()->current_test_info();
-    return testing::AssertionFailure() << "at " << router().clock.local() << " Wi-Fi should be " << wifi
+    return testing::AssertionFailure() << "at " << box.clock.local() << " Wi-Fi should be " << wifi
                                        << ", LEDs should be " << leds << ", asleep should be " << sleeps
                                        << "\nreplay: scenario_tests --gtest_filter=" << test.test_suite_name() << "."
                                        << test.name();
@@ -185,7 +185,7 @@ void random_message(Dice &dice)
     constexpr std::array<const char *, 8> texts = {
         "time_check_wifi",       "time_check_wifi?op=2",  "time_check_led?op=1",   "time_check_power",
         "time_check_power?op=1", "time_check_power?op=2", "time_check_power?op=3", "time_check_led?op=2"};
-    router().post(texts.at(static_cast<size_t>(dice.roll(8))));
+    box.post(texts.at(static_cast<size_t>(dice.roll(8))));
 }
 
 struct Week {
@@ -217,17 +217,17 @@ class ScheduleWeek : public RouterTest, public testing::WithParamInterface<Week>
 TEST_P(ScheduleWeek, EveryMinuteIsAsTheRulesRead)
 {
     Dice dice(GetParam().seed);
-    router().log.keep(false);
+    box.log.keep(false);
     for (const char *act : {"set", "commit", "command", "leds", "netctrl", "write"})
-        router().journal.mute(act);
-    router().local_time.set_zone(GetParam().zone);
-    router().clock.set(GetParam().start);
+        box.journal.mute(act);
+    box.local_time.set_zone(GetParam().zone);
+    box.clock.set(GetParam().start);
     const Settings settings = random_settings(dice, GetParam().power_saving);
-    ASSERT_TRUE(router().boot());
+    ASSERT_TRUE(box.boot());
     std::set<bool> wifi_was;
     std::set<bool> leds_were;
     for (int minute = 0; minute < 7 * 24 * 60; minute++) {
-        router().run(60);
+        box.run(60);
         ASSERT_TRUE(state_is_as_read(settings));
         wifi_was.insert(radio_is_on());
         leds_were.insert(leds_are_on());
@@ -247,22 +247,22 @@ namespace
 void random_step(Dice &dice, time_t &lost_at)
 {
     if (lost_at != 0) {
-        router().clock.set(lost_at + dice.roll(3 * 24 * 3600));
+        box.clock.set(lost_at + dice.roll(3 * 24 * 3600));
         lost_at = 0;
     } else if (dice.roll(4) == 0) {
-        lost_at = router().clock.wall();
-        router().clock.set(dice.roll(3 * 24 * 3600));
+        lost_at = box.clock.wall();
+        box.clock.set(dice.roll(3 * 24 * 3600));
     } else {
         const int hours = 1 + dice.roll(dice.roll(4) == 0 ? 72 : 12);
-        router().clock.step((dice.roll(2) == 0 ? 1 : -1) * (hours * 3600 + dice.roll(3600)));
+        box.clock.step((dice.roll(2) == 0 ? 1 : -1) * (hours * 3600 + dice.roll(3600)));
     }
 }
 
 // Into the 30th second of the next minute, where the rules read plainly.
 void run_to_half_minute()
 {
-    const int second = std::stoi(router().clock.local().substr(17));
-    router().run(60 + 30 - second);
+    const int second = std::stoi(box.clock.local().substr(17));
+    box.run(60 + 30 - second);
 }
 
 } // namespace
@@ -275,14 +275,14 @@ class ScheduleSteps : public RouterTest, public testing::WithParamInterface<Week
 TEST_P(ScheduleSteps, EndInTheStateThatTheRulesRead)
 {
     Dice dice(GetParam().seed);
-    router().log.keep(false);
-    router().local_time.set_zone(GetParam().zone);
-    router().clock.set(GetParam().start);
+    box.log.keep(false);
+    box.local_time.set_zone(GetParam().zone);
+    box.clock.set(GetParam().start);
     const Settings settings = random_settings(dice, GetParam().power_saving);
-    ASSERT_TRUE(router().boot());
+    ASSERT_TRUE(box.boot());
     time_t lost_at = 0;
     for (int step = 0; step < 2000; step++) {
-        router().run(0.25 * dice.roll(2400));
+        box.run(0.25 * dice.roll(2400));
         const bool wifi = radio_is_on();
         const bool leds = leds_are_on();
         const bool was_lost = lost_at != 0;
@@ -318,23 +318,23 @@ TEST_P(ScheduleFirstClock, TakesOverFromThere)
                                .led = {{.days = {0, 1, 2, 3, 4, 5, 6}, .off = 22 * 60, .on = 6 * 60}},
                                .sleep = {{.days = {0, 1, 2, 3, 4, 5, 6}, .off = 23 * 60, .on = 5 * 60}}};
     radios("1", "1", "1");
-    router().store.set("nkgw.led.state", "3");
-    router().store.set("sys.sched.wifi.enable", "1");
-    router().store.set("sys.sched.led.type", "time");
+    box.store.set("nkgw.led.state", "3");
+    box.store.set("sys.sched.wifi.enable", "1");
+    box.store.set("sys.sched.led.type", "time");
     only_rule("nkgw.wlan", "22:00", "6:00");
     only_rule("nkgw.led", "22:00", "6:00");
     power_saving("0", "23:00", "5:00");
-    router().clock.set("1970-01-01 00:00:00");
-    ASSERT_TRUE(router().boot());
-    router().run(60);
+    box.clock.set("1970-01-01 00:00:00");
+    ASSERT_TRUE(box.boot());
+    box.run(60);
     EXPECT_TRUE(radio_is_on());
     EXPECT_TRUE(leds_are_on());
 
-    router().clock.set("2026-03-02 00:00:30");
-    router().clock.step(60 * GetParam());
-    router().run(60);
+    box.clock.set("2026-03-02 00:00:30");
+    box.clock.step(60 * GetParam());
+    box.run(60);
     EXPECT_TRUE(state_is_as_read(settings));
-    router().run(24 * 3600);
+    box.run(24 * 3600);
     EXPECT_TRUE(state_is_as_read(settings));
 }
 
@@ -409,16 +409,16 @@ void garbage_in_every_key(Dice &dice)
                             "power.sleep.closetype.changed",
                             "sys.sched.wifi.enable",
                             "time_check_debug"})
-        router().store.set(key, garbage(dice));
+        box.store.set(key, garbage(dice));
     for (const std::string family : {"nkgw.wlan", "nkgw.led"}) {
-        router().store.set(family + ".listnum", std::to_string(dice.roll(25)));
+        box.store.set(family + ".listnum", std::to_string(dice.roll(25)));
         for (int i = 1; i <= 20; i++)
             rule(family, i, dice.roll(3) == 0 ? garbage(dice) : "Mon..Sun 9:00",
                  dice.roll(3) == 0 ? garbage(dice) : "17:00");
     }
     constexpr std::array<const char *, 4> words = {"open", "close", "time", "Time"};
     if (dice.roll(2) == 0)
-        router().store.set("sys.sched.led.type", words.at(static_cast<size_t>(dice.roll(4))));
+        box.store.set("sys.sched.led.type", words.at(static_cast<size_t>(dice.roll(4))));
 }
 
 } // namespace
@@ -430,23 +430,23 @@ class ScheduleGarbage : public RouterTest, public testing::WithParamInterface<un
 TEST_P(ScheduleGarbage, LeavesADaemonThatObeysTheNextSettings)
 {
     Dice dice(GetParam());
-    router().log.keep(false);
-    router().clock.set("2026-03-02 08:00:30");
+    box.log.keep(false);
+    box.clock.set("2026-03-02 08:00:30");
     garbage_in_every_key(dice);
-    ASSERT_TRUE(router().boot());
+    ASSERT_TRUE(box.boot());
     for (int i = 0; i < 100; i++) {
-        router().run(1 + dice.roll(1800));
+        box.run(1 + dice.roll(1800));
         garbage_in_every_key(dice);
         for (const char *module : {"2", "3", "4", "9"}) {
-            router().post(std::string(module) + "?op=" + std::to_string(dice.roll(10)));
-            router().post(std::string(module) + "?relate_module_id=50,string_info=" + garbage(dice).substr(0, 100));
+            box.post(std::string(module) + "?op=" + std::to_string(dice.roll(10)));
+            box.post(std::string(module) + "?relate_module_id=50,string_info=" + garbage(dice).substr(0, 100));
         }
     }
 
     const Settings settings = random_settings(dice, true);
     for (const char *message : {"2?op=2", "3?op=2", "4?op=1"})
-        ASSERT_TRUE(router().post(message));
-    router().run(24 * 3600); // once round every edge of the day
+        ASSERT_TRUE(box.post(message));
+    box.run(24 * 3600); // once round every edge of the day
     run_to_half_minute();
     EXPECT_TRUE(state_is_as_read(settings));
 }

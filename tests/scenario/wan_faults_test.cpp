@@ -5,8 +5,6 @@
 #include "tests/support/wan_world.h"
 #include "time_check/wan_surf_check.h"
 
-using sim::router;
-
 namespace
 {
 
@@ -63,7 +61,7 @@ protected:
 
     void pass_and_judge()
     {
-        const size_t messages_before = router().journal.messages_to_netctrl().size();
+        const size_t messages_before = box.journal.messages_to_netctrl().size();
         int interval_s = 0;
         ASSERT_EQ(surf_check(&interval_s, WANS), 1);
 
@@ -74,21 +72,21 @@ protected:
             Wan &wan = wans_[static_cast<size_t>(wan_id) - 1];
             expect_pass(wan_id, wan, messages);
             const std::string name = "wan" + std::to_string(wan_id);
-            EXPECT_EQ(router().store.get(name + "_isonln"), wan.online ? "1" : "0") << name;
-            EXPECT_EQ(router().store.get(name + "_check"), wan.up() ? "1" : "0") << name;
+            EXPECT_EQ(box.store.get(name + "_isonln"), wan.online ? "1" : "0") << name;
+            EXPECT_EQ(box.store.get(name + "_check"), wan.up() ? "1" : "0") << name;
             if (!wan.online || wan.passes_forgiven > 0)
                 expected_interval_s -= 8;
             if (wan.blocked)
                 chain.push_back("-o " + wan_interface(wan_id) + " -j DROP");
         }
         EXPECT_EQ(interval_s, expected_interval_s);
-        const Lines &all = router().journal.messages_to_netctrl();
+        const Lines &all = box.journal.messages_to_netctrl();
         EXPECT_EQ(Lines(all.begin() + static_cast<ptrdiff_t>(messages_before), all.end()), messages);
-        Lines blocked = router().commands.chain("dns_drop");
+        Lines blocked = box.commands.chain("dns_drop");
         std::ranges::sort(blocked);
         EXPECT_EQ(blocked, chain);
-        EXPECT_EQ(router().commands.chain("OUTPUT").size(), 1U);
-        EXPECT_TRUE(router().commands.rules().empty() || router().commands.rules().size() == 3U * WANS);
+        EXPECT_EQ(box.commands.chain("OUTPUT").size(), 1U);
+        EXPECT_TRUE(box.commands.rules().empty() || box.commands.rules().size() == 3U * WANS);
     }
 
 private:
@@ -97,12 +95,12 @@ private:
         for (int wan_id = 1; wan_id <= WANS; wan_id++) {
             const Wan &wan = wans_[static_cast<size_t>(wan_id) - 1];
             const std::string interface = wan_interface(wan_id);
-            router().network.set_link(wan_id, wan.link);
-            router().network.set_wan(wan_id, wan.interface ? interface : "");
-            router().network.set_address(interface, wan.address ? "198.51.100.1" : "");
-            router().network.set_reachable("*", interface, wan.answers);
+            box.network.set_link(wan_id, wan.link);
+            box.network.set_wan(wan_id, wan.interface ? interface : "");
+            box.network.set_address(interface, wan.address ? "198.51.100.1" : "");
+            box.network.set_reachable("*", interface, wan.answers);
         }
-        router().network.set_dns(dns_);
+        box.network.set_dns(dns_);
     }
 
     // What one pass must make of a WAN.
@@ -138,7 +136,7 @@ private:
 TEST_P(RandomFaults, NeverPublishAnythingElseThanTheLastPassSaw)
 {
     make_wired_router(WANS);
-    router().store.set("sys.mode", "0");
+    box.store.set("sys.mode", "0");
     wan_surf_check_init();
     pass_and_judge();
     for (int fault = 0; fault < FAULTS; fault++) {
@@ -157,25 +155,25 @@ TEST_P(RandomFaults, NeverPublishAnythingElseThanTheLastPassSaw)
 TEST_P(RandomFaults, TheThreadSettlesOnTheTruth)
 {
     make_wired_router(WANS);
-    ASSERT_TRUE(router().boot());
+    ASSERT_TRUE(box.boot());
     for (int fault = 0; fault < FAULTS; fault++) {
         change_something();
         if (pick(20) == 0)
-            router().store.set("surf_check_renew_flag", "1");
-        router().run(1 + pick(40));
+            box.store.set("surf_check_renew_flag", "1");
+        box.run(1 + pick(40));
     }
     for (int wan_id = 1; wan_id <= WANS; wan_id++)
         plug_wan(wan_id);
-    router().network.set_dns(true);
-    router().network.set_reachable("*", "eth1", true);
-    router().network.set_reachable("*", "eth2", false);
-    router().run(300); // five forgiven passes of 12 s, with pings that time out after 2 s
-    EXPECT_EQ(router().store.get("wan1_isonln"), "1");
-    EXPECT_EQ(router().store.get("wan1_check"), "1");
-    EXPECT_EQ(router().store.get("wan2_isonln"), "0");
-    EXPECT_EQ(router().store.get("wan2_check"), "1");
-    EXPECT_EQ(router().commands.chain("OUTPUT").size(), 1U);
-    EXPECT_EQ(router().commands.rules().size(), 6U);
+    box.network.set_dns(true);
+    box.network.set_reachable("*", "eth1", true);
+    box.network.set_reachable("*", "eth2", false);
+    box.run(300); // five forgiven passes of 12 s, with pings that time out after 2 s
+    EXPECT_EQ(box.store.get("wan1_isonln"), "1");
+    EXPECT_EQ(box.store.get("wan1_check"), "1");
+    EXPECT_EQ(box.store.get("wan2_isonln"), "0");
+    EXPECT_EQ(box.store.get("wan2_check"), "1");
+    EXPECT_EQ(box.commands.chain("OUTPUT").size(), 1U);
+    EXPECT_EQ(box.commands.rules().size(), 6U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, RandomFaults, testing::Range(1U, 21U));

@@ -19,7 +19,7 @@ protected:
     // Each "killall" of the server only brings its successor, as hungry as it.
     void server_comes_back()
     {
-        box.commands.set_hook([this](const std::string &command) {
+        box.commands.set_hook([](const std::string &command) {
             if (command != "killall -9 httpd")
                 return sim::NOT_HANDLED;
             box.processes.start("httpd", 412);
@@ -31,7 +31,7 @@ protected:
     // The media server starts when netctrl is asked to start it.
     void media_server_can_start()
     {
-        box.commands.set_hook([this](const std::string &command) {
+        box.commands.set_hook([](const std::string &command) {
             if (command == "cfm post netctrl 51?op=6")
                 box.processes.start("minidlna", 600);
             return sim::NOT_HANDLED;

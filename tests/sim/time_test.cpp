@@ -26,7 +26,7 @@ TEST_F(SimTime, ATickIsOnePassOfTheMainLoop)
 TEST_F(SimTime, RunUntilFollowsAClockThatIsStepped)
 {
     ASSERT_TRUE(box.boot());
-    box.at(10, [this] { box.clock.step(3600); });
+    box.at(10, [] { box.clock.step(3600); });
     box.run_until("2026-01-01 14:00:00");
     EXPECT_EQ(box.clock.local(), "2026-01-01 14:00:00");
     EXPECT_EQ(box.clock.uptime(), 3600);

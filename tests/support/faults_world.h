@@ -12,7 +12,6 @@
 namespace soak
 {
 
-using busy_nights::box;
 using busy_nights::Dice;
 
 // ---- the router: every module has something to do ----

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/sim/virtual_router.h"
+#include "tests/support/router_test.h"
 #include "time_check/time_check_dispatch.h"
 
 struct dispatched {
@@ -47,13 +47,13 @@ inline std::vector<int> probes_run()
 // The line about a name that no module has. It names the last module. Empties the log; the registry must be filled.
 inline std::string line_of_unknown_names()
 {
-    sim::router().log.clear();
+    box.log.clear();
     show_time_check_all_module_entries();
     std::string last;
-    for (const std::string &line : sim::router().log.lines())
+    for (const std::string &line : box.log.lines())
         if (line.rfind("name:", 0) == 0)
             last = line.substr(5);
-    sim::router().log.clear();
+    box.log.clear();
     return "not found msg id[" + last + "]";
 }
 

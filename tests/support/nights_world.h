@@ -16,8 +16,6 @@
 namespace busy_nights
 {
 
-inline sim::VirtualRouter &box = sim::router();
-
 // The standard's engine gives the same numbers everywhere; its distributions do not.
 class Dice
 {

@@ -16,11 +16,12 @@
 
 using Lines = std::vector<std::string>;
 
+// The one way of all tests to the router. Worlds and helpers outside the fixture say it, too.
+inline sim::VirtualRouter &box = sim::router();
+
 class RouterTest : public testing::Test
 {
 protected:
-    sim::VirtualRouter &box = sim::router();
-
     void TearDown() override
     {
         EXPECT_EQ(box.files.unknown_paths(), Lines{}) << "the daemon opened paths that the test does not know of";
@@ -63,9 +64,9 @@ protected:
 };
 
 // The whole journal, act by act; without arguments: nothing happened.
-#define EXPECT_ACTS(...) EXPECT_EQ(sim::router().journal.lines(), (Lines{__VA_ARGS__}))
+#define EXPECT_ACTS(...) EXPECT_EQ(box.journal.lines(), (Lines{__VA_ARGS__}))
 
 // The bodies of all lines printed.
-#define EXPECT_BODIES(...) EXPECT_EQ(sim::router().log.bodies(), (Lines{__VA_ARGS__}))
+#define EXPECT_BODIES(...) EXPECT_EQ(box.log.bodies(), (Lines{__VA_ARGS__}))
 
 #endif

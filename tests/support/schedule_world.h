@@ -6,14 +6,11 @@
 #include <string>
 #include <string_view>
 
-#include "platform/sim/virtual_router.h"
 #include "tests/support/router_test.h"
 #include "time_check/time_check.h"
 
 namespace schedule_world
 {
-
-using sim::router;
 
 // The acts of switching, with the user's switches on and the guest network spared.
 inline const Lines WIFI_GOES_OFF = {"set wl2g.public.enable=0",
@@ -53,16 +50,16 @@ inline TIME_CHECK_MODULES_COMMON_STRUCT message(uint32_t op, std::string_view te
 // What has been done since the last question.
 inline Lines acts()
 {
-    Lines done = router().journal.lines();
-    router().journal.clear();
+    Lines done = box.journal.lines();
+    box.journal.clear();
     return done;
 }
 
 // What has been printed since the last question: bodies, source line numbers left out.
 inline Lines lines()
 {
-    Lines printed = router().log.bodies();
-    router().log.clear();
+    Lines printed = box.log.bodies();
+    box.log.clear();
     for (std::string &line : printed) {
         const size_t bracket = line.find(']');
         const size_t colon = line.rfind(':', bracket);
@@ -74,59 +71,59 @@ inline Lines lines()
 
 inline void forget()
 {
-    router().journal.clear();
-    router().log.clear();
+    box.journal.clear();
+    box.log.clear();
 }
 
 // Sets what the user enabled ("0" or "1") and whether the radios and main networks are on.
 inline void radios(std::string_view user_2g, std::string_view user_5g, std::string_view on)
 {
-    router().store.set("wl2g.enable", user_2g);
-    router().store.set("wl5g.enable", user_5g);
+    box.store.set("wl2g.enable", user_2g);
+    box.store.set("wl5g.enable", user_5g);
     for (const char *key : {"wl2g.public.enable", "wl2g.ssid0.enable", "wl5g.public.enable", "wl5g.ssid0.enable"})
-        router().store.set(key, on);
+        box.store.set(key, on);
 }
 
 inline bool radio_is_on()
 {
-    return router().store.get("wl2g.public.enable") == "1" && router().store.get("wl2g.ssid0.enable") == "1";
+    return box.store.get("wl2g.public.enable") == "1" && box.store.get("wl2g.ssid0.enable") == "1";
 }
 
 inline bool leds_are_on()
 {
-    return router().store.get("nkgw.led.state") != "0";
+    return box.store.get("nkgw.led.state") != "0";
 }
 
 // One weekly rule of a family, "nkgw.wlan" or "nkgw.led".
 inline void rule(const std::string &family, int number, std::string_view off, std::string_view on)
 {
-    router().store.set(family + ".offtime.list" + std::to_string(number), off);
-    router().store.set(family + ".ontime.list" + std::to_string(number), on);
+    box.store.set(family + ".offtime.list" + std::to_string(number), off);
+    box.store.set(family + ".ontime.list" + std::to_string(number), on);
 }
 
 inline void only_rule(const std::string &family, std::string_view off, std::string_view on)
 {
-    router().store.set(family + ".listnum", "1");
+    box.store.set(family + ".listnum", "1");
     rule(family, 1, off, on);
 }
 
 inline void power_saving(std::string_view type, std::string_view start, std::string_view end)
 {
-    router().store.set("sys.powersleep.enable", "1");
-    router().store.set("sys.powersleep.type", type);
-    router().store.set("sys.powersleep.start_time", start);
-    router().store.set("sys.powersleep.end_time", end);
+    box.store.set("sys.powersleep.enable", "1");
+    box.store.set("sys.powersleep.type", type);
+    box.store.set("sys.powersleep.start_time", start);
+    box.store.set("sys.powersleep.end_time", end);
 }
 
 inline bool asleep()
 {
-    return router().store.get("sys.is.pwr.save.mode") == "1";
+    return box.store.get("sys.is.pwr.save.mode") == "1";
 }
 
 // A live LAN client.
 inline void client()
 {
-    router().network.set_neighbour("192.168.0.100", "0x2", "02:00:00:00:00:01", "br0");
+    box.network.set_neighbour("192.168.0.100", "0x2", "02:00:00:00:00:01", "br0");
 }
 
 } // namespace schedule_world

@@ -14,36 +14,35 @@ inline std::string wan_interface(int wan_id)
 // The three probe hosts have addresses of their own, and everything answers.
 inline void give_internet()
 {
-    sim::router().network.set_name("www.google.com", "192.0.2.1");
-    sim::router().network.set_name("www.cloudflare.com", "192.0.2.2");
-    sim::router().network.set_name("www.wikipedia.org", "192.0.2.3");
-    sim::router().network.set_name("www.baidu.com", "192.0.2.11");
-    sim::router().network.set_name("www.qq.com", "192.0.2.12");
-    sim::router().network.set_name("www.163.com", "192.0.2.13");
-    sim::router().network.set_dns(true);
-    sim::router().network.set_reachable("*", "", true);
+    box.network.set_name("www.google.com", "192.0.2.1");
+    box.network.set_name("www.cloudflare.com", "192.0.2.2");
+    box.network.set_name("www.wikipedia.org", "192.0.2.3");
+    box.network.set_name("www.baidu.com", "192.0.2.11");
+    box.network.set_name("www.qq.com", "192.0.2.12");
+    box.network.set_name("www.163.com", "192.0.2.13");
+    box.network.set_dns(true);
+    box.network.set_reachable("*", "", true);
 }
 
 inline void plug_wan(int wan_id)
 {
     const std::string number = std::to_string(wan_id);
-    sim::router().network.set_link(wan_id, true);
-    sim::router().network.set_wan(wan_id, wan_interface(wan_id));
-    sim::router().network.set_address(wan_interface(wan_id), "198.51.100." + number);
+    box.network.set_link(wan_id, true);
+    box.network.set_wan(wan_id, wan_interface(wan_id));
+    box.network.set_address(wan_interface(wan_id), "198.51.100." + number);
 }
 
 // A wired router with `wans` WANs that reach the internet.
 inline void make_wired_router(int wans)
 {
-    sim::VirtualRouter &router = sim::router();
-    router.store.set("wans.flag", std::to_string(wans));
-    router.store.set("sys.workmode", "router");
-    router.store.set("wl2g.public.mode", "ap");
-    router.store.set("wl5g.public.mode", "ap");
-    router.store.set("wl2g.public.country", "DE");
-    router.store.set("lan.ip", "192.168.0.1");
+    box.store.set("wans.flag", std::to_string(wans));
+    box.store.set("sys.workmode", "router");
+    box.store.set("wl2g.public.mode", "ap");
+    box.store.set("wl5g.public.mode", "ap");
+    box.store.set("wl2g.public.country", "DE");
+    box.store.set("lan.ip", "192.168.0.1");
     for (int wan_id = 1; wan_id <= wans; wan_id++) {
-        router.store.set("wan" + std::to_string(wan_id) + ".connecttype", "0");
+        box.store.set("wan" + std::to_string(wan_id) + ".connecttype", "0");
         plug_wan(wan_id);
     }
     give_internet();

@@ -29,16 +29,16 @@ int32_t post(std::string_view text, uint32_t op = OP_DEFAULT)
 // A guest network of this lifetime is opened at up-time 100.
 void open_for(std::string_view lifetime)
 {
-    router().store.set("wl.guest.effective_time", lifetime);
-    router().store.set("wl.guest.dhcps_enable", "1");
-    router().clock.set_uptime(100);
+    box.store.set("wl.guest.effective_time", lifetime);
+    box.store.set("wl.guest.dhcps_enable", "1");
+    box.clock.set_uptime(100);
     EXPECT_EQ(post("wl_guest"), 1);
     forget();
 }
 
 void tick_at(int uptime)
 {
-    router().clock.set_uptime(uptime);
+    box.clock.set_uptime(uptime);
     time_check_wl_guest();
 }
 
@@ -58,17 +58,17 @@ TEST_F(GuestExpiry, TheNetworkIsClosedWhenItsTimeIsUpAndNotASecondEarlier)
 TEST_F(GuestExpiry, IsMeasuredInUptimeNotByTheClock)
 {
     open_for("3600");
-    router().clock.step(1000000);
+    box.clock.step(1000000);
     tick_at(3699);
-    router().clock.step(-2000000);
+    box.clock.step(-2000000);
     tick_at(3699);
     EXPECT_EQ(acts(), Lines{});
 }
 
 TEST_F(GuestExpiry, NothingRunsWithoutTheMessage)
 {
-    router().store.set("wl.guest.effective_time", "1");
-    router().store.set("wl.guest.dhcps_enable", "1");
+    box.store.set("wl.guest.effective_time", "1");
+    box.store.set("wl.guest.dhcps_enable", "1");
     tick_at(1000000);
     EXPECT_EQ(acts(), Lines{});
 }
@@ -76,7 +76,7 @@ TEST_F(GuestExpiry, NothingRunsWithoutTheMessage)
 TEST_F(GuestExpiry, ASecondMessageStartsTheTimeAnew)
 {
     open_for("3600");
-    router().clock.set_uptime(2000);
+    box.clock.set_uptime(2000);
     post("wl_guest");
     tick_at(5599);
     EXPECT_EQ(acts(), Lines{});
@@ -87,11 +87,11 @@ TEST_F(GuestExpiry, ASecondMessageStartsTheTimeAnew)
 TEST_F(GuestExpiry, AMessageWhileTheSwitchIsOffStartsNothing)
 {
     for (const std::string value : {"0", "10", "11", "2", "on", " 1", "\xc2\xb9"}) {
-        router().store.set("wl.guest.effective_time", "60");
-        router().store.set("wl.guest.dhcps_enable", value);
-        router().clock.set_uptime(100);
+        box.store.set("wl.guest.effective_time", "60");
+        box.store.set("wl.guest.dhcps_enable", value);
+        box.clock.set_uptime(100);
         EXPECT_EQ(post("wl_guest"), 1);
-        router().store.set("wl.guest.dhcps_enable", "1");
+        box.store.set("wl.guest.dhcps_enable", "1");
         tick_at(1000);
         EXPECT_EQ(acts(), Lines{}) << value;
     }
@@ -100,19 +100,19 @@ TEST_F(GuestExpiry, AMessageWhileTheSwitchIsOffStartsNothing)
 TEST_F(GuestExpiry, AMessageWhileTheSwitchIsOffLeavesARunningTimeAlone)
 {
     open_for("3600");
-    router().clock.set_uptime(2000);
-    router().store.set("wl.guest.dhcps_enable", "0");
+    box.clock.set_uptime(2000);
+    box.store.set("wl.guest.dhcps_enable", "0");
     post("wl_guest");
-    router().store.set("wl.guest.dhcps_enable", "1");
+    box.store.set("wl.guest.dhcps_enable", "1");
     tick_at(3700);
     EXPECT_EQ(acts(), EXPIRED);
 }
 
 TEST_F(GuestExpiry, AnEmptySwitchIsOn)
 {
-    router().store.set("wl.guest.effective_time", "3600");
-    router().store.set("wl.guest.dhcps_enable", "");
-    router().clock.set_uptime(100);
+    box.store.set("wl.guest.effective_time", "3600");
+    box.store.set("wl.guest.dhcps_enable", "");
+    box.clock.set_uptime(100);
     post("wl_guest");
     tick_at(3700);
     EXPECT_EQ(acts(), EXPIRED);
@@ -120,9 +120,9 @@ TEST_F(GuestExpiry, AnEmptySwitchIsOn)
 
 TEST_F(GuestExpiry, AMissingSwitchIsOn)
 {
-    router().store.set("wl.guest.effective_time", "3600");
-    router().store.unset("wl.guest.dhcps_enable");
-    router().clock.set_uptime(100);
+    box.store.set("wl.guest.effective_time", "3600");
+    box.store.unset("wl.guest.dhcps_enable");
+    box.clock.set_uptime(100);
     post("wl_guest");
     tick_at(3700);
     EXPECT_EQ(acts(), EXPIRED);
@@ -131,11 +131,11 @@ TEST_F(GuestExpiry, AMissingSwitchIsOn)
 TEST_F(GuestExpiry, WithTheSwitchOffTheTimeWaitsForIt)
 {
     open_for("3600");
-    router().store.set("wl.guest.dhcps_enable", "0");
+    box.store.set("wl.guest.dhcps_enable", "0");
     tick_at(3700);
     tick_at(9000);
     EXPECT_EQ(acts(), Lines{});
-    router().store.set("wl.guest.dhcps_enable", "1");
+    box.store.set("wl.guest.dhcps_enable", "1");
     tick_at(9001);
     EXPECT_EQ(acts(), EXPIRED);
 }
@@ -158,7 +158,7 @@ INSTANTIATE_TEST_SUITE_P(Cases, GuestExpiryNever,
 TEST_F(GuestExpiry, AMissingLifetimeNeverEnds)
 {
     open_for("60");
-    router().store.unset("wl.guest.effective_time");
+    box.store.unset("wl.guest.effective_time");
     tick_at(1000000);
     EXPECT_EQ(acts(), Lines{});
 }
@@ -167,10 +167,10 @@ TEST_F(GuestExpiry, ALifetimeThatIsChangedCountsFromTheSameOpening)
 {
     open_for("0");
     tick_at(5000);
-    router().store.set("wl.guest.effective_time", "7200");
+    box.store.set("wl.guest.effective_time", "7200");
     tick_at(7299);
     EXPECT_EQ(acts(), Lines{});
-    router().store.set("wl.guest.effective_time", "7199s");
+    box.store.set("wl.guest.effective_time", "7199s");
     tick_at(7299);
     EXPECT_EQ(acts(), EXPIRED);
 }
@@ -180,7 +180,7 @@ TEST_F(GuestExpiry, AHugeLifetimeSaturates)
     open_for(std::string(1000, '9'));
     tick_at(2147483646);
     EXPECT_EQ(acts(), Lines{});
-    EXPECT_TRUE(router().log.lines().empty());
+    EXPECT_TRUE(box.log.lines().empty());
 }
 
 // 68 years; the up-time is then negative and counts as a huge one.
@@ -197,10 +197,10 @@ TEST_F(GuestExpiry, AnUptimeThatRanOverEndsAnyLifetimeButANegativeOne)
 TEST_F(GuestExpiry, AFailedCommitIsNotTriedAgain)
 {
     open_for("3600");
-    router().faults.fail("CommitCfm");
+    box.faults.fail("CommitCfm");
     tick_at(3700);
     EXPECT_EQ(acts(), together({SWITCHES_OFF, {"commit failed"}}));
-    router().store.set("wl.guest.dhcps_enable", "1");
+    box.store.set("wl.guest.dhcps_enable", "1");
     tick_at(3701);
     EXPECT_EQ(acts(), Lines{});
 }
@@ -209,9 +209,9 @@ TEST_F(GuestExpiry, AFailedCommitIsNotTriedAgain)
 
 TEST_F(GuestMessages, OnlyExactlyItsTextIsTaken)
 {
-    router().store.set("wl.guest.effective_time", "60");
-    router().store.set("wl.guest.dhcps_enable", "1");
-    router().clock.set_uptime(100);
+    box.store.set("wl.guest.effective_time", "60");
+    box.store.set("wl.guest.dhcps_enable", "1");
+    box.clock.set_uptime(100);
     for (const std::string &text :
          {std::string(""), std::string("wl_guest2"), std::string("wl_gues"), std::string("Wl_guest"),
           std::string(" wl_guest"), "wl_guest" + std::string(300, 'x'), std::string(300, '\xff')})
@@ -223,9 +223,9 @@ TEST_F(GuestMessages, OnlyExactlyItsTextIsTaken)
 TEST_F(GuestMessages, TheOpIsNotLookedAt)
 {
     for (uint32_t op = 0; op < 10; op++) {
-        router().store.set("wl.guest.effective_time", "60");
-        router().store.set("wl.guest.dhcps_enable", "1");
-        router().clock.set_uptime(100);
+        box.store.set("wl.guest.effective_time", "60");
+        box.store.set("wl.guest.dhcps_enable", "1");
+        box.clock.set_uptime(100);
         EXPECT_EQ(post("wl_guest", op), 1);
         tick_at(160);
         EXPECT_EQ(acts(), EXPIRED);
@@ -234,70 +234,70 @@ TEST_F(GuestMessages, TheOpIsNotLookedAt)
 
 TEST_F(GuestMessages, ThroughTheBus)
 {
-    router().store.set("wl.guest.effective_time", "0");
-    router().store.set("wl.guest.dhcps_enable", "1");
-    ASSERT_TRUE(router().boot());
-    router().store.set("wl.guest.effective_time", "600");
-    ASSERT_TRUE(router().post("time_check_wl_guest?op=1,string_info=wl_guest"));
-    router().run(598);
-    EXPECT_EQ(router().store.get("wl.guest.dhcps_enable"), "1");
-    router().run(3);
-    EXPECT_EQ(router().store.get("wl.guest.dhcps_enable"), "0");
-    EXPECT_EQ(router().store.committed("wl.guest.dhcps_enable"), "0");
+    box.store.set("wl.guest.effective_time", "0");
+    box.store.set("wl.guest.dhcps_enable", "1");
+    ASSERT_TRUE(box.boot());
+    box.store.set("wl.guest.effective_time", "600");
+    ASSERT_TRUE(box.post("time_check_wl_guest?op=1,string_info=wl_guest"));
+    box.run(598);
+    EXPECT_EQ(box.store.get("wl.guest.dhcps_enable"), "1");
+    box.run(3);
+    EXPECT_EQ(box.store.get("wl.guest.dhcps_enable"), "0");
+    EXPECT_EQ(box.store.committed("wl.guest.dhcps_enable"), "0");
 }
 
 // ---- the start ----
 
 TEST_F(GuestStart, AnOpenNetworkWithALifetimeIsClosedWithoutCommit)
 {
-    router().store.set("wl.guest.effective_time", "7200");
-    router().store.set("wl.guest.dhcps_enable", "1");
+    box.store.set("wl.guest.effective_time", "7200");
+    box.store.set("wl.guest.dhcps_enable", "1");
     time_check_wl_guest_first_init();
     EXPECT_EQ(acts(), together({SWITCHES_OFF, NETCTRL_IS_TOLD}));
-    EXPECT_EQ(router().store.committed("wl.guest.dhcps_enable"), "1");
+    EXPECT_EQ(box.store.committed("wl.guest.dhcps_enable"), "1");
 }
 
 TEST_F(GuestStart, AnEmptyOrMissingSwitchIsOn)
 {
-    router().store.set("wl.guest.effective_time", "7200");
-    router().store.set("wl.guest.dhcps_enable", "");
+    box.store.set("wl.guest.effective_time", "7200");
+    box.store.set("wl.guest.dhcps_enable", "");
     time_check_wl_guest_first_init();
     EXPECT_EQ(acts(), together({SWITCHES_OFF, NETCTRL_IS_TOLD}));
-    router().store.unset("wl.guest.dhcps_enable");
+    box.store.unset("wl.guest.dhcps_enable");
     time_check_wl_guest_first_init();
     EXPECT_EQ(acts(), together({SWITCHES_OFF, NETCTRL_IS_TOLD}));
 }
 
 TEST_F(GuestStart, ANegativeLifetimeCloses)
 {
-    router().store.set("wl.guest.effective_time", "-1");
-    router().store.set("wl.guest.dhcps_enable", "1");
+    box.store.set("wl.guest.effective_time", "-1");
+    box.store.set("wl.guest.dhcps_enable", "1");
     time_check_wl_guest_first_init();
     EXPECT_EQ(acts(), together({SWITCHES_OFF, NETCTRL_IS_TOLD}));
 }
 
 TEST_F(GuestStart, ANetworkWithoutALifetimeOrThatIsOffIsLeftAlone)
 {
-    router().store.set("wl.guest.effective_time", "0");
-    router().store.set("wl.guest.dhcps_enable", "1");
+    box.store.set("wl.guest.effective_time", "0");
+    box.store.set("wl.guest.dhcps_enable", "1");
     time_check_wl_guest_first_init();
-    router().store.set("wl.guest.effective_time", "7200");
-    router().store.set("wl.guest.dhcps_enable", "0");
+    box.store.set("wl.guest.effective_time", "7200");
+    box.store.set("wl.guest.dhcps_enable", "0");
     time_check_wl_guest_first_init();
-    router().store.set("wl.guest.dhcps_enable", "11");
+    box.store.set("wl.guest.dhcps_enable", "11");
     time_check_wl_guest_first_init();
     EXPECT_EQ(acts(), Lines{});
 }
 
 TEST_F(GuestStart, NoTimeRunsAfterIt)
 {
-    router().store.set("wl.guest.effective_time", "60");
-    router().store.set("wl.guest.dhcps_enable", "1");
-    ASSERT_TRUE(router().boot());
-    EXPECT_EQ(router().store.get("wl.guest.dhcps_enable"), "0");
-    router().store.set("wl.guest.dhcps_enable", "1");
-    router().run(600);
-    EXPECT_EQ(router().store.get("wl.guest.dhcps_enable"), "1");
+    box.store.set("wl.guest.effective_time", "60");
+    box.store.set("wl.guest.dhcps_enable", "1");
+    ASSERT_TRUE(box.boot());
+    EXPECT_EQ(box.store.get("wl.guest.dhcps_enable"), "0");
+    box.store.set("wl.guest.dhcps_enable", "1");
+    box.run(600);
+    EXPECT_EQ(box.store.get("wl.guest.dhcps_enable"), "1");
 }
 
 // ---- netctrl ----
@@ -310,7 +310,7 @@ TEST_F(GuestNetctrl, EachBandIsToldWithOpThreeWhateverTheNumber)
     EXPECT_EQ(acts(), Lines{"netctrl 19?op=3,wl_rate=5,index=1"});
     do_wifi_handle(0, 0);
     EXPECT_EQ(acts(), Lines{});
-    EXPECT_TRUE(router().log.lines().empty());
+    EXPECT_TRUE(box.log.lines().empty());
 }
 
 TEST_F(GuestNetctrl, NumbersOutOfRangeAreOnlyPrinted)
@@ -320,10 +320,10 @@ TEST_F(GuestNetctrl, NumbersOutOfRangeAreOnlyPrinted)
     do_wifi_handle(3, 4);
     do_wifi_handle(3, -1);
     EXPECT_EQ(acts(), Lines{});
-    ASSERT_EQ(router().log.lines().size(), 4U);
-    EXPECT_TRUE(router().log.lines()[0].starts_with("[qx debug]:do_wifi_handle,"));
-    EXPECT_TRUE(router().log.lines()[0].ends_with(",wl2g_op=4,wl5g_op=3"));
-    EXPECT_TRUE(router().log.lines()[3].ends_with(",wl2g_op=3,wl5g_op=-1"));
+    ASSERT_EQ(box.log.lines().size(), 4U);
+    EXPECT_TRUE(box.log.lines()[0].starts_with("[qx debug]:do_wifi_handle,"));
+    EXPECT_TRUE(box.log.lines()[0].ends_with(",wl2g_op=4,wl5g_op=3"));
+    EXPECT_TRUE(box.log.lines()[3].ends_with(",wl2g_op=3,wl5g_op=-1"));
 }
 
 // ---- trace lines ----
@@ -332,23 +332,23 @@ TEST_F(GuestTrace, IsPrintedOnlyWhileSwitchedOn)
 {
     open_for("3600");
     for (const char *value : {"", "off", "On", "1"}) {
-        router().store.set("time_check_debug", value);
+        box.store.set("time_check_debug", value);
         tick_at(200);
     }
-    EXPECT_TRUE(router().log.lines().empty());
+    EXPECT_TRUE(box.log.lines().empty());
 }
 
 TEST_F(GuestTrace, TellsTheWholeLifeOfANetwork)
 {
-    router().store.set("time_check_debug", "on");
-    router().store.set("wl.guest.effective_time", "7200");
-    router().store.set("wl.guest.dhcps_enable", "1");
-    router().clock.set_uptime(100);
+    box.store.set("time_check_debug", "on");
+    box.store.set("wl.guest.effective_time", "7200");
+    box.store.set("wl.guest.dhcps_enable", "1");
+    box.clock.set_uptime(100);
     time_check_wl_guest();
     post("wl_guest");
     tick_at(150);
     tick_at(7300);
-    EXPECT_EQ(router().log.bodies(),
+    EXPECT_EQ(box.log.bodies(),
               (Lines{"need not checking, effect_time == 7200, time_up_flag == 0",
                      "get first start time of guest wifi: first_up_time == 100",
                      "guest_wifi_enable == 1, effect_time == 7200s[ 2 hours ], now_up_time == 150, interval == 50",
@@ -358,12 +358,12 @@ TEST_F(GuestTrace, TellsTheWholeLifeOfANetwork)
 
 TEST_F(GuestTrace, TellsTheStart)
 {
-    router().store.set("time_check_debug", "on");
-    router().store.set("wl.guest.effective_time", "7200");
-    router().store.set("wl.guest.dhcps_enable", "1");
+    box.store.set("time_check_debug", "on");
+    box.store.set("wl.guest.effective_time", "7200");
+    box.store.set("wl.guest.dhcps_enable", "1");
     time_check_wl_guest_first_init();
     time_check_wl_guest_first_init();
-    EXPECT_EQ(router().log.bodies(),
+    EXPECT_EQ(box.log.bodies(),
               (Lines{"guest_wifi_enable == 1, effect_time == 7200", "guest wifi is going to shutdown!",
                      "guest_wifi_enable == 0, effect_time == 7200"}));
 }
@@ -371,19 +371,19 @@ TEST_F(GuestTrace, TellsTheStart)
 TEST_F(GuestTrace, HoursOfANegativeLifetimeAreCutTowardsZero)
 {
     open_for("-7199");
-    router().store.set("time_check_debug", "on");
+    box.store.set("time_check_debug", "on");
     tick_at(101);
-    EXPECT_EQ(router().log.bodies(),
+    EXPECT_EQ(box.log.bodies(),
               Lines{"guest_wifi_enable == 1, effect_time == -7199s[ -1 hours ], now_up_time == 101, interval == 1"});
 }
 
 TEST_F(GuestTrace, TheLineHasThePrefixAndColoursOfTraceLines)
 {
-    router().store.set("time_check_debug", "on");
-    router().store.set("wl.guest.effective_time", "0");
+    box.store.set("time_check_debug", "on");
+    box.store.set("wl.guest.effective_time", "0");
     time_check_wl_guest();
-    ASSERT_FALSE(router().log.lines().empty());
-    const std::string &line = router().log.lines()[0];
+    ASSERT_FALSE(box.log.lines().empty());
+    const std::string &line = box.log.lines()[0];
     EXPECT_TRUE(line.starts_with("\033[0;33m[time_check:time_check_wl_guest:")) << line;
     EXPECT_NE(line.find("] \033[0;32mneed not checking, effect_time == 0, time_up_flag == 0"), std::string::npos)
         << line;

@@ -19,9 +19,9 @@ namespace
 // LEDs on, power saving off, 2 March 2026 (a Monday) at noon.
 void leds_on()
 {
-    router().clock.set("2026-03-02 12:00:00");
-    router().store.set("nkgw.led.state", "3");
-    router().store.set("sys.powersleep.enable", "0");
+    box.clock.set("2026-03-02 12:00:00");
+    box.store.set("nkgw.led.state", "3");
+    box.store.set("sys.powersleep.enable", "0");
     set_time_check_power_info();
     forget();
 }
@@ -29,12 +29,12 @@ void leds_on()
 void leds_off()
 {
     leds_on();
-    router().store.set("nkgw.led.state", "0");
+    box.store.set("nkgw.led.state", "0");
 }
 
 TIMERCHECKINFO load(const std::string &type)
 {
-    router().store.set("sys.sched.led.type", type);
+    box.store.set("sys.sched.led.type", type);
     return set_time_check_led_info();
 }
 
@@ -48,8 +48,8 @@ void power_saving_is_in_force()
 
 void look_at(const std::string &local)
 {
-    router().clock.set(local);
-    time_check_led_for_time(router().clock.wall());
+    box.clock.set(local);
+    time_check_led_for_time(box.clock.wall());
 }
 
 void handle(uint32_t op, const char *text, uint32_t relate_module_id)
@@ -78,7 +78,7 @@ TEST_F(LedLoad, CloseSwitchesNothingInThePowerSavingPeriod)
     EXPECT_EQ(load("close"), 1);
     time_check_led();
     EXPECT_EQ(acts(), Lines{});
-    router().clock.set("2026-03-02 13:00:01");
+    box.clock.set("2026-03-02 13:00:01");
     time_check_led();
     EXPECT_EQ(acts(), LEDS_GO_OFF);
 }
@@ -87,7 +87,7 @@ TEST_F(LedLoad, CloseSwitchesInThePeriodOfAClockThatIsNotSet)
 {
     leds_on();
     power_saving_is_in_force();
-    router().clock.set("1970-01-02 12:00:00");
+    box.clock.set("1970-01-02 12:00:00");
     load("close");
     EXPECT_EQ(acts(), LEDS_GO_OFF);
 }
@@ -106,7 +106,7 @@ TEST_F(LedLoad, OpenSwitchesNothingInThePowerSavingPeriod)
     EXPECT_EQ(load("open"), 1);
     time_check_led();
     EXPECT_EQ(acts(), Lines{});
-    router().clock.set("2026-03-02 13:00:01");
+    box.clock.set("2026-03-02 13:00:01");
     EXPECT_EQ(time_check_led(), 1);
     EXPECT_EQ(acts(), LEDS_COME_ON);
 }
@@ -116,7 +116,7 @@ TEST_F(LedLoad, OpenWaitsForTheTickInThePeriodOfAClockThatIsNotSet)
 {
     leds_off();
     power_saving_is_in_force();
-    router().clock.set("1970-01-02 12:00:00");
+    box.clock.set("1970-01-02 12:00:00");
     load("open");
     EXPECT_EQ(acts(), Lines{});
     time_check_led();
@@ -126,7 +126,7 @@ TEST_F(LedLoad, OpenWaitsForTheTickInThePeriodOfAClockThatIsNotSet)
 TEST_F(LedLoad, AMissingTypeIsCloseWithoutSwitchingAtOnce)
 {
     leds_on();
-    router().store.unset("sys.sched.led.type");
+    box.store.unset("sys.sched.led.type");
     EXPECT_EQ(set_time_check_led_info(), 1);
     EXPECT_EQ(acts(), Lines{});
     EXPECT_EQ(time_check_led(), 1);
@@ -160,9 +160,9 @@ TEST_F(LedLoad, AReloadForgetsWhatWasBefore)
     EXPECT_EQ(time_check_led_is_in_led_time(), 1);
     load("open");
     EXPECT_EQ(time_check_led_is_in_led_time(), 0);
-    router().store.unset("nkgw.led.offtime.list1");
+    box.store.unset("nkgw.led.offtime.list1");
     load("time");
-    router().clock.set("2026-03-02 12:00:00");
+    box.clock.set("2026-03-02 12:00:00");
     EXPECT_EQ(time_check_led_is_in_led_time(), 0);
 }
 
@@ -203,12 +203,12 @@ TEST_F(LedTime, TheStateIsForcedAgainAndAgain)
     only_rule("nkgw.led", "09:00", "17:00");
     load("time");
     look_at("2026-03-02 12:00:00");
-    router().store.set("nkgw.led.state", "3");
+    box.store.set("nkgw.led.state", "3");
     forget();
     look_at("2026-03-02 12:00:02");
     EXPECT_EQ(acts(), LEDS_GO_OFF);
     look_at("2026-03-02 18:00:00");
-    router().store.set("nkgw.led.state", "0");
+    box.store.set("nkgw.led.state", "0");
     forget();
     look_at("2026-03-02 18:00:02");
     EXPECT_EQ(acts(), LEDS_COME_ON);
@@ -217,7 +217,7 @@ TEST_F(LedTime, TheStateIsForcedAgainAndAgain)
 TEST_F(LedTime, WithoutRulesTheLedsStayAsTheyAre)
 {
     leds_off();
-    router().store.set("nkgw.led.listnum", "0");
+    box.store.set("nkgw.led.listnum", "0");
     load("time");
     EXPECT_EQ(time_check_led(), 1);
     look_at("2026-03-02 12:00:02");
@@ -228,7 +228,7 @@ TEST_F(LedTime, TooManyRulesAreNone)
 {
     leds_off();
     only_rule("nkgw.led", "01:00", "02:00");
-    router().store.set("nkgw.led.listnum", "21");
+    box.store.set("nkgw.led.listnum", "21");
     load("time");
     look_at("2026-03-02 12:00:02");
     EXPECT_EQ(acts(), Lines{});
@@ -262,15 +262,15 @@ TEST_F(LedTime, TheTickLooksEveryOtherSecond)
     leds_on();
     only_rule("nkgw.led", "09:00", "17:00");
     load("time");
-    router().clock.set("2026-03-02 08:59:59");
+    box.clock.set("2026-03-02 08:59:59");
     EXPECT_EQ(time_check_led(), 1);
-    router().clock.set("2026-03-02 09:00:00");
+    box.clock.set("2026-03-02 09:00:00");
     time_check_led();
     EXPECT_EQ(acts(), Lines{});
-    router().clock.set("2026-03-02 09:00:01");
+    box.clock.set("2026-03-02 09:00:01");
     time_check_led();
     EXPECT_EQ(acts(), LEDS_GO_OFF);
-    router().clock.set("2026-03-02 07:00:00");
+    box.clock.set("2026-03-02 07:00:00");
     time_check_led();
     EXPECT_EQ(acts(), LEDS_COME_ON);
 }
@@ -279,7 +279,7 @@ TEST_F(LedTime, UnpoweredLedsAreOnlyNotedAsOff)
 {
     leds_on();
     only_rule("nkgw.led", "09:00", "17:00");
-    router().store.set("sys.sched.led.closetype", "unpowerClose");
+    box.store.set("sys.sched.led.closetype", "unpowerClose");
     load("time");
     look_at("2026-03-02 12:00:00");
     EXPECT_EQ(acts(), (Lines{"set nkgw.led.state=0", "commit"}));
@@ -293,11 +293,11 @@ TEST_F(LedTick, OpenAndCloseAreAssertedEveryTick)
 {
     leds_on();
     load("open");
-    router().store.set("nkgw.led.state", "0");
+    box.store.set("nkgw.led.state", "0");
     time_check_led();
     EXPECT_EQ(acts(), LEDS_COME_ON);
     load("close");
-    router().store.set("nkgw.led.state", "3");
+    box.store.set("nkgw.led.state", "3");
     forget();
     time_check_led();
     EXPECT_EQ(acts(), LEDS_GO_OFF);
@@ -312,7 +312,7 @@ TEST_F(LedIsInLedTime, CloseAlwaysAndOpenNever)
     EXPECT_EQ(time_check_led_is_in_led_time(), 1);
     load("open");
     EXPECT_EQ(time_check_led_is_in_led_time(), 0);
-    router().store.unset("sys.sched.led.type");
+    box.store.unset("sys.sched.led.type");
     set_time_check_led_info();
     EXPECT_EQ(time_check_led_is_in_led_time(), 1);
 }
@@ -322,41 +322,41 @@ TEST_F(LedIsInLedTime, TheFirstRuleAloneCountsWithoutItsDays)
     leds_on();
     only_rule("nkgw.led", "Fri 22:00", "06:00");
     rule("nkgw.led", 2, "09:00", "17:00");
-    router().store.set("nkgw.led.listnum", "2");
+    box.store.set("nkgw.led.listnum", "2");
     load("time");
-    router().clock.set("2026-03-02 12:00:00"); // a Monday, in the second rule
+    box.clock.set("2026-03-02 12:00:00"); // a Monday, in the second rule
     EXPECT_EQ(time_check_led_is_in_led_time(), 0);
-    router().clock.set("2026-03-02 23:00:00"); // a Monday, in the first rule's times
+    box.clock.set("2026-03-02 23:00:00"); // a Monday, in the first rule's times
     EXPECT_EQ(time_check_led_is_in_led_time(), 1);
-    router().clock.set("2026-03-03 06:00:00"); // a daily window holds its last second
+    box.clock.set("2026-03-03 06:00:00"); // a daily window holds its last second
     EXPECT_EQ(time_check_led_is_in_led_time(), 1);
-    router().clock.set("2026-03-03 06:00:01");
+    box.clock.set("2026-03-03 06:00:01");
     EXPECT_EQ(time_check_led_is_in_led_time(), 0);
 }
 
 TEST_F(LedIsInLedTime, WithoutRulesItIsTheSecondOfMidnight)
 {
     leds_on();
-    router().store.set("nkgw.led.listnum", "0");
+    box.store.set("nkgw.led.listnum", "0");
     load("time");
-    router().clock.set("2026-03-02 00:00:00");
+    box.clock.set("2026-03-02 00:00:00");
     EXPECT_EQ(time_check_led_is_in_led_time(), 1);
-    router().clock.set("2026-03-02 00:00:01");
+    box.clock.set("2026-03-02 00:00:01");
     EXPECT_EQ(time_check_led_is_in_led_time(), 0);
 }
 
 TEST_F(LedIsInLedTime, AHalfFilledFirstRuleIsSeenThoughNotCounted)
 {
     leds_on();
-    router().store.set("nkgw.led.listnum", "1");
-    router().store.set("nkgw.led.offtime.list1", "22:00");
-    router().store.set("nkgw.led.ontime.list1", "26:00");
+    box.store.set("nkgw.led.listnum", "1");
+    box.store.set("nkgw.led.offtime.list1", "22:00");
+    box.store.set("nkgw.led.ontime.list1", "26:00");
     load("time");
-    router().clock.set("2026-03-02 23:00:00");
+    box.clock.set("2026-03-02 23:00:00");
     EXPECT_EQ(time_check_led_is_in_led_time(), 1);
     look_at("2026-03-02 23:00:00");
     EXPECT_EQ(acts(), Lines{});
-    router().clock.set("2026-03-02 21:00:00");
+    box.clock.set("2026-03-02 21:00:00");
     EXPECT_EQ(time_check_led_is_in_led_time(), 0);
 }
 
@@ -366,7 +366,7 @@ TEST_F(LedMessages, TheFirstStartOfWifiStoresOnWithoutCommit)
 {
     leds_off();
     load("open");
-    router().store.set("nkgw.led.state", "0");
+    box.store.set("nkgw.led.state", "0");
     forget();
     handle(OP_START, "first_time_start", WIFI_MODULE);
     EXPECT_EQ(acts(), Lines{"set nkgw.led.state=3"});
@@ -386,8 +386,8 @@ TEST_F(LedMessages, AnyOtherTextOfWifiReloads)
     leds_on();
     load("open");
     for (const char *text : {"", "first_time_star", "first_time_start2", "First_time_start"}) {
-        router().store.set("nkgw.led.state", "3");
-        router().store.set("sys.sched.led.type", "close");
+        box.store.set("nkgw.led.state", "3");
+        box.store.set("sys.sched.led.type", "close");
         forget();
         handle(OP_START, text, WIFI_MODULE);
         EXPECT_EQ(acts(), LEDS_GO_OFF) << text;
@@ -398,7 +398,7 @@ TEST_F(LedMessages, TheFirstStartFromAnotherModuleReloads)
 {
     leds_on();
     load("open");
-    router().store.set("sys.sched.led.type", "close");
+    box.store.set("sys.sched.led.type", "close");
     handle(OP_START, "first_time_start", 18);
     EXPECT_EQ(acts(), LEDS_GO_OFF);
 }
@@ -407,8 +407,8 @@ TEST_F(LedMessages, EveryOpReloads)
 {
     leds_on();
     for (uint32_t op = 0; op < 16; op++) {
-        router().store.set("nkgw.led.state", "3");
-        router().store.set("sys.sched.led.type", "close");
+        box.store.set("nkgw.led.state", "3");
+        box.store.set("sys.sched.led.type", "close");
         forget();
         handle(op, "", 0);
         EXPECT_EQ(acts(), LEDS_GO_OFF) << op;
@@ -419,7 +419,7 @@ TEST_F(LedMessages, AnAppMessageWithoutATextReloads)
 {
     leds_on();
     load("open");
-    router().store.set("sys.sched.led.type", "close");
+    box.store.set("sys.sched.led.type", "close");
     handle(OP_DEFAULT, "", ALI_NIMBIX_MODULE);
     EXPECT_EQ(acts(), LEDS_GO_OFF);
 }
@@ -429,14 +429,14 @@ TEST_F(LedButton, OverridesPowerSavingOnceOnTheNextReload)
     leds_off();
     load("open");
     power_saving_is_in_force();
-    router().store.set("nkgw.led.state", "0");
+    box.store.set("nkgw.led.state", "0");
     forget();
     handle(OP_DEFAULT, "1234", ALI_NIMBIX_MODULE);
     time_check_led();
     EXPECT_EQ(acts(), Lines{});
     handle(OP_UPDATE, "", 0);
     EXPECT_EQ(acts(), LEDS_COME_ON);
-    router().store.set("nkgw.led.state", "0");
+    box.store.set("nkgw.led.state", "0");
     forget();
     handle(OP_UPDATE, "", 0);
     EXPECT_EQ(acts(), Lines{});
@@ -471,7 +471,7 @@ TEST_F(LedButton, IsTakenByTime)
     leds_off();
     power_saving_is_in_force();
     handle(OP_DEFAULT, "1234", ALI_NIMBIX_MODULE);
-    router().store.set("nkgw.led.listnum", "0");
+    box.store.set("nkgw.led.listnum", "0");
     load("time");
     forget();
     load("open");
@@ -480,13 +480,13 @@ TEST_F(LedButton, IsTakenByTime)
 
 TEST_F(LedMessages, ThroughTheBus)
 {
-    router().clock.set("2026-03-02 12:00:00");
-    router().store.set("nkgw.led.state", "3");
-    router().store.set("sys.sched.led.type", "open");
-    ASSERT_TRUE(router().boot());
+    box.clock.set("2026-03-02 12:00:00");
+    box.store.set("nkgw.led.state", "3");
+    box.store.set("sys.sched.led.type", "open");
+    ASSERT_TRUE(box.boot());
     only_rule("nkgw.led", "09:00", "17:00");
-    router().store.set("sys.sched.led.type", "time");
-    ASSERT_TRUE(router().post("time_check_led?op=1"));
-    router().run(4);
+    box.store.set("sys.sched.led.type", "time");
+    ASSERT_TRUE(box.post("time_check_led?op=1"));
+    box.run(4);
     EXPECT_FALSE(leds_are_on());
 }

@@ -22,13 +22,13 @@ Lines load()
 
 std::string loaded(const char *key, std::string_view value, size_t line)
 {
-    router().store.set(key, value);
+    box.store.set(key, value);
     return load().at(line);
 }
 
 bool in_period(const std::string &local)
 {
-    router().clock.set(local);
+    box.clock.set(local);
     return time_check_power_is_in_power_time() == 1;
 }
 
@@ -36,12 +36,12 @@ bool in_period(const std::string &local)
 
 TEST_F(PowerConfig, PrintsWhatItLoaded)
 {
-    router().store.set("sys.powersleep.enable", "1");
-    router().store.set("sys.powersleep.type", "1");
-    router().store.set("sys.powersleep.wday", "1;0;1;0;1;0;1");
-    router().store.set("sys.powersleep.start_time", "23:05");
-    router().store.set("sys.powersleep.end_time", "6:30");
-    router().store.set("sys.powersleep.max_speed", "12");
+    box.store.set("sys.powersleep.enable", "1");
+    box.store.set("sys.powersleep.type", "1");
+    box.store.set("sys.powersleep.wday", "1;0;1;0;1;0;1");
+    box.store.set("sys.powersleep.start_time", "23:05");
+    box.store.set("sys.powersleep.end_time", "6:30");
+    box.store.set("sys.powersleep.max_speed", "12");
     EXPECT_EQ(load(), (Lines{"\t\t enable:1", "\t\t type:1", "\t\t wday_en:1;0;1;0;1;0;1", "\t\t start_time:23:05",
                              "\t\t end_time:06:30", "\t\t max_speed:12", "\t\t check_speed=12000"}));
 }
@@ -49,7 +49,7 @@ TEST_F(PowerConfig, PrintsWhatItLoaded)
 TEST_F(PowerConfig, MissingKeysAreTheDefaults)
 {
     for (const char *key : {"enable", "type", "wday", "start_time", "end_time", "max_speed"})
-        router().store.unset(std::string("sys.powersleep.") + key);
+        box.store.unset(std::string("sys.powersleep.") + key);
     EXPECT_EQ(load(), (Lines{"\t\t enable:0", "\t\t type:0", "\t\t wday_en:0;0;0;0;0;0;0", "\t\t start_time:00:00",
                              "\t\t end_time:07:00", "\t\t max_speed:3", "\t\t check_speed=3000"}));
 }
@@ -57,17 +57,17 @@ TEST_F(PowerConfig, MissingKeysAreTheDefaults)
 TEST_F(PowerConfig, EmptyKeysAreTheDefaults)
 {
     for (const char *key : {"enable", "type", "wday", "start_time", "end_time", "max_speed"})
-        router().store.set(std::string("sys.powersleep.") + key, "");
+        box.store.set(std::string("sys.powersleep.") + key, "");
     EXPECT_EQ(load(), (Lines{"\t\t enable:0", "\t\t type:0", "\t\t wday_en:0;0;0;0;0;0;0", "\t\t start_time:00:00",
                              "\t\t end_time:07:00", "\t\t max_speed:3", "\t\t check_speed=3000"}));
 }
 
 TEST_F(PowerConfig, TheLinesAreInfoLines)
 {
-    router().log.clear();
+    box.log.clear();
     time_check_power_info_printf();
-    ASSERT_EQ(router().log.lines().size(), 7U);
-    for (const std::string &line : router().log.lines())
+    ASSERT_EQ(box.log.lines().size(), 7U);
+    for (const std::string &line : box.log.lines())
         EXPECT_TRUE(line.starts_with("\033[1;32m[TIMER_CHECK >>time_check_power_info_printf(")) << line;
 }
 
@@ -165,7 +165,7 @@ TEST_F(PowerPeriod, NeedsExactlyOne)
 {
     power_saving("0", "23:00", "07:00");
     for (const char *enable : {"0", "2", "-1", ""}) {
-        router().store.set("sys.powersleep.enable", enable);
+        box.store.set("sys.powersleep.enable", enable);
         set_time_check_power_info();
         EXPECT_FALSE(in_period("2026-03-02 23:30:00")) << enable;
     }
@@ -174,9 +174,9 @@ TEST_F(PowerPeriod, NeedsExactlyOne)
 TEST_F(PowerPeriod, DoesNotDependOnTheTypeOrTheDays)
 {
     power_saving("0", "23:00", "07:00");
-    router().store.set("sys.powersleep.wday", "0;0;0;0;0;0;0");
+    box.store.set("sys.powersleep.wday", "0;0;0;0;0;0;0");
     for (const char *type : {"0", "1", "2", "3", "99"}) {
-        router().store.set("sys.powersleep.type", type);
+        box.store.set("sys.powersleep.type", type);
         set_time_check_power_info();
         EXPECT_TRUE(in_period("2026-03-02 23:30:00")) << type;
     }
@@ -192,24 +192,24 @@ TEST_F(PowerPeriod, AnEndThatNoClockReachesIsMidnight)
 
 TEST_F(PowerIsInSleep, IsExactlyOne)
 {
-    router().store.set("sys.is.pwr.save.mode", "1");
+    box.store.set("sys.is.pwr.save.mode", "1");
     EXPECT_EQ(time_check_power_is_in_sleep(), 1);
     for (const std::string &value : {std::string("0"), std::string(""), std::string("11"), std::string(1000, '1')}) {
-        router().store.set("sys.is.pwr.save.mode", value);
+        box.store.set("sys.is.pwr.save.mode", value);
         EXPECT_EQ(time_check_power_is_in_sleep(), 0) << value;
     }
-    router().store.unset("sys.is.pwr.save.mode");
+    box.store.unset("sys.is.pwr.save.mode");
     EXPECT_EQ(time_check_power_is_in_sleep(), 0);
 }
 
 TEST_F(PowerInit, NotesTheRouterAsAwakeAndSwitchesNothing)
 {
     radios("1", "1", "1");
-    router().store.set("sys.sched.led.type", "open");
-    router().store.set("nkgw.led.state", "3");
-    router().store.set("sys.is.pwr.save.mode", "1");
-    ASSERT_TRUE(router().boot());
-    EXPECT_EQ(router().journal.acts("set"), Lines{"set sys.is.pwr.save.mode=0"});
-    EXPECT_EQ(router().journal.acts("leds"), Lines{});
-    EXPECT_EQ(router().store.committed("sys.is.pwr.save.mode"), "0");
+    box.store.set("sys.sched.led.type", "open");
+    box.store.set("nkgw.led.state", "3");
+    box.store.set("sys.is.pwr.save.mode", "1");
+    ASSERT_TRUE(box.boot());
+    EXPECT_EQ(box.journal.acts("set"), Lines{"set sys.is.pwr.save.mode=0"});
+    EXPECT_EQ(box.journal.acts("leds"), Lines{});
+    EXPECT_EQ(box.store.committed("sys.is.pwr.save.mode"), "0");
 }

@@ -21,16 +21,16 @@ namespace
 // Wi-Fi and LEDs on, the period of this type 23:00 to 07:00, a client, counters at 0; the evening before.
 void evening(const char *type)
 {
-    router().clock.set("2026-03-02 22:00:00");
+    box.clock.set("2026-03-02 22:00:00");
     radios("1", "1", "1");
-    router().store.set("nkgw.led.state", "3");
-    router().store.set("nkgw.wlan.listnum", "0");
-    router().store.set("sys.sched.led.type", "open");
-    router().store.set("sys.is.pwr.save.mode", "0");
-    router().store.set("sys.powersleep.max_speed", "3");
+    box.store.set("nkgw.led.state", "3");
+    box.store.set("nkgw.wlan.listnum", "0");
+    box.store.set("sys.sched.led.type", "open");
+    box.store.set("sys.is.pwr.save.mode", "0");
+    box.store.set("sys.powersleep.max_speed", "3");
     power_saving(type, "23:00", "07:00");
-    router().network.set_multicast("br0", 0);
-    router().network.set_host("192.168.0.100", 0, 0);
+    box.network.set_multicast("br0", 0);
+    box.network.set_host("192.168.0.100", 0, 0);
     client();
     set_time_check_power_info();
     set_time_check_led_info();
@@ -39,7 +39,7 @@ void evening(const char *type)
 
 void tick_at(const std::string &local)
 {
-    router().clock.set(local);
+    box.clock.set(local);
     EXPECT_EQ(time_check_power(), 1);
 }
 
@@ -48,7 +48,7 @@ void tick(int count)
 {
     for (int i = 0; i < count; i++) {
         time_check_power();
-        router().clock.step(1);
+        box.clock.step(1);
     }
 }
 
@@ -114,7 +114,7 @@ TEST_F(PowerFixed, WhatIsSwitchedOnByHandInSleepStaysOn)
     evening("0");
     tick_at("2026-03-02 23:00:00");
     radios("1", "1", "1");
-    router().store.set("nkgw.led.state", "3");
+    box.store.set("nkgw.led.state", "3");
     forget();
     tick_at("2026-03-02 23:00:01");
     EXPECT_EQ(acts(), Lines{});
@@ -123,7 +123,7 @@ TEST_F(PowerFixed, WhatIsSwitchedOnByHandInSleepStaysOn)
 TEST_F(PowerFixed, ChecksNothingOfTheNetwork)
 {
     evening("0");
-    router().files.set_unreadable("/proc/net/arp");
+    box.files.set_unreadable("/proc/net/arp");
     tick_at("2026-03-02 23:00:00");
     EXPECT_TRUE(asleep());
     EXPECT_EQ(samples(), Lines{});
@@ -134,7 +134,7 @@ TEST_F(PowerFixed, ChecksNothingOfTheNetwork)
 TEST_F(PowerTick, DoesNothingWhileDisabled)
 {
     evening("0");
-    router().store.set("sys.powersleep.enable", "0");
+    box.store.set("sys.powersleep.enable", "0");
     set_time_check_power_info();
     forget();
     tick_at("2026-03-02 23:00:00");
@@ -146,7 +146,7 @@ TEST_F(PowerTick, AnyOtherNumberThanZeroIsEnabled)
 {
     for (const char *enable : {"2", "-1"}) {
         evening("0");
-        router().store.set("sys.powersleep.enable", enable);
+        box.store.set("sys.powersleep.enable", enable);
         set_time_check_power_info();
         tick_at("2026-03-02 23:00:00");
         EXPECT_TRUE(asleep()) << enable;
@@ -183,8 +183,8 @@ TEST_F(PowerClock, NothingIsSwitchedBefore2001)
 {
     for (const char *type : {"0", "1"}) {
         evening(type);
-        router().network.clear_neighbours();
-        router().clock.set("2000-12-30 23:00:00");
+        box.network.clear_neighbours();
+        box.clock.set("2000-12-30 23:00:00");
         tick(400);
         EXPECT_EQ(acts(), Lines{}) << type;
     }
@@ -225,11 +225,11 @@ TEST_F(PowerClock, ASleeperWhoseClockIsLostSleepsOnWhenItIsBackInsideThePeriod)
 TEST_F(PowerClock, ASleeperWhoseClockIsLostSamplesAgainWhenItIsBack)
 {
     evening("1");
-    router().clock.set("2026-03-02 23:00:00");
+    box.clock.set("2026-03-02 23:00:00");
     tick(1801);
     tick_at("1970-01-01 00:00:10");
     forget();
-    router().clock.set("2026-03-03 02:00:00");
+    box.clock.set("2026-03-03 02:00:00");
     tick(1801);
     EXPECT_EQ(lines(), Lines{"now time:02:30"});
     EXPECT_EQ(acts(), Lines{}); // it has not been awake
@@ -240,8 +240,8 @@ TEST_F(PowerClock, ASleeperWhoseClockIsLostSamplesAgainWhenItIsBack)
 TEST_F(PowerNoClient, SleepsOnThe181stSample)
 {
     evening("1");
-    router().network.clear_neighbours();
-    router().clock.set("2026-03-02 23:00:00");
+    box.network.clear_neighbours();
+    box.clock.set("2026-03-02 23:00:00");
     tick(180);
     EXPECT_FALSE(asleep());
     tick(1);
@@ -252,23 +252,23 @@ TEST_F(PowerNoClient, SleepsOnThe181stSample)
 TEST_F(PowerNoClient, SamplesNothingOutsideThePeriodOrAsleep)
 {
     evening("1");
-    router().network.clear_neighbours();
-    router().clock.set("2026-03-02 22:00:00");
-    const uint64_t before = router().faults.made("open");
+    box.network.clear_neighbours();
+    box.clock.set("2026-03-02 22:00:00");
+    const uint64_t before = box.faults.made("open");
     tick(600);
-    EXPECT_EQ(router().faults.made("open"), before);
-    router().clock.set("2026-03-02 23:00:00");
+    EXPECT_EQ(box.faults.made("open"), before);
+    box.clock.set("2026-03-02 23:00:00");
     tick(181);
-    const uint64_t asleep_from = router().faults.made("open");
+    const uint64_t asleep_from = box.faults.made("open");
     tick(600);
-    EXPECT_EQ(router().faults.made("open"), asleep_from);
+    EXPECT_EQ(box.faults.made("open"), asleep_from);
 }
 
 TEST_F(PowerNoClient, OnlyOneSampleASecond)
 {
     evening("1");
-    router().network.clear_neighbours();
-    router().clock.set("2026-03-02 23:00:00");
+    box.network.clear_neighbours();
+    box.clock.set("2026-03-02 23:00:00");
     for (int i = 0; i < 500; i++)
         time_check_power();
     EXPECT_FALSE(asleep());
@@ -277,12 +277,12 @@ TEST_F(PowerNoClient, OnlyOneSampleASecond)
 TEST_F(PowerNoClient, AClientStartsTheCountAnew)
 {
     evening("1");
-    router().network.clear_neighbours();
-    router().clock.set("2026-03-02 23:00:00");
+    box.network.clear_neighbours();
+    box.clock.set("2026-03-02 23:00:00");
     tick(180);
     client();
     tick(1);
-    router().network.clear_neighbours();
+    box.network.clear_neighbours();
     tick(180);
     EXPECT_FALSE(asleep());
     tick(1);
@@ -291,7 +291,7 @@ TEST_F(PowerNoClient, AClientStartsTheCountAnew)
 
 TEST_F(PowerNoClient, OneStreakGivesOneVerdict)
 {
-    router().network.clear_neighbours();
+    box.network.clear_neighbours();
     set_time_check_power_info();
     int verdicts = 0;
     for (int i = 0; i < 1000; i++)
@@ -301,7 +301,7 @@ TEST_F(PowerNoClient, OneStreakGivesOneVerdict)
 
 TEST_F(PowerNoClient, DebugLinesShowTheCount)
 {
-    router().network.clear_neighbours();
+    box.network.clear_neighbours();
     set_time_check_power_info();
     set_time_check_debug_info(TIME_CHECK_POWER);
     forget();
@@ -313,9 +313,9 @@ TEST_F(PowerNoClient, DebugLinesShowTheCount)
 TEST_F(PowerNoClient, TheOtherBridgesClientCounts)
 {
     evening("1");
-    router().network.clear_neighbours();
-    router().network.set_neighbour("192.168.1.5", "0x2", "02:00:00:00:00:05", "br1");
-    router().clock.set("2026-03-02 23:00:00");
+    box.network.clear_neighbours();
+    box.network.set_neighbour("192.168.1.5", "0x2", "02:00:00:00:00:05", "br1");
+    box.clock.set("2026-03-02 23:00:00");
     tick(400);
     EXPECT_FALSE(asleep());
 }
@@ -323,10 +323,10 @@ TEST_F(PowerNoClient, TheOtherBridgesClientCounts)
 TEST_F(PowerNoClient, AGuestOnABridgeOfAnotherNameCounts)
 {
     evening("1");
-    router().network.clear_neighbours();
-    router().store.set("lan2.ifname", "guests");
-    router().network.set_neighbour("192.168.2.5", "0x2", "02:00:00:00:00:05", "guests");
-    router().clock.set("2026-03-02 23:00:00");
+    box.network.clear_neighbours();
+    box.store.set("lan2.ifname", "guests");
+    box.network.set_neighbour("192.168.2.5", "0x2", "02:00:00:00:00:05", "guests");
+    box.clock.set("2026-03-02 23:00:00");
     tick(400);
     EXPECT_FALSE(asleep());
 }
@@ -336,7 +336,7 @@ TEST_F(PowerNoClient, AGuestOnABridgeOfAnotherNameCounts)
 TEST_F(PowerQuiet, SleepsOnThe1801stSample)
 {
     evening("1");
-    router().clock.set("2026-03-02 23:00:00");
+    box.clock.set("2026-03-02 23:00:00");
     tick(1800);
     EXPECT_FALSE(asleep());
     tick(1);
@@ -347,10 +347,10 @@ TEST_F(PowerQuiet, SleepsOnThe1801stSample)
 TEST_F(PowerQuiet, ABusyNetworkPrintsEverySecondSampleAndNeverSleeps)
 {
     evening("1");
-    router().clock.set("2026-03-02 23:00:00");
+    box.clock.set("2026-03-02 23:00:00");
     uint64_t bytes = 0;
     for (int i = 0; i < 2000; i++) {
-        router().network.set_host("192.168.0.100", bytes, 0);
+        box.network.set_host("192.168.0.100", bytes, 0);
         bytes += 5000;
         tick(1);
     }
@@ -375,7 +375,7 @@ TEST_P(PowerThreshold, IsTheSpeedTimesTheIntervalEachWay)
 {
     evening("1");
     flow_check_forword_power(1);
-    router().network.set_host("192.168.0.100", GetParam().up, GetParam().down);
+    box.network.set_host("192.168.0.100", GetParam().up, GetParam().down);
     EXPECT_EQ(flow_check_forword_power(GetParam().interval), 0);
     EXPECT_EQ(samples().empty(), GetParam().quiet);
 }
@@ -393,7 +393,7 @@ TEST_F(PowerQuiet, MulticastIntoTheLanCountsAsReceived)
 {
     evening("1");
     flow_check_forword_power(1);
-    router().network.set_multicast("br0", 3000);
+    box.network.set_multicast("br0", 3000);
     flow_check_forword_power(1);
     EXPECT_EQ(samples(), Lines{"num 2:froward_rx = 3.00kB/s,froward_tx = 0.00kB/s !!"});
 }
@@ -404,9 +404,9 @@ TEST_F(PowerQuiet, DebugLinesShowEveryComparedSample)
     set_time_check_debug_info(TIME_CHECK_POWER);
     forget();
     flow_check_forword_power(1);
-    router().network.set_host("192.168.0.100", 500, 1000);
+    box.network.set_host("192.168.0.100", 500, 1000);
     flow_check_forword_power(1);
-    router().network.set_host("192.168.0.100", 500, 11000);
+    box.network.set_host("192.168.0.100", 500, 11000);
     flow_check_forword_power(2);
     EXPECT_EQ(samples(), (Lines{"num 2:froward_rx = 1.00kB/s,froward_tx = 0.50kB/s!!",
                                 "num 3:froward_rx = 5.00kB/s,froward_tx = 0.00kB/s!!",
@@ -416,10 +416,10 @@ TEST_F(PowerQuiet, DebugLinesShowEveryComparedSample)
 TEST_F(PowerQuiet, ACounterThatGoesBackNeitherCountsNorResets)
 {
     evening("1");
-    router().network.set_host("192.168.0.100", 1000000, 1000000);
-    router().clock.set("2026-03-02 23:00:00");
+    box.network.set_host("192.168.0.100", 1000000, 1000000);
+    box.clock.set("2026-03-02 23:00:00");
     tick(100);
-    router().network.set_host("192.168.0.100", 0, 1000000);
+    box.network.set_host("192.168.0.100", 0, 1000000);
     tick(1);
     EXPECT_EQ(samples(), Lines{});
     tick(1700);
@@ -431,11 +431,11 @@ TEST_F(PowerQuiet, ACounterThatGoesBackNeitherCountsNorResets)
 TEST_F(PowerQuiet, ABusySampleIsFollowedByANewBaseline)
 {
     evening("1");
-    router().clock.set("2026-03-02 23:00:00");
+    box.clock.set("2026-03-02 23:00:00");
     tick(1000);
-    router().network.set_host("192.168.0.100", 5000, 0);
+    box.network.set_host("192.168.0.100", 5000, 0);
     tick(1); // busy
-    router().network.set_host("192.168.0.100", 10000000, 0);
+    box.network.set_host("192.168.0.100", 10000000, 0);
     tick(1); // the new baseline
     EXPECT_EQ(samples().size(), 1U);
     tick(1799);
@@ -447,9 +447,9 @@ TEST_F(PowerQuiet, ABusySampleIsFollowedByANewBaseline)
 TEST_F(PowerQuiet, AClientThatLeavesEndsTheQuietCount)
 {
     evening("1");
-    router().clock.set("2026-03-02 23:00:00");
+    box.clock.set("2026-03-02 23:00:00");
     tick(600);
-    router().network.clear_neighbours();
+    box.network.clear_neighbours();
     tick(100);
     client();
     tick(1800);
@@ -461,9 +461,9 @@ TEST_F(PowerQuiet, AClientThatLeavesEndsTheQuietCount)
 TEST_F(PowerQuiet, TheSampleThatDecidesComparesNothing)
 {
     evening("1");
-    router().clock.set("2026-03-02 23:00:00");
+    box.clock.set("2026-03-02 23:00:00");
     tick(1800);
-    router().network.set_host("192.168.0.100", 1000000000, 0);
+    box.network.set_host("192.168.0.100", 1000000000, 0);
     tick(1);
     EXPECT_TRUE(asleep());
     EXPECT_EQ(samples(), Lines{});
@@ -472,7 +472,7 @@ TEST_F(PowerQuiet, TheSampleThatDecidesComparesNothing)
 TEST_F(PowerQuiet, AReloadStartsTheCountsAnew)
 {
     evening("1");
-    router().clock.set("2026-03-02 23:00:00");
+    box.clock.set("2026-03-02 23:00:00");
     tick(1799);
     set_time_check_power_info();
     tick(1800);
@@ -484,12 +484,12 @@ TEST_F(PowerQuiet, AReloadStartsTheCountsAnew)
 TEST_F(PowerQuiet, WakesAtThePeriodsEndAndSamplesAgainTheNextNight)
 {
     evening("1");
-    router().clock.set("2026-03-02 23:00:00");
+    box.clock.set("2026-03-02 23:00:00");
     tick(1801);
     tick_at("2026-03-03 07:00:01");
     EXPECT_FALSE(asleep());
     EXPECT_TRUE(radio_is_on());
-    router().clock.set("2026-03-03 23:00:00");
+    box.clock.set("2026-03-03 23:00:00");
     tick(1800);
     EXPECT_FALSE(asleep());
     tick(1);
@@ -503,14 +503,14 @@ TEST_F(PowerCarryOver, AQuietCountGoesOnTheNextNight)
     evening("1");
     power_saving("1", "23:00", "23:09");
     set_time_check_power_info();
-    router().clock.set("2026-03-02 23:00:00");
+    box.clock.set("2026-03-02 23:00:00");
     tick(600); // 541 samples, the last at 23:09:00
-    router().clock.set("2026-03-03 23:00:00");
+    box.clock.set("2026-03-03 23:00:00");
     tick(600);
-    router().clock.set("2026-03-04 23:00:00");
+    box.clock.set("2026-03-04 23:00:00");
     tick(600);
     EXPECT_FALSE(asleep());
-    router().clock.set("2026-03-05 23:00:00");
+    box.clock.set("2026-03-05 23:00:00");
     tick(1801 - 3 * 541 - 1);
     EXPECT_FALSE(asleep());
     tick(1);
@@ -522,15 +522,15 @@ TEST_F(PowerCarryOver, TheFirstSampleOfTheNightSpansTheDay)
     evening("1");
     power_saving("1", "23:00", "23:09");
     set_time_check_power_info();
-    router().clock.set("2026-03-02 23:00:00");
+    box.clock.set("2026-03-02 23:00:00");
     tick(600);
     // 85 860 s lie between the samples: 257 580 000 bytes are just too many.
-    router().network.set_host("192.168.0.100", 257579999, 0);
-    router().clock.set("2026-03-03 23:00:00");
+    box.network.set_host("192.168.0.100", 257579999, 0);
+    box.clock.set("2026-03-03 23:00:00");
     tick(600);
     EXPECT_EQ(samples(), Lines{});
-    router().network.set_host("192.168.0.100", 257579999 + 257580000, 0);
-    router().clock.set("2026-03-04 23:00:00");
+    box.network.set_host("192.168.0.100", 257579999 + 257580000, 0);
+    box.clock.set("2026-03-04 23:00:00");
     tick(1);
     EXPECT_EQ(samples(), Lines{"num 1083:froward_rx = 0.00kB/s,froward_tx = 3.00kB/s !!"});
 }
@@ -538,15 +538,15 @@ TEST_F(PowerCarryOver, TheFirstSampleOfTheNightSpansTheDay)
 TEST_F(PowerCarryOver, ANoClientCountGoesOnTheNextNight)
 {
     evening("1");
-    router().network.clear_neighbours();
+    box.network.clear_neighbours();
     power_saving("1", "23:00", "23:01");
     set_time_check_power_info();
     for (const char *start : {"2026-03-02 23:00:00", "2026-03-03 23:00:00"}) { // 61 samples a night
-        router().clock.set(start);
+        box.clock.set(start);
         tick(100);
         EXPECT_FALSE(asleep());
     }
-    router().clock.set("2026-03-04 23:00:00");
+    box.clock.set("2026-03-04 23:00:00");
     tick(181 - 122 - 1);
     EXPECT_FALSE(asleep());
     tick(1);
@@ -559,13 +559,13 @@ TEST_F(PowerClock, AStepOutOfThePeriodWakesAndOneIntoItPutsToSleep)
 {
     evening("0");
     tick_at("2026-03-02 23:30:00");
-    router().clock.step(-7200);
+    box.clock.step(-7200);
     time_check_power();
     EXPECT_FALSE(asleep());
-    router().clock.step(3 * 3600);
+    box.clock.step(3 * 3600);
     time_check_power();
     EXPECT_TRUE(asleep());
-    router().clock.step(9 * 3600);
+    box.clock.step(9 * 3600);
     time_check_power();
     EXPECT_FALSE(asleep());
 }
@@ -573,10 +573,10 @@ TEST_F(PowerClock, AStepOutOfThePeriodWakesAndOneIntoItPutsToSleep)
 TEST_F(PowerClock, AStepBackInsideThePeriodSamplesAtOnce)
 {
     evening("1");
-    router().network.clear_neighbours();
-    router().clock.set("2026-03-03 02:00:00");
+    box.network.clear_neighbours();
+    box.clock.set("2026-03-03 02:00:00");
     tick(100);
-    router().clock.set("2026-03-03 01:00:00");
+    box.clock.set("2026-03-03 01:00:00");
     tick(80);
     EXPECT_FALSE(asleep());
     tick(1);

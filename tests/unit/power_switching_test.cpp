@@ -22,15 +22,15 @@ const Lines NOTED_AWAKE = {"set sys.is.pwr.save.mode=0", "commit"};
 // Wi-Fi and LEDs on and set to be on, all loaded, 2 March 2026 (a Monday) at noon; the period is 23:00 to 07:00.
 void awake()
 {
-    router().clock.set("2026-03-02 12:00:00");
+    box.clock.set("2026-03-02 12:00:00");
     radios("1", "1", "1");
-    router().store.set("wl.guest.effective_time", "0");
-    router().store.set("nkgw.led.state", "3");
-    router().store.set("nkgw.wlan.listnum", "0");
-    router().store.set("sys.sched.led.type", "open");
-    router().store.set("sys.sched.led.closetype", "");
-    router().store.set("power.sleep.closetype.changed", "0");
-    router().store.set("sys.is.pwr.save.mode", "0");
+    box.store.set("wl.guest.effective_time", "0");
+    box.store.set("nkgw.led.state", "3");
+    box.store.set("nkgw.wlan.listnum", "0");
+    box.store.set("sys.sched.led.type", "open");
+    box.store.set("sys.sched.led.closetype", "");
+    box.store.set("power.sleep.closetype.changed", "0");
+    box.store.set("sys.is.pwr.save.mode", "0");
     power_saving("0", "23:00", "07:00");
     set_time_check_power_info();
     set_time_check_wifi_info();
@@ -63,7 +63,7 @@ std::string wake_up_line()
 
 std::string wake_up_at(const std::string &local)
 {
-    router().clock.set(local);
+    box.clock.set(local);
     forget();
     update_nimbix_wake_up_time();
     return wake_up_line();
@@ -84,7 +84,7 @@ TEST_F(PowerSleep, IsNotedEvenWhenNothingWasOn)
 {
     awake();
     radios("1", "1", "0");
-    router().store.set("nkgw.led.state", "0");
+    box.store.set("nkgw.led.state", "0");
     time_check_power_change_status(TIMER_CHECK_POWER_OFF);
     EXPECT_EQ(acts(), NOTED_ASLEEP);
 }
@@ -92,8 +92,8 @@ TEST_F(PowerSleep, IsNotedEvenWhenNothingWasOn)
 TEST_F(PowerSleep, AChangedLedSettingIsForgottenAndTheLedsGoOffAnew)
 {
     awake();
-    router().store.set("nkgw.led.state", "0");
-    router().store.set("power.sleep.closetype.changed", "1");
+    box.store.set("nkgw.led.state", "0");
+    box.store.set("power.sleep.closetype.changed", "1");
     time_check_power_change_status(TIMER_CHECK_POWER_OFF);
     EXPECT_EQ(acts(), together({{"set power.sleep.closetype.changed=0", "set nkgw.led.state=3"},
                                 LEDS_GO_OFF,
@@ -104,23 +104,23 @@ TEST_F(PowerSleep, AChangedLedSettingIsForgottenAndTheLedsGoOffAnew)
 TEST_F(PowerSleep, OnlyExactlyOneIsAChangedLedSetting)
 {
     awake();
-    router().store.set("nkgw.led.state", "0");
+    box.store.set("nkgw.led.state", "0");
     for (const char *changed : {"", "0", "2", "11", "yes"}) {
-        router().store.set("power.sleep.closetype.changed", changed);
+        box.store.set("power.sleep.closetype.changed", changed);
         forget();
         time_check_power_change_status(TIMER_CHECK_POWER_OFF);
-        EXPECT_EQ(router().store.get("power.sleep.closetype.changed"), changed);
-        EXPECT_EQ(router().store.get("nkgw.led.state"), "0");
+        EXPECT_EQ(box.store.get("power.sleep.closetype.changed"), changed);
+        EXPECT_EQ(box.store.get("nkgw.led.state"), "0");
     }
-    router().store.unset("power.sleep.closetype.changed");
+    box.store.unset("power.sleep.closetype.changed");
     time_check_power_change_status(TIMER_CHECK_POWER_OFF);
-    EXPECT_FALSE(router().store.has("power.sleep.closetype.changed"));
+    EXPECT_FALSE(box.store.has("power.sleep.closetype.changed"));
 }
 
 TEST_F(PowerSleep, UnpoweredLedsAreOnlyNotedAsOff)
 {
     awake();
-    router().store.set("sys.sched.led.closetype", "unpowerClose");
+    box.store.set("sys.sched.led.closetype", "unpowerClose");
     time_check_power_change_status(TIMER_CHECK_POWER_OFF);
     EXPECT_EQ(acts(), together({{"set nkgw.led.state=0", "commit"}, WIFI_GOES_OFF, NOTED_ASLEEP}));
 }
@@ -128,12 +128,12 @@ TEST_F(PowerSleep, UnpoweredLedsAreOnlyNotedAsOff)
 TEST_F(PowerSleep, FailedCommitsDoNotStopIt)
 {
     awake();
-    router().faults.fail("CommitCfm", 1, 5, true);
+    box.faults.fail("CommitCfm", 1, 5, true);
     time_check_power_change_status(TIMER_CHECK_POWER_OFF);
     EXPECT_TRUE(asleep());
     EXPECT_FALSE(radio_is_on());
     EXPECT_FALSE(leds_are_on());
-    EXPECT_EQ(router().journal.messages_to_netctrl(), Lines{});
+    EXPECT_EQ(box.journal.messages_to_netctrl(), Lines{});
 }
 
 // ---- waking ----
@@ -148,7 +148,7 @@ TEST_F(PowerWake, LedsComeOnThenWifiThenItIsNoted)
 TEST_F(PowerWake, InsideAWifiOffPeriodWifiStaysOff)
 {
     fall_asleep();
-    router().store.set("sys.sched.wifi.enable", "1");
+    box.store.set("sys.sched.wifi.enable", "1");
     only_rule("nkgw.wlan", "Mon 09:00", "17:00");
     set_time_check_wifi_info();
     forget();
@@ -159,7 +159,7 @@ TEST_F(PowerWake, InsideAWifiOffPeriodWifiStaysOff)
 TEST_F(PowerWake, TheRulesOfADisabledWifiScheduleDoNotHoldWifiOff)
 {
     fall_asleep();
-    router().store.set("sys.sched.wifi.enable", "0");
+    box.store.set("sys.sched.wifi.enable", "0");
     only_rule("nkgw.wlan", "Mon 09:00", "17:00");
     set_time_check_wifi_info();
     forget();
@@ -170,7 +170,7 @@ TEST_F(PowerWake, TheRulesOfADisabledWifiScheduleDoNotHoldWifiOff)
 TEST_F(PowerWake, LedsThatAreSetToCloseStayOff)
 {
     fall_asleep();
-    router().store.set("sys.sched.led.type", "close");
+    box.store.set("sys.sched.led.type", "close");
     set_time_check_led_info();
     forget();
     time_check_power_change_status(TIMER_CHECK_POWER_ON);
@@ -180,8 +180,8 @@ TEST_F(PowerWake, LedsThatAreSetToCloseStayOff)
 TEST_F(PowerWake, TheFirstLedRuleAloneHoldsTheLedsOff)
 {
     fall_asleep();
-    router().store.set("sys.sched.led.type", "time");
-    router().store.set("nkgw.led.listnum", "2");
+    box.store.set("sys.sched.led.type", "time");
+    box.store.set("nkgw.led.listnum", "2");
     rule("nkgw.led", 1, "Sun 11:00", "13:00"); // not today's, but its days do not count
     rule("nkgw.led", 2, "Mon 18:00", "19:00");
     set_time_check_led_info();
@@ -189,9 +189,9 @@ TEST_F(PowerWake, TheFirstLedRuleAloneHoldsTheLedsOff)
     time_check_power_change_status(TIMER_CHECK_POWER_ON);
     EXPECT_EQ(acts(), together({WIFI_COMES_ON, NOTED_AWAKE}));
     fall_asleep();
-    router().store.set("sys.sched.led.type", "time");
+    box.store.set("sys.sched.led.type", "time");
     set_time_check_led_info();
-    router().clock.set("2026-03-02 18:30:00");
+    box.clock.set("2026-03-02 18:30:00");
     forget();
     time_check_power_change_status(TIMER_CHECK_POWER_ON);
     EXPECT_EQ(acts(), together({LEDS_COME_ON, WIFI_COMES_ON, NOTED_AWAKE}));
@@ -211,7 +211,7 @@ TEST_F(PowerStop, WakesOnlyARouterThatSleeps)
     radios("1", "1", "0");
     time_check_power_stop();
     EXPECT_EQ(acts(), Lines{});
-    router().store.set("sys.is.pwr.save.mode", "1");
+    box.store.set("sys.is.pwr.save.mode", "1");
     forget();
     time_check_power_stop();
     EXPECT_EQ(acts(), together({WIFI_COMES_ON, NOTED_AWAKE}));
@@ -248,19 +248,19 @@ TEST_F(PowerWakeUp, CountsToTheEndOfAPeriodInsideADay)
 TEST_F(PowerWakeUp, SuspendsPowerSavingUntilThePeriodEnds)
 {
     awake();
-    router().clock.set("2026-03-02 23:30:00");
+    box.clock.set("2026-03-02 23:30:00");
     handle(OP_DEFAULT, "nimbix_wake_up");
     EXPECT_EQ(wake_up_line(), "\t\t nimbix_wake_up_time: 27000");
-    router().clock.set("2026-03-02 23:30:01");
+    box.clock.set("2026-03-02 23:30:01");
     EXPECT_EQ(time_check_power(), 1);
     EXPECT_EQ(wake_up_line(), "\t\t nimbix_wake_up_time: 26999");
-    router().clock.set("2026-03-03 06:59:59");
+    box.clock.set("2026-03-03 06:59:59");
     time_check_power();
     EXPECT_EQ(acts(), Lines{});
-    router().clock.set("2026-03-03 07:00:00");
+    box.clock.set("2026-03-03 07:00:00");
     time_check_power(); // the count reaches 0; the driver runs again from the next tick on
     EXPECT_EQ(acts(), Lines{});
-    router().clock.set("2026-03-03 23:00:00");
+    box.clock.set("2026-03-03 23:00:00");
     time_check_power();
     EXPECT_TRUE(asleep());
 }
@@ -270,7 +270,7 @@ TEST_F(PowerWakeUp, OutsideThePeriodSuspendsNothing)
     awake();
     handle(OP_DEFAULT, "nimbix_wake_up");
     EXPECT_EQ(wake_up_line(), "\t\t nimbix_wake_up_time: 0");
-    router().clock.set("2026-03-02 23:00:00");
+    box.clock.set("2026-03-02 23:00:00");
     time_check_power();
     EXPECT_TRUE(asleep());
 }
@@ -279,7 +279,7 @@ TEST_F(PowerWakeUp, AnyOtherTextCancelsIt)
 {
     for (const char *text : {"", "nimbix_wake_u", "nimbix_wake_up2", "NIMBIX_WAKE_UP"}) {
         awake();
-        router().clock.set("2026-03-02 23:30:00");
+        box.clock.set("2026-03-02 23:30:00");
         handle(OP_START, "nimbix_wake_up");
         time_check_power();
         EXPECT_FALSE(asleep());
@@ -293,7 +293,7 @@ TEST_F(PowerWakeUp, AnyOtherTextCancelsIt)
 TEST_F(PowerWakeUp, DoesNotWakeByItself)
 {
     awake();
-    router().clock.set("2026-03-02 23:30:00");
+    box.clock.set("2026-03-02 23:30:00");
     time_check_power();
     forget();
     handle(OP_DEFAULT, "nimbix_wake_up");
@@ -305,18 +305,18 @@ TEST_F(PowerWakeUp, DoesNotWakeByItself)
 TEST_F(PowerWakeUp, WithStopWakesForTheRestOfThePeriod)
 {
     awake();
-    router().clock.set("2026-03-02 23:30:00");
+    box.clock.set("2026-03-02 23:30:00");
     time_check_power();
     forget();
     handle(OP_STOP, "nimbix_wake_up");
     EXPECT_EQ(acts(), together({LEDS_COME_ON, WIFI_COMES_ON, NOTED_AWAKE}));
     for (const char *local : {"2026-03-02 23:30:01", "2026-03-03 03:00:00", "2026-03-03 07:00:00",
                               "2026-03-03 07:00:01", "2026-03-03 12:00:00"}) {
-        router().clock.set(local);
+        box.clock.set(local);
         time_check_power();
     }
     EXPECT_EQ(acts(), Lines{});
-    router().clock.set("2026-03-03 23:00:00");
+    box.clock.set("2026-03-03 23:00:00");
     time_check_power();
     EXPECT_TRUE(asleep());
 }
@@ -325,11 +325,11 @@ TEST_F(PowerWakeUp, WithStopWakesForTheRestOfThePeriod)
 TEST_F(PowerWakeUp, EndsWhenTheClockStepsOutOfThePeriod)
 {
     awake();
-    router().clock.set("2026-03-02 23:30:00");
+    box.clock.set("2026-03-02 23:30:00");
     handle(OP_DEFAULT, "nimbix_wake_up");
-    router().clock.set("2026-03-02 20:00:00");
+    box.clock.set("2026-03-02 20:00:00");
     time_check_power();
-    router().clock.set("2026-03-02 23:00:00");
+    box.clock.set("2026-03-02 23:00:00");
     time_check_power();
     EXPECT_TRUE(asleep());
 }
@@ -339,7 +339,7 @@ TEST_F(PowerWakeUp, EndsWhenTheClockStepsOutOfThePeriod)
 TEST_F(PowerMessages, EveryMessagePrintsItsLineAndReloads)
 {
     awake();
-    router().store.set("sys.powersleep.max_speed", "9");
+    box.store.set("sys.powersleep.max_speed", "9");
     handle(OP_ADD);
     const Lines printed = lines();
     ASSERT_EQ(printed.size(), 8U);
@@ -350,7 +350,7 @@ TEST_F(PowerMessages, EveryMessagePrintsItsLineAndReloads)
 TEST_F(PowerMessages, StopInsideThePeriodWakesAndTheDriverPutsToSleepAgain)
 {
     awake();
-    router().clock.set("2026-03-02 23:30:00");
+    box.clock.set("2026-03-02 23:30:00");
     time_check_power();
     forget();
     handle(OP_STOP);
@@ -376,9 +376,9 @@ TEST_F(PowerMessages, StopOutsideThePeriodForcesOneWakeUp)
 TEST_F(PowerMessages, StopWithPowerSavingSwitchedOffWakesForGood)
 {
     awake();
-    router().clock.set("2026-03-02 23:30:00");
+    box.clock.set("2026-03-02 23:30:00");
     time_check_power();
-    router().store.set("sys.powersleep.enable", "0");
+    box.store.set("sys.powersleep.enable", "0");
     forget();
     handle(OP_STOP);
     EXPECT_EQ(acts(), together({LEDS_COME_ON, WIFI_COMES_ON, NOTED_AWAKE}));
@@ -390,7 +390,7 @@ TEST_F(PowerMessages, StartAndRestartPutToSleepAnew)
 {
     for (const uint32_t op : {OP_START, OP_RESTART}) {
         awake();
-        router().clock.set("2026-03-02 23:30:00");
+        box.clock.set("2026-03-02 23:30:00");
         handle(op);
         time_check_power();
         radios("1", "1", "1"); // switched on by hand while asleep
@@ -406,7 +406,7 @@ TEST_F(PowerMessages, StartAndRestartPutToSleepAnew)
 TEST_F(PowerMessages, OtherOpsLeaveTheSleepAlone)
 {
     awake();
-    router().clock.set("2026-03-02 23:30:00");
+    box.clock.set("2026-03-02 23:30:00");
     time_check_power();
     radios("1", "1", "1");
     forget();

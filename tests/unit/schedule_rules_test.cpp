@@ -96,7 +96,7 @@ TEST_P(ScheduleRulesCount, AboveTwentyLoadsNone)
 {
     for (int i = 1; i <= 30; i++)
         rule("nkgw.wlan", i, "09:00", "10:00");
-    router().store.set("nkgw.wlan.listnum", GetParam().listnum);
+    box.store.set("nkgw.wlan.listnum", GetParam().listnum);
     EXPECT_EQ(load_sched_rules("nkgw.wlan", rules), GetParam().num);
 }
 
@@ -110,14 +110,14 @@ INSTANTIATE_TEST_SUITE_P(Cases, ScheduleRulesCount,
 TEST_F(ScheduleRules, AMissingCountLoadsNone)
 {
     rule("nkgw.wlan", 1, "09:00", "10:00");
-    router().store.unset("nkgw.wlan.listnum");
+    box.store.unset("nkgw.wlan.listnum");
     EXPECT_EQ(load_sched_rules("nkgw.wlan", rules), 0U);
 }
 
 TEST_F(ScheduleRules, TheFamiliesAreSeparate)
 {
     only_rule("nkgw.wlan", "09:00", "10:00");
-    router().store.set("nkgw.led.listnum", "2");
+    box.store.set("nkgw.led.listnum", "2");
     rule("nkgw.led", 1, "11:00", "12:00");
     rule("nkgw.led", 2, "13:00", "14:00");
     ASSERT_EQ(load_sched_rules("nkgw.led", rules), 2U);
@@ -128,9 +128,9 @@ TEST_F(ScheduleRules, AMissingEndInTheMiddleEndsTheListAndLeavesTheRuleHalfFille
 {
     for (int i = 1; i <= 4; i++)
         rule("nkgw.wlan", i, "09:00", "10:00");
-    router().store.set("nkgw.wlan.listnum", "4");
-    router().store.set("nkgw.wlan.offtime.list3", "Mon 11:30");
-    router().store.unset("nkgw.wlan.ontime.list3");
+    box.store.set("nkgw.wlan.listnum", "4");
+    box.store.set("nkgw.wlan.offtime.list3", "Mon 11:30");
+    box.store.unset("nkgw.wlan.ontime.list3");
     EXPECT_EQ(load_sched_rules("nkgw.wlan", rules), 2U);
     EXPECT_EQ(rules[2].tv[WLAN_PWDN_TM].tm_hour, 11);
     EXPECT_EQ(rules[2].tv[WLAN_PWUP_TM].tm_hour, 0);
@@ -141,8 +141,8 @@ TEST_F(ScheduleRules, AMissingStartInTheMiddleEndsTheList)
 {
     for (int i = 1; i <= 4; i++)
         rule("nkgw.wlan", i, "09:00", "10:00");
-    router().store.set("nkgw.wlan.listnum", "4");
-    router().store.unset("nkgw.wlan.offtime.list2");
+    box.store.set("nkgw.wlan.listnum", "4");
+    box.store.unset("nkgw.wlan.offtime.list2");
     EXPECT_EQ(load_sched_rules("nkgw.wlan", rules), 1U);
 }
 
@@ -247,7 +247,7 @@ TEST_F(ScheduleMatch, ALaterRuleHoldsWhereAnEarlierDoesNot)
 {
     rule("nkgw.wlan", 1, "Mon 09:00", "10:00");
     rule("nkgw.wlan", 2, "Mon 12:00", "13:00");
-    router().store.set("nkgw.wlan.listnum", "2");
+    box.store.set("nkgw.wlan.listnum", "2");
     ASSERT_EQ(load_sched_rules("nkgw.wlan", rules), 2U);
     EXPECT_TRUE(holds(2, 1, 12, 30, 0));
     EXPECT_FALSE(holds(2, 1, 11, 0, 0));
@@ -266,7 +266,7 @@ TEST_F(ScheduleMatch, ARuleOfUnknownTypeIsReportedAndSkipped)
     rule("nkgw.wlan", 2, "00:00", "23:59");
     rule("nkgw.wlan", 3, "12:00", "13:00");
     rule("nkgw.wlan", 4, "00:00", "23:59");
-    router().store.set("nkgw.wlan.listnum", "4");
+    box.store.set("nkgw.wlan.listnum", "4");
     ASSERT_EQ(load_sched_rules("nkgw.wlan", rules), 4U);
     rules[0].type = static_cast<wlan_sw_type>(2);
     rules[1].type = static_cast<wlan_sw_type>(0xffffffffU);

@@ -2,8 +2,6 @@
 #include "tests/support/wan_world.h"
 #include "time_check/time_check_stoppage_check.h"
 
-using sim::router;
-
 using StoppageFault = RouterTest;
 using StoppageNoFault = RouterTest;
 using RejectedAccount = RouterTest;
@@ -23,23 +21,23 @@ constexpr char NORESP[] = "etc/dhcpc/noresp";
 
 const Lines &messages()
 {
-    return router().journal.messages_to_netctrl();
+    return box.journal.messages_to_netctrl();
 }
 
 // A wired router whose first WAN has link and interface but neither address nor internet, up for a while.
 void make_offline_router(const char *connect_type)
 {
     make_wired_router(1);
-    router().network.set_address("eth1", "");
-    router().store.set("wan1.connecttype", connect_type);
-    router().store.set("wan1_isonln", "0");
-    router().clock.set_uptime(1000);
-    router().journal.clear();
+    box.network.set_address("eth1", "");
+    box.store.set("wan1.connecttype", connect_type);
+    box.store.set("wan1_isonln", "0");
+    box.clock.set_uptime(1000);
+    box.journal.clear();
 }
 
 void tick_at(int uptime)
 {
-    router().clock.set_uptime(uptime);
+    box.clock.set_uptime(uptime);
     time_check_stoppage();
 }
 
@@ -52,14 +50,14 @@ void tick_from_to(int from, int to)
 
 std::string published()
 {
-    return "err=" + router().store.get("wan_stoppage_err") + " flag=" + router().store.get("stoppage_flag");
+    return "err=" + box.store.get("wan_stoppage_err") + " flag=" + box.store.get("stoppage_flag");
 }
 
 void reject_account()
 {
-    router().store.set("wan1_err_check", "2");
-    router().store.set("wan1.pppoe.auth.changed", "0");
-    router().store.set("wan1.onln.beforestart", "1");
+    box.store.set("wan1_err_check", "2");
+    box.store.set("wan1.pppoe.auth.changed", "0");
+    box.store.set("wan1.onln.beforestart", "1");
 }
 
 // The fault `err` is seen at 1000 and the flag rises after exactly `period` seconds.
@@ -82,7 +80,7 @@ void expect_flag_after(int period, const std::string &err)
 TEST_F(StoppageFault, NoLinkLasts30Seconds)
 {
     make_offline_router("0");
-    router().network.set_link(1, false);
+    box.network.set_link(1, false);
     expect_flag_after(30, "1");
 }
 
@@ -96,14 +94,14 @@ TEST_F(StoppageFault, ARejectedAccountLasts600Seconds)
 TEST_F(StoppageFault, ASilentPppoeServerLasts300Seconds)
 {
     make_offline_router("2");
-    router().store.set("wan1_err_check", "4");
+    box.store.set("wan1_err_check", "4");
     expect_flag_after(300, "3");
 }
 
 TEST_F(StoppageFault, ASilentDhcpServerLasts300Seconds)
 {
     make_offline_router("0");
-    router().files.set(NORESP, "1\n");
+    box.files.set(NORESP, "1\n");
     expect_flag_after(300, "4");
 }
 
@@ -121,17 +119,17 @@ TEST_F(StoppageFault, PeriodsByCode)
 TEST_F(StoppageFault, NothingIsCommitted)
 {
     make_offline_router("0");
-    router().network.set_link(1, false);
+    box.network.set_link(1, false);
     tick_from_to(1000, 1040);
-    EXPECT_TRUE(router().journal.acts("commit").empty());
+    EXPECT_TRUE(box.journal.acts("commit").empty());
 }
 
 TEST_F(StoppageFault, TheServersStartIsAShellCommand)
 {
     make_offline_router("0");
-    router().network.set_link(1, false);
+    box.network.set_link(1, false);
     tick_from_to(1000, 1030);
-    EXPECT_EQ(router().journal.acts("command"), (Lines{"command cfm post netctrl 53?op=1"}));
+    EXPECT_EQ(box.journal.acts("command"), (Lines{"command cfm post netctrl 53?op=1"}));
 }
 
 // ---- no fault ----
@@ -139,8 +137,8 @@ TEST_F(StoppageFault, TheServersStartIsAShellCommand)
 TEST_F(StoppageNoFault, AWanWithAnAddressIsNeverFaulty)
 {
     make_offline_router("0");
-    router().network.set_address("eth1", "198.51.100.1");
-    router().network.set_link(1, false);
+    box.network.set_address("eth1", "198.51.100.1");
+    box.network.set_link(1, false);
     EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT);
     EXPECT_EQ(published(), "err= flag=0");
 }
@@ -148,8 +146,8 @@ TEST_F(StoppageNoFault, AWanWithAnAddressIsNeverFaulty)
 TEST_F(StoppageNoFault, AnyWansAddressIsEnough)
 {
     make_wired_router(2);
-    router().network.set_address("eth1", "");
-    router().network.set_link(1, false);
+    box.network.set_address("eth1", "");
+    box.network.set_link(1, false);
     EXPECT_EQ(get_wan_online_result(), 1);
     EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT);
 }
@@ -158,8 +156,8 @@ TEST_F(StoppageNoFault, AnAddressCountsEvenWithoutWans)
 {
     make_offline_router("2");
     reject_account();
-    router().store.set("wans.flag", "");
-    router().network.set_address("eth1", "198.51.100.1");
+    box.store.set("wans.flag", "");
+    box.network.set_address("eth1", "198.51.100.1");
     EXPECT_EQ(get_wan_online_result(), 0);
     EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT);
     EXPECT_EQ(published(), "err= flag=0");
@@ -170,7 +168,7 @@ TEST_F(StoppageNoFault, OtherConnectionTypesAreNotDiagnosed)
     for (const char *type : {"1", "3", "4", "5", "6", "-1"}) {
         make_offline_router(type);
         reject_account();
-        router().files.set(NORESP, "1\n");
+        box.files.set(NORESP, "1\n");
         EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT) << type;
         EXPECT_EQ(stoppage_recheck_result(), STOPPAGE_DEFAULT) << type;
     }
@@ -179,18 +177,18 @@ TEST_F(StoppageNoFault, OtherConnectionTypesAreNotDiagnosed)
 TEST_F(StoppageNoFault, NoTypeIsDhcp)
 {
     make_offline_router("");
-    router().files.set(NORESP, "1\n");
+    box.files.set(NORESP, "1\n");
     EXPECT_EQ(stoppage_check_result(), DHCP_CONNECT_TIMEOUT);
 }
 
 TEST_F(StoppageNoFault, DhcpAndPppoeSignsDoNotMix)
 {
     make_offline_router("2");
-    router().files.set(NORESP, "1\n");
+    box.files.set(NORESP, "1\n");
     EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT);
     make_offline_router("0");
-    router().files.remove(NORESP);
-    router().files.set_missing(NORESP);
+    box.files.remove(NORESP);
+    box.files.set_missing(NORESP);
     reject_account();
     EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT);
 }
@@ -200,7 +198,7 @@ TEST_F(StoppageNoFault, OtherErrorCodesAreNone)
     for (const char *code : {"", "0", "1", "3", "5", "22", "44"}) {
         make_offline_router("2");
         reject_account();
-        router().store.set("wan1_err_check", code);
+        box.store.set("wan1_err_check", code);
         EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT) << code;
     }
 }
@@ -221,11 +219,11 @@ TEST_F(RejectedAccount, NeedsFurtherSignsAtFirst)
     };
     for (const auto &one : cases) {
         make_offline_router("2");
-        router().store.set("wan1_err_check", "2");
-        router().store.set("wan1.pppoe.auth.changed", one.changed);
-        router().store.set("wan1.onln.beforestart", one.before_start);
-        router().store.set("wan1.down.flag", one.down);
-        router().store.set("reboot.flag", one.reboot);
+        box.store.set("wan1_err_check", "2");
+        box.store.set("wan1.pppoe.auth.changed", one.changed);
+        box.store.set("wan1.onln.beforestart", one.before_start);
+        box.store.set("wan1.down.flag", one.down);
+        box.store.set("reboot.flag", one.reboot);
         EXPECT_EQ(stoppage_check_result(), one.code)
             << one.changed << "/" << one.before_start << "/" << one.down << "/" << one.reboot;
         EXPECT_EQ(stoppage_recheck_result(), WRONG_AUTH_CODE);
@@ -237,8 +235,8 @@ TEST_F(RejectedAccount, IsTimedOnWithoutThem)
     make_offline_router("2");
     reject_account();
     tick_at(1000);
-    router().store.set("wan1.pppoe.auth.changed", "1");
-    router().store.set("wan1.onln.beforestart", "0");
+    box.store.set("wan1.pppoe.auth.changed", "1");
+    box.store.set("wan1.onln.beforestart", "0");
     tick_from_to(1001, 1600);
     EXPECT_EQ(published(), "err=2 flag=1");
 }
@@ -246,11 +244,11 @@ TEST_F(RejectedAccount, IsTimedOnWithoutThem)
 TEST_F(RejectedAccount, ThatIsNoneAtTheStricterLookStopsTheClock)
 {
     make_offline_router("2");
-    router().store.set("wan1_err_check", "4");
+    box.store.set("wan1_err_check", "4");
     tick_at(1000);
     EXPECT_EQ(published(), "err=3 flag=");
-    router().store.set("wan1_err_check", "2"); // nothing else says so
-    router().processes.start("dhttpd", 700);
+    box.store.set("wan1_err_check", "2"); // nothing else says so
+    box.processes.start("dhttpd", 700);
     tick_at(1001);
     EXPECT_EQ(published(), "err=2 flag=0");
     EXPECT_TRUE(messages().empty());
@@ -263,11 +261,11 @@ TEST_F(RejectedAccount, ThatIsNoneAtTheStricterLookStopsTheClock)
 TEST_F(StoppageClock, AnotherFaultStartsItAgainWithItsOwnPeriod)
 {
     make_offline_router("2");
-    router().network.set_link(1, false);
+    box.network.set_link(1, false);
     tick_from_to(1000, 1020);
     EXPECT_EQ(published(), "err=1 flag=");
-    router().network.set_link(1, true);
-    router().store.set("wan1_err_check", "4");
+    box.network.set_link(1, true);
+    box.store.set("wan1_err_check", "4");
     tick_from_to(1021, 1320);
     EXPECT_EQ(published(), "err=3 flag=0");
     EXPECT_TRUE(messages().empty());
@@ -279,12 +277,12 @@ TEST_F(StoppageClock, AnotherFaultStartsItAgainWithItsOwnPeriod)
 TEST_F(StoppageClock, AnotherFaultTakesTheFlagDown)
 {
     make_offline_router("2");
-    router().network.set_link(1, false);
+    box.network.set_link(1, false);
     tick_from_to(1000, 1030);
     EXPECT_EQ(published(), "err=1 flag=1");
-    router().processes.start("dhttpd", 700);
-    router().network.set_link(1, true);
-    router().store.set("wan1_err_check", "4");
+    box.processes.start("dhttpd", 700);
+    box.network.set_link(1, true);
+    box.store.set("wan1_err_check", "4");
     tick_at(1031);
     EXPECT_EQ(published(), "err=3 flag=0");
     EXPECT_EQ(messages(), (Lines{START_SERVER})) << "the server goes on while a fault is there";
@@ -295,10 +293,10 @@ TEST_F(StoppageClock, AnotherFaultTakesTheFlagDown)
 TEST_F(StoppageClock, ARecoveryTakesTheFlagDownAndStopsTheServerAtTheNextTick)
 {
     make_offline_router("0");
-    router().network.set_link(1, false);
+    box.network.set_link(1, false);
     tick_from_to(1000, 1030);
-    router().processes.start("dhttpd", 700);
-    router().network.set_link(1, true);
+    box.processes.start("dhttpd", 700);
+    box.network.set_link(1, true);
     tick_at(1031);
     EXPECT_EQ(published(), "err=1 flag=0") << "the last fault stays to be read";
     EXPECT_EQ(messages(), (Lines{START_SERVER}));
@@ -309,11 +307,11 @@ TEST_F(StoppageClock, ARecoveryTakesTheFlagDownAndStopsTheServerAtTheNextTick)
 TEST_F(StoppageClock, ASecondFaultAfterARecoveryIsTimedFromItsOwnBeginning)
 {
     make_offline_router("0");
-    router().network.set_link(1, false);
+    box.network.set_link(1, false);
     tick_from_to(1000, 1029);
-    router().network.set_link(1, true);
+    box.network.set_link(1, true);
     tick_from_to(1030, 1031);
-    router().network.set_link(1, false);
+    box.network.set_link(1, false);
     tick_from_to(1032, 1061);
     EXPECT_EQ(published(), "err=1 flag=0");
     tick_at(1062);
@@ -323,7 +321,7 @@ TEST_F(StoppageClock, ASecondFaultAfterARecoveryIsTimedFromItsOwnBeginning)
 TEST_F(StoppageClock, CountsRunTimeNotTicks)
 {
     make_offline_router("0");
-    router().network.set_link(1, false);
+    box.network.set_link(1, false);
     tick_at(1000);
     tick_at(1029);
     EXPECT_EQ(published(), "err=1 flag=");
@@ -334,9 +332,9 @@ TEST_F(StoppageClock, CountsRunTimeNotTicks)
 TEST_F(StoppageClock, DoesNotSeeTheWallClockStep)
 {
     make_offline_router("0");
-    router().network.set_link(1, false);
+    box.network.set_link(1, false);
     tick_at(1000);
-    router().clock.step(365 * 24 * 3600);
+    box.clock.step(365 * 24 * 3600);
     tick_at(1001);
     EXPECT_EQ(published(), "err=1 flag=");
 }
@@ -344,11 +342,11 @@ TEST_F(StoppageClock, DoesNotSeeTheWallClockStep)
 TEST_F(StoppageClock, GoesOnWhileTheCheckIsNotAsked)
 {
     make_offline_router("0");
-    router().network.set_link(1, false);
+    box.network.set_link(1, false);
     tick_at(1000);
-    router().store.set("wan1_isonln", "1"); // published by the other thread a little late
+    box.store.set("wan1_isonln", "1"); // published by the other thread a little late
     tick_at(1010);
-    router().store.set("wan1_isonln", "0");
+    box.store.set("wan1_isonln", "0");
     tick_at(1030);
     EXPECT_EQ(published(), "err=1 flag=1");
 }
@@ -358,13 +356,13 @@ TEST_F(StoppageClock, GoesOnWhileTheCheckIsNotAsked)
 TEST_F(DiagnosisServer, IsStartedOnEveryTickUntilItRuns)
 {
     make_offline_router("0");
-    router().network.set_link(1, false);
+    box.network.set_link(1, false);
     tick_from_to(1000, 1032);
     EXPECT_EQ(messages(), (Lines{START_SERVER, START_SERVER, START_SERVER}));
-    router().processes.start("dhttpd", 700);
+    box.processes.start("dhttpd", 700);
     tick_from_to(1033, 1040);
     EXPECT_EQ(messages().size(), 3U);
-    router().processes.end("dhttpd");
+    box.processes.end("dhttpd");
     tick_at(1041);
     EXPECT_EQ(messages().size(), 4U);
     EXPECT_EQ(messages().back(), START_SERVER);
@@ -373,13 +371,13 @@ TEST_F(DiagnosisServer, IsStartedOnEveryTickUntilItRuns)
 TEST_F(DiagnosisServer, IsStoppedWhenTheWanIsOnline)
 {
     make_offline_router("0");
-    router().network.set_link(1, false);
-    router().processes.start("dhttpd", 700);
-    router().store.set("wan1_isonln", "1");
+    box.network.set_link(1, false);
+    box.processes.start("dhttpd", 700);
+    box.store.set("wan1_isonln", "1");
     tick_at(1000);
     EXPECT_EQ(messages(), (Lines{STOP_SERVER}));
     EXPECT_EQ(published(), "err= flag=");
-    router().processes.end("dhttpd");
+    box.processes.end("dhttpd");
     tick_at(1001);
     EXPECT_EQ(messages().size(), 1U);
 }
@@ -387,7 +385,7 @@ TEST_F(DiagnosisServer, IsStoppedWhenTheWanIsOnline)
 TEST_F(DiagnosisServer, IsStoppedWhenThereIsNoFault)
 {
     make_offline_router("0");
-    router().processes.start("dhttpd", 700);
+    box.processes.start("dhttpd", 700);
     tick_at(1000);
     EXPECT_EQ(messages(), (Lines{STOP_SERVER}));
 }
@@ -399,11 +397,11 @@ TEST_F(DiagnosisServer, IsStoppedInEveryModeButRouter)
     } modes[] = {{"ap", "ap", "ap"}, {"apclient", "ap", "router"}, {"wisp", "ap", "router"}, {"ap", "ap", ""}};
     for (const auto &mode : modes) {
         make_offline_router("0");
-        router().network.set_link(1, false);
-        router().store.set("wl2g.public.mode", mode.mode_2g);
-        router().store.set("wl5g.public.mode", mode.mode_5g);
-        router().store.set("sys.workmode", mode.work_mode);
-        router().processes.start("dhttpd", 700);
+        box.network.set_link(1, false);
+        box.store.set("wl2g.public.mode", mode.mode_2g);
+        box.store.set("wl5g.public.mode", mode.mode_5g);
+        box.store.set("sys.workmode", mode.work_mode);
+        box.processes.start("dhttpd", 700);
         const size_t before = messages().size();
         tick_from_to(1000, 1040);
         ASSERT_EQ(messages().size(), before + 41);
@@ -416,11 +414,11 @@ TEST_F(DiagnosisServer, ValueOfOnlineOtherThanOneIsOffline)
 {
     for (const char *online : {"", "0", "2", "11", "yes"}) {
         make_offline_router("0");
-        router().network.set_link(1, false);
-        router().store.set("wan1_isonln", online);
-        router().store.unset("wan_stoppage_err");
+        box.network.set_link(1, false);
+        box.store.set("wan1_isonln", online);
+        box.store.unset("wan_stoppage_err");
         tick_at(1000);
-        EXPECT_EQ(router().store.get("wan_stoppage_err"), "1") << online;
+        EXPECT_EQ(box.store.get("wan_stoppage_err"), "1") << online;
     }
 }
 
@@ -429,13 +427,13 @@ TEST_F(DiagnosisServer, ValueOfOnlineOtherThanOneIsOffline)
 TEST_F(NoInterface, IsReportedAndStopsARunningServer)
 {
     make_offline_router("0");
-    router().network.set_wan(1, "");
-    router().processes.start("dhttpd", 700);
+    box.network.set_wan(1, "");
+    box.processes.start("dhttpd", 700);
     tick_at(1000);
-    ASSERT_EQ(router().log.lines().size(), 2U);
-    EXPECT_TRUE(router().log.lines()[0].starts_with("[get_wan_online_result:")) << router().log.lines()[0];
-    EXPECT_TRUE(router().log.lines()[1].starts_with("[stoppage_check_result:")) << router().log.lines()[1];
-    for (const std::string &line : router().log.lines())
+    ASSERT_EQ(box.log.lines().size(), 2U);
+    EXPECT_TRUE(box.log.lines()[0].starts_with("[get_wan_online_result:")) << box.log.lines()[0];
+    EXPECT_TRUE(box.log.lines()[1].starts_with("[stoppage_check_result:")) << box.log.lines()[1];
+    for (const std::string &line : box.log.lines())
         EXPECT_TRUE(line.ends_with("]get wanifname failure!!!!!!!!!!!")) << line;
     EXPECT_EQ(published(), "err= flag=");
     EXPECT_EQ(messages(), (Lines{STOP_SERVER}));
@@ -444,22 +442,22 @@ TEST_F(NoInterface, IsReportedAndStopsARunningServer)
 TEST_F(NoInterface, WithoutLinkIsNoLink)
 {
     make_offline_router("0");
-    router().network.set_wan(1, "");
-    router().network.set_link(1, false);
+    box.network.set_wan(1, "");
+    box.network.set_link(1, false);
     EXPECT_EQ(stoppage_check_result(), WAN_UNLINED);
 }
 
 TEST_F(NoInterface, WhileAFaultIsTimedChangesNothing)
 {
     make_offline_router("0");
-    router().files.set(NORESP, "1\n");
+    box.files.set(NORESP, "1\n");
     tick_from_to(1000, 1100);
-    router().network.set_wan(1, "");
-    router().log.clear();
+    box.network.set_wan(1, "");
+    box.log.clear();
     tick_at(1101);
-    EXPECT_TRUE(router().log.lines().back().starts_with("[stoppage_recheck_result:")) << router().log.lines().back();
+    EXPECT_TRUE(box.log.lines().back().starts_with("[stoppage_recheck_result:")) << box.log.lines().back();
     EXPECT_EQ(published(), "err=4 flag=");
-    router().network.set_wan(1, "eth1");
+    box.network.set_wan(1, "eth1");
     tick_from_to(1102, 1299);
     EXPECT_EQ(published(), "err=4 flag=");
     tick_at(1300);
@@ -469,9 +467,9 @@ TEST_F(NoInterface, WhileAFaultIsTimedChangesNothing)
 TEST_F(NoInterface, EndsTheSearchForAnAddress)
 {
     make_wired_router(2);
-    router().network.set_wan(1, "");
+    box.network.set_wan(1, "");
     EXPECT_EQ(get_wan_online_result(), 0) << "the second WAN has one";
-    router().store.set("wans.flag", "2147483647");
+    box.store.set("wans.flag", "2147483647");
     EXPECT_EQ(get_wan_online_result(), 0);
 }
 
@@ -496,9 +494,9 @@ TEST_F(WorkMode, FirstMatchWins)
         {"apx", "ap", "router", ""},
     };
     for (const auto &one : cases) {
-        router().store.set("wl2g.public.mode", one.mode_2g);
-        router().store.set("wl5g.public.mode", one.mode_5g);
-        router().store.set("sys.workmode", one.work_mode);
+        box.store.set("wl2g.public.mode", one.mode_2g);
+        box.store.set("wl5g.public.mode", one.mode_5g);
+        box.store.set("sys.workmode", one.work_mode);
         char word[10] = "";
         EXPECT_EQ(get_work_mode(word), 0);
         EXPECT_STREQ(word, one.word) << one.mode_2g << "/" << one.mode_5g << "/" << one.work_mode;
@@ -516,7 +514,7 @@ TEST_F(WanOnline, NoWansAreNone)
 {
     make_wired_router(1);
     for (const char *count : {"", "0", "-1", "x"}) {
-        router().store.set("wans.flag", count);
+        box.store.set("wans.flag", count);
         EXPECT_EQ(get_wan_online_result(), 0) << count;
     }
 }
@@ -524,10 +522,10 @@ TEST_F(WanOnline, NoWansAreNone)
 TEST_F(WanOnline, TheLastOfManyIsFound)
 {
     make_wired_router(0);
-    router().store.set("wans.flag", "64");
-    router().network.set_address("wan64", "198.51.100.64");
+    box.store.set("wans.flag", "64");
+    box.network.set_address("wan64", "198.51.100.64");
     EXPECT_EQ(get_wan_online_result(), 1);
-    router().store.set("wans.flag", "63");
+    box.store.set("wans.flag", "63");
     EXPECT_EQ(get_wan_online_result(), 0);
 }
 
@@ -535,13 +533,13 @@ TEST_F(WanOnline, TheLastOfManyIsFound)
 TEST_F(WanOnline, NoMoreAreAskedForThanARouterCanHave)
 {
     make_wired_router(0);
-    router().network.set_address("eth1", "");
-    router().log.keep(false);
+    box.network.set_address("eth1", "");
+    box.log.keep(false);
     for (const char *count : {"1000", "100000", "2147483647", "99999999999"}) {
-        router().store.set("wans.flag", count);
-        const uint64_t before = router().faults.made("getWanIfName");
+        box.store.set("wans.flag", count);
+        const uint64_t before = box.faults.made("getWanIfName");
         EXPECT_EQ(get_wan_online_result(), 0) << count;
-        EXPECT_EQ(router().faults.made("getWanIfName") - before, 64U) << count;
+        EXPECT_EQ(box.faults.made("getWanIfName") - before, 64U) << count;
     }
 }
 
@@ -555,7 +553,7 @@ TEST_F(DhcpSilence, TheLastDigitLineCounts)
         {"", 0},    {"\n 1\n2\n", 0}, {"10 seconds\n", 1}, {"1", 1},
     };
     for (const auto &one : cases) {
-        router().files.set(NORESP, one.text);
+        box.files.set(NORESP, one.text);
         EXPECT_EQ(get_dhcp_noreponse_status(), one.status) << one.text;
     }
 }
@@ -563,15 +561,15 @@ TEST_F(DhcpSilence, TheLastDigitLineCounts)
 TEST_F(DhcpSilence, AMissingFileIsNoFault)
 {
     make_offline_router("0");
-    router().files.remove(NORESP);
-    router().files.set_missing(NORESP);
+    box.files.remove(NORESP);
+    box.files.set_missing(NORESP);
     EXPECT_EQ(get_dhcp_noreponse_status(), -1);
     EXPECT_EQ(stoppage_check_result(), STOPPAGE_DEFAULT);
 }
 
 TEST_F(DhcpSilence, APieceOfALongLineIsNoLine)
 {
-    router().files.set(NORESP, "0" + std::string(62, 'x') + "1111\n");
+    box.files.set(NORESP, "0" + std::string(62, 'x') + "1111\n");
     EXPECT_EQ(get_dhcp_noreponse_status(), 0);
-    EXPECT_TRUE(router().open_descriptors().empty());
+    EXPECT_TRUE(box.open_descriptors().empty());
 }

@@ -10,63 +10,63 @@ using SwitchesLed = RouterTest;
 
 TEST_F(SwitchesLed, AMissingStateIsOff)
 {
-    router().store.unset("nkgw.led.state");
+    box.store.unset("nkgw.led.state");
     EXPECT_EQ(time_check_get_led_sta(), 0);
 }
 
 TEST_F(SwitchesLed, AnyStateButZeroIsOn)
 {
-    router().store.set("nkgw.led.state", "0");
+    box.store.set("nkgw.led.state", "0");
     EXPECT_EQ(time_check_get_led_sta(), 0);
     for (const std::string &state : {std::string(""), std::string("1"), std::string("2"), std::string("3"),
                                      std::string("00"), std::string("off"), std::string(1000, '0')}) {
-        router().store.set("nkgw.led.state", state);
+        box.store.set("nkgw.led.state", state);
         EXPECT_EQ(time_check_get_led_sta(), 3) << state;
     }
 }
 
 TEST_F(SwitchesLed, AnUnreadableStoreIsOff)
 {
-    router().store.set("nkgw.led.state", "3");
-    router().faults.fail("GetValue");
+    box.store.set("nkgw.led.state", "3");
+    box.faults.fail("GetValue");
     EXPECT_EQ(time_check_get_led_sta(), 0);
 }
 
 TEST_F(SwitchesLed, OffIsStoredCommittedAndSet)
 {
-    router().store.set("nkgw.led.state", "3");
+    box.store.set("nkgw.led.state", "3");
     EXPECT_EQ(time_check_set_led_status(0), 1);
     EXPECT_EQ(acts(), (Lines{"set nkgw.led.state=0", "commit", "leds 0"}));
 }
 
 TEST_F(SwitchesLed, AutomaticIsStoredCommittedAndSet)
 {
-    router().store.set("nkgw.led.state", "0");
+    box.store.set("nkgw.led.state", "0");
     EXPECT_EQ(time_check_set_led_status(3), 1);
     EXPECT_EQ(acts(), (Lines{"set nkgw.led.state=3", "commit", "leds 3"}));
 }
 
 TEST_F(SwitchesLed, TheStateThatIsStoredIsNotSetAgain)
 {
-    router().store.set("nkgw.led.state", "0");
+    box.store.set("nkgw.led.state", "0");
     EXPECT_EQ(time_check_set_led_status(0), 1);
-    router().store.set("nkgw.led.state", "3");
+    box.store.set("nkgw.led.state", "3");
     EXPECT_EQ(time_check_set_led_status(3), 1);
     EXPECT_EQ(acts(), Lines{});
 }
 
 TEST_F(SwitchesLed, AutomaticIsNotSetOverOnOrBlinking)
 {
-    router().store.set("nkgw.led.state", "1");
+    box.store.set("nkgw.led.state", "1");
     time_check_set_led_status(3);
-    router().store.set("nkgw.led.state", "2");
+    box.store.set("nkgw.led.state", "2");
     time_check_set_led_status(3);
     EXPECT_EQ(acts(), Lines{});
 }
 
 TEST_F(SwitchesLed, OnAndBlinkingAlwaysGoAhead)
 {
-    router().store.set("nkgw.led.state", "1");
+    box.store.set("nkgw.led.state", "1");
     time_check_set_led_status(1);
     time_check_set_led_status(2);
     time_check_set_led_status(2);
@@ -83,8 +83,8 @@ TEST_F(SwitchesLed, StatesOfFourAndMoreDoNothing)
 
 TEST_F(SwitchesLed, AFailedCommitStillSetsTheLeds)
 {
-    router().store.set("nkgw.led.state", "3");
-    router().faults.fail("CommitCfm");
+    box.store.set("nkgw.led.state", "3");
+    box.faults.fail("CommitCfm");
     time_check_set_led_status(0);
     EXPECT_EQ(acts(), (Lines{"set nkgw.led.state=0", "commit failed", "leds 0"}));
 }
@@ -104,10 +104,10 @@ class SwitchesLedClose : public RouterTest, public testing::WithParamInterface<C
 TEST_P(SwitchesLedClose, UnpoweredLedsAreOnlyNoted)
 {
     const CloseCase &c = GetParam();
-    router().store.set("sys.sched.led.closetype", c.close_type);
-    router().store.set("sys.sched.led.type", c.type);
-    router().store.set("sys.powersleep.enable", c.power_saving);
-    router().store.set("nkgw.led.state", c.state == 0 ? "3" : "0");
+    box.store.set("sys.sched.led.closetype", c.close_type);
+    box.store.set("sys.sched.led.type", c.type);
+    box.store.set("sys.powersleep.enable", c.power_saving);
+    box.store.set("nkgw.led.state", c.state == 0 ? "3" : "0");
     time_check_set_led_status(c.state);
     const std::string state = std::to_string(c.state);
     Lines expected = {"set nkgw.led.state=" + state, "commit"};
@@ -129,12 +129,12 @@ TEST_F(SwitchesLed, ThePowerSavingPeriodCountsOnlyWithAValidClock)
 {
     power_saving("0", "23:00", "07:00");
     set_time_check_power_info();
-    router().clock.set("2026-03-02 23:30:00");
+    box.clock.set("2026-03-02 23:30:00");
     EXPECT_EQ(time_check_ledclose_power_flag(), 1);
-    router().clock.set("2026-03-02 12:00:00");
+    box.clock.set("2026-03-02 12:00:00");
     EXPECT_EQ(time_check_ledclose_power_flag(), 0);
-    router().clock.set("2001-01-01 00:00:00");
+    box.clock.set("2001-01-01 00:00:00");
     EXPECT_EQ(time_check_ledclose_power_flag(), 1);
-    router().clock.set("2000-12-31 23:59:59");
+    box.clock.set("2000-12-31 23:59:59");
     EXPECT_EQ(time_check_ledclose_power_flag(), 0);
 }

@@ -10,17 +10,17 @@ TEST_F(SwitchesWifi, OneBandWithRadioAndMainNetworkOnIsOn)
 {
     radios("1", "1", "0");
     EXPECT_EQ(time_check_get_wifi_status(), 0);
-    router().store.set("wl5g.public.enable", "1");
+    box.store.set("wl5g.public.enable", "1");
     EXPECT_EQ(time_check_get_wifi_status(), 0);
-    router().store.set("wl5g.ssid0.enable", "1");
+    box.store.set("wl5g.ssid0.enable", "1");
     EXPECT_EQ(time_check_get_wifi_status(), 1);
 }
 
 TEST_F(SwitchesWifi, RadioAndMainNetworkOfDifferentBandsAreNotOn)
 {
     radios("1", "1", "0");
-    router().store.set("wl2g.public.enable", "1");
-    router().store.set("wl5g.ssid0.enable", "1");
+    box.store.set("wl2g.public.enable", "1");
+    box.store.set("wl5g.ssid0.enable", "1");
     EXPECT_EQ(time_check_get_wifi_status(), 0);
 }
 
@@ -65,17 +65,17 @@ TEST_F(SwitchesWifi, TheSecondBandsLineShowsTheFirstBandsSwitch)
 TEST_F(SwitchesWifi, TheBandsAreStartedASecondApart)
 {
     radios("1", "1", "0");
-    const int before = router().clock.uptime();
+    const int before = box.clock.uptime();
     time_check_set_wifi_status(1);
-    EXPECT_EQ(router().clock.uptime(), before + 1);
+    EXPECT_EQ(box.clock.uptime(), before + 1);
 }
 
 TEST_F(SwitchesWifi, TheBandsAreStoppedASecondApart)
 {
     radios("1", "1", "1");
-    const int before = router().clock.uptime();
+    const int before = box.clock.uptime();
     time_check_set_wifi_status(0);
-    EXPECT_EQ(router().clock.uptime(), before + 1);
+    EXPECT_EQ(box.clock.uptime(), before + 1);
 }
 
 TEST_F(SwitchesWifi, OnLeavesADisabled5GHzRadioOff)
@@ -104,8 +104,8 @@ TEST_F(SwitchesWifi, OnWithBothRadiosDisabledCommitsAndStartsNothing)
 TEST_F(SwitchesWifi, OnDoesNothingWhileOneBandIsOn)
 {
     radios("1", "1", "0");
-    router().store.set("wl5g.public.enable", "1");
-    router().store.set("wl5g.ssid0.enable", "1");
+    box.store.set("wl5g.public.enable", "1");
+    box.store.set("wl5g.ssid0.enable", "1");
     EXPECT_EQ(time_check_set_wifi_status(1), 1);
     EXPECT_EQ(acts(), Lines{});
     EXPECT_EQ(lines(), Lines{});
@@ -114,7 +114,7 @@ TEST_F(SwitchesWifi, OnDoesNothingWhileOneBandIsOn)
 TEST_F(SwitchesWifi, OnAfterAFailedCommitStartsNothingAndKeepsTheValues)
 {
     radios("1", "1", "0");
-    router().faults.fail("CommitCfm");
+    box.faults.fail("CommitCfm");
     EXPECT_EQ(time_check_set_wifi_status(1), 1);
     EXPECT_EQ(acts(), (Lines{"set wl2g.public.enable=1", "set wl2g.ssid0.enable=1", "set wl5g.public.enable=1",
                              "set wl5g.ssid0.enable=1", "commit failed"}));
@@ -125,7 +125,7 @@ TEST_F(SwitchesWifi, OnAfterAFailedCommitStartsNothingAndKeepsTheValues)
 TEST_F(SwitchesWifi, OffClearsBothBandsAndTheGuestNetworkInOrder)
 {
     radios("1", "1", "1");
-    router().store.set("wl.guest.effective_time", "3600");
+    box.store.set("wl.guest.effective_time", "3600");
     EXPECT_EQ(time_check_set_wifi_status(0), 1);
     EXPECT_EQ(acts(), (Lines{"set wl2g.public.enable=0", "set wl2g.ssid0.enable=0", "set wl5g.public.enable=0",
                              "set wl5g.ssid0.enable=0", "set wl.guest.dhcps_enable=0", "set wl5g.ssid1.enable=0",
@@ -138,7 +138,7 @@ TEST_F(SwitchesWifi, OffClearsBothBandsAndTheGuestNetworkInOrder)
 TEST_F(SwitchesWifi, ExactlyZeroSparesTheGuestNetwork)
 {
     radios("1", "1", "1");
-    router().store.set("wl.guest.effective_time", "0");
+    box.store.set("wl.guest.effective_time", "0");
     time_check_set_wifi_status(0);
     EXPECT_EQ(acts(), (Lines{"set wl2g.public.enable=0", "set wl2g.ssid0.enable=0", "set wl5g.public.enable=0",
                              "set wl5g.ssid0.enable=0", "commit", "command cfm post netctrl 19?op=2,wl_rate=24",
@@ -150,47 +150,47 @@ TEST_F(SwitchesWifi, NothingButZeroSparesTheGuestNetwork)
     for (const std::string &lifetime : {std::string(""), std::string("00"), std::string("0 "), std::string("0s"),
                                         std::string("-0"), std::string(1000, '0'), std::string("\xe2\x82\x80")}) {
         radios("1", "1", "1");
-        router().store.set("wl.guest.effective_time", lifetime);
-        router().store.set("wl.guest.dhcps_enable", "1");
+        box.store.set("wl.guest.effective_time", lifetime);
+        box.store.set("wl.guest.dhcps_enable", "1");
         time_check_set_wifi_status(0);
-        EXPECT_EQ(router().store.get("wl.guest.dhcps_enable"), "0") << lifetime;
+        EXPECT_EQ(box.store.get("wl.guest.dhcps_enable"), "0") << lifetime;
     }
 }
 
 TEST_F(SwitchesWifi, AMissingLifetimeDoesNotSpareTheGuestNetwork)
 {
     radios("1", "1", "1");
-    router().store.unset("wl.guest.effective_time");
-    router().store.set("wl.guest.dhcps_enable", "1");
+    box.store.unset("wl.guest.effective_time");
+    box.store.set("wl.guest.dhcps_enable", "1");
     time_check_set_wifi_status(0);
-    EXPECT_EQ(router().store.get("wl.guest.dhcps_enable"), "0");
+    EXPECT_EQ(box.store.get("wl.guest.dhcps_enable"), "0");
 }
 
 TEST_F(SwitchesWifi, OffStopsBothRadiosWhateverTheUserEnabled)
 {
     radios("0", "0", "0");
-    router().store.set("wl2g.public.enable", "1");
-    router().store.set("wl2g.ssid0.enable", "1");
-    router().journal.clear();
+    box.store.set("wl2g.public.enable", "1");
+    box.store.set("wl2g.ssid0.enable", "1");
+    box.journal.clear();
     time_check_set_wifi_status(0);
-    EXPECT_EQ(router().journal.messages_to_netctrl(), (Lines{"19?op=2,wl_rate=24", "19?op=2,wl_rate=5"}));
+    EXPECT_EQ(box.journal.messages_to_netctrl(), (Lines{"19?op=2,wl_rate=24", "19?op=2,wl_rate=5"}));
 }
 
 TEST_F(SwitchesWifi, OffDoesNothingWhenWifiIsOff)
 {
     radios("1", "1", "0");
-    router().store.set("wl.guest.dhcps_enable", "1");
+    box.store.set("wl.guest.dhcps_enable", "1");
     EXPECT_EQ(time_check_set_wifi_status(0), 1);
     EXPECT_EQ(acts(), Lines{});
-    EXPECT_EQ(router().store.get("wl.guest.dhcps_enable"), "1");
+    EXPECT_EQ(box.store.get("wl.guest.dhcps_enable"), "1");
 }
 
 TEST_F(SwitchesWifi, OffAfterAFailedCommitStopsNothing)
 {
     radios("1", "1", "1");
-    router().faults.fail("CommitCfm");
+    box.faults.fail("CommitCfm");
     time_check_set_wifi_status(0);
-    EXPECT_EQ(router().journal.messages_to_netctrl(), Lines{});
+    EXPECT_EQ(box.journal.messages_to_netctrl(), Lines{});
     EXPECT_FALSE(radio_is_on());
 }
 

@@ -89,9 +89,9 @@ TEST_F(PowerVerdicts, EachIsReached)
     set("type", "1");
     EXPECT_EQ(at("23:00:00"), "counting_no_client");
     client();
-    router().network.set_host("192.168.0.100", 0, 0);
+    box.network.set_host("192.168.0.100", 0, 0);
     EXPECT_EQ(at("23:00:01"), "counting_quiet");
-    router().network.set_host("192.168.0.100", 0, 1000000);
+    box.network.set_host("192.168.0.100", 0, 1000000);
     EXPECT_EQ(at("23:00:02"), "network_busy");
     post(OP_STOP, "nimbix_wake_up");
     EXPECT_EQ(at("23:00:03"), "suspended");

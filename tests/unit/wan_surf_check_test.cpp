@@ -2,8 +2,6 @@
 #include "tests/support/wan_world.h"
 #include "time_check/wan_surf_check.h"
 
-using sim::router;
-
 using SurfStart = RouterTest;
 using WiredWan = RouterTest;
 using TwoWans = RouterTest;
@@ -27,7 +25,7 @@ struct Pass {
 Pass pass()
 {
     int interval_s = 99;
-    const int result = surf_check(&interval_s, std::stoi("0" + router().store.get("wans.flag")));
+    const int result = surf_check(&interval_s, std::stoi("0" + box.store.get("wans.flag")));
     return {result, interval_s};
 }
 
@@ -35,8 +33,8 @@ Pass pass()
 void start()
 {
     wan_surf_check_init();
-    router().journal.clear();
-    router().log.clear();
+    box.journal.clear();
+    box.log.clear();
 }
 
 void start_wired(int wans)
@@ -48,22 +46,22 @@ void start_wired(int wans)
 std::string published(int wan_id)
 {
     const std::string wan = "wan" + std::to_string(wan_id);
-    return wan + " isonln=" + router().store.get(wan + "_isonln") + " check=" + router().store.get(wan + "_check");
+    return wan + " isonln=" + box.store.get(wan + "_isonln") + " check=" + box.store.get(wan + "_check");
 }
 
 const Lines &messages()
 {
-    return router().journal.messages_to_netctrl();
+    return box.journal.messages_to_netctrl();
 }
 
 void lose_internet(int wan_id)
 {
-    router().network.set_reachable("*", wan_interface(wan_id), false);
+    box.network.set_reachable("*", wan_interface(wan_id), false);
 }
 
 void regain_internet(int wan_id)
 {
-    router().network.set_reachable("*", wan_interface(wan_id), true);
+    box.network.set_reachable("*", wan_interface(wan_id), true);
 }
 
 // Passes until the forgiven ones are used up; the WAN has been online.
@@ -81,9 +79,9 @@ TEST_F(SurfStart, PrintsItsLineAndMakesChainAndRulesAfresh)
 {
     make_wired_router(2);
     wan_surf_check_init();
-    EXPECT_EQ(router().log.lines(), (Lines{"[wan_surf_check_init:903] renew config of wan_surf_check"}));
+    EXPECT_EQ(box.log.lines(), (Lines{"[wan_surf_check_init:903] renew config of wan_surf_check"}));
     EXPECT_EQ(
-        router().journal.lines(),
+        box.journal.lines(),
         (Lines{"command iptables -D OUTPUT -p udp --dport 53 -m state --state NEW -j dns_drop",
                "command iptables -F dns_drop", "command iptables -X dns_drop", "command iptables -N dns_drop",
                "command iptables -A OUTPUT -p udp --dport 53 -m state --state NEW -j dns_drop",
@@ -95,18 +93,18 @@ TEST_F(SurfStart, WithoutWansIsAWiredRouterWithNothingToProbe)
 {
     for (const char *count : {"", "0", "-3"}) {
         make_wired_router(1);
-        router().store.set("sys.workmode", "ap"); // is not even looked at
-        router().store.set("wans.flag", count);
-        router().store.set("wan1_err_check", "0");
-        router().store.set("wan1.down.flag", "0");
-        router().store.set("reboot.flag", "0");
-        router().store.set("wan1.onln.beforestart", "1");
+        box.store.set("sys.workmode", "ap"); // is not even looked at
+        box.store.set("wans.flag", count);
+        box.store.set("wan1_err_check", "0");
+        box.store.set("wan1.down.flag", "0");
+        box.store.set("reboot.flag", "0");
+        box.store.set("wan1.onln.beforestart", "1");
         start();
         int interval_s = 99;
         EXPECT_EQ(surf_check(&interval_s, 0), 1);
         EXPECT_EQ(interval_s, 20);
-        EXPECT_EQ(router().journal.lines(), (Lines{"set wan1.onln.beforestart=0", "commit"})) << count;
-        EXPECT_EQ(router().faults.made("ping_by_interface"), 0U);
+        EXPECT_EQ(box.journal.lines(), (Lines{"set wan1.onln.beforestart=0", "commit"})) << count;
+        EXPECT_EQ(box.faults.made("ping_by_interface"), 0U);
     }
 }
 
@@ -118,26 +116,26 @@ TEST_F(WiredWan, AHealthyOneIsPublishedAndLookedAtEvery20Seconds)
     EXPECT_EQ(pass(), (Pass{1, 20}));
     EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
     EXPECT_TRUE(messages().empty()) << "internet is what netctrl assumes at the start";
-    EXPECT_TRUE(router().journal.acts("commit").empty());
-    router().journal.clear();
+    EXPECT_TRUE(box.journal.acts("commit").empty());
+    box.journal.clear();
     EXPECT_EQ(pass(), (Pass{1, 20}));
-    EXPECT_TRUE(router().journal.lines().empty()) << "nothing changed";
+    EXPECT_TRUE(box.journal.lines().empty()) << "nothing changed";
 }
 
 TEST_F(WiredWan, WithoutLinkIsDownAndNobodyIsTold)
 {
     start_wired(1);
-    router().network.set_link(1, false);
+    box.network.set_link(1, false);
     EXPECT_EQ(pass(), (Pass{1, 4}));
     EXPECT_EQ(published(1), "wan1 isonln=0 check=0");
-    EXPECT_EQ(router().journal.lines(), (Lines{"set wan1_isonln=0", "set wan1_check=0"}));
-    EXPECT_EQ(router().faults.made("ping_by_interface"), 0U);
+    EXPECT_EQ(box.journal.lines(), (Lines{"set wan1_isonln=0", "set wan1_check=0"}));
+    EXPECT_EQ(box.faults.made("ping_by_interface"), 0U);
 }
 
 TEST_F(WiredWan, WithoutInterfaceIsDown)
 {
     start_wired(1);
-    router().network.set_wan(1, "");
+    box.network.set_wan(1, "");
     EXPECT_EQ(pass(), (Pass{1, 4}));
     EXPECT_EQ(published(1), "wan1 isonln=0 check=0");
 }
@@ -145,7 +143,7 @@ TEST_F(WiredWan, WithoutInterfaceIsDown)
 TEST_F(WiredWan, WithoutAddressIsDown)
 {
     start_wired(1);
-    router().network.set_address("eth1", "");
+    box.network.set_address("eth1", "");
     EXPECT_EQ(pass(), (Pass{1, 4}));
     EXPECT_EQ(published(1), "wan1 isonln=0 check=0");
 }
@@ -154,15 +152,15 @@ TEST_F(WiredWan, ThatComesUpSettlesForSixSecondsOnce)
 {
     start_wired(1);
     for (int round = 0; round < 2; round++) {
-        const int before = router().clock.uptime();
+        const int before = box.clock.uptime();
         pass();
-        EXPECT_EQ(router().clock.uptime() - before, 6) << "first look";
+        EXPECT_EQ(box.clock.uptime() - before, 6) << "first look";
         pass();
-        EXPECT_EQ(router().clock.uptime() - before, 6) << "second look";
-        router().network.set_link(1, false);
+        EXPECT_EQ(box.clock.uptime() - before, 6) << "second look";
+        box.network.set_link(1, false);
         pass();
-        EXPECT_EQ(router().clock.uptime() - before, 6) << "down";
-        router().network.set_link(1, true);
+        EXPECT_EQ(box.clock.uptime() - before, 6) << "down";
+        box.network.set_link(1, true);
     }
 }
 
@@ -195,11 +193,11 @@ TEST_F(WiredWan, IsToldByTheShellAndNothingIsBlocked)
     pass();
     lose_internet(1);
     use_up_grace();
-    router().journal.clear();
+    box.journal.clear();
     pass();
     regain_internet(1);
     pass();
-    EXPECT_EQ(router().journal.acts("command"),
+    EXPECT_EQ(box.journal.acts("command"),
               (Lines{"command cfm post netctrl 52?op=16,wan_id=1", "command cfm post netctrl 52?op=15,wan_id=1"}));
 }
 
@@ -215,13 +213,13 @@ TEST_F(WiredWan, IsNotForgivenBeforeItsFirstSuccess)
 TEST_F(WiredWan, AFailedResolutionIsOfflineButNotTold)
 {
     start_wired(1);
-    router().network.set_dns(false);
+    box.network.set_dns(false);
     for (int i = 0; i < 3; i++) {
         EXPECT_EQ(pass(), (Pass{1, 4}));
         EXPECT_EQ(published(1), "wan1 isonln=0 check=1");
     }
     EXPECT_TRUE(messages().empty());
-    router().network.set_dns(true);
+    box.network.set_dns(true);
     EXPECT_EQ(pass(), (Pass{1, 20}));
     EXPECT_TRUE(messages().empty()) << "internet was never taken back";
 }
@@ -230,7 +228,7 @@ TEST_F(WiredWan, ALostNameServiceIsNotNoticedWhileTheAddressesAnswer)
 {
     start_wired(1);
     pass();
-    router().network.set_dns(false);
+    box.network.set_dns(false);
     EXPECT_EQ(pass(), (Pass{1, 20}));
     EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
 }
@@ -239,14 +237,14 @@ TEST_F(WiredWan, ThatWasDownIsAnnouncedAgainWithItsFirstGoodPass)
 {
     start_wired(1);
     pass();
-    router().network.set_link(1, false);
+    box.network.set_link(1, false);
     pass();
     EXPECT_TRUE(messages().empty());
-    router().network.set_link(1, true);
-    router().network.set_dns(false);
+    box.network.set_link(1, true);
+    box.network.set_dns(false);
     pass();
     EXPECT_TRUE(messages().empty());
-    router().network.set_dns(true);
+    box.network.set_dns(true);
     pass();
     EXPECT_EQ(messages(), (Lines{"52?op=15,wan_id=1"}));
 }
@@ -255,9 +253,9 @@ TEST_F(WiredWan, ThatComesUpWithoutInternetIsNotAnnounced)
 {
     start_wired(1);
     pass();
-    router().network.set_link(1, false);
+    box.network.set_link(1, false);
     pass();
-    router().network.set_link(1, true);
+    box.network.set_link(1, true);
     lose_internet(1);
     EXPECT_EQ(pass(), (Pass{1, 4})) << "nothing is forgiven after a loss of the link";
     EXPECT_EQ(published(1), "wan1 isonln=0 check=1");
@@ -267,18 +265,18 @@ TEST_F(WiredWan, ThatComesUpWithoutInternetIsNotAnnounced)
 TEST_F(WiredWan, ItsInterfaceHangsOnModeAndConnectionType)
 {
     make_wired_router(1);
-    router().store.set("sys.mode", "7");
-    router().network.set_address("ppp0", "198.51.100.9");
-    router().network.set_wan_hook([](int wan_id, int sys_mode, int conn_type) {
+    box.store.set("sys.mode", "7");
+    box.network.set_address("ppp0", "198.51.100.9");
+    box.network.set_wan_hook([](int wan_id, int sys_mode, int conn_type) {
         return wan_id == 1 && sys_mode == 7 && conn_type == 2 ? "ppp0" : "";
     });
     start();
     pass();
     EXPECT_EQ(published(1), "wan1 isonln=0 check=0");
-    router().store.set("wan1.connecttype", "2"); // read anew by every pass
+    box.store.set("wan1.connecttype", "2"); // read anew by every pass
     pass();
     EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
-    router().store.set("sys.mode", "8"); // only read at the start
+    box.store.set("sys.mode", "8"); // only read at the start
     pass();
     EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
     wan_surf_check_init();
@@ -292,11 +290,11 @@ TEST_F(TwoWans, TheIntervalCountsTheTroubledOnes)
 {
     start_wired(2);
     EXPECT_EQ(pass(), (Pass{1, 20}));
-    router().network.set_link(2, false);
+    box.network.set_link(2, false);
     EXPECT_EQ(pass(), (Pass{1, 12}));
     EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
     EXPECT_EQ(published(2), "wan2 isonln=0 check=0");
-    router().network.set_link(1, false);
+    box.network.set_link(1, false);
     EXPECT_EQ(pass(), (Pass{1, 4}));
     EXPECT_EQ(published(1), "wan1 isonln=0 check=0");
 }
@@ -304,15 +302,15 @@ TEST_F(TwoWans, TheIntervalCountsTheTroubledOnes)
 TEST_F(TwoWans, EachOnesConnectionTypeIsReadByEveryPass)
 {
     make_wired_router(2);
-    router().network.set_address("ppp1", "198.51.100.9");
-    router().network.set_wan_hook([](int wan_id, int /*sys_mode*/, int conn_type) {
+    box.network.set_address("ppp1", "198.51.100.9");
+    box.network.set_wan_hook([](int wan_id, int /*sys_mode*/, int conn_type) {
         return wan_id == 1 ? "eth1" : conn_type == 2 ? "ppp1" : "eth2";
     });
-    router().network.set_reachable("*", "eth2", false); // where WAN 2 is after it has become a dialled one
+    box.network.set_reachable("*", "eth2", false); // where WAN 2 is after it has become a dialled one
     start();
     pass();
     EXPECT_EQ(published(2), "wan2 isonln=0 check=1");
-    router().store.set("wan2.connecttype", "2");
+    box.store.set("wan2.connecttype", "2");
     pass();
     EXPECT_EQ(published(2), "wan2 isonln=1 check=1");
     EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
@@ -334,23 +332,23 @@ static void expect_block_until_back(int wan_id)
     pass();
     lose_internet(wan_id);
     use_up_grace();
-    router().journal.clear();
+    box.journal.clear();
     EXPECT_EQ(pass(), (Pass{1, 12}));
-    EXPECT_EQ(router().journal.lines(),
+    EXPECT_EQ(box.journal.lines(),
               (Lines{"set wan" + number + "_isonln=0", "command cfm post netctrl 52?op=16,wan_id=" + number,
                      "command iptables -A dns_drop -o eth" + number + " -j DROP"}));
-    EXPECT_EQ(router().commands.chain("dns_drop"), (Lines{"-o eth" + number + " -j DROP"}));
+    EXPECT_EQ(box.commands.chain("dns_drop"), (Lines{"-o eth" + number + " -j DROP"}));
 
-    router().journal.clear();
+    box.journal.clear();
     pass();
-    EXPECT_TRUE(router().journal.lines().empty());
+    EXPECT_TRUE(box.journal.lines().empty());
 
     regain_internet(wan_id);
     EXPECT_EQ(pass(), (Pass{1, 20}));
-    EXPECT_EQ(router().journal.lines(),
+    EXPECT_EQ(box.journal.lines(),
               (Lines{"set wan" + number + "_isonln=1", "command cfm post netctrl 52?op=15,wan_id=" + number,
                      "command iptables -D dns_drop -o eth" + number + " -j DROP"}));
-    EXPECT_TRUE(router().commands.chain("dns_drop").empty());
+    EXPECT_TRUE(box.commands.chain("dns_drop").empty());
 }
 
 TEST_F(TwoWans, AnInternalOneHasItsDnsBlockedUntilItIsBack)
@@ -361,7 +359,7 @@ TEST_F(TwoWans, AnInternalOneHasItsDnsBlockedUntilItIsBack)
 TEST_F(TwoWans, TheFirstIsBlockedAndProbedByItsOwnInterface)
 {
     expect_block_until_back(1);
-    router().network.set_reachable("*", "eth2", false);
+    box.network.set_reachable("*", "eth2", false);
     EXPECT_EQ(pass(), (Pass{1, 12}));
     EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
 }
@@ -370,7 +368,7 @@ TEST_F(TwoWans, HaveRulesForEachAndKeepThemThroughAFault)
 {
     start_wired(2);
     pass();
-    const Lines rules = router().commands.rules();
+    const Lines rules = box.commands.rules();
     ASSERT_EQ(rules.size(), 6U);
     EXPECT_EQ(rules[0].substr(0, 5), "5000 ");
     EXPECT_EQ(rules[5].substr(0, 5), "5005 ");
@@ -378,8 +376,8 @@ TEST_F(TwoWans, HaveRulesForEachAndKeepThemThroughAFault)
     lose_internet(2);
     use_up_grace();
     pass();
-    EXPECT_EQ(router().commands.rules(), rules);
-    EXPECT_EQ(router().commands.chain("dns_drop"), (Lines{"-o eth1 -j DROP", "-o eth2 -j DROP"}));
+    EXPECT_EQ(box.commands.rules(), rules);
+    EXPECT_EQ(box.commands.chain("dns_drop"), (Lines{"-o eth1 -j DROP", "-o eth2 -j DROP"}));
 }
 
 TEST_F(TwoWans, AThirdIsNeverLookedAt)
@@ -387,13 +385,13 @@ TEST_F(TwoWans, AThirdIsNeverLookedAt)
     for (const char *count : {"3", "99"}) {
         make_wired_router(2);
         plug_wan(3);
-        router().store.set("wans.flag", count);
+        box.store.set("wans.flag", count);
         start();
         pass();
         pass();
         EXPECT_EQ(published(2), "wan2 isonln=1 check=1") << count;
-        EXPECT_FALSE(router().store.has("wan3_isonln")) << count;
-        EXPECT_EQ(router().commands.rules().size(), 6U) << count;
+        EXPECT_FALSE(box.store.has("wan3_isonln")) << count;
+        EXPECT_EQ(box.commands.rules().size(), 6U) << count;
         check_wan_connttype(99);
     }
 }
@@ -408,7 +406,7 @@ TEST_F(WiredPass, GuardsArePassedByAnyNumberOfWans)
     EXPECT_EQ(ap_wan_surf_check(nullptr, 1), 0);
     EXPECT_EQ(wisp_wan_surf_check(nullptr), 0);
     EXPECT_EQ(ap_clinet_wan_surf_check(nullptr), 0);
-    for (const std::string &line : router().log.lines())
+    for (const std::string &line : box.log.lines())
         EXPECT_EQ(line.find("the agrv is invalid"), std::string::npos) << line;
 }
 
@@ -422,13 +420,13 @@ namespace
 std::string procedure(const char *mode_2g, const char *mode_5g, const char *work_mode, int wans)
 {
     make_wired_router(wans);
-    router().store.set("wl2g.public.mode", mode_2g);
-    router().store.set("wl5g.public.mode", mode_5g);
-    router().store.set("sys.workmode", work_mode);
-    router().store.set("wl.wisp.ifname", "wlc0");
+    box.store.set("wl2g.public.mode", mode_2g);
+    box.store.set("wl5g.public.mode", mode_5g);
+    box.store.set("sys.workmode", work_mode);
+    box.store.set("wl.wisp.ifname", "wlc0");
     for (int wan_id = 1; wan_id <= wans; wan_id++)
-        router().network.set_link(wan_id, false);
-    router().network.set_dns(false);
+        box.network.set_link(wan_id, false);
+    box.network.set_dns(false);
     start();
     const Pass seen = pass();
     if (seen == Pass{-1, 99})
@@ -481,11 +479,11 @@ TEST_F(UplinkMode, TheLastWansPointOfViewStandsAndOnlySees5GHz)
 TEST_F(UplinkMode, MoreWansThanOneAreNotProbedWithoutWires)
 {
     make_wired_router(2);
-    router().store.set("wl5g.public.mode", "wisp");
+    box.store.set("wl5g.public.mode", "wisp");
     start();
     EXPECT_EQ(pass(), (Pass{-1, 99}));
-    EXPECT_TRUE(router().journal.lines().empty());
-    EXPECT_EQ(router().faults.made("ping_by_interface"), 0U);
+    EXPECT_TRUE(box.journal.lines().empty());
+    EXPECT_EQ(box.faults.made("ping_by_interface"), 0U);
 }
 
 // ---- WISP ----
@@ -493,17 +491,17 @@ TEST_F(UplinkMode, MoreWansThanOneAreNotProbedWithoutWires)
 static void start_wisp()
 {
     make_wired_router(1);
-    router().store.set("wl2g.public.mode", "wisp");
-    router().store.set("wl.wisp.ifname", "wlc0");
-    router().radios.set_connection("wlc0", 3);
+    box.store.set("wl2g.public.mode", "wisp");
+    box.store.set("wl.wisp.ifname", "wlc0");
+    box.radios.set_connection("wlc0", 3);
     start();
 }
 
 TEST_F(Wisp, AConnectedOneIsProbedByTheRoutingTable)
 {
     start_wisp();
-    router().network.set_link(1, false); // wires do not matter
-    router().network.set_reachable("*", "eth1", false);
+    box.network.set_link(1, false); // wires do not matter
+    box.network.set_reachable("*", "eth1", false);
     EXPECT_EQ(pass(), (Pass{1, 20}));
     EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
 }
@@ -512,7 +510,7 @@ TEST_F(Wisp, WithoutInternetItIsForgivenThenOfflineAndNobodyIsTold)
 {
     start_wisp();
     pass();
-    router().network.set_reachable("*", "", false);
+    box.network.set_reachable("*", "", false);
     for (int i = 0; i < 5; i++) {
         EXPECT_EQ(pass(), (Pass{1, 20}));
         EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
@@ -520,14 +518,14 @@ TEST_F(Wisp, WithoutInternetItIsForgivenThenOfflineAndNobodyIsTold)
     EXPECT_EQ(pass(), (Pass{1, 20}));
     EXPECT_EQ(published(1), "wan1 isonln=0 check=1");
     EXPECT_TRUE(messages().empty());
-    EXPECT_TRUE(router().commands.chain("dns_drop").empty());
+    EXPECT_TRUE(box.commands.chain("dns_drop").empty());
 }
 
 TEST_F(Wisp, AnyOtherStateIsDownAndLookedAtEvery2Seconds)
 {
     start_wisp();
     for (const int state : {0, 1, 2, -1}) {
-        router().radios.set_connection("wlc0", state);
+        box.radios.set_connection("wlc0", state);
         EXPECT_EQ(pass(), (Pass{1, 2})) << state;
         EXPECT_EQ(published(1), "wan1 isonln=0 check=0") << state;
     }
@@ -537,14 +535,14 @@ TEST_F(Wisp, SettlesForSixSecondsWhenItConnects)
 {
     start_wisp();
     for (int round = 0; round < 2; round++) {
-        const int before = router().clock.uptime();
+        const int before = box.clock.uptime();
         pass();
-        EXPECT_EQ(router().clock.uptime() - before, 6);
+        EXPECT_EQ(box.clock.uptime() - before, 6);
         pass();
-        EXPECT_EQ(router().clock.uptime() - before, 6);
-        router().radios.set_connection("wlc0", 1);
+        EXPECT_EQ(box.clock.uptime() - before, 6);
+        box.radios.set_connection("wlc0", 1);
         pass();
-        router().radios.set_connection("wlc0", 3);
+        box.radios.set_connection("wlc0", 3);
     }
 }
 
@@ -552,9 +550,9 @@ TEST_F(Wisp, ItsConnectionTypeIsReadByEveryPass)
 {
     start_wisp();
     for (const int type : {0, 1, 2}) {
-        router().store.set("wan1.connecttype", std::to_string(type));
+        box.store.set("wan1.connecttype", std::to_string(type));
         pass();
-        EXPECT_EQ(router().radios.access_type_asked, type);
+        EXPECT_EQ(box.radios.access_type_asked, type);
     }
 }
 
@@ -563,26 +561,26 @@ TEST_F(Wisp, ItsConnectionTypeIsReadByEveryPass)
 static void start_ap_client()
 {
     make_wired_router(1);
-    router().store.set("wl2g.public.mode", "apclient");
-    router().network.set_address("br0", "10.1.2.3");
+    box.store.set("wl2g.public.mode", "apclient");
+    box.network.set_address("br0", "10.1.2.3");
     start();
 }
 
 TEST_F(ApClient, WithALeaseIsLookedAtEvery20Seconds)
 {
     start_ap_client();
-    const int before = router().clock.uptime();
+    const int before = box.clock.uptime();
     EXPECT_EQ(pass(), (Pass{1, 20}));
     EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
-    EXPECT_EQ(router().journal.lines().front(),
+    EXPECT_EQ(box.journal.lines().front(),
               "command ip rule add to 192.0.2.1 iif lo lookup wan1 prio 5000 2> /dev/null");
-    EXPECT_EQ(router().clock.uptime(), before) << "no time to settle";
+    EXPECT_EQ(box.clock.uptime(), before) << "no time to settle";
 }
 
 TEST_F(ApClient, WithTheConfiguredAddressIsLookedAtEvery5Seconds)
 {
     start_ap_client();
-    router().network.set_address("br0", "192.168.0.1");
+    box.network.set_address("br0", "192.168.0.1");
     EXPECT_EQ(pass(), (Pass{1, 5}));
     EXPECT_EQ(published(1), "wan1 isonln=1 check=1");
 }
@@ -590,17 +588,17 @@ TEST_F(ApClient, WithTheConfiguredAddressIsLookedAtEvery5Seconds)
 TEST_F(ApClient, WithoutAnAddressTheConfiguredOneCounts)
 {
     start_ap_client();
-    router().network.set_address("br0", "");
+    box.network.set_address("br0", "");
     EXPECT_EQ(pass(), (Pass{1, 5}));
-    router().store.set("lan.ip", "192.168.5.1"); // not what was read at the start
+    box.store.set("lan.ip", "192.168.5.1"); // not what was read at the start
     EXPECT_EQ(pass(), (Pass{1, 20}));
 }
 
 TEST_F(ApClient, IsAlwaysProbedAndNobodyIsTold)
 {
     start_ap_client();
-    router().network.set_link(1, false);
-    router().network.set_reachable("*", "", false);
+    box.network.set_link(1, false);
+    box.network.set_reachable("*", "", false);
     EXPECT_EQ(pass(), (Pass{1, 20}));
     EXPECT_EQ(published(1), "wan1 isonln=0 check=1");
     EXPECT_TRUE(messages().empty());
@@ -612,13 +610,13 @@ TEST_F(Renewal, ReadsTheSettingsAgainAndForgetsTheProbe)
 {
     start_wired(1);
     pass();
-    router().store.set("wl2g.public.country", "CN");
+    box.store.set("wl2g.public.country", "CN");
     wan_surf_check_init();
-    router().journal.clear();
-    const int before = router().clock.uptime();
+    box.journal.clear();
+    const int before = box.clock.uptime();
     pass();
-    EXPECT_EQ(router().clock.uptime() - before, 6) << "settles again";
-    EXPECT_EQ(router().journal.acts("command").front(),
+    EXPECT_EQ(box.clock.uptime() - before, 6) << "settles again";
+    EXPECT_EQ(box.journal.acts("command").front(),
               "command ip rule add to 192.0.2.11 iif lo lookup wan1 prio 5000 2> /dev/null");
 }
 
@@ -631,7 +629,7 @@ TEST_F(Renewal, KeepsWhatIsKnownOfTheWans)
     pass();
     ASSERT_EQ(messages().size(), 1U);
     wan_surf_check_init();
-    EXPECT_TRUE(router().commands.chain("dns_drop").empty());
+    EXPECT_TRUE(box.commands.chain("dns_drop").empty());
     pass();
     EXPECT_EQ(messages().size(), 1U) << "told already";
     regain_internet(2);
@@ -642,11 +640,11 @@ TEST_F(Renewal, KeepsWhatIsKnownOfTheWans)
 TEST_F(Renewal, AMissingKeyEmptiesItsField)
 {
     start_ap_client();
-    router().store.unset("lan.ip");
+    box.store.unset("lan.ip");
     wan_surf_check_init();
-    router().network.set_address("br0", "");
+    box.network.set_address("br0", "");
     EXPECT_EQ(pass(), (Pass{1, 5})) << "empty is the same as empty";
-    router().network.set_address("br0", "192.168.0.1");
+    box.network.set_address("br0", "192.168.0.1");
     EXPECT_EQ(pass(), (Pass{1, 20}));
 }
 
@@ -668,9 +666,9 @@ struct Notes {
 void set_note(const char *key, const char *value)
 {
     if (std::string(value) == "-")
-        router().store.unset(key);
+        box.store.unset(key);
     else
-        router().store.set(key, value);
+        box.store.set(key, value);
 }
 
 Lines acts_for(const Notes &notes)
@@ -681,9 +679,9 @@ Lines acts_for(const Notes &notes)
     set_note("wan1.pppoe.auth.changed", notes.changed);
     set_note("reboot.flag", notes.reboot);
     set_note("wan1_isonln", notes.online);
-    router().journal.clear();
+    box.journal.clear();
     check_wanonln_status(1);
-    return router().journal.lines();
+    return box.journal.lines();
 }
 
 } // namespace
@@ -732,12 +730,12 @@ TEST_F(OnlineBefore, IsLookedAtInEveryWiredPassForTheFirstWanOnly)
 {
     start_wired(2);
     for (const char *wan : {"wan1", "wan2"}) {
-        router().store.set(std::string(wan) + "_err_check", "0");
-        router().store.set(std::string(wan) + ".onln.beforestart", "1");
-        router().store.set(std::string(wan) + ".down.flag", "0");
+        box.store.set(std::string(wan) + "_err_check", "0");
+        box.store.set(std::string(wan) + ".onln.beforestart", "1");
+        box.store.set(std::string(wan) + ".down.flag", "0");
     }
-    router().store.set("reboot.flag", "0");
+    box.store.set("reboot.flag", "0");
     pass();
-    EXPECT_EQ(router().store.get("wan1.onln.beforestart"), "0");
-    EXPECT_EQ(router().store.get("wan2.onln.beforestart"), "1");
+    EXPECT_EQ(box.store.get("wan1.onln.beforestart"), "0");
+    EXPECT_EQ(box.store.get("wan2.onln.beforestart"), "1");
 }

@@ -4,8 +4,6 @@
 #include "time_check/wan_surf_check.h"
 #include "time_check/wan_surf_probe.h"
 
-using sim::router;
-
 using DnsBlock = RouterTest;
 using PolicyRules = RouterTest;
 using Resolution = RouterTest;
@@ -18,7 +16,7 @@ namespace
 
 Lines commands()
 {
-    return router().journal.acts("command");
+    return box.journal.acts("command");
 }
 
 // A wired router, its probe set up by `country`, with an empty journal.
@@ -27,8 +25,8 @@ void start_probe(int wans, const char *country = "DE")
     make_wired_router(wans);
     set_probe_hosts(country);
     reset_probe();
-    router().journal.clear();
-    router().log.clear();
+    box.journal.clear();
+    box.log.clear();
 }
 
 internet_status fresh_status()
@@ -50,7 +48,7 @@ TEST_F(DnsBlock, NewChainIsFiveCommandsInOrder)
               (Lines{"command iptables -D OUTPUT -p udp --dport 53 -m state --state NEW -j dns_drop",
                      "command iptables -F dns_drop", "command iptables -X dns_drop", "command iptables -N dns_drop",
                      "command iptables -A OUTPUT -p udp --dport 53 -m state --state NEW -j dns_drop"}));
-    EXPECT_TRUE(router().log.bodies().empty());
+    EXPECT_TRUE(box.log.bodies().empty());
 }
 
 TEST_F(DnsBlock, NewChainIsEmptyAndReachedOnceWhateverWasThere)
@@ -58,9 +56,9 @@ TEST_F(DnsBlock, NewChainIsEmptyAndReachedOnceWhateverWasThere)
     config_iptables_rule(nullptr, IPTABLES_NEW_CHAIN);
     config_iptables_rule("eth1", IPTABLES_ADD);
     config_iptables_rule("eth1", IPTABLES_NEW_CHAIN); // the interface is not looked at
-    EXPECT_TRUE(router().commands.has_chain("dns_drop"));
-    EXPECT_TRUE(router().commands.chain("dns_drop").empty());
-    EXPECT_EQ(router().commands.chain("OUTPUT"), (Lines{"-p udp --dport 53 -m state --state NEW -j dns_drop"}));
+    EXPECT_TRUE(box.commands.has_chain("dns_drop"));
+    EXPECT_TRUE(box.commands.chain("dns_drop").empty());
+    EXPECT_EQ(box.commands.chain("OUTPUT"), (Lines{"-p udp --dport 53 -m state --state NEW -j dns_drop"}));
 }
 
 TEST_F(DnsBlock, AddAndDeleteNameTheInterface)
@@ -77,15 +75,15 @@ TEST_F(DnsBlock, WithoutInterfaceOnlyALineIsPrinted)
     config_iptables_rule(nullptr, IPTABLES_DEL);
     config_iptables_rule(nullptr, IPTABLES_DEFAULT);
     const std::string line = "config_iptables_rule 126: the args is error";
-    EXPECT_EQ(router().log.lines(), (Lines{line, line, line}));
-    EXPECT_TRUE(router().journal.lines().empty());
+    EXPECT_EQ(box.log.lines(), (Lines{line, line, line}));
+    EXPECT_TRUE(box.journal.lines().empty());
 }
 
 TEST_F(DnsBlock, UnknownCommandOnlyPrintsItsNumber)
 {
     config_iptables_rule("eth1", IPTABLES_DEFAULT);
-    EXPECT_EQ(router().log.lines(), (Lines{"config_iptables_rule 150: the args is error, command = 0"}));
-    EXPECT_TRUE(router().journal.lines().empty());
+    EXPECT_EQ(box.log.lines(), (Lines{"config_iptables_rule 150: the args is error, command = 0"}));
+    EXPECT_TRUE(box.journal.lines().empty());
 }
 
 TEST_F(DnsBlock, InterfaceNameIsOneWordOfTheCommand)
@@ -100,7 +98,7 @@ TEST_F(DnsBlock, InterfaceNameIsOneWordOfTheCommand)
 
 TEST_F(PolicyRules, DeletingTakesEveryPriorityOfEveryWanThereOrNot)
 {
-    router().store.set("wans.flag", "2");
+    box.store.set("wans.flag", "2");
     config_ip_rule_policy("del");
     EXPECT_EQ(commands(), (Lines{"command ip rule del prio 5000", "command ip rule del prio 5001",
                                  "command ip rule del prio 5002", "command ip rule del prio 5003",
@@ -124,12 +122,12 @@ TEST_F(PolicyRules, AddingWithoutAddressesAddsNothing)
 {
     start_probe(2);
     config_ip_rule_policy("add");
-    EXPECT_TRUE(router().journal.lines().empty());
+    EXPECT_TRUE(box.journal.lines().empty());
 }
 
 TEST_F(PolicyRules, OnlyThreeCharactersOfTheActionAreCompared)
 {
-    router().store.set("wans.flag", "1");
+    box.store.set("wans.flag", "1");
     config_ip_rule_policy("delete");
     EXPECT_EQ(commands(), (Lines{"command ip rule delete prio 5000", "command ip rule delete prio 5001",
                                  "command ip rule delete prio 5002"}));
@@ -143,23 +141,23 @@ TEST_F(PolicyRules, OtherActionsDoNothing)
     config_ip_rule_policy("");
     config_ip_rule_policy("de");
     config_ip_rule_policy("flush");
-    EXPECT_TRUE(router().journal.lines().empty());
+    EXPECT_TRUE(box.journal.lines().empty());
 }
 
 TEST_F(PolicyRules, WithoutWansNothingIsDeleted)
 {
     for (const char *count : {"", "0", "-1", "none"}) {
-        router().store.set("wans.flag", count);
+        box.store.set("wans.flag", count);
         config_ip_rule_policy("del");
     }
-    EXPECT_TRUE(router().journal.lines().empty());
+    EXPECT_TRUE(box.journal.lines().empty());
 }
 
 TEST_F(PolicyRules, MoreThanTwoWansAreTwo)
 {
     for (const char *count : {"3", "99", "2147483647", "99999999999"}) {
-        router().store.set("wans.flag", count);
-        router().journal.clear();
+        box.store.set("wans.flag", count);
+        box.journal.clear();
         config_ip_rule_policy("del");
         EXPECT_EQ(commands().size(), 6U) << count;
         EXPECT_EQ(commands().back(), "command ip rule del prio 5005") << count;
@@ -172,10 +170,10 @@ TEST_F(Resolution, ThreeAddressesAreKept)
 {
     start_probe(1);
     dns_resolv();
-    EXPECT_EQ(router().log.lines(), (Lines{"dns_resolv 351: gethostbyname return ip addres is:"}));
-    EXPECT_EQ(router().faults.made("gethostbyname"), 3U);
+    EXPECT_EQ(box.log.lines(), (Lines{"dns_resolv 351: gethostbyname return ip addres is:"}));
+    EXPECT_EQ(box.faults.made("gethostbyname"), 3U);
     dns_resolv();
-    EXPECT_EQ(router().faults.made("gethostbyname"), 3U);
+    EXPECT_EQ(box.faults.made("gethostbyname"), 3U);
 }
 
 TEST_F(Resolution, CountryChoosesTheHosts)
@@ -199,10 +197,10 @@ TEST_F(Resolution, CountryChoosesTheHosts)
 // Everything that a failed resolution does.
 static void expect_failed_resolution()
 {
-    router().files.set("/etc/resolv.conf", "nameserver 10.0.0.1\nnameserver 10.0.0.2\n");
+    box.files.set("/etc/resolv.conf", "nameserver 10.0.0.1\nnameserver 10.0.0.2\n");
     dns_resolv();
-    EXPECT_EQ(router().log.lines(), (Lines{"dns_resolv 354: the dns server is failed"}));
-    EXPECT_EQ(router().files.text_of("/etc/resolv.conf"), "nameserver 10.0.0.2\nnameserver 10.0.0.1\n");
+    EXPECT_EQ(box.log.lines(), (Lines{"dns_resolv 354: the dns server is failed"}));
+    EXPECT_EQ(box.files.text_of("/etc/resolv.conf"), "nameserver 10.0.0.2\nnameserver 10.0.0.1\n");
     config_ip_rule_policy("add");
     EXPECT_TRUE(commands().empty()) << "addresses were kept";
 }
@@ -210,40 +208,40 @@ static void expect_failed_resolution()
 TEST_F(Resolution, AnUnknownHostFailsItAndTurnsTheNameServers)
 {
     start_probe(1);
-    router().network.set_name("www.cloudflare.com", "");
+    box.network.set_name("www.cloudflare.com", "");
     expect_failed_resolution();
-    EXPECT_EQ(router().faults.made("gethostbyname"), 3U);
+    EXPECT_EQ(box.faults.made("gethostbyname"), 3U);
 }
 
 TEST_F(Resolution, NoNameServerFailsIt)
 {
     start_probe(1);
-    router().network.set_dns(false);
+    box.network.set_dns(false);
     expect_failed_resolution();
 }
 
 TEST_F(Resolution, TwoEqualNeighboursFailItAndEndIt)
 {
     start_probe(1);
-    router().network.set_name("www.cloudflare.com", "192.0.2.1");
+    box.network.set_name("www.cloudflare.com", "192.0.2.1");
     expect_failed_resolution();
-    EXPECT_EQ(router().faults.made("gethostbyname"), 2U);
+    EXPECT_EQ(box.faults.made("gethostbyname"), 2U);
 }
 
 TEST_F(Resolution, EqualNeighboursAcrossAnUnknownHostFailIt)
 {
     start_probe(1);
-    router().network.set_name("www.cloudflare.com", "");
-    router().network.set_name("www.wikipedia.org", "192.0.2.1");
+    box.network.set_name("www.cloudflare.com", "");
+    box.network.set_name("www.wikipedia.org", "192.0.2.1");
     expect_failed_resolution();
 }
 
 TEST_F(Resolution, OnlyNeighboursAreCompared)
 {
     start_probe(1);
-    router().network.set_name("www.wikipedia.org", "192.0.2.1");
+    box.network.set_name("www.wikipedia.org", "192.0.2.1");
     dns_resolv();
-    EXPECT_EQ(router().log.lines(), (Lines{"dns_resolv 351: gethostbyname return ip addres is:"}));
+    EXPECT_EQ(box.log.lines(), (Lines{"dns_resolv 351: gethostbyname return ip addres is:"}));
 }
 
 // The answers of a name server that keeps its clients for itself, or of a provider's block list.
@@ -252,14 +250,14 @@ TEST_F(Resolution, AnAddressThatNoOtherMachineCanHaveFailsIt)
     for (const char *address : {"0.0.0.0", "0.1.2.3", "127.0.0.1", "127.255.255.255", "224.0.0.1", "239.255.255.255",
                                 "240.0.0.1", "255.255.255.255"}) {
         start_probe(1);
-        router().network.set_name("www.cloudflare.com", address);
+        box.network.set_name("www.cloudflare.com", address);
         expect_failed_resolution();
     }
     for (const char *address : {"1.0.0.1", "126.255.255.255", "128.0.0.1", "223.255.255.255", "192.168.0.7"}) {
         start_probe(1);
-        router().network.set_name("www.cloudflare.com", address);
+        box.network.set_name("www.cloudflare.com", address);
         dns_resolv();
-        EXPECT_EQ(router().log.lines(), (Lines{"dns_resolv 351: gethostbyname return ip addres is:"})) << address;
+        EXPECT_EQ(box.log.lines(), (Lines{"dns_resolv 351: gethostbyname return ip addres is:"})) << address;
     }
 }
 
@@ -267,44 +265,43 @@ TEST_F(Resolution, AnAddressOfTheRoutersOwnFailsIt)
 {
     for (const char *own : {"192.168.0.1", "198.51.100.1", "198.51.100.2"}) {
         start_probe(2);
-        router().network.set_name("www.cloudflare.com", own);
+        box.network.set_name("www.cloudflare.com", own);
         expect_failed_resolution();
     }
-    router().network.set_address("eth2", ""); // the second WAN is down: the address may be anybody's
+    box.network.set_address("eth2", ""); // the second WAN is down: the address may be anybody's
     start_probe(1);
-    router().network.set_name("www.cloudflare.com", "198.51.100.2");
+    box.network.set_name("www.cloudflare.com", "198.51.100.2");
     dns_resolv();
-    EXPECT_EQ(router().log.lines(), (Lines{"dns_resolv 351: gethostbyname return ip addres is:"}));
+    EXPECT_EQ(box.log.lines(), (Lines{"dns_resolv 351: gethostbyname return ip addres is:"}));
 }
 
 TEST_F(Resolution, AnOwnAddressIsLookedForWhereItIsNow)
 {
     start_probe(1);
-    router().network.set_wan_hook([](int, int sys_mode, int conn_type) {
+    box.network.set_wan_hook([](int, int sys_mode, int conn_type) {
         return sys_mode == 3 && conn_type == 2 ? std::string("ppp0") : std::string();
     });
-    router().store.set("sys.mode", "3");
-    router().store.set("wan1.connecttype", "2");
-    router().network.set_address("ppp0", "203.0.113.7");
-    router().network.set_name("www.cloudflare.com", "203.0.113.7");
+    box.store.set("sys.mode", "3");
+    box.store.set("wan1.connecttype", "2");
+    box.network.set_address("ppp0", "203.0.113.7");
+    box.network.set_name("www.cloudflare.com", "203.0.113.7");
     expect_failed_resolution();
 }
 
 TEST_F(Resolution, RepeatedFailuresAskEachNameServerInTurn)
 {
     start_probe(1);
-    router().files.set("/etc/resolv.conf", "nameserver 10.0.0.1\nnameserver 10.0.0.2\nnameserver 10.0.0.3\n");
-    router().network.set_name_server("10.0.0.1", false);
-    router().network.set_name_server("10.0.0.2", false);
-    router().network.set_name_server("10.0.0.3", true);
+    box.files.set("/etc/resolv.conf", "nameserver 10.0.0.1\nnameserver 10.0.0.2\nnameserver 10.0.0.3\n");
+    box.network.set_name_server("10.0.0.1", false);
+    box.network.set_name_server("10.0.0.2", false);
+    box.network.set_name_server("10.0.0.3", true);
     dns_resolv();
     dns_resolv();
     dns_resolv();
-    EXPECT_EQ(router().log.lines(),
+    EXPECT_EQ(box.log.lines(),
               (Lines{"dns_resolv 354: the dns server is failed", "dns_resolv 354: the dns server is failed",
                      "dns_resolv 351: gethostbyname return ip addres is:"}));
-    EXPECT_EQ(router().files.text_of("/etc/resolv.conf"),
-              "nameserver 10.0.0.3\nnameserver 10.0.0.1\nnameserver 10.0.0.2\n");
+    EXPECT_EQ(box.files.text_of("/etc/resolv.conf"), "nameserver 10.0.0.3\nnameserver 10.0.0.1\nnameserver 10.0.0.2\n");
 }
 
 // ---- the probe ----
@@ -318,43 +315,43 @@ TEST_F(Probe, AnAnswerIsInternet)
     EXPECT_EQ(status.current_status, IS_INTERNET);
     EXPECT_EQ(status.internal_count, 0);
     EXPECT_EQ(status.dns_resolve_status, DNS_RESOLVE_SUCCESS);
-    EXPECT_EQ(router().faults.made("ping_by_interface"), 1U);
+    EXPECT_EQ(box.faults.made("ping_by_interface"), 1U);
 }
 
 TEST_F(Probe, AddressesAreTriedInOrderUntilOneAnswers)
 {
     start_probe(1);
-    router().network.set_reachable("*", "", false);
-    router().network.set_reachable("192.0.2.3", "", true);
+    box.network.set_reachable("*", "", false);
+    box.network.set_reachable("192.0.2.3", "", true);
     internet_status status = fresh_status();
     EXPECT_EQ(ping_connet_check("eth1", &status, 1), 1);
-    EXPECT_EQ(router().faults.made("ping_by_interface"), 3U);
+    EXPECT_EQ(box.faults.made("ping_by_interface"), 3U);
 }
 
 TEST_F(Probe, SixPingsAreTheMost)
 {
     start_probe(1);
-    router().network.set_reachable("*", "", false);
+    box.network.set_reachable("*", "", false);
     internet_status status = fresh_status();
     EXPECT_EQ(ping_connet_check("eth1", &status, 1), 0);
-    EXPECT_EQ(router().faults.made("ping_by_interface"), 6U);
+    EXPECT_EQ(box.faults.made("ping_by_interface"), 6U);
 }
 
 TEST_F(Probe, TheSecondRoundCounts)
 {
     start_probe(1);
-    router().network.set_reachable("*", "", false);
-    router().network.set_ping_durations(0, 1000); // a round of three addresses with two requests each: 6 s
-    router().at(7, [] { router().network.set_reachable("192.0.2.2", "", true); });
+    box.network.set_reachable("*", "", false);
+    box.network.set_ping_durations(0, 1000); // a round of three addresses with two requests each: 6 s
+    box.at(7, [] { box.network.set_reachable("192.0.2.2", "", true); });
     internet_status status = fresh_status();
     EXPECT_EQ(ping_connet_check("eth1", &status, 1), 1);
-    EXPECT_EQ(router().faults.made("ping_by_interface"), 5U);
+    EXPECT_EQ(box.faults.made("ping_by_interface"), 5U);
 }
 
 TEST_F(Probe, LeavesByTheInterfaceThatItIsGiven)
 {
     start_probe(2);
-    router().network.set_reachable("*", "eth2", false);
+    box.network.set_reachable("*", "eth2", false);
     internet_status status = fresh_status();
     EXPECT_EQ(ping_connet_check("eth2", &status, 2), 0);
     EXPECT_EQ(ping_connet_check("eth1", &status, 1), 1);
@@ -364,7 +361,7 @@ TEST_F(Probe, LeavesByTheInterfaceThatItIsGiven)
 TEST_F(Probe, AFailedResolutionChangesNothingElse)
 {
     start_probe(1);
-    router().network.set_dns(false);
+    box.network.set_dns(false);
     internet_status status = {.current_status = IS_INTERNET,
                               .internal_count = 3,
                               .last_status = IS_INTERNET,
@@ -374,7 +371,7 @@ TEST_F(Probe, AFailedResolutionChangesNothingElse)
     EXPECT_EQ(status.internal_count, 3);
     EXPECT_EQ(status.last_status, IS_INTERNET);
     EXPECT_EQ(status.dns_resolve_status, DNS_RESOLVE_FAILED);
-    EXPECT_EQ(router().faults.made("ping_by_interface"), 0U);
+    EXPECT_EQ(box.faults.made("ping_by_interface"), 0U);
 }
 
 TEST_F(Probe, FivePassesAreForgivenAfterASuccess)
@@ -382,9 +379,9 @@ TEST_F(Probe, FivePassesAreForgivenAfterASuccess)
     start_probe(1);
     internet_status status = fresh_status();
     for (int round = 0; round < 2; round++) { // a success gives all five again
-        router().network.set_reachable("*", "", true);
+        box.network.set_reachable("*", "", true);
         EXPECT_EQ(ping_connet_check("eth1", &status, 1), 1);
-        router().network.set_reachable("*", "", false);
+        box.network.set_reachable("*", "", false);
         for (int pass = 1; pass <= 5; pass++) {
             EXPECT_EQ(ping_connet_check("eth1", &status, 1), 1) << pass;
             EXPECT_EQ(status.internal_count, pass);
@@ -401,7 +398,7 @@ TEST_F(Probe, FivePassesAreForgivenAfterASuccess)
 TEST_F(Probe, NothingIsForgivenBeforeTheFirstSuccess)
 {
     start_probe(1);
-    router().network.set_reachable("*", "", false);
+    box.network.set_reachable("*", "", false);
     internet_status status = fresh_status();
     EXPECT_EQ(ping_connet_check("eth1", &status, 1), 0);
     EXPECT_EQ(status.internal_count, -1);
@@ -411,7 +408,7 @@ TEST_F(Probe, NothingIsForgivenBeforeTheFirstSuccess)
 TEST_F(Probe, NothingIsForgivenWhileInternal)
 {
     start_probe(1);
-    router().network.set_reachable("*", "", false);
+    box.network.set_reachable("*", "", false);
     internet_status status = fresh_status();
     status.current_status = IS_INTERNAL;
     status.internal_count = 0;
@@ -424,27 +421,27 @@ TEST_F(Probe, AWanThatIsNotOnlineResolvesAfresh)
     start_probe(1);
     internet_status status = fresh_status();
     for (const char *online : {"0", "", "no"}) {
-        router().store.set("wan1_isonln", online);
-        const uint64_t before = router().faults.made("gethostbyname");
+        box.store.set("wan1_isonln", online);
+        const uint64_t before = box.faults.made("gethostbyname");
         ping_connet_check("eth1", &status, 1);
-        EXPECT_EQ(router().faults.made("gethostbyname"), before + 3) << online;
+        EXPECT_EQ(box.faults.made("gethostbyname"), before + 3) << online;
     }
-    router().store.set("wan1_isonln", "1");
-    const uint64_t before = router().faults.made("gethostbyname");
+    box.store.set("wan1_isonln", "1");
+    const uint64_t before = box.faults.made("gethostbyname");
     ping_connet_check("eth1", &status, 1);
-    EXPECT_EQ(router().faults.made("gethostbyname"), before);
+    EXPECT_EQ(box.faults.made("gethostbyname"), before);
 }
 
 TEST_F(Probe, TheFirstResolutionAddsTheRulesOnce)
 {
     start_probe(1);
-    router().network.set_dns(false);
+    box.network.set_dns(false);
     internet_status status = fresh_status();
     ping_connet_check("eth1", &status, 1);
-    EXPECT_TRUE(router().commands.rules().empty());
-    router().network.set_dns(true);
+    EXPECT_TRUE(box.commands.rules().empty());
+    box.network.set_dns(true);
     ping_connet_check("eth1", &status, 1);
-    router().network.set_name("www.google.com", "192.0.2.9");
+    box.network.set_name("www.google.com", "192.0.2.9");
     ping_connet_check("eth1", &status, 1); // resolves afresh, the rules stay
     EXPECT_EQ(commands(), (Lines{"command ip rule add to 192.0.2.1 iif lo lookup wan1 prio 5000 2> /dev/null",
                                  "command ip rule add to 192.0.2.2 iif lo lookup wan1 prio 5001 2> /dev/null",
@@ -455,15 +452,15 @@ TEST_F(Probe, AResetMakesEverythingAfresh)
 {
     start_probe(1);
     internet_status status = fresh_status();
-    router().store.set("wan1_isonln", "1");
+    box.store.set("wan1_isonln", "1");
     ping_connet_check("eth1", &status, 1);
     config_iptables_rule("eth1", IPTABLES_ADD);
     reset_probe();
-    EXPECT_TRUE(router().commands.rules().empty());
-    EXPECT_TRUE(router().commands.chain("dns_drop").empty());
-    router().journal.clear();
+    EXPECT_TRUE(box.commands.rules().empty());
+    EXPECT_TRUE(box.commands.chain("dns_drop").empty());
+    box.journal.clear();
     ping_connet_check("eth1", &status, 1);
-    EXPECT_EQ(router().faults.made("gethostbyname"), 6U);
+    EXPECT_EQ(box.faults.made("gethostbyname"), 6U);
     EXPECT_EQ(commands().size(), 3U);
 }
 
@@ -476,7 +473,7 @@ TEST_F(Tags, AreWrittenOnlyWhenTheyChangeAndNeverCommitted)
     set_wan_tag("wan1_isonln", "1");
     set_wan_tag("wan1_isonln", "1");
     set_wan_tag("wan1_isonln", "0");
-    EXPECT_EQ(router().journal.lines(), (Lines{"set wan1_check=0", "set wan1_isonln=1", "set wan1_isonln=0"}));
+    EXPECT_EQ(box.journal.lines(), (Lines{"set wan1_check=0", "set wan1_isonln=1", "set wan1_isonln=0"}));
 }
 
 TEST_F(Tags, NullTextsAreIgnored)
@@ -485,7 +482,7 @@ TEST_F(Tags, NullTextsAreIgnored)
     set_check_tag("wan1_check", nullptr);
     set_wan_tag(nullptr, "1");
     set_wan_tag("wan1_isonln", nullptr);
-    EXPECT_TRUE(router().journal.lines().empty());
+    EXPECT_TRUE(box.journal.lines().empty());
 }
 
 TEST_F(WanKey, NamesAKeyOfAWan)

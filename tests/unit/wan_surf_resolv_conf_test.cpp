@@ -4,8 +4,6 @@
 #include "tests/support/wan_world.h"
 #include "time_check/wan_surf_probe.h"
 
-using sim::router;
-
 using NameServers = RouterTest;
 
 namespace
@@ -16,9 +14,9 @@ constexpr char NEW_PATH[] = "/etc/resolv.conf.time_check";
 
 std::string adjusted(const std::string &text)
 {
-    router().files.set(PATH, text);
+    box.files.set(PATH, text);
     adjust_resolv_conf_sequence();
-    return router().files.text_of(PATH);
+    return box.files.text_of(PATH);
 }
 
 // `length` characters, line end included.
@@ -49,7 +47,7 @@ TEST_F(NameServers, NoneLeavesTheFileUnchanged)
     EXPECT_EQ(adjusted("search lan\n# none\n"), "search lan\n# none\n");
     EXPECT_EQ(adjusted("search lan"), "search lan");
     EXPECT_EQ(adjusted(""), "");
-    EXPECT_TRUE(router().log.lines().empty());
+    EXPECT_TRUE(box.log.lines().empty());
 }
 
 TEST_F(NameServers, OneLeavesTheFileUnchanged)
@@ -109,11 +107,11 @@ TEST_F(NameServers, ALargerFileIsReportedAndLeftAlone)
 {
     for (const size_t length : {2009U, 4096U, 1000000U}) {
         const std::string text = SERVER_1 + long_line(length) + SERVER_2;
-        router().log.clear();
+        box.log.clear();
         EXPECT_EQ(adjusted(text), text);
-        EXPECT_EQ(router().log.lines(), (Lines{"adjust_resolv_conf_sequence 286: open /etc/resolv.conf fail!"}));
+        EXPECT_EQ(box.log.lines(), (Lines{"adjust_resolv_conf_sequence 286: open /etc/resolv.conf fail!"}));
     }
-    EXPECT_TRUE(router().journal.lines().empty());
+    EXPECT_TRUE(box.journal.lines().empty());
 }
 
 TEST_F(NameServers, WhatChangesNothingIsNotWritten)
@@ -121,24 +119,24 @@ TEST_F(NameServers, WhatChangesNothingIsNotWritten)
     for (const std::string text : {"", "search lan\n", "nameserver 10.0.0.1\n", "nameserver 10.0.0.1",
                                    "search lan\nnameserver 10.0.0.1\n", "nameserver 1.1.1.1\nnameserver 1.1.1.1\n"})
         EXPECT_EQ(adjusted(text), text);
-    EXPECT_TRUE(router().journal.lines().empty());
-    EXPECT_TRUE(router().log.lines().empty());
+    EXPECT_TRUE(box.journal.lines().empty());
+    EXPECT_TRUE(box.log.lines().empty());
 }
 
 TEST_F(NameServers, TheNewFileIsTheOldOnesOwnersAndAsReadable)
 {
-    router().files.set_permissions(PATH, 0640, 0, 4);
+    box.files.set_permissions(PATH, 0640, 0, 4);
     EXPECT_EQ(adjusted(std::string(SERVER_1) + SERVER_2), std::string(SERVER_2) + SERVER_1);
-    EXPECT_EQ(router().files.permissions_of(PATH), "640 0:4");
+    EXPECT_EQ(box.files.permissions_of(PATH), "640 0:4");
     EXPECT_EQ(adjusted(std::string(SERVER_1) + SERVER_2), std::string(SERVER_2) + SERVER_1);
-    EXPECT_EQ(router().files.permissions_of(PATH), "640 0:4");
+    EXPECT_EQ(box.files.permissions_of(PATH), "640 0:4");
 }
 
 TEST_F(NameServers, AnOwnerThatCannotBeGivenHasTheFileOverwrittenInPlace)
 {
     for (const char *call : {"fchown", "fchmod"}) {
-        router().journal.clear();
-        router().faults.fail(call, 1, EPERM);
+        box.journal.clear();
+        box.faults.fail(call, 1, EPERM);
         EXPECT_EQ(adjusted(std::string(SERVER_1) + SERVER_2), std::string(SERVER_2) + SERVER_1);
         EXPECT_ACTS("unlink /etc/resolv.conf.time_check", "write /etc/resolv.conf") << call;
     }
@@ -146,111 +144,111 @@ TEST_F(NameServers, AnOwnerThatCannotBeGivenHasTheFileOverwrittenInPlace)
 
 TEST_F(NameServers, WhatLiesInTheNewFilesPlaceIsNotFollowed)
 {
-    router().files.set("/etc/victim", "text");
-    router().files.set_link(NEW_PATH, "/etc/victim");
+    box.files.set("/etc/victim", "text");
+    box.files.set_link(NEW_PATH, "/etc/victim");
     EXPECT_EQ(adjusted(std::string(SERVER_1) + SERVER_2), std::string(SERVER_2) + SERVER_1);
-    EXPECT_EQ(router().files.text_of("/etc/victim"), "text");
-    router().files.set("/etc/victim", "text");
-    router().files.set(NEW_PATH, "left by a crash, and longer than what is written there now");
+    EXPECT_EQ(box.files.text_of("/etc/victim"), "text");
+    box.files.set("/etc/victim", "text");
+    box.files.set(NEW_PATH, "left by a crash, and longer than what is written there now");
     EXPECT_EQ(adjusted(std::string(SERVER_1) + SERVER_2), std::string(SERVER_2) + SERVER_1);
 }
 
 TEST_F(NameServers, AnUnreadableFileIsReportedAndLeftAlone)
 {
-    router().files.set_unreadable(PATH);
+    box.files.set_unreadable(PATH);
     adjust_resolv_conf_sequence();
-    EXPECT_EQ(router().log.lines(), (Lines{"adjust_resolv_conf_sequence 286: open /etc/resolv.conf fail!"}));
-    EXPECT_TRUE(router().journal.lines().empty());
+    EXPECT_EQ(box.log.lines(), (Lines{"adjust_resolv_conf_sequence 286: open /etc/resolv.conf fail!"}));
+    EXPECT_TRUE(box.journal.lines().empty());
 }
 
 TEST_F(NameServers, AMissingFileIsReportedAndNotMade)
 {
-    router().files.remove(PATH);
-    router().files.set_missing(PATH);
+    box.files.remove(PATH);
+    box.files.set_missing(PATH);
     adjust_resolv_conf_sequence();
-    EXPECT_EQ(router().log.lines(), (Lines{"adjust_resolv_conf_sequence 286: open /etc/resolv.conf fail!"}));
-    EXPECT_FALSE(router().files.exists(PATH));
+    EXPECT_EQ(box.log.lines(), (Lines{"adjust_resolv_conf_sequence 286: open /etc/resolv.conf fail!"}));
+    EXPECT_FALSE(box.files.exists(PATH));
 }
 
 TEST_F(NameServers, AFileThatCannotBeReadToItsEndIsLeftAlone)
 {
-    router().faults.fail("read", 2, EIO);
+    box.faults.fail("read", 2, EIO);
     const std::string text = SERVER_1 + long_line(600) + SERVER_2;
     EXPECT_EQ(adjusted(text), text);
-    EXPECT_EQ(router().log.lines(), (Lines{"adjust_resolv_conf_sequence 286: open /etc/resolv.conf fail!"}));
+    EXPECT_EQ(box.log.lines(), (Lines{"adjust_resolv_conf_sequence 286: open /etc/resolv.conf fail!"}));
 }
 
 TEST_F(NameServers, TheNewFileTakesTheOldOnesPlaceAtOnce)
 {
     adjusted(std::string(SERVER_1) + SERVER_2);
-    EXPECT_EQ(router().journal.lines(),
+    EXPECT_EQ(box.journal.lines(),
               (Lines{"write /etc/resolv.conf.time_check", "rename /etc/resolv.conf.time_check /etc/resolv.conf"}));
-    EXPECT_FALSE(router().files.exists(NEW_PATH));
+    EXPECT_FALSE(box.files.exists(NEW_PATH));
 }
 
 TEST_F(NameServers, ALinkStaysOne)
 {
-    router().files.set_link(PATH, "/tmp/resolv.conf");
-    router().files.set("/tmp/resolv.conf", std::string(SERVER_1) + SERVER_2);
+    box.files.set_link(PATH, "/tmp/resolv.conf");
+    box.files.set("/tmp/resolv.conf", std::string(SERVER_1) + SERVER_2);
     adjust_resolv_conf_sequence();
     EXPECT_ACTS("write /tmp/resolv.conf");
-    EXPECT_EQ(router().files.text_of("/tmp/resolv.conf"), std::string(SERVER_2) + SERVER_1);
+    EXPECT_EQ(box.files.text_of("/tmp/resolv.conf"), std::string(SERVER_2) + SERVER_1);
 }
 
 TEST_F(NameServers, AMountedFileIsOverwrittenInPlace)
 {
-    router().faults.fail("rename", 1, EBUSY);
+    box.faults.fail("rename", 1, EBUSY);
     EXPECT_EQ(adjusted(std::string(SERVER_1) + "search lan\n" + SERVER_2),
               std::string("search lan\n") + SERVER_2 + SERVER_1);
-    EXPECT_FALSE(router().files.exists(NEW_PATH));
-    EXPECT_TRUE(router().log.lines().empty());
+    EXPECT_FALSE(box.files.exists(NEW_PATH));
+    EXPECT_TRUE(box.log.lines().empty());
 }
 
 TEST_F(NameServers, AFileThatGrewMeanwhileKeepsNoTail)
 {
-    router().files.set_link(PATH, "/tmp/resolv.conf");
-    router().files.set("/tmp/resolv.conf", std::string(SERVER_1) + SERVER_2);
-    router().faults.fail_when(
+    box.files.set_link(PATH, "/tmp/resolv.conf");
+    box.files.set("/tmp/resolv.conf", std::string(SERVER_1) + SERVER_2);
+    box.faults.fail_when(
         "open",
         [](uint64_t nth) {
             if (nth == 2)
-                router().files.set("/tmp/resolv.conf", std::string(SERVER_1) + SERVER_2 + SERVER_3);
+                box.files.set("/tmp/resolv.conf", std::string(SERVER_1) + SERVER_2 + SERVER_3);
             return false;
         },
         EIO);
     adjust_resolv_conf_sequence();
-    EXPECT_EQ(router().files.text_of("/tmp/resolv.conf"), std::string(SERVER_2) + SERVER_1);
+    EXPECT_EQ(box.files.text_of("/tmp/resolv.conf"), std::string(SERVER_2) + SERVER_1);
 }
 
 TEST_F(NameServers, AReadOnlyFolderHasTheFileOverwrittenInPlace)
 {
-    router().files.set_missing(NEW_PATH);
-    router().faults.fail("open", 2, EROFS);
+    box.files.set_missing(NEW_PATH);
+    box.faults.fail("open", 2, EROFS);
     EXPECT_EQ(adjusted(std::string(SERVER_1) + SERVER_2), std::string(SERVER_2) + SERVER_1);
-    EXPECT_TRUE(router().log.lines().empty());
+    EXPECT_TRUE(box.log.lines().empty());
 }
 
 TEST_F(NameServers, AnUnwritableFileIsReported)
 {
-    router().files.set_missing(NEW_PATH);
-    router().faults.fail("open", 2, EROFS, true);
+    box.files.set_missing(NEW_PATH);
+    box.faults.fail("open", 2, EROFS, true);
     EXPECT_EQ(adjusted(std::string(SERVER_1) + SERVER_2), std::string(SERVER_1) + SERVER_2);
-    EXPECT_EQ(router().log.lines(), (Lines{"adjust_resolv_conf_sequence 303: open /etc/resolv.conf fail!"}));
+    EXPECT_EQ(box.log.lines(), (Lines{"adjust_resolv_conf_sequence 303: open /etc/resolv.conf fail!"}));
 }
 
 TEST_F(NameServers, AnyOneFaultLeavesTheOldOrTheNewFile)
 {
     const std::string old_text = std::string(SERVER_1) + SERVER_2;
     const std::string new_text = std::string(SERVER_2) + SERVER_1;
-    router().files.set_missing(NEW_PATH);
+    box.files.set_missing(NEW_PATH);
     for (const char *call : {"open", "read", "fstat", "unlink", "fchown", "fchmod", "write", "fsync", "ftruncate",
                              "close", "readlink", "rename"}) {
         for (unsigned nth = 1; nth <= 4; nth++) {
-            router().faults.fail(call, nth, ENOSPC);
+            box.faults.fail(call, nth, ENOSPC);
             const std::string text = adjusted(old_text);
-            router().faults.clear();
+            box.faults.clear();
             EXPECT_TRUE(text == old_text || text == new_text) << call << " " << nth << ":\n" << text;
-            EXPECT_TRUE(router().open_descriptors().empty()) << call << " " << nth;
+            EXPECT_TRUE(box.open_descriptors().empty()) << call << " " << nth;
         }
     }
 }

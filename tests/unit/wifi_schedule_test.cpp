@@ -20,8 +20,8 @@ namespace
 void monday_rule()
 {
     radios("1", "1", "1");
-    router().store.set("wl.guest.effective_time", "0");
-    router().store.set("sys.sched.wifi.enable", "1");
+    box.store.set("wl.guest.effective_time", "0");
+    box.store.set("sys.sched.wifi.enable", "1");
     only_rule("nkgw.wlan", "Mon 09:00", "17:00");
     set_time_check_wifi_info();
     forget();
@@ -30,8 +30,8 @@ void monday_rule()
 // Looks at the rules at a local time.
 void look_at(const std::string &local)
 {
-    router().clock.set(local);
-    time_check_wifi_for_day(router().clock.wall());
+    box.clock.set(local);
+    time_check_wifi_for_day(box.clock.wall());
 }
 
 void reload()
@@ -61,7 +61,7 @@ TEST_F(WifiFirstLoad, BandsThatAgreeAreLeftAlone)
 TEST_F(WifiFirstLoad, AnEnabledBandThatIsOffIsSetAndRestarted)
 {
     radios("1", "1", "1");
-    router().store.set("wl2g.ssid0.enable", "0");
+    box.store.set("wl2g.ssid0.enable", "0");
     set_time_check_wifi_info();
     EXPECT_EQ(acts(), (Lines{"set wl2g.public.enable=1", "set wl2g.ssid0.enable=1", "commit",
                              "command cfm post netctrl 19?op=3,wl_rate=24"}));
@@ -80,20 +80,20 @@ TEST_F(WifiFirstLoad, ADisabledBandThatIsOnIsClearedAndStopped)
 TEST_F(WifiFirstLoad, BothBandsAreToldOfAfterOneCommitAndWithoutAPause)
 {
     radios("1", "0", "1");
-    router().store.set("wl2g.public.enable", "0");
-    const int before = router().clock.uptime();
+    box.store.set("wl2g.public.enable", "0");
+    const int before = box.clock.uptime();
     set_time_check_wifi_info();
     EXPECT_EQ(acts(), (Lines{"set wl2g.public.enable=1", "set wl2g.ssid0.enable=1", "set wl5g.public.enable=0",
                              "set wl5g.ssid0.enable=0", "commit", "command cfm post netctrl 19?op=3,wl_rate=24",
                              "command cfm post netctrl 19?op=2,wl_rate=5"}));
-    EXPECT_EQ(router().clock.uptime(), before);
+    EXPECT_EQ(box.clock.uptime(), before);
 }
 
 TEST_F(WifiFirstLoad, ValuesAreComparedAsTexts)
 {
     radios("01", "", "1");
-    router().store.set("wl5g.public.enable", "");
-    router().store.unset("wl5g.ssid0.enable");
+    box.store.set("wl5g.public.enable", "");
+    box.store.unset("wl5g.ssid0.enable");
     set_time_check_wifi_info();
     EXPECT_EQ(acts(), (Lines{"set wl2g.public.enable=0", "set wl2g.ssid0.enable=0", "commit",
                              "command cfm post netctrl 19?op=2,wl_rate=24"}));
@@ -102,9 +102,9 @@ TEST_F(WifiFirstLoad, ValuesAreComparedAsTexts)
 TEST_F(WifiFirstLoad, LongValuesAreComparedByTheirFirst15Characters)
 {
     radios("1", "1", "1");
-    router().store.set("wl2g.enable", std::string(1000, 'x'));
-    router().store.set("wl2g.public.enable", std::string(15, 'x'));
-    router().store.set("wl2g.ssid0.enable", std::string(20, 'x'));
+    box.store.set("wl2g.enable", std::string(1000, 'x'));
+    box.store.set("wl2g.public.enable", std::string(15, 'x'));
+    box.store.set("wl2g.ssid0.enable", std::string(20, 'x'));
     set_time_check_wifi_info();
     EXPECT_EQ(acts(), Lines{});
 }
@@ -112,18 +112,18 @@ TEST_F(WifiFirstLoad, LongValuesAreComparedByTheirFirst15Characters)
 TEST_F(WifiFirstLoad, AfterAFailedCommitNobodyIsToldAndTheValuesStay)
 {
     radios("1", "1", "1");
-    router().store.set("wl2g.ssid0.enable", "0");
-    router().faults.fail("CommitCfm");
+    box.store.set("wl2g.ssid0.enable", "0");
+    box.faults.fail("CommitCfm");
     set_time_check_wifi_info();
     EXPECT_EQ(acts(), (Lines{"set wl2g.public.enable=1", "set wl2g.ssid0.enable=1", "commit failed"}));
-    EXPECT_EQ(router().store.get("wl2g.ssid0.enable"), "1");
+    EXPECT_EQ(box.store.get("wl2g.ssid0.enable"), "1");
 }
 
 TEST_F(WifiFirstLoad, OnlyTheFirstLoadTouchesTheBands)
 {
     radios("1", "1", "1");
     set_time_check_wifi_info();
-    router().store.set("wl2g.ssid0.enable", "0");
+    box.store.set("wl2g.ssid0.enable", "0");
     forget();
     set_time_check_wifi_info();
     EXPECT_EQ(acts(), Lines{});
@@ -133,7 +133,7 @@ TEST_F(WifiFirstLoad, OnlyTheFirstLoadTouchesTheBands)
 TEST_F(WifiFirstLoad, WifiThatIsOffIsNotTheSchedulesToSwitchOffButOnAfterThePeriod)
 {
     radios("0", "0", "0");
-    router().store.set("nkgw.wlan.listnum", "0");
+    box.store.set("nkgw.wlan.listnum", "0");
     set_time_check_wifi_info();
     EXPECT_EQ(lines(), (Lines{"wl2g_op:0 wl5g_op:0 ", "wifi is off , set TIME_CHECK_WIFI_START_FLAG"}));
 
@@ -148,11 +148,11 @@ TEST_F(WifiFirstLoad, WifiThatIsOffIsNotTheSchedulesToSwitchOffButOnAfterThePeri
 TEST_F(WifiFirstLoad, TurnOnWorksOnceAndOnlyBeforeTheFirstLoad)
 {
     radios("1", "1", "0");
-    router().store.set("wl.guest.effective_time", "0");
+    box.store.set("wl.guest.effective_time", "0");
     time_check_first_turn_on_wifi();
     EXPECT_EQ(acts(), WIFI_COMES_ON);
     radios("1", "1", "0");
-    router().journal.clear();
+    box.journal.clear();
     time_check_first_turn_on_wifi();
     set_time_check_wifi_info(); // its bands are no longer reconciled either
     EXPECT_EQ(acts(), Lines{});
@@ -163,7 +163,7 @@ TEST_F(WifiFirstLoad, TurnOnDoesNothingAfterALoad)
     radios("1", "1", "1");
     set_time_check_wifi_info();
     radios("1", "1", "0");
-    router().journal.clear();
+    box.journal.clear();
     time_check_first_turn_on_wifi();
     EXPECT_EQ(acts(), Lines{});
 }
@@ -190,7 +190,7 @@ TEST_F(WifiSchedule, WithoutRulesNothingIsSwitched)
 {
     monday_rule();
     look_at("2026-03-02 12:00:00");
-    router().store.set("nkgw.wlan.listnum", "0");
+    box.store.set("nkgw.wlan.listnum", "0");
     reload();
     forget();
     look_at("2026-03-02 18:00:00");
@@ -201,7 +201,7 @@ TEST_F(WifiSchedule, WithoutRulesNothingIsSwitched)
 TEST_F(WifiSchedule, SwitchesAlthoughItIsDisabled)
 {
     monday_rule();
-    router().store.set("sys.sched.wifi.enable", "0");
+    box.store.set("sys.sched.wifi.enable", "0");
     reload();
     look_at("2026-03-02 12:00:00");
     EXPECT_EQ(acts(), WIFI_GOES_OFF);
@@ -268,7 +268,7 @@ TEST_F(WifiSchedule, DoesNotStandStillForAPowerSavingThatIsNotExactlyOne)
 {
     monday_rule();
     power_saving("0", "08:30", "12:00");
-    router().store.set("sys.powersleep.enable", "2");
+    box.store.set("sys.powersleep.enable", "2");
     set_time_check_power_info();
     look_at("2026-03-02 09:00:00");
     EXPECT_EQ(acts(), WIFI_GOES_OFF);
@@ -290,26 +290,26 @@ TEST_F(WifiSchedule, DoesNotComeOnInThePowerSavingPeriod)
 TEST_F(WifiSchedule, AFailedCommitIsNotTriedAgain)
 {
     monday_rule();
-    router().faults.fail("CommitCfm");
+    box.faults.fail("CommitCfm");
     look_at("2026-03-02 09:00:00");
-    EXPECT_EQ(router().journal.messages_to_netctrl(), Lines{});
+    EXPECT_EQ(box.journal.messages_to_netctrl(), Lines{});
     look_at("2026-03-02 09:00:02");
-    EXPECT_EQ(router().journal.messages_to_netctrl(), Lines{});
+    EXPECT_EQ(box.journal.messages_to_netctrl(), Lines{});
     EXPECT_FALSE(radio_is_on());
 }
 
 TEST_F(WifiSchedule, TheTickLooksEveryOtherSecondAndAtOnceAfterAStep)
 {
     monday_rule();
-    router().clock.set("2026-03-02 08:59:59");
+    box.clock.set("2026-03-02 08:59:59");
     EXPECT_EQ(time_check_wifi(), 1);
-    router().clock.set("2026-03-02 09:00:00");
+    box.clock.set("2026-03-02 09:00:00");
     EXPECT_EQ(time_check_wifi(), 1);
     EXPECT_EQ(acts(), Lines{});
-    router().clock.set("2026-03-02 09:00:01");
+    box.clock.set("2026-03-02 09:00:01");
     time_check_wifi();
     EXPECT_EQ(acts(), WIFI_GOES_OFF);
-    router().clock.set("2026-03-02 08:59:59");
+    box.clock.set("2026-03-02 08:59:59");
     time_check_wifi();
     EXPECT_EQ(acts(), WIFI_COMES_ON);
 }
@@ -319,14 +319,14 @@ TEST_F(WifiSchedule, TheTickLooksEveryOtherSecondAndAtOnceAfterAStep)
 TEST_F(WifiIsInWifiTime, NeedsAnEnabledSchedule)
 {
     monday_rule();
-    router().clock.set("2026-03-02 12:00:00");
+    box.clock.set("2026-03-02 12:00:00");
     EXPECT_EQ(time_check_wifi_is_in_wifi_time(), 1);
     for (const char *enable : {"0", "2", "-1", "", "on"}) {
-        router().store.set("sys.sched.wifi.enable", enable);
+        box.store.set("sys.sched.wifi.enable", enable);
         reload();
         EXPECT_EQ(time_check_wifi_is_in_wifi_time(), 0) << enable;
     }
-    router().store.unset("sys.sched.wifi.enable");
+    box.store.unset("sys.sched.wifi.enable");
     reload();
     EXPECT_EQ(time_check_wifi_is_in_wifi_time(), 0);
 }
@@ -334,11 +334,11 @@ TEST_F(WifiIsInWifiTime, NeedsAnEnabledSchedule)
 TEST_F(WifiIsInWifiTime, FollowsTheRulesAndTheirDays)
 {
     monday_rule();
-    router().clock.set("2026-03-02 17:00:00");
+    box.clock.set("2026-03-02 17:00:00");
     EXPECT_EQ(time_check_wifi_is_in_wifi_time(), 1);
-    router().clock.set("2026-03-02 17:00:01");
+    box.clock.set("2026-03-02 17:00:01");
     EXPECT_EQ(time_check_wifi_is_in_wifi_time(), 0);
-    router().clock.set("2026-03-03 12:00:00");
+    box.clock.set("2026-03-03 12:00:00");
     EXPECT_EQ(time_check_wifi_is_in_wifi_time(), 0);
 }
 
@@ -347,7 +347,7 @@ TEST_F(WifiIsInWifiTime, FollowsTheRulesAndTheirDays)
 TEST_F(WifiButton, AStampIsOnlyKeptUntilTheNextReload)
 {
     monday_rule();
-    router().clock.set_uptime(2000);
+    box.clock.set_uptime(2000);
     look_at("2026-03-02 12:00:00");
     radios("1", "1", "1");
     forget();
@@ -362,7 +362,7 @@ TEST_F(WifiButton, AStampIsOnlyKeptUntilTheNextReload)
 TEST_F(WifiButton, ARadioFoundOffIsSwitchedOnOutsideAPeriod)
 {
     monday_rule();
-    router().clock.set_uptime(2000);
+    box.clock.set_uptime(2000);
     look_at("2026-03-02 08:00:00");
     radios("1", "1", "0");
     press_button("1999");
@@ -379,7 +379,7 @@ class WifiButtonStamp : public RouterTest, public testing::WithParamInterface<co
 TEST_P(WifiButtonStamp, ThatIsNotBelowTheUptimeCountsForNothing)
 {
     monday_rule();
-    router().clock.set_uptime(2000);
+    box.clock.set_uptime(2000);
     look_at("2026-03-02 08:00:00");
     radios("1", "1", "0");
     press_button(GetParam());
@@ -396,12 +396,12 @@ INSTANTIATE_TEST_SUITE_P(Cases, WifiButtonStamp,
 TEST_F(WifiButton, AStampIsDroppedByTheReloadThatDidNotTakeIt)
 {
     monday_rule();
-    router().clock.set_uptime(2000);
+    box.clock.set_uptime(2000);
     look_at("2026-03-02 08:00:00");
     radios("1", "1", "0");
     press_button("2000");
     reload();
-    router().clock.set_uptime(3000);
+    box.clock.set_uptime(3000);
     reload();
     forget();
     look_at("2026-03-02 08:00:02");
@@ -411,7 +411,7 @@ TEST_F(WifiButton, AStampIsDroppedByTheReloadThatDidNotTakeIt)
 TEST_F(WifiButton, TheLastStampCounts)
 {
     monday_rule();
-    router().clock.set_uptime(2000);
+    box.clock.set_uptime(2000);
     look_at("2026-03-02 08:00:00");
     radios("1", "1", "0");
     press_button("1999");
@@ -426,7 +426,7 @@ TEST_F(WifiButton, AMessageWithAStampDoesNotReloadAndItsOpIsNotLookedAt)
 {
     monday_rule();
     radios("1", "1", "0");
-    router().store.set("nkgw.wlan.listnum", "0");
+    box.store.set("nkgw.wlan.listnum", "0");
     forget();
     TIME_CHECK_MODULES_COMMON_STRUCT msg = message(OP_STOP, "1");
     time_check_wifi_msg_handle(&msg);
@@ -467,7 +467,7 @@ TEST_F(WifiMessages, StopWithTheRulesGoneGivesWifiBackForGood)
 {
     monday_rule();
     look_at("2026-03-02 12:00:00");
-    router().store.set("nkgw.wlan.listnum", "0");
+    box.store.set("nkgw.wlan.listnum", "0");
     forget();
     TIME_CHECK_MODULES_COMMON_STRUCT msg = message(OP_STOP);
     time_check_wifi_msg_handle(&msg);
@@ -489,12 +489,12 @@ TEST_F(WifiMessages, StopDoesNotSwitchOnWhileTheRouterSleeps)
 {
     monday_rule();
     radios("1", "1", "0");
-    router().store.set("sys.is.pwr.save.mode", "1");
+    box.store.set("sys.is.pwr.save.mode", "1");
     forget();
     TIME_CHECK_MODULES_COMMON_STRUCT msg = message(OP_STOP);
     time_check_wifi_msg_handle(&msg);
     EXPECT_EQ(acts(), Lines{});
-    router().store.set("sys.is.pwr.save.mode", "0");
+    box.store.set("sys.is.pwr.save.mode", "0");
     forget();
     look_at("2026-03-03 12:00:00"); // the schedule has it that Wi-Fi is on: nothing to switch
     EXPECT_EQ(acts(), Lines{});
@@ -503,15 +503,15 @@ TEST_F(WifiMessages, StopDoesNotSwitchOnWhileTheRouterSleeps)
 TEST_F(WifiMessages, ThroughTheBus)
 {
     radios("1", "1", "1");
-    router().store.set("wl.guest.effective_time", "0");
-    router().clock.set("2026-03-02 12:00:00");
-    ASSERT_TRUE(router().boot());
+    box.store.set("wl.guest.effective_time", "0");
+    box.clock.set("2026-03-02 12:00:00");
+    ASSERT_TRUE(box.boot());
     only_rule("nkgw.wlan", "Mon 09:00", "17:00");
-    ASSERT_TRUE(router().post("time_check_wifi?op=1"));
-    router().run(4);
+    ASSERT_TRUE(box.post("time_check_wifi?op=1"));
+    box.run(4);
     EXPECT_FALSE(radio_is_on());
-    router().store.set("nkgw.wlan.listnum", "0");
-    ASSERT_TRUE(router().post("3?op=2"));
-    router().run(1);
+    box.store.set("nkgw.wlan.listnum", "0");
+    ASSERT_TRUE(box.post("3?op=2"));
+    box.run(1);
     EXPECT_TRUE(radio_is_on());
 }

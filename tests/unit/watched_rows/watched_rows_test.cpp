@@ -65,13 +65,13 @@ protected:
     static void load()
     {
         set_time_check_cpu_info();
-        sim::router().log.clear();
+        box.log.clear();
     }
 
     static void send(uint32_t op, const char *string_info)
     {
         const TIME_CHECK_MODULES_COMMON_STRUCT msg = message(op, string_info);
-        sim::router().log.clear();
+        box.log.clear();
         op == OP_STOP ? time_check_cpu_stop(&msg) : time_check_cpu_start(&msg);
     }
 
@@ -195,13 +195,13 @@ protected:
     static void load()
     {
         set_time_check_daemon_info();
-        sim::router().log.clear();
+        box.log.clear();
     }
 
     static void send(uint32_t op, const char *string_info)
     {
         TIME_CHECK_MODULES_COMMON_STRUCT msg = message(op, string_info);
-        sim::router().log.clear();
+        box.log.clear();
         time_check_daemon_msg_handle(&msg);
     }
 };
