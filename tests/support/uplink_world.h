@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 #include "platform/wifi.h"
 #include "tests/support/router_test.h"
@@ -52,6 +53,47 @@ protected:
 
     // A snapshot of its own for functions that take one.
     WIFI_CONNECT wifi = {};
+};
+
+// A link that comes and goes, looked at once a second.
+class UplinkLinkTest : public UplinkTest
+{
+protected:
+    virtual void look() = 0;
+    virtual void up() = 0;
+    virtual void down() = 0;
+
+    void ticks(int number)
+    {
+        for (int i = 0; i < number; i++) {
+            box.clock.step(1);
+            look();
+        }
+    }
+
+    // Up, then down for so long that the loss was just told, with this act.
+    void lose_until(std::string_view told)
+    {
+        up();
+        ticks(1);
+        down();
+        ticks(3);
+        ASSERT_EQ(times(told), 1U);
+        box.journal.clear();
+        box.log.clear();
+    }
+
+    // The time without a link starts again in this tick, and after a minute of it the radio is bounced.
+    void expect_bounce_a_minute_after_the_next_tick(const std::string &bounce)
+    {
+        box.log.clear();
+        ticks(1);
+        EXPECT_TRUE(has_line("wl_not_conn_time:0 "));
+        ticks(59);
+        EXPECT_ACTS();
+        ticks(1);
+        EXPECT_ACTS(bounce);
+    }
 };
 
 // What a program gets when a shell runs `command` with a function of that name in its place: its arguments in brackets.

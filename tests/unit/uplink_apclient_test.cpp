@@ -12,7 +12,7 @@ const std::string BACK = "netctrl 35?op=8,string_info=dhcp_down";
 const std::string BOUNCE = "command ifconfig wlc0 down && ifconfig wlc0 up";
 const char BOUNCE_LINE[] = "apclient not connected time over 60 s.";
 
-class ApClientLink : public UplinkTest
+class ApClientLink : public UplinkLinkTest
 {
 protected:
     void SetUp() override
@@ -24,34 +24,30 @@ protected:
         down();
     }
 
-    void up()
+    void look() override
+    {
+        wifi_apclient_check(&wifi);
+    }
+
+    void up() override
     {
         box.radios.set(RADIO, TPI_CONNECTED, WIFI_RELAY_CONNECTED);
     }
 
-    void down(int relay_state = WIFI_RELAY_DOWN)
+    void down() override
+    {
+        waits_in(WIFI_RELAY_DOWN);
+    }
+
+    // Without an association, in this state of the relay.
+    void waits_in(int relay_state)
     {
         box.radios.set(RADIO, TPI_NOT_CONNECTED, relay_state);
     }
 
-    void ticks(int number)
-    {
-        for (int i = 0; i < number; i++) {
-            box.clock.step(1);
-            wifi_apclient_check(&wifi);
-        }
-    }
-
-    // Associated, then lost for so long that it was just told.
     void lose()
     {
-        up();
-        ticks(1);
-        down();
-        ticks(3);
-        ASSERT_EQ(times(LOST), 1U);
-        box.journal.clear();
-        box.log.clear();
+        lose_until(LOST);
     }
 };
 
@@ -142,7 +138,7 @@ TEST_F(ApClientLink, OnlyAConnectedRelayIsAssociated)
 {
     EXPECT_EQ(wl_get_sta_info(RADIO), 1);
     for (const int state : {WIFI_RELAY_DOWN, WIFI_RELAY_UP, WIFI_RELAY_SCANNING}) {
-        down(state);
+        waits_in(state);
         EXPECT_EQ(wl_get_sta_info(RADIO), 1) << state;
     }
     up();

@@ -13,7 +13,7 @@ const std::string STATIC_UP = "netctrl 2?op=12,wan_id=1";
 const std::string BOUNCE = "command ifconfig wlc0 down && ifconfig wlc0 up";
 const char BOUNCE_LINE[] = "wisp not connected time over 60 s.";
 
-class WispLink : public UplinkTest
+class WispLink : public UplinkLinkTest
 {
 protected:
     void SetUp() override
@@ -30,34 +30,24 @@ protected:
         box.radios.set_connection(RADIO, wan);
     }
 
-    void up()
+    void look() override
+    {
+        wifi_wisp_link_check(&wifi);
+    }
+
+    void up() override
     {
         link(TPI_CONNECTED, TPI_CONNECTED);
     }
 
-    void down()
+    void down() override
     {
         link(TPI_NOT_CONNECTED, TPI_NOT_CONNECTED);
     }
 
-    void ticks(int number)
-    {
-        for (int i = 0; i < number; i++) {
-            box.clock.step(1);
-            wifi_wisp_link_check(&wifi);
-        }
-    }
-
-    // Up, then down for so long that the loss was just told.
     void lose()
     {
-        up();
-        ticks(1);
-        down();
-        ticks(3);
-        ASSERT_EQ(times(STOP), 1U);
-        box.journal.clear();
-        box.log.clear();
+        lose_until(STOP);
     }
 };
 
@@ -349,13 +339,7 @@ TEST_F(WispLink, AClockSetBackNeverMakesTheTimeNegative)
     ticks(1);
     EXPECT_TRUE(has_line("wl_not_conn_time:11 "));
     box.clock.step(-3600);
-    box.log.clear();
-    ticks(1);
-    EXPECT_TRUE(has_line("wl_not_conn_time:0 "));
-    ticks(59);
-    EXPECT_ACTS();
-    ticks(1);
-    EXPECT_ACTS(BOUNCE);
+    expect_bounce_a_minute_after_the_next_tick(BOUNCE);
 }
 
 TEST_F(WispLink, AClockSetForwardBouncesOnceAndNotTwice)
@@ -458,13 +442,7 @@ TEST_F(WispLink, TheGraceGivesTheLinkEightTicksMoreBeforeTheMinute)
     // the time starts again once more: the ninth tick.
     ticks(8);
     EXPECT_TRUE(has_line("wl_not_conn_time:7 "));
-    box.log.clear();
-    ticks(1);
-    EXPECT_TRUE(has_line("wl_not_conn_time:0 "));
-    ticks(59);
-    EXPECT_ACTS();
-    ticks(1);
-    EXPECT_ACTS(BOUNCE);
+    expect_bounce_a_minute_after_the_next_tick(BOUNCE);
 }
 
 TEST_F(WispLink, TheGraceCountsOnlyTicksOfAWaitingRadio)
