@@ -24,6 +24,7 @@
 #include "platform/config_store.h"
 #include "platform/linux/store/environment.h"
 #include "tests/contract/config_store_folders.h"
+#include "tests/contract/own_process.h"
 
 // ---- the calls by which a commit changes the disk, so that a test can count, fail or end them ----
 
@@ -103,27 +104,6 @@ bool import_text(const std::string &text)
     const bool imported = config_store_import(fd, "the text");
     close(fd);
     return imported;
-}
-
-std::string said(const std::function<void()> &act)
-{
-    testing::internal::CaptureStderr();
-    act();
-    return testing::internal::GetCapturedStderr();
-}
-
-// Runs a part of a test in a process of its own; its failures are the test's.
-void elsewhere(const std::function<void()> &act)
-{
-    const pid_t child = fork();
-    if (child == 0) {
-        act();
-        fflush(nullptr);
-        _exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0) << "the other process failed";
 }
 
 // A memory file system of `size` at `path`, in this process's own view of the file systems.

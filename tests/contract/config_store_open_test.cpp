@@ -19,37 +19,16 @@
 #include "platform/linux/store/environment.h"
 #include "platform/linux/store/state.h"
 #include "tests/contract/config_store_folders.h"
+#include "tests/contract/own_process.h"
 
 namespace
 {
 
 namespace fs = std::filesystem;
 
-std::string said(const std::function<void()> &act)
-{
-    testing::internal::CaptureStderr();
-    act();
-    return testing::internal::GetCapturedStderr();
-}
-
 bool has(const std::string &lines, const std::string &wanted)
 {
     return lines.find(wanted) != std::string::npos;
-}
-
-// Runs a part of a test in a process of its own; its failures are the test's.
-void elsewhere(const std::function<void()> &act)
-{
-    fflush(nullptr);
-    const pid_t child = fork();
-    if (child == 0) {
-        act();
-        fflush(nullptr);
-        _exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0) << "the other process failed";
 }
 
 bool import_file(const fs::path &path)

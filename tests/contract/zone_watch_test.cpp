@@ -198,6 +198,18 @@ TEST_F(Zone, ZoneOfTheEnvironmentStays)
     });
 }
 
+// How often the calling thread was woken, or gave way, in three sleeps of a second.
+long wakes_in_three_sleeps()
+{
+    rusage before = {};
+    rusage after = {};
+    getrusage(RUSAGE_THREAD, &before);
+    for (int i = 0; i < 3; i++)
+        sleep(1);
+    getrusage(RUSAGE_THREAD, &after);
+    return after.ru_nvcsw - before.ru_nvcsw;
+}
+
 // What the sleeping thread spends a second, while somebody else writes into /etc without a pause.
 TEST_F(Zone, OtherFilesOfTheFolderDoNotWakeTheSleep)
 {
@@ -209,13 +221,7 @@ TEST_F(Zone, OtherFilesOfTheFolderDoNotWakeTheSleep)
                 write_text("/etc/resolv.conf", "nameserver 192.0.2.1\n");
         });
         ASSERT_TRUE(comes_true([] { return fs::exists("/etc/resolv.conf"); }));
-        rusage before = {};
-        rusage after = {};
-        getrusage(RUSAGE_THREAD, &before);
-        for (int i = 0; i < 3; i++)
-            sleep(1);
-        getrusage(RUSAGE_THREAD, &after);
-        EXPECT_LE(after.ru_nvcsw - before.ru_nvcsw, 3 + 3);
+        EXPECT_LE(wakes_in_three_sleeps(), 3 + 3);
         write_zone(LOCALTIME, 9);
         expect_from_next_second(21);
     });
@@ -233,13 +239,7 @@ TEST_F(Zone, WaitingForAnAbsentFileWakesTheSleepOnceASecondAtMost)
             }
         });
         ASSERT_TRUE(comes_true([] { return fs::exists("/etc/resolv.conf"); }));
-        rusage before = {};
-        rusage after = {};
-        getrusage(RUSAGE_THREAD, &before);
-        for (int i = 0; i < 3; i++)
-            sleep(1);
-        getrusage(RUSAGE_THREAD, &after);
-        EXPECT_LE(after.ru_nvcsw - before.ru_nvcsw, 10 * 3); // making the watch anew waits inside the kernel
+        EXPECT_LE(wakes_in_three_sleeps(), 10 * 3); // making the watch anew waits inside the kernel
     });
 }
 
