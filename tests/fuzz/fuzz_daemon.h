@@ -10,6 +10,21 @@
 
 #include "platform/sim/virtual_router.h"
 
+// Files that the daemon reads, in the order in which an input gives them.
+inline constexpr const char *FILES_READ[] = {
+    "/proc/net/arp",
+    "/proc/net/ip_mr_vif",
+    "/sys/class/net/br0/statistics/tx_bytes",
+    "/sys/class/net/br0/statistics/rx_bytes",
+    "/proc/stat",
+    "/proc/412/stat",
+    "/etc/httpd.pid",
+    "/etc/resolv.conf",
+    "/etc/lan.ini",
+    "etc/dhcpc/noresp",
+    "/etc/resolv.conf.time_check",
+};
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 
 // The parts of an input, as text without zeros, divided by `separator`; at most `most` of them.

@@ -7,19 +7,6 @@
 #include "time_check/time_check_clock.h"
 #include "time_check/time_check_reboot.h"
 
-static const char *const files[] = {
-    "/proc/net/arp",
-    "/proc/net/ip_mr_vif",
-    "/sys/class/net/br0/statistics/tx_bytes",
-    "/sys/class/net/br0/statistics/rx_bytes",
-    "/proc/stat",
-    "/proc/412/stat",
-    "/etc/httpd.pid",
-    "/etc/resolv.conf",
-    "/etc/lan.ini",
-    "etc/dhcpc/noresp",
-};
-
 int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     fresh_router();
@@ -30,8 +17,8 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
           std::pair("wl5g.public.mode", "ap"), std::pair("sys.workmode", "ap"), std::pair("wans.flag", "1")})
         box.store.set(key, value);
     size_t number = 0;
-    for (const std::string &text : parts_of(data, size, '|', std::size(files)))
-        box.files.set(files[number++], text);
+    for (const std::string &text : parts_of(data, size, '|', std::size(FILES_READ)))
+        box.files.set(FILES_READ[number++], text);
 
     box.boot();
     box.tick(30); // the second pass of the reachability check among them

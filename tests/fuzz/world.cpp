@@ -6,6 +6,7 @@
 
 #include "tests/fuzz/command_grammar.h"
 #include "tests/fuzz/fuzz_daemon.h"
+#include "tests/support/busy_settings.h"
 
 namespace
 {
@@ -82,20 +83,6 @@ constexpr const char *KEYS[] = {
     "wl5g.ssid1.guest_enable",
 };
 
-constexpr const char *FILES[] = {
-    "/proc/net/arp",
-    "/proc/net/ip_mr_vif",
-    "/sys/class/net/br0/statistics/tx_bytes",
-    "/sys/class/net/br0/statistics/rx_bytes",
-    "/proc/stat",
-    "/proc/412/stat",
-    "/etc/httpd.pid",
-    "/etc/resolv.conf",
-    "/etc/resolv.conf.time_check",
-    "/etc/lan.ini",
-    "etc/dhcpc/noresp",
-};
-
 constexpr const char *PROGRAMS[] = {"httpd", "minidlna", "udhcpc", "dhcpcd_lan", "pppoecd", "nas"};
 constexpr const char *INTERFACES[] = {"eth1", "eth2", "wlc0", "wlc1", "br0", "ppp0", "ppp45"};
 constexpr const char *MODES[] = {"ap", "wisp", "apclient", "router", "client+ap"};
@@ -164,7 +151,7 @@ void change_clients(Input &input)
 
 void change_file(Input &input)
 {
-    const char *const path = input.one_of(FILES);
+    const char *const path = input.one_of(FILES_READ);
     if (input.below(8) == 0) {
         box.files.remove(path);
         box.files.set_missing(path);
@@ -238,31 +225,18 @@ void order_fault(Input &input)
 
 void busy_router(Input &input)
 {
-    for (const auto &[key, value] : {std::pair("sys.schedulereboot.enable", "1"),
-                                     {"sys.schedulereboot.type", "1"},
-                                     {"sys.schedulereboot.start_time", "03:00"},
-                                     {"sys.schedulereboot.end_time", "05:00"},
-                                     {"sys.powersleep.enable", "1"},
-                                     {"sys.powersleep.type", "1"},
-                                     {"sys.powersleep.start_time", "00:50"},
-                                     {"sys.powersleep.end_time", "05:00"},
-                                     {"sys.sched.wifi.enable", "1"},
-                                     {"nkgw.wlan.listnum", "1"},
+    for (const auto &[key, value] : BUSY_SETTINGS)
+        box.store.set(key, value);
+    for (const auto &[key, value] : {std::pair("nkgw.wlan.listnum", "1"),
                                      {"nkgw.wlan.offtime.list1", "23:00"},
                                      {"nkgw.wlan.ontime.list1", "6:00"},
-                                     {"sys.sched.led.type", "time"},
                                      {"nkgw.led.listnum", "1"},
                                      {"nkgw.led.offtime.list1", "22:00"},
                                      {"nkgw.led.ontime.list1", "7:00"},
                                      {"wl.guest.dhcps_enable", "1"},
-                                     {"wl.guest.effective_time", "7200"},
-                                     {"lan.ip", "192.168.0.1"},
-                                     {"wl.wisp.ifname", "wlc0"},
                                      {"wl2g.enable", "1"},
                                      {"wl5g.enable", "1"},
-                                     {"wl2g.extra.wpapsk_type", "psk2"},
-                                     {"wl2g.extra.wpapsk_crypto", "tkip+aes"},
-                                     {"wl5g.public.mode", "ap"}})
+                                     {"wl2g.extra.wpapsk_crypto", "tkip+aes"}})
         box.store.set(key, value);
     constexpr const char *WORK_MODES[] = {"router", "router", "client+ap", "ap"};
     constexpr const char *RADIO_MODES[] = {"ap", "wisp", "apclient", "ap"};

@@ -388,27 +388,14 @@ std::string garbage(Dice &dice)
 
 void garbage_in_every_key(Dice &dice)
 {
-    for (const char *key : {"wl2g.enable",
-                            "wl5g.enable",
-                            "wl2g.public.enable",
-                            "wl2g.ssid0.enable",
-                            "wl5g.public.enable",
-                            "wl5g.ssid0.enable",
-                            "wl.guest.effective_time",
-                            "wl.guest.dhcps_enable",
-                            "nkgw.led.state",
-                            "sys.sched.led.closetype",
-                            "sys.sched.led.type",
-                            "sys.powersleep.enable",
-                            "sys.powersleep.type",
-                            "sys.powersleep.wday",
-                            "sys.powersleep.start_time",
-                            "sys.powersleep.end_time",
-                            "sys.powersleep.max_speed",
-                            "sys.is.pwr.save.mode",
-                            "power.sleep.closetype.changed",
-                            "sys.sched.wifi.enable",
-                            "time_check_debug"})
+    for (const char *key : {"wl2g.enable", "wl5g.enable", "wl2g.public.enable", "wl2g.ssid0.enable",
+                            "wl5g.public.enable", "wl5g.ssid0.enable", "wl.guest.effective_time",
+                            "wl.guest.dhcps_enable", "nkgw.led.state", "sys.sched.led.closetype", "sys.sched.led.type"})
+        box.store.set(key, garbage(dice));
+    for (const char *field : {"enable", "type", "wday", "start_time", "end_time", "max_speed"})
+        box.store.set(std::string("sys.powersleep.") + field, garbage(dice));
+    for (const char *key :
+         {"sys.is.pwr.save.mode", "power.sleep.closetype.changed", "sys.sched.wifi.enable", "time_check_debug"})
         box.store.set(key, garbage(dice));
     for (const std::string family : {"nkgw.wlan", "nkgw.led"}) {
         box.store.set(family + ".listnum", std::to_string(dice.roll(25)));

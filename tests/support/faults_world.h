@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+#include "tests/support/busy_settings.h"
 #include "tests/support/nights_world.h"
 #include "tests/support/schedule_world.h"
 
@@ -56,24 +57,10 @@ inline void configure_all()
 {
     box.clock.set("2026-03-01 00:00:00");
     box.clock.set_uptime(100000);
-    busy_nights::configure({{"sys.schedulereboot.enable", "1"},
-                            {"sys.schedulereboot.type", "1"},
-                            {"sys.schedulereboot.start_time", "03:00"},
-                            {"sys.schedulereboot.end_time", "05:00"},
-                            {"sys.powersleep.enable", "1"},
-                            {"sys.powersleep.type", "1"},
-                            {"sys.powersleep.start_time", "00:50"},
-                            {"sys.powersleep.end_time", "05:00"},
-                            {"sys.sched.wifi.enable", "1"},
-                            {"sys.sched.led.type", "time"},
-                            {"wl.guest.dhcps_enable", "0"},
-                            {"wl.guest.effective_time", "7200"},
-                            {"lan.ip", "192.168.0.1"},
-                            {"wl5g.public.mode", "ap"},
-                            {"wl.wisp.ifname", "wlc0"},
-                            {"wl.wisp.access_mode", "dhcp"},
-                            {"wl2g.extra.wpapsk_type", "psk2"},
-                            {"wl2g.extra.wpapsk_crypto", "aes"}});
+    for (const auto &[key, value] : BUSY_SETTINGS)
+        box.store.set(key, value);
+    busy_nights::configure(
+        {{"wl.guest.dhcps_enable", "0"}, {"wl.wisp.access_mode", "dhcp"}, {"wl2g.extra.wpapsk_crypto", "aes"}});
     schedule_world::radios("1", "1", "1");
     box.store.set("nkgw.led.state", "3");
     schedule_world::only_rule("nkgw.wlan", "23:00", "6:00");

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "tests/support/router_test.h"
+#include "tests/support/schedule_world.h"
 
 namespace busy_nights
 {
@@ -74,14 +75,9 @@ inline void begin_night()
                {"nkgw.led.listnum", "1"},
                {"nkgw.led.offtime.list1", "01:15"},
                {"nkgw.led.ontime.list1", "01:18"},
-               {"wl2g.enable", "1"},
-               {"wl5g.enable", "1"},
-               {"wl2g.public.enable", "1"},
-               {"wl5g.public.enable", "1"},
-               {"wl2g.ssid0.enable", "1"},
-               {"wl5g.ssid0.enable", "1"},
                {"time_check_debug", "on"},
                {"lan.ip", "192.168.0.1"}});
+    schedule_world::radios("1", "1", "1");
     box.processes.set_share("httpd", 100);
     box.at(5, [] { box.post("6?op=1,string_info=minidlna"); });
     box.at(400, [] { box.processes.start("httpd", 413); });

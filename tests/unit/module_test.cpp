@@ -44,7 +44,6 @@ protected:
     }
 };
 
-using ListNode = RouterTest;
 using EarlyRegistry = RouterTest;
 
 // ---- the list ----
@@ -58,21 +57,28 @@ std::vector<const list_node *> nodes(const list_node &head, list_node *list_node
     return found;
 }
 
+// A list, empty at first, and nodes to put into it.
+class ListNode : public RouterTest
+{
+protected:
+    ListNode()
+    {
+        INIT_LIST_HEAD(&head);
+    }
+    list_node head;
+    list_node a;
+    list_node b;
+    list_node c;
+};
+
 TEST_F(ListNode, AnEmptyHeadPointsAtItself)
 {
-    list_node head;
-    INIT_LIST_HEAD(&head);
     EXPECT_EQ(head.next, &head);
     EXPECT_EQ(head.prev, &head);
 }
 
 TEST_F(ListNode, AppendInsertsDirectlyAfterThePosition)
 {
-    list_node head;
-    list_node a;
-    list_node b;
-    list_node c;
-    INIT_LIST_HEAD(&head);
     list_append(&a, &head);
     list_append(&b, &head); // after the head: in front
     list_append(&c, &b);
@@ -82,11 +88,6 @@ TEST_F(ListNode, AppendInsertsDirectlyAfterThePosition)
 
 TEST_F(ListNode, DeleteLinksTheNeighboursAndLeavesTheNodesOwnLinks)
 {
-    list_node head;
-    list_node a;
-    list_node b;
-    list_node c;
-    INIT_LIST_HEAD(&head);
     list_append(&a, &head);
     list_append(&b, &a);
     list_append(&c, &b);
