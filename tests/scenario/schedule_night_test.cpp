@@ -14,10 +14,10 @@ void evening()
     box.local_time.set_zone("CET-1CEST,M3.5.0,M10.5.0/3");
     box.clock.set("2026-03-02 21:00:00");
     radios("1", "1", "1");
-    box.store.set("wl.guest.effective_time", "0");
-    box.store.set("nkgw.led.state", "3");
-    box.store.set("sys.sched.led.type", "open");
-    box.store.set("sys.sched.wifi.enable", "1");
+    configure({{"wl.guest.effective_time", "0"},
+               {"nkgw.led.state", "3"},
+               {"sys.sched.led.type", "open"},
+               {"sys.sched.wifi.enable", "1"}});
 }
 
 void start()

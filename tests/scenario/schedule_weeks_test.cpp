@@ -150,9 +150,7 @@ Settings random_settings(Dice &dice, bool with_power_saving)
 {
     Settings settings;
     radios("1", "1", "1");
-    box.store.set("nkgw.led.state", "3");
-    box.store.set("sys.sched.wifi.enable", "1");
-    box.store.set("sys.sched.led.type", "time");
+    configure({{"nkgw.led.state", "3"}, {"sys.sched.wifi.enable", "1"}, {"sys.sched.led.type", "time"}});
     settings.wifi = random_rules(dice, "nkgw.wlan");
     settings.led = random_rules(dice, "nkgw.led");
     if (with_power_saving) {
@@ -318,9 +316,7 @@ TEST_P(ScheduleFirstClock, TakesOverFromThere)
                                .led = {{.days = {0, 1, 2, 3, 4, 5, 6}, .off = 22 * 60, .on = 6 * 60}},
                                .sleep = {{.days = {0, 1, 2, 3, 4, 5, 6}, .off = 23 * 60, .on = 5 * 60}}};
     radios("1", "1", "1");
-    box.store.set("nkgw.led.state", "3");
-    box.store.set("sys.sched.wifi.enable", "1");
-    box.store.set("sys.sched.led.type", "time");
+    configure({{"nkgw.led.state", "3"}, {"sys.sched.wifi.enable", "1"}, {"sys.sched.led.type", "time"}});
     only_rule("nkgw.wlan", "22:00", "6:00");
     only_rule("nkgw.led", "22:00", "6:00");
     power_saving("0", "23:00", "5:00");

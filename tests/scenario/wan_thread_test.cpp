@@ -99,9 +99,7 @@ TEST_F(WanThread, AWishForRenewalIsTakenUpAtTheEndOfThePass)
     boot_wired(1);
     run_to(10);
     box.journal.clear();
-    box.store.set("surf_check_renew_flag", "1");
-    box.store.set("wans.flag", "2");
-    box.store.set("wan2.connecttype", "0");
+    configure({{"surf_check_renew_flag", "1"}, {"wans.flag", "2"}, {"wan2.connecttype", "0"}});
     plug_wan(2);
     run_to(60);
     EXPECT_EQ(box.store.get("surf_check_renew_flag"), "0");

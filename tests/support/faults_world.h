@@ -59,8 +59,7 @@ inline void configure_all()
     box.clock.set_uptime(100000);
     for (const auto &[key, value] : BUSY_SETTINGS)
         box.store.set(key, value);
-    busy_nights::configure(
-        {{"wl.guest.dhcps_enable", "0"}, {"wl.wisp.access_mode", "dhcp"}, {"wl2g.extra.wpapsk_crypto", "aes"}});
+    configure({{"wl.guest.dhcps_enable", "0"}, {"wl.wisp.access_mode", "dhcp"}, {"wl2g.extra.wpapsk_crypto", "aes"}});
     schedule_world::radios("1", "1", "1");
     box.store.set("nkgw.led.state", "3");
     schedule_world::only_rule("nkgw.wlan", "23:00", "6:00");
@@ -133,8 +132,7 @@ inline const std::array MODES = {
 // The router restarts in that mode.
 inline void enter(const Mode &mode)
 {
-    busy_nights::configure(
-        {{"sys.workmode", mode.workmode}, {"wl2g.public.mode", mode.radio_mode}, {"wans.flag", mode.wans}});
+    configure({{"sys.workmode", mode.workmode}, {"wl2g.public.mode", mode.radio_mode}, {"wans.flag", mode.wans}});
     box.restart();
 }
 

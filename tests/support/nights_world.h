@@ -41,12 +41,6 @@ private:
     std::mt19937 generator_;
 };
 
-inline void configure(std::initializer_list<std::pair<std::string_view, std::string_view>> settings)
-{
-    for (const auto &[key, value] : settings)
-        box.store.set(key, value);
-}
-
 // ---- the nights ----
 
 // Every schedule has its turn within the hour: power saving, Wi-Fi, LEDs, the guest network's end, a reboot once

@@ -19,6 +19,13 @@ using Lines = std::vector<std::string>;
 // The one way of all tests to the router. Worlds and helpers outside the fixture say it, too.
 inline sim::VirtualRouter &box = sim::router();
 
+// Sets several keys of the store.
+inline void configure(std::initializer_list<std::pair<std::string_view, std::string_view>> settings)
+{
+    for (const auto &[key, value] : settings)
+        box.store.set(key, value);
+}
+
 class RouterTest : public testing::Test
 {
 protected:
@@ -28,13 +35,6 @@ protected:
         EXPECT_EQ(box.store.unknown_keys(), Lines{})
             << "the daemon uses keys that platform/config_keys.def does not know of";
         EXPECT_EQ(box.open_descriptors(), Lines{}) << "the daemon left these open";
-    }
-
-    // Sets several keys of the store.
-    void configure(std::initializer_list<std::pair<std::string_view, std::string_view>> settings)
-    {
-        for (const auto &[key, value] : settings)
-            box.store.set(key, value);
     }
 
     // Whether the daemon printed a line with this body.

@@ -109,10 +109,10 @@ inline void only_rule(const std::string &family, std::string_view off, std::stri
 
 inline void power_saving(std::string_view type, std::string_view start, std::string_view end)
 {
-    box.store.set("sys.powersleep.enable", "1");
-    box.store.set("sys.powersleep.type", type);
-    box.store.set("sys.powersleep.start_time", start);
-    box.store.set("sys.powersleep.end_time", end);
+    configure({{"sys.powersleep.enable", "1"},
+               {"sys.powersleep.type", type},
+               {"sys.powersleep.start_time", start},
+               {"sys.powersleep.end_time", end}});
 }
 
 inline bool asleep()

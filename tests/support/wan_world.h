@@ -36,11 +36,11 @@ inline void plug_wan(int wan_id)
 inline void make_wired_router(int wans)
 {
     box.store.set("wans.flag", std::to_string(wans));
-    box.store.set("sys.workmode", "router");
-    box.store.set("wl2g.public.mode", "ap");
-    box.store.set("wl5g.public.mode", "ap");
-    box.store.set("wl2g.public.country", "DE");
-    box.store.set("lan.ip", "192.168.0.1");
+    configure({{"sys.workmode", "router"},
+               {"wl2g.public.mode", "ap"},
+               {"wl5g.public.mode", "ap"},
+               {"wl2g.public.country", "DE"},
+               {"lan.ip", "192.168.0.1"}});
     for (int wan_id = 1; wan_id <= wans; wan_id++) {
         box.store.set("wan" + std::to_string(wan_id) + ".connecttype", "0");
         plug_wan(wan_id);

@@ -340,9 +340,7 @@ TEST_F(GuestTrace, IsPrintedOnlyWhileSwitchedOn)
 
 TEST_F(GuestTrace, TellsTheWholeLifeOfANetwork)
 {
-    box.store.set("time_check_debug", "on");
-    box.store.set("wl.guest.effective_time", "7200");
-    box.store.set("wl.guest.dhcps_enable", "1");
+    configure({{"time_check_debug", "on"}, {"wl.guest.effective_time", "7200"}, {"wl.guest.dhcps_enable", "1"}});
     box.clock.set_uptime(100);
     time_check_wl_guest();
     post("wl_guest");
@@ -358,9 +356,7 @@ TEST_F(GuestTrace, TellsTheWholeLifeOfANetwork)
 
 TEST_F(GuestTrace, TellsTheStart)
 {
-    box.store.set("time_check_debug", "on");
-    box.store.set("wl.guest.effective_time", "7200");
-    box.store.set("wl.guest.dhcps_enable", "1");
+    configure({{"time_check_debug", "on"}, {"wl.guest.effective_time", "7200"}, {"wl.guest.dhcps_enable", "1"}});
     time_check_wl_guest_first_init();
     time_check_wl_guest_first_init();
     EXPECT_EQ(box.log.bodies(),

@@ -348,9 +348,7 @@ TEST_F(LedIsInLedTime, WithoutRulesItIsTheSecondOfMidnight)
 TEST_F(LedIsInLedTime, AHalfFilledFirstRuleIsSeenThoughNotCounted)
 {
     leds_on();
-    box.store.set("nkgw.led.listnum", "1");
-    box.store.set("nkgw.led.offtime.list1", "22:00");
-    box.store.set("nkgw.led.ontime.list1", "26:00");
+    configure({{"nkgw.led.listnum", "1"}, {"nkgw.led.offtime.list1", "22:00"}, {"nkgw.led.ontime.list1", "26:00"}});
     load("time");
     box.clock.set("2026-03-02 23:00:00");
     EXPECT_EQ(time_check_led_is_in_led_time(), 1);

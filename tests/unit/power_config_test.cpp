@@ -36,12 +36,12 @@ bool in_period(const std::string &local)
 
 TEST_F(PowerConfig, PrintsWhatItLoaded)
 {
-    box.store.set("sys.powersleep.enable", "1");
-    box.store.set("sys.powersleep.type", "1");
-    box.store.set("sys.powersleep.wday", "1;0;1;0;1;0;1");
-    box.store.set("sys.powersleep.start_time", "23:05");
-    box.store.set("sys.powersleep.end_time", "6:30");
-    box.store.set("sys.powersleep.max_speed", "12");
+    configure({{"sys.powersleep.enable", "1"},
+               {"sys.powersleep.type", "1"},
+               {"sys.powersleep.wday", "1;0;1;0;1;0;1"},
+               {"sys.powersleep.start_time", "23:05"},
+               {"sys.powersleep.end_time", "6:30"},
+               {"sys.powersleep.max_speed", "12"}});
     EXPECT_EQ(load(), (Lines{"\t\t enable:1", "\t\t type:1", "\t\t wday_en:1;0;1;0;1;0;1", "\t\t start_time:23:05",
                              "\t\t end_time:06:30", "\t\t max_speed:12", "\t\t check_speed=12000"}));
 }
@@ -205,9 +205,7 @@ TEST_F(PowerIsInSleep, IsExactlyOne)
 TEST_F(PowerInit, NotesTheRouterAsAwakeAndSwitchesNothing)
 {
     radios("1", "1", "1");
-    box.store.set("sys.sched.led.type", "open");
-    box.store.set("nkgw.led.state", "3");
-    box.store.set("sys.is.pwr.save.mode", "1");
+    configure({{"sys.sched.led.type", "open"}, {"nkgw.led.state", "3"}, {"sys.is.pwr.save.mode", "1"}});
     ASSERT_TRUE(box.boot());
     EXPECT_EQ(box.journal.acts("set"), Lines{"set sys.is.pwr.save.mode=0"});
     EXPECT_EQ(box.journal.acts("leds"), Lines{});

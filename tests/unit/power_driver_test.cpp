@@ -23,11 +23,11 @@ void evening(const char *type)
 {
     box.clock.set("2026-03-02 22:00:00");
     radios("1", "1", "1");
-    box.store.set("nkgw.led.state", "3");
-    box.store.set("nkgw.wlan.listnum", "0");
-    box.store.set("sys.sched.led.type", "open");
-    box.store.set("sys.is.pwr.save.mode", "0");
-    box.store.set("sys.powersleep.max_speed", "3");
+    configure({{"nkgw.led.state", "3"},
+               {"nkgw.wlan.listnum", "0"},
+               {"sys.sched.led.type", "open"},
+               {"sys.is.pwr.save.mode", "0"},
+               {"sys.powersleep.max_speed", "3"}});
     power_saving(type, "23:00", "07:00");
     box.network.set_multicast("br0", 0);
     box.network.set_host("192.168.0.100", 0, 0);

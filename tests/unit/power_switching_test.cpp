@@ -24,13 +24,13 @@ void awake()
 {
     box.clock.set("2026-03-02 12:00:00");
     radios("1", "1", "1");
-    box.store.set("wl.guest.effective_time", "0");
-    box.store.set("nkgw.led.state", "3");
-    box.store.set("nkgw.wlan.listnum", "0");
-    box.store.set("sys.sched.led.type", "open");
-    box.store.set("sys.sched.led.closetype", "");
-    box.store.set("power.sleep.closetype.changed", "0");
-    box.store.set("sys.is.pwr.save.mode", "0");
+    configure({{"wl.guest.effective_time", "0"},
+               {"nkgw.led.state", "3"},
+               {"nkgw.wlan.listnum", "0"},
+               {"sys.sched.led.type", "open"},
+               {"sys.sched.led.closetype", ""},
+               {"power.sleep.closetype.changed", "0"},
+               {"sys.is.pwr.save.mode", "0"}});
     power_saving("0", "23:00", "07:00");
     set_time_check_power_info();
     set_time_check_wifi_info();

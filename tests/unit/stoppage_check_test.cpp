@@ -55,9 +55,7 @@ std::string published()
 
 void reject_account()
 {
-    box.store.set("wan1_err_check", "2");
-    box.store.set("wan1.pppoe.auth.changed", "0");
-    box.store.set("wan1.onln.beforestart", "1");
+    configure({{"wan1_err_check", "2"}, {"wan1.pppoe.auth.changed", "0"}, {"wan1.onln.beforestart", "1"}});
 }
 
 // The fault `err` is seen at 1000 and the flag rises after exactly `period` seconds.

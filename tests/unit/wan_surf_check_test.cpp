@@ -94,11 +94,11 @@ TEST_F(SurfStart, WithoutWansIsAWiredRouterWithNothingToProbe)
     for (const char *count : {"", "0", "-3"}) {
         make_wired_router(1);
         box.store.set("sys.workmode", "ap"); // is not even looked at
-        box.store.set("wans.flag", count);
-        box.store.set("wan1_err_check", "0");
-        box.store.set("wan1.down.flag", "0");
-        box.store.set("reboot.flag", "0");
-        box.store.set("wan1.onln.beforestart", "1");
+        configure({{"wans.flag", count},
+                   {"wan1_err_check", "0"},
+                   {"wan1.down.flag", "0"},
+                   {"reboot.flag", "0"},
+                   {"wan1.onln.beforestart", "1"}});
         start();
         int interval_s = 99;
         EXPECT_EQ(surf_check(&interval_s, 0), 1);
