@@ -59,6 +59,14 @@ protected:
 class UplinkLinkTest : public UplinkTest
 {
 protected:
+    static inline const std::string BOUNCE = "command ifconfig wlc0 down && ifconfig wlc0 up";
+
+    void SetUp() override
+    {
+        UplinkTest::SetUp();
+        trace_on();
+    }
+
     virtual void look() = 0;
     virtual void up() = 0;
     virtual void down() = 0;
@@ -84,7 +92,7 @@ protected:
     }
 
     // The time without a link starts again in this tick, and after a minute of it the radio is bounced.
-    void expect_bounce_a_minute_after_the_next_tick(const std::string &bounce)
+    void expect_bounce_a_minute_after_the_next_tick()
     {
         box.log.clear();
         ticks(1);
@@ -92,7 +100,7 @@ protected:
         ticks(59);
         EXPECT_ACTS();
         ticks(1);
-        EXPECT_ACTS(bounce);
+        EXPECT_ACTS(BOUNCE);
     }
 };
 

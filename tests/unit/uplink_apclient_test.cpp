@@ -9,7 +9,6 @@ namespace
 
 const std::string LOST = "netctrl 35?op=9,string_info=dhcp_up";
 const std::string BACK = "netctrl 35?op=8,string_info=dhcp_down";
-const std::string BOUNCE = "command ifconfig wlc0 down && ifconfig wlc0 up";
 const char BOUNCE_LINE[] = "apclient not connected time over 60 s.";
 
 class ApClientLink : public UplinkLinkTest
@@ -17,8 +16,7 @@ class ApClientLink : public UplinkLinkTest
 protected:
     void SetUp() override
     {
-        UplinkTest::SetUp();
-        trace_on();
+        UplinkLinkTest::SetUp();
         set_text(wifi.wl2g_mode, "apclient");
         set_text(wifi.wl_mode, "apclient");
         down();

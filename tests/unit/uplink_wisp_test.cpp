@@ -10,7 +10,6 @@ namespace
 const std::string STOP = "netctrl 19?op=15";
 const std::string START = "netctrl 19?op=16";
 const std::string STATIC_UP = "netctrl 2?op=12,wan_id=1";
-const std::string BOUNCE = "command ifconfig wlc0 down && ifconfig wlc0 up";
 const char BOUNCE_LINE[] = "wisp not connected time over 60 s.";
 
 class WispLink : public UplinkLinkTest
@@ -18,8 +17,7 @@ class WispLink : public UplinkLinkTest
 protected:
     void SetUp() override
     {
-        UplinkTest::SetUp();
-        trace_on();
+        UplinkLinkTest::SetUp();
         link(TPI_NOT_CONNECTED, TPI_NOT_CONNECTED);
     }
 
@@ -339,7 +337,7 @@ TEST_F(WispLink, AClockSetBackNeverMakesTheTimeNegative)
     ticks(1);
     EXPECT_TRUE(has_line("wl_not_conn_time:11 "));
     box.clock.step(-3600);
-    expect_bounce_a_minute_after_the_next_tick(BOUNCE);
+    expect_bounce_a_minute_after_the_next_tick();
 }
 
 TEST_F(WispLink, AClockSetForwardBouncesOnceAndNotTwice)
@@ -442,7 +440,7 @@ TEST_F(WispLink, TheGraceGivesTheLinkEightTicksMoreBeforeTheMinute)
     // the time starts again once more: the ninth tick.
     ticks(8);
     EXPECT_TRUE(has_line("wl_not_conn_time:7 "));
-    expect_bounce_a_minute_after_the_next_tick(BOUNCE);
+    expect_bounce_a_minute_after_the_next_tick();
 }
 
 TEST_F(WispLink, TheGraceCountsOnlyTicksOfAWaitingRadio)
