@@ -172,15 +172,20 @@ TEST_F(Cfm, KeepsNoReadersPlaceWhileItsOutputIsNotRead)
     for (int i = 0; i < 4; i++)
         SetValue(("key" + std::to_string(i)).c_str(), std::string(60000, 'v').c_str());
     for (const std::string command : {"list", "export", "get key0"}) {
-        FILE *output = popen(("'" CFM_PROGRAM "' " + command).c_str(), "r");
-        ASSERT_NE(output, nullptr);
-        ASSERT_NE(fcntl(fileno(output), F_SETPIPE_SZ, 4096), -1);
-        pollfd readable = {.fd = fileno(output), .events = POLLIN, .revents = 0};
+        int output[2]; // small before anything is in it: the kernel does not shrink a full one
+        ASSERT_EQ(pipe(output), 0);
+        ASSERT_NE(fcntl(output[1], F_SETPIPE_SZ, 4096), -1);
+        ASSERT_EQ(fcntl(output[0], F_SETFD, FD_CLOEXEC), 0);
+        FILE *program = popen(("'" CFM_PROGRAM "' " + command + " >&" + std::to_string(output[1])).c_str(), "w");
+        ASSERT_NE(program, nullptr);
+        close(output[1]);
+        pollfd readable = {.fd = output[0], .events = POLLIN, .revents = 0};
         ASSERT_EQ(poll(&readable, 1, 60000), 1); // it prints, and cannot print all
         std::string readers;
         mdb_reader_list(store_environment(), add_line, &readers);
         EXPECT_LE(std::count(readers.begin(), readers.end(), '\n'), 2) << command << ":\n" << readers;
-        EXPECT_NE(pclose(output), -1);
+        close(output[0]);
+        EXPECT_NE(pclose(program), -1);
     }
 }
 
