@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/router_test.h"
+
 // One row of the module's file, which makes the list of all:
 //
 //     const std::vector<NamedVerdict<led_verdict>> LED_VERDICTS = {
@@ -57,6 +59,46 @@ private:
     std::vector<NamedVerdict<Verdict>> all_;
     Verdict (*last_)();
     std::set<Verdict> seen_;
+};
+
+// A module whose verdict a test follows tick by tick.
+template <typename Verdict>
+class VerdictsTest : public RouterTest
+{
+protected:
+    VerdictsTest(std::vector<NamedVerdict<Verdict>> all, Verdict (*last)(), void (*run_tick)())
+        : seen(std::move(all), last), run_tick_(run_tick)
+    {
+    }
+
+    // What a tick finds.
+    std::string tick()
+    {
+        run_tick_();
+        return seen.look();
+    }
+
+    // What a tick at this local time finds, "2026-03-02 23:00:00".
+    std::string tick_at(const std::string &local)
+    {
+        box.clock.set(local);
+        return tick();
+    }
+
+    // What the last of these many ticks finds, a second apart.
+    std::string ticks(unsigned number)
+    {
+        for (unsigned i = 1; i < number; i++) {
+            tick();
+            box.clock.step(1);
+        }
+        return tick();
+    }
+
+    SeenVerdicts<Verdict> seen;
+
+private:
+    void (*run_tick_)();
 };
 
 #endif

@@ -18,10 +18,12 @@ const std::vector<NamedVerdict<power_verdict>> ALL = {
 #include "platform/verdicts/power.def"
 };
 
-class PowerVerdicts : public RouterTest
+class PowerVerdicts : public VerdictsTest<power_verdict>
 {
 protected:
-    SeenVerdicts<power_verdict> seen{ALL, time_check_power_verdict};
+    PowerVerdicts() : VerdictsTest(ALL, time_check_power_verdict, [] { time_check_power(); })
+    {
+    }
 
     void SetUp() override
     {
@@ -45,24 +47,7 @@ protected:
     // What a tick at this local time finds: of the evening of 2026-03-02, or of the next day.
     std::string at(const std::string &time_of_day)
     {
-        box.clock.set((time_of_day >= "12" ? "2026-03-02 " : "2026-03-03 ") + time_of_day);
-        return tick();
-    }
-
-    std::string tick()
-    {
-        time_check_power();
-        return seen.look();
-    }
-
-    // The last of these many ticks, a second apart.
-    std::string seconds(unsigned n)
-    {
-        for (unsigned i = 1; i < n; i++) {
-            tick();
-            box.clock.step(1);
-        }
-        return tick();
+        return tick_at((time_of_day >= "12" ? "2026-03-02 " : "2026-03-03 ") + time_of_day);
     }
 };
 
@@ -78,8 +63,7 @@ TEST_F(PowerVerdicts, EachIsReached)
     EXPECT_EQ(at("23:00:00"), "unknown_kind");
 
     set("type", "0");
-    box.clock.set("1970-01-01 23:00:00");
-    EXPECT_EQ(tick(), "clock_unset");
+    EXPECT_EQ(tick_at("1970-01-01 23:00:00"), "clock_unset");
     EXPECT_EQ(at("22:59:59"), "outside_period");
     EXPECT_EQ(at("23:00:00"), "falling_asleep");
     EXPECT_EQ(at("23:00:01"), "asleep");
@@ -102,7 +86,7 @@ TEST_F(PowerVerdicts, TheSampleThatDecidesPutsToSleep)
 {
     set("type", "1");
     box.clock.set("2026-03-02 23:00:00");
-    EXPECT_EQ(seconds(180), "counting_no_client");
+    EXPECT_EQ(ticks(180), "counting_no_client");
     EXPECT_EQ(tick(), "counting_no_client"); // of the same second
     box.clock.step(1);
     EXPECT_EQ(tick(), "falling_asleep");
@@ -115,7 +99,7 @@ TEST_F(PowerVerdicts, ASleeperOnceQuietIsNotPutToSleepAgainByAStart)
 {
     set("type", "1");
     box.clock.set("2026-03-02 23:00:00");
-    seconds(181);
+    ticks(181);
     ASSERT_TRUE(asleep());
     post(OP_START);
     forget();

@@ -17,10 +17,12 @@ const std::vector<NamedVerdict<reboot_verdict>> ALL = {
 #include "platform/verdicts/reboot.def"
 };
 
-class RebootVerdicts : public RouterTest
+class RebootVerdicts : public VerdictsTest<reboot_verdict>
 {
 protected:
-    SeenVerdicts<reboot_verdict> seen{ALL, time_check_reboot_verdict};
+    RebootVerdicts() : VerdictsTest(ALL, time_check_reboot_verdict, [] { time_check_reboot(); })
+    {
+    }
 
     void SetUp() override
     {
@@ -40,24 +42,7 @@ protected:
     // What a tick at this local time of day of 2026-03-04 finds.
     std::string at(const std::string &time_of_day)
     {
-        box.clock.set("2026-03-04 " + time_of_day);
-        return tick();
-    }
-
-    std::string tick()
-    {
-        time_check_reboot();
-        return seen.look();
-    }
-
-    // The last of these many ticks, a second apart.
-    std::string seconds(unsigned n)
-    {
-        for (unsigned i = 1; i < n; i++) {
-            tick();
-            box.clock.step(1);
-        }
-        return tick();
+        return tick_at("2026-03-04 " + time_of_day);
     }
 
     void client_receives(uint64_t bytes)
@@ -82,8 +67,7 @@ TEST_F(RebootVerdicts, EachIsReached)
     box.clock.set_uptime(8999);
     EXPECT_EQ(at("03:00:00"), "not_up_long_enough");
     box.clock.set_uptime(400000);
-    box.clock.set("1970-01-01 03:00:00");
-    EXPECT_EQ(tick(), "clock_unset");
+    EXPECT_EQ(tick_at("1970-01-01 03:00:00"), "clock_unset");
     EXPECT_EQ(at("02:59:59"), "outside_window");
     EXPECT_EQ(at("03:00:00"), "restarting");
 
@@ -100,10 +84,10 @@ TEST_F(RebootVerdicts, EachIsReached)
     set("start_time", "03:00");
     box.network.set_counters("br0", 0, 456);
     box.clock.set("2026-03-04 03:10:00");
-    EXPECT_EQ(seconds(1800), "counting_quiet");
+    EXPECT_EQ(ticks(1800), "counting_quiet");
     box.clock.step(1);
     EXPECT_EQ(tick(), "armed");
-    EXPECT_EQ(seconds(458), "restarting"); // more than 456 seconds after the decision
+    EXPECT_EQ(ticks(458), "restarting"); // more than 456 seconds after the decision
     EXPECT_EQ(seen.unseen(), Lines{});
 }
 
@@ -121,7 +105,7 @@ TEST_F(RebootVerdicts, ADecisionWithoutADelayIsStillCounting)
     client_receives(0);
     box.network.set_counters("br0", 0, 600);
     box.clock.set("2026-03-04 03:10:00");
-    EXPECT_EQ(seconds(1801), "counting_quiet");
+    EXPECT_EQ(ticks(1801), "counting_quiet");
     EXPECT_TRUE(has_body("sleep 0S after to reboot!!"));
 }
 
@@ -130,7 +114,7 @@ TEST_F(RebootVerdicts, ARestartForWantOfClientsThatComesBackIsArmed)
     set("type", "1");
     box.network.set_counters("br0", 0, 456);
     box.clock.set("2026-03-04 03:10:00");
-    EXPECT_EQ(seconds(180), "counting_no_client");
+    EXPECT_EQ(ticks(180), "counting_no_client");
     box.clock.step(1);
     EXPECT_EQ(tick(), "armed");
     EXPECT_EQ(times("reboot"), 1U);

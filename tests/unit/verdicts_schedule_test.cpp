@@ -31,26 +31,51 @@ const std::vector<NamedVerdict<guest_verdict>> GUEST = {
 #include "platform/verdicts/guest.def"
 };
 
-// A rule for Mondays, 09:00 to 17:00; 2 March 2026 is one. Power saving in the evening.
-class WifiVerdicts : public RouterTest
+// A schedule of 2 March 2026, a Monday, with power saving in the evening.
+template <typename Verdict>
+class ScheduleVerdicts : public VerdictsTest<Verdict>
 {
 protected:
-    SeenVerdicts<wifi_verdict> seen{WIFI, time_check_wifi_verdict};
+    using VerdictsTest<Verdict>::VerdictsTest;
 
     void SetUp() override
     {
-        radios("1", "1", "1");
         power_saving("0", "20:00", "21:00");
         set_time_check_power_info();
-        set_time_check_wifi_info();
     }
 
     // What a tick at this local time of day finds.
     std::string at(const std::string &time_of_day)
     {
-        box.clock.set("2026-03-02 " + time_of_day);
-        time_check_wifi();
-        return seen.look();
+        return this->tick_at(DAY + time_of_day);
+    }
+
+    // What a look at noon's rules finds at this local time of day.
+    std::string noon_looked_at(const std::string &time_of_day, void (*look)(time_t))
+    {
+        box.clock.set(DAY + "12:00:00");
+        const time_t noon = box.clock.wall();
+        box.clock.set(DAY + time_of_day);
+        look(noon);
+        return this->seen.look();
+    }
+
+private:
+    static inline const std::string DAY = "2026-03-02 ";
+};
+
+class WifiVerdicts : public ScheduleVerdicts<wifi_verdict>
+{
+protected:
+    WifiVerdicts() : ScheduleVerdicts(WIFI, time_check_wifi_verdict, [] { time_check_wifi(); })
+    {
+    }
+
+    void SetUp() override
+    {
+        ScheduleVerdicts::SetUp();
+        radios("1", "1", "1");
+        set_time_check_wifi_info();
     }
 };
 
@@ -60,9 +85,7 @@ TEST_F(WifiVerdicts, EachIsReached)
     EXPECT_EQ(at("08:00:00"), "no_period");
     only_rule("nkgw.wlan", "Mon 09:00", "17:00");
     set_time_check_wifi_info();
-    box.clock.set("1970-01-05 09:00:00");
-    time_check_wifi();
-    EXPECT_EQ(seen.look(), "clock_unset");
+    EXPECT_EQ(tick_at("1970-01-05 09:00:00"), "clock_unset");
 
     EXPECT_EQ(at("08:59:58"), "between_periods");
     EXPECT_EQ(at("09:00:00"), "switching_off");
@@ -93,40 +116,21 @@ TEST_F(WifiVerdicts, PowerSavingIsAskedOfThePresent)
 {
     only_rule("nkgw.wlan", "Mon 09:00", "17:00");
     set_time_check_wifi_info();
-    box.clock.set("2026-03-02 12:00:00");
-    const time_t noon = box.clock.wall();
-    box.clock.set("2026-03-02 20:30:00");
-    time_check_wifi_for_day(noon);
-    EXPECT_EQ(seen.look(), "power_saving_first");
-    box.clock.set("2026-03-02 22:00:00");
-    time_check_wifi_for_day(noon);
-    EXPECT_EQ(seen.look(), "switching_off");
+    EXPECT_EQ(noon_looked_at("20:30:00", time_check_wifi_for_day), "power_saving_first");
+    EXPECT_EQ(noon_looked_at("22:00:00", time_check_wifi_for_day), "switching_off");
 }
 
-// The same for the LEDs.
-class LedVerdicts : public RouterTest
+class LedVerdicts : public ScheduleVerdicts<led_verdict>
 {
 protected:
-    SeenVerdicts<led_verdict> seen{LED, time_check_led_verdict};
-
-    void SetUp() override
+    LedVerdicts() : ScheduleVerdicts(LED, time_check_led_verdict, [] { EXPECT_EQ(time_check_led(), 1); })
     {
-        power_saving("0", "20:00", "21:00");
-        set_time_check_power_info();
     }
 
     void set_to(std::string_view type)
     {
         box.store.set("sys.sched.led.type", type);
         set_time_check_led_info();
-    }
-
-    // What a tick at this local time of day finds.
-    std::string at(const std::string &time_of_day)
-    {
-        box.clock.set("2026-03-02 " + time_of_day);
-        EXPECT_EQ(time_check_led(), 1);
-        return seen.look();
     }
 };
 
@@ -142,9 +146,7 @@ TEST_F(LedVerdicts, EachIsReached)
 
     only_rule("nkgw.led", "Mon 09:00", "17:00");
     set_to("time");
-    box.clock.set("1970-01-05 09:00:00");
-    time_check_led();
-    EXPECT_EQ(seen.look(), "clock_unset");
+    EXPECT_EQ(tick_at("1970-01-05 09:00:00"), "clock_unset");
     EXPECT_EQ(at("08:59:59"), "between_periods");
     EXPECT_EQ(at("09:00:00"), "between_periods"); // too soon for another look
     EXPECT_EQ(at("09:00:01"), "in_period");
@@ -156,29 +158,23 @@ TEST_F(LedVerdicts, EachIsReached)
 TEST_F(LedVerdicts, AnUnsetClockIsNoTimeOfPowerSaving)
 {
     set_to("close");
-    box.clock.set("1970-01-05 20:30:00");
-    time_check_led();
-    EXPECT_EQ(seen.look(), "always_off");
+    EXPECT_EQ(tick_at("1970-01-05 20:30:00"), "always_off");
 }
 
 TEST_F(LedVerdicts, PowerSavingIsAskedOfThePresent)
 {
     only_rule("nkgw.led", "Mon 09:00", "17:00");
     set_to("time");
-    box.clock.set("2026-03-02 12:00:00");
-    const time_t noon = box.clock.wall();
-    box.clock.set("2026-03-02 20:30:00");
-    time_check_led_for_time(noon);
-    EXPECT_EQ(seen.look(), "power_saving_first");
-    box.clock.set("2026-03-02 22:00:00");
-    time_check_led_for_time(noon);
-    EXPECT_EQ(seen.look(), "in_period");
+    EXPECT_EQ(noon_looked_at("20:30:00", time_check_led_for_time), "power_saving_first");
+    EXPECT_EQ(noon_looked_at("22:00:00", time_check_led_for_time), "in_period");
 }
 
-class GuestVerdicts : public RouterTest
+class GuestVerdicts : public VerdictsTest<guest_verdict>
 {
 protected:
-    SeenVerdicts<guest_verdict> seen{GUEST, time_check_wl_guest_verdict};
+    GuestVerdicts() : VerdictsTest(GUEST, time_check_wl_guest_verdict, time_check_wl_guest)
+    {
+    }
 
     // The guest network is switched on, and the daemon told.
     void open()
@@ -192,8 +188,7 @@ protected:
     std::string at(int uptime)
     {
         box.clock.set_uptime(uptime);
-        time_check_wl_guest();
-        return seen.look();
+        return tick();
     }
 };
 
