@@ -5,7 +5,8 @@
 #include <array>
 #include <cstdio>
 #include <string>
-#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "platform/wifi.h"
 #include "tests/support/router_test.h"
@@ -55,11 +56,15 @@ protected:
     WIFI_CONNECT wifi = {};
 };
 
-// A link that comes and goes, looked at once a second.
+// A link that comes and goes, looked at once a second. Its loss and its return are told by one act each.
 class UplinkLinkTest : public UplinkTest
 {
 protected:
     static inline const std::string BOUNCE = "command ifconfig wlc0 down && ifconfig wlc0 up";
+
+    UplinkLinkTest(std::string loss, std::string back) : loss_(std::move(loss)), back_(std::move(back))
+    {
+    }
 
     void SetUp() override
     {
@@ -79,16 +84,66 @@ protected:
         }
     }
 
-    // Up, then down for so long that the loss was just told, with this act.
-    void lose_until(std::string_view told)
+    // Up, then down for so long that the loss was just told.
+    void lose()
     {
         up();
         ticks(1);
         down();
         ticks(3);
-        ASSERT_EQ(times(told), 1U);
+        ASSERT_EQ(times(loss_), 1U);
         box.journal.clear();
         box.log.clear();
+    }
+
+    void expect_third_tick_of_loss_tells_once()
+    {
+        up();
+        ticks(1);
+        down();
+        ticks(2);
+        EXPECT_ACTS();
+        ticks(1);
+        EXPECT_ACTS(loss_);
+        ticks(50);
+        EXPECT_EQ(times(loss_), 1U);
+    }
+
+    void expect_third_tick_of_return_tells_once()
+    {
+        lose();
+        up();
+        ticks(2);
+        EXPECT_ACTS();
+        ticks(1);
+        EXPECT_ACTS(back_);
+        ticks(50);
+        EXPECT_ACTS(back_);
+    }
+
+    // A link that is up is lost for two ticks, again and again.
+    void expect_two_ticks_are_no_loss()
+    {
+        for (int i = 0; i < 10; i++) {
+            down();
+            ticks(2);
+            up();
+            ticks(1);
+        }
+        EXPECT_ACTS();
+    }
+
+    // Ups and downs of four ticks each; there is no return before the first loss.
+    void expect_each_loss_and_return_told()
+    {
+        for (int i = 0; i < 3; i++) {
+            box.journal.clear();
+            up();
+            ticks(4);
+            down();
+            ticks(4);
+            EXPECT_EQ(box.journal.lines(), i == 0 ? Lines{loss_} : (Lines{back_, loss_})) << i;
+        }
     }
 
     // The time without a link starts again in this tick, and after a minute of it the radio is bounced.
@@ -102,6 +157,10 @@ protected:
         ticks(1);
         EXPECT_ACTS(BOUNCE);
     }
+
+private:
+    std::string loss_;
+    std::string back_;
 };
 
 // What a program gets when a shell runs `command` with a function of that name in its place: its arguments in brackets.

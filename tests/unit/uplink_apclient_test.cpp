@@ -14,6 +14,10 @@ const char BOUNCE_LINE[] = "apclient not connected time over 60 s.";
 class ApClientLink : public UplinkLinkTest
 {
 protected:
+    ApClientLink() : UplinkLinkTest(LOST, BACK)
+    {
+    }
+
     void SetUp() override
     {
         UplinkLinkTest::SetUp();
@@ -42,11 +46,6 @@ protected:
     {
         box.radios.set(RADIO, TPI_NOT_CONNECTED, relay_state);
     }
-
-    void lose()
-    {
-        lose_until(LOST);
-    }
 };
 
 // ---- loss and return ----
@@ -66,27 +65,12 @@ TEST_F(ApClientLink, AFirstLookThatFindsItAssociatedIsNotToldEither)
 
 TEST_F(ApClientLink, ThreeTicksOfLossAfterAnAssociationAreToldOnce)
 {
-    up();
-    ticks(1);
-    down();
-    ticks(2);
-    EXPECT_ACTS();
-    ticks(1);
-    EXPECT_ACTS(LOST);
-    ticks(50);
-    EXPECT_EQ(times(LOST), 1U);
+    expect_third_tick_of_loss_tells_once();
 }
 
 TEST_F(ApClientLink, ThreeTicksOfAssociationAfterALossAreToldOnce)
 {
-    lose();
-    up();
-    ticks(2);
-    EXPECT_ACTS();
-    ticks(1);
-    EXPECT_ACTS(BACK);
-    ticks(50);
-    EXPECT_ACTS(BACK);
+    expect_third_tick_of_return_tells_once();
 }
 
 TEST_F(ApClientLink, AnUplinkThatWasDownAtTheStartIsToldOfWhenItComes)
@@ -101,13 +85,7 @@ TEST_F(ApClientLink, TwoTicksAreNeitherLossNorReturn)
 {
     up();
     ticks(3);
-    for (int i = 0; i < 10; i++) {
-        down();
-        ticks(2);
-        up();
-        ticks(1);
-    }
-    EXPECT_ACTS();
+    expect_two_ticks_are_no_loss();
     down();
     ticks(3);
     box.journal.clear();
@@ -122,14 +100,7 @@ TEST_F(ApClientLink, TwoTicksAreNeitherLossNorReturn)
 
 TEST_F(ApClientLink, EachLossAndReturnIsTold)
 {
-    for (int i = 0; i < 3; i++) {
-        box.journal.clear();
-        up();
-        ticks(4);
-        down();
-        ticks(4);
-        EXPECT_EQ(box.journal.lines(), i == 0 ? Lines{LOST} : (Lines{BACK, LOST})) << i;
-    }
+    expect_each_loss_and_return_told();
 }
 
 TEST_F(ApClientLink, OnlyAConnectedRelayIsAssociated)

@@ -15,6 +15,10 @@ const char BOUNCE_LINE[] = "wisp not connected time over 60 s.";
 class WispLink : public UplinkLinkTest
 {
 protected:
+    WispLink() : UplinkLinkTest(STOP, START)
+    {
+    }
+
     void SetUp() override
     {
         UplinkLinkTest::SetUp();
@@ -42,51 +46,25 @@ protected:
     {
         link(TPI_NOT_CONNECTED, TPI_NOT_CONNECTED);
     }
-
-    void lose()
-    {
-        lose_until(STOP);
-    }
 };
 
 // ---- loss and return ----
 
 TEST_F(WispLink, ThreeTicksDownAfterTheWanWasUpAreToldOnce)
 {
-    up();
-    ticks(1);
-    down();
-    ticks(2);
-    EXPECT_ACTS();
-    ticks(1);
-    EXPECT_ACTS(STOP);
-    ticks(50);
-    EXPECT_EQ(times(STOP), 1U);
+    expect_third_tick_of_loss_tells_once();
 }
 
 TEST_F(WispLink, TwoTicksDownAreNotTold)
 {
     up();
     ticks(5);
-    for (int i = 0; i < 10; i++) {
-        down();
-        ticks(2);
-        up();
-        ticks(1);
-    }
-    EXPECT_ACTS();
+    expect_two_ticks_are_no_loss();
 }
 
 TEST_F(WispLink, ThreeTicksUpAfterALossAreToldOnce)
 {
-    lose();
-    up();
-    ticks(2);
-    EXPECT_ACTS();
-    ticks(1);
-    EXPECT_ACTS(START);
-    ticks(50);
-    EXPECT_ACTS(START);
+    expect_third_tick_of_return_tells_once();
 }
 
 TEST_F(WispLink, TwoTicksUpAfterALossAreNotTold)
@@ -140,14 +118,7 @@ TEST_F(WispLink, TheReturnTickThatAlsoSeesTheWanForgetsIt)
 
 TEST_F(WispLink, EachLossAndReturnIsTold)
 {
-    for (int i = 0; i < 3; i++) {
-        box.journal.clear();
-        up();
-        ticks(4);
-        down();
-        ticks(4);
-        EXPECT_EQ(box.journal.acts("netctrl"), i == 0 ? Lines{STOP} : (Lines{START, STOP})) << i;
-    }
+    expect_each_loss_and_return_told();
 }
 
 TEST_F(WispLink, AnyOtherRadioStateCountsAsDown)
