@@ -1,5 +1,8 @@
 // The clock, daily windows, the bounded random delay, and the schedule texts that two modules read.
 #include <cstdlib>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,7 +11,6 @@
 #include "time_check/time_check_clock.h"
 #include "time_check/time_check_schedule.h"
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace
@@ -21,10 +23,14 @@ using Clock = RouterTest;
 class Window : public RouterTest
 {
 protected:
-    int32_t inside(const std::string &time_of_day, uint32_t start, uint32_t end)
+    // The window answers 1 at the times of day in `inside_times` and 0 at those in `outside_times`.
+    void expect_window(uint32_t start, uint32_t end, const Lines &inside_times, const Lines &outside_times)
     {
-        box.clock.set("2026-03-04 " + time_of_day);
-        return time_check_in_time_check(start, end);
+        for (const int32_t inside : {1, 0})
+            for (const std::string &time_of_day : inside == 1 ? inside_times : outside_times) {
+                box.clock.set("2026-03-04 " + time_of_day);
+                EXPECT_EQ(time_check_in_time_check(start, end), inside) << time_of_day;
+            }
     }
 };
 
@@ -123,58 +129,40 @@ TEST_F(Clock, SecondsApartDoNotMindTheOrder)
 
 TEST_F(Window, InsideADayIncludesBothEnds)
 {
-    EXPECT_EQ(inside("01:59:59", 7200, 19800), 0);
-    EXPECT_EQ(inside("02:00:00", 7200, 19800), 1);
-    EXPECT_EQ(inside("03:00:00", 7200, 19800), 1);
-    EXPECT_EQ(inside("05:30:00", 7200, 19800), 1);
-    EXPECT_EQ(inside("05:30:01", 7200, 19800), 0);
-    EXPECT_EQ(inside("00:00:00", 7200, 19800), 0);
-    EXPECT_EQ(inside("23:59:59", 7200, 19800), 0);
+    expect_window(7200, 19800, {"02:00:00", "03:00:00", "05:30:00"}, {"01:59:59", "05:30:01", "00:00:00", "23:59:59"});
 }
 
 TEST_F(Window, PastMidnightIncludesBothEnds)
 {
-    EXPECT_EQ(inside("21:59:59", 79200, 21600), 0);
-    EXPECT_EQ(inside("22:00:00", 79200, 21600), 1);
-    EXPECT_EQ(inside("23:00:00", 79200, 21600), 1);
-    EXPECT_EQ(inside("00:00:00", 79200, 21600), 1);
-    EXPECT_EQ(inside("03:00:00", 79200, 21600), 1);
-    EXPECT_EQ(inside("06:00:00", 79200, 21600), 1);
-    EXPECT_EQ(inside("06:00:01", 79200, 21600), 0);
-    EXPECT_EQ(inside("12:00:00", 79200, 21600), 0);
+    expect_window(79200, 21600, {"22:00:00", "23:00:00", "00:00:00", "03:00:00", "06:00:00"},
+                  {"21:59:59", "06:00:01", "12:00:00"});
 }
 
 TEST_F(Window, OfOneMomentLastsASecond)
 {
-    EXPECT_EQ(inside("02:59:59", 10800, 10800), 0);
-    EXPECT_EQ(inside("03:00:00", 10800, 10800), 1);
-    EXPECT_EQ(inside("03:00:01", 10800, 10800), 0);
+    expect_window(10800, 10800, {"03:00:00"}, {"02:59:59", "03:00:01"});
 }
 
 TEST_F(Window, OfTheWholeDayIsAlwaysOpen)
 {
-    EXPECT_EQ(inside("00:00:00", 0, 86399), 1);
-    EXPECT_EQ(inside("23:59:59", 0, 86399), 1);
+    expect_window(0, 86399, {"00:00:00", "23:59:59"}, {});
 }
 
 TEST_F(Window, PastMidnightIsClosedOnlyBetweenEndAndStart)
 {
-    EXPECT_EQ(inside("12:00:01", 43202, 43200), 0); // only between end and start
-    EXPECT_EQ(inside("12:00:00", 43202, 43200), 1);
-    EXPECT_EQ(inside("12:00:02", 43202, 43200), 1);
+    expect_window(43202, 43200, {"12:00:00", "12:00:02"}, {"12:00:01"});
 }
 
 TEST_F(Window, BeyondTheDayNeverOpens)
 {
-    EXPECT_EQ(inside("23:59:59", 90000, 93600), 0);
-    EXPECT_EQ(inside("01:00:00", 90000, 93600), 0);
+    expect_window(90000, 93600, {}, {"23:59:59", "01:00:00"});
 }
 
 TEST_F(Window, FollowsTheLocalTimeOfItsZone)
 {
     box.local_time.set_zone("EST5EDT,M3.2.0,M11.1.0");
-    EXPECT_EQ(inside("02:00:00", 7200, 19800), 1);
-    EXPECT_EQ(inside("07:00:00", 7200, 19800), 0); // 02:00 local is 07:00 UTC, not the reverse
+    // 02:00 local is 07:00 UTC, not the reverse.
+    expect_window(7200, 19800, {"02:00:00"}, {"07:00:00"});
 }
 
 // ---- the random delay ----
@@ -276,48 +264,47 @@ TEST(TimeOfDayText, PartsAreDecimalNumbersWithoutARange)
     EXPECT_EQ(two_oclock("0x3:30"), 1800U);
 }
 
-std::vector<uint32_t> days(const char *text)
+// The seven switches that each list gives, Sunday's first: "1;0;1" gives "1010000".
+void expect_days(const std::vector<std::pair<const char *, std::string>> &lists)
 {
-    uint32_t wday_en[7] = {9, 9, 9, 9, 9, 9, 9};
-    time_check_parse_wday(text, wday_en);
-    return {std::begin(wday_en), std::end(wday_en)};
+    for (const auto &[list, expected] : lists) {
+        uint32_t wday_en[7] = {9, 9, 9, 9, 9, 9, 9};
+        time_check_parse_wday(list, wday_en);
+        std::string days;
+        for (const uint32_t day : wday_en)
+            days += std::to_string(day);
+        EXPECT_EQ(days, expected) << list;
+    }
 }
 
 TEST(DayList, GivesTheSevenSwitchesInOrder)
 {
-    EXPECT_THAT(days("1;0;1;0;1;0;1"), ElementsAre(1, 0, 1, 0, 1, 0, 1));
-    EXPECT_THAT(days("0;1;2;3;4;5;6"), ElementsAre(0, 1, 2, 3, 4, 5, 6));
+    expect_days({{"1;0;1;0;1;0;1", "1010101"}, {"0;1;2;3;4;5;6", "0123456"}});
 }
 
 TEST(DayList, MissingDaysAreZero)
 {
-    EXPECT_THAT(days(""), ElementsAre(0, 0, 0, 0, 0, 0, 0));
-    EXPECT_THAT(days("1"), ElementsAre(1, 0, 0, 0, 0, 0, 0));
-    EXPECT_THAT(days("1;1;1"), ElementsAre(1, 1, 1, 0, 0, 0, 0));
-    EXPECT_THAT(days("1;1;1;"), ElementsAre(1, 1, 1, 0, 0, 0, 0));
+    expect_days({{"", "0000000"}, {"1", "1000000"}, {"1;1;1", "1110000"}, {"1;1;1;", "1110000"}});
 }
 
 TEST(DayList, AnEmptyDayEndsTheList)
 {
-    EXPECT_THAT(days("1;;1;1"), ElementsAre(1, 0, 0, 0, 0, 0, 0));
-    EXPECT_THAT(days(";1;1"), ElementsAre(0, 0, 0, 0, 0, 0, 0));
+    expect_days({{"1;;1;1", "1000000"}, {";1;1", "0000000"}});
 }
 
 // The list is six texts that end at a ";" and a last one that is a word.
 TEST(DayList, BlanksAreSkippedBeforeTheSeventhDayAlone)
 {
-    EXPECT_THAT(days("1;1;1;1;1;1; 1"), ElementsAre(1, 1, 1, 1, 1, 1, 1));
-    EXPECT_THAT(days("1;1;1;1;1;1; \t\n 10"), ElementsAre(1, 1, 1, 1, 1, 1, 1));
-    EXPECT_THAT(days(" 1;1; 1;1;1; 1;1"), ElementsAre(0, 1, 0, 1, 1, 0, 1));
-    EXPECT_THAT(days("1;1;1;1;1;1; "), ElementsAre(1, 1, 1, 1, 1, 1, 0));
-    EXPECT_THAT(days("1;1;1;1;1;1; ;1"), ElementsAre(1, 1, 1, 1, 1, 1, 0));
+    expect_days({{"1;1;1;1;1;1; 1", "1111111"},
+                 {"1;1;1;1;1;1; \t\n 10", "1111111"},
+                 {" 1;1; 1;1;1; 1;1", "0101101"},
+                 {"1;1;1;1;1;1; ", "1111110"},
+                 {"1;1;1;1;1;1; ;1", "1111110"}});
 }
 
 TEST(DayList, TheFirstCharacterOfALongDayCounts)
 {
-    EXPECT_THAT(days("10;01;1x;11;1;1;1garbage"), ElementsAre(1, 0, 1, 1, 1, 1, 1));
-    EXPECT_THAT(days("1;1;1;1;1;1;1;0;0"), ElementsAre(1, 1, 1, 1, 1, 1, 1));
-    EXPECT_THAT(days("x;1"), ElementsAre(0, 1, 0, 0, 0, 0, 0));
+    expect_days({{"10;01;1x;11;1;1;1garbage", "1011111"}, {"1;1;1;1;1;1;1;0;0", "1111111"}, {"x;1", "0100000"}});
 }
 
 } // namespace

@@ -1,4 +1,8 @@
 // Weekly off periods: what is read from the store, and when a rule holds.
+#include <algorithm>
+#include <iterator>
+#include <string>
+
 #include "tests/support/schedule_world.h"
 #include "time_check/time_check_schedule.h"
 
@@ -15,24 +19,28 @@ constexpr int SUN = 1, MON = 2, FRI = 32, SAT = 64, EVERY_DAY = 127;
 
 sched_rule rules[SCHED_RULES_MAX];
 
-// A week in which 1 March 2026 is the Sunday.
-struct tm on_day(int wday, int hour, int minute, int second)
+// A moment of the week that begins with Sunday, 1 March 2026: "Mon 09:00:00".
+struct tm on_day(const std::string &moment)
 {
     struct tm local = {};
-    local.tm_year = 126;
-    local.tm_mon = 2;
-    local.tm_mday = 1 + wday;
-    local.tm_wday = wday;
-    local.tm_hour = hour;
-    local.tm_min = minute;
-    local.tm_sec = second;
+    EXPECT_NE(strptime(("2026-03-01 " + moment).c_str(), "%Y-%m-%d %a %H:%M:%S", &local), nullptr) << moment;
+    local.tm_mday += local.tm_wday;
     return local;
 }
 
-bool holds(uint32_t num, int wday, int hour, int minute, int second)
+bool holds(uint32_t num, const std::string &moment)
 {
-    const struct tm local = on_day(wday, hour, minute, second);
+    const struct tm local = on_day(moment);
     return sched_rules_hold(rules, num, &local, nullptr);
+}
+
+// Those of the moments at which the first rule holds.
+Lines held(const Lines &moments)
+{
+    Lines found;
+    std::ranges::copy_if(moments, std::back_inserter(found),
+                         [](const std::string &moment) { return holds(1, moment); });
+    return found;
 }
 
 uint32_t load_one(std::string_view off, std::string_view on)
@@ -196,51 +204,35 @@ TEST_F(ScheduleRules, ATimeCutToAnotherTimeIsNotTaken)
 TEST_F(ScheduleMatch, ASameDayRuleHoldsFromItsFirstSecondToTheFirstOfItsEnd)
 {
     load_one("Mon 09:00", "17:00");
-    EXPECT_FALSE(holds(1, 1, 8, 59, 59));
-    EXPECT_TRUE(holds(1, 1, 9, 0, 0));
-    EXPECT_TRUE(holds(1, 1, 17, 0, 0));
-    EXPECT_FALSE(holds(1, 1, 17, 0, 1));
-    EXPECT_FALSE(holds(1, 2, 12, 0, 0));
-    EXPECT_FALSE(holds(1, 0, 12, 0, 0));
+    EXPECT_EQ(held({"Mon 08:59:59", "Mon 09:00:00", "Mon 17:00:00", "Mon 17:00:01", "Tue 12:00:00", "Sun 12:00:00"}),
+              (Lines{"Mon 09:00:00", "Mon 17:00:00"}));
 }
 
 TEST_F(ScheduleMatch, ARulePastMidnightHoldsUpToTheLastSecondBeforeItsEnd)
 {
     load_one("Mon 23:00", "07:00");
-    EXPECT_FALSE(holds(1, 1, 6, 0, 0));
-    EXPECT_FALSE(holds(1, 1, 22, 59, 59));
-    EXPECT_TRUE(holds(1, 1, 23, 0, 0));
-    EXPECT_TRUE(holds(1, 1, 23, 30, 0));
-    EXPECT_TRUE(holds(1, 1, 23, 59, 59));
-    EXPECT_TRUE(holds(1, 2, 0, 0, 0));
-    EXPECT_TRUE(holds(1, 2, 6, 59, 59));
-    EXPECT_FALSE(holds(1, 2, 7, 0, 0));
-    EXPECT_FALSE(holds(1, 2, 23, 30, 0));
+    EXPECT_EQ(held({"Mon 06:00:00", "Mon 22:59:59", "Mon 23:00:00", "Mon 23:30:00", "Mon 23:59:59", "Tue 00:00:00",
+                    "Tue 06:59:59", "Tue 07:00:00", "Tue 23:30:00"}),
+              (Lines{"Mon 23:00:00", "Mon 23:30:00", "Mon 23:59:59", "Tue 00:00:00", "Tue 06:59:59"}));
 }
 
 TEST_F(ScheduleMatch, SaturdaysNightEndsOnSunday)
 {
     load_one("Sat 22:00", "06:00");
-    EXPECT_TRUE(holds(1, 6, 22, 0, 0));
-    EXPECT_TRUE(holds(1, 0, 5, 59, 59));
-    EXPECT_FALSE(holds(1, 0, 6, 0, 0));
-    EXPECT_FALSE(holds(1, 0, 22, 0, 0));
-    EXPECT_FALSE(holds(1, 6, 5, 0, 0));
+    EXPECT_EQ(held({"Sat 22:00:00", "Sun 05:59:59", "Sun 06:00:00", "Sun 22:00:00", "Sat 05:00:00"}),
+              (Lines{"Sat 22:00:00", "Sun 05:59:59"}));
 }
 
 TEST_F(ScheduleMatch, AnEndAtMidnightIsPastMidnight)
 {
     load_one("Wed 20:00", "00:00");
-    EXPECT_TRUE(holds(1, 3, 23, 59, 59));
-    EXPECT_FALSE(holds(1, 4, 0, 0, 0));
+    EXPECT_EQ(held({"Wed 23:59:59", "Thu 00:00:00"}), (Lines{"Wed 23:59:59"}));
 }
 
 TEST_F(ScheduleMatch, EqualTimesHoldForOneSecond)
 {
     load_one("08:00", "08:00");
-    EXPECT_FALSE(holds(1, 4, 7, 59, 59));
-    EXPECT_TRUE(holds(1, 4, 8, 0, 0));
-    EXPECT_FALSE(holds(1, 4, 8, 0, 1));
+    EXPECT_EQ(held({"Thu 07:59:59", "Thu 08:00:00", "Thu 08:00:01"}), (Lines{"Thu 08:00:00"}));
 }
 
 TEST_F(ScheduleMatch, ALaterRuleHoldsWhereAnEarlierDoesNot)
@@ -249,15 +241,15 @@ TEST_F(ScheduleMatch, ALaterRuleHoldsWhereAnEarlierDoesNot)
     rule("nkgw.wlan", 2, "Mon 12:00", "13:00");
     box.store.set("nkgw.wlan.listnum", "2");
     ASSERT_EQ(load_sched_rules("nkgw.wlan", rules), 2U);
-    EXPECT_TRUE(holds(2, 1, 12, 30, 0));
-    EXPECT_FALSE(holds(2, 1, 11, 0, 0));
-    EXPECT_FALSE(holds(1, 1, 12, 30, 0));
+    EXPECT_TRUE(holds(2, "Mon 12:30:00"));
+    EXPECT_FALSE(holds(2, "Mon 11:00:00"));
+    EXPECT_FALSE(holds(1, "Mon 12:30:00"));
 }
 
 TEST_F(ScheduleMatch, NoRulesNeverHold)
 {
     load_one("00:00", "23:59");
-    EXPECT_FALSE(holds(0, 3, 12, 0, 0));
+    EXPECT_FALSE(holds(0, "Wed 12:00:00"));
 }
 
 TEST_F(ScheduleMatch, ARuleOfUnknownTypeIsReportedAndSkipped)
@@ -274,8 +266,8 @@ TEST_F(ScheduleMatch, ARuleOfUnknownTypeIsReportedAndSkipped)
 
     static std::vector<uint32_t> reported;
     const auto report = [](uint32_t number) { reported.push_back(number); };
-    const struct tm noon = on_day(3, 12, 30, 0);
-    const struct tm morning = on_day(3, 9, 0, 0);
+    const struct tm noon = on_day("Wed 12:30:00");
+    const struct tm morning = on_day("Wed 09:00:00");
     EXPECT_TRUE(sched_rules_hold(rules, 4, &noon, report));
     EXPECT_EQ(reported, (std::vector<uint32_t>{1, 2}));
     reported.clear();
