@@ -21,12 +21,6 @@ bool is_readable(int descriptor)
     return poll(&readable, 1, 0) == 1;
 }
 
-bool has_address(const char *ifname)
-{
-    char address[IF_ADDRESS_SIZE];
-    return getIfIp(ifname, address) == 0;
-}
-
 TEST_F(AddressMemory, AddressesThatStoodStillAreNotReadAgain)
 {
     in_own_process([] {

@@ -8,6 +8,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "platform/network.h"
+
 namespace fs = std::filesystem;
 
 void sh(const std::string &command)
@@ -44,6 +46,12 @@ void OtherMachine::act(const std::function<void()> &act) const
         act();
     });
     EXPECT_EQ(there.wait(), 0);
+}
+
+bool has_address(const char *ifname)
+{
+    char address[IF_ADDRESS_SIZE];
+    return getIfIp(ifname, address) == 0;
 }
 
 void remove_interfaces_and_rules()

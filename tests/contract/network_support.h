@@ -35,6 +35,9 @@ private:
 // An interface `name` here, wired to "eth0" on `other`; up on both sides.
 void wire(const std::string &name, const OtherMachine &other);
 
+// Whether the ground knows an address of the interface.
+bool has_address(const char *ifname);
+
 // Takes everything away that a test made here.
 void remove_interfaces_and_rules();
 

@@ -169,12 +169,6 @@ TEST_F(Network, AddressIsTheInterfaces)
     EXPECT_STREQ(wan_address, "192.168.100.200");
 }
 
-bool has_address(const char *ifname)
-{
-    char address[IF_ADDRESS_SIZE];
-    return getIfIp(ifname, address) == 0;
-}
-
 TEST_F(Network, AddressThatCameWhileTheLoopSleptIsSeenAfterIt)
 {
     in_own_process([] {
