@@ -12,37 +12,22 @@ target_link_libraries(config_store_unremembered_test PRIVATE house_warnings plat
 gtest_discover_tests(config_store_unremembered_test TEST_PREFIX contract.unremembered.
     DISCOVERY_TIMEOUT 60 PROPERTIES LABELS contract TIMEOUT 120)
 
-add_executable(config_store_linux_test config_store_linux_test.cpp)
-target_link_libraries(config_store_linux_test PRIVATE house_warnings platform_linux GTest::gtest_main)
-gtest_discover_tests(config_store_linux_test TEST_PREFIX contract.linux.
-    DISCOVERY_TIMEOUT 60 PROPERTIES LABELS contract TIMEOUT 120)
+# linux_store_test(NAME LABEL): NAME.cpp on the plain-Linux ground.
+function(linux_store_test name label)
+    add_executable(${name} ${name}.cpp)
+    target_link_libraries(${name} PRIVATE house_warnings platform_linux GTest::gtest_main)
+    gtest_discover_tests(${name} TEST_PREFIX contract.linux.
+        DISCOVERY_TIMEOUT 60 PROPERTIES LABELS ${label} TIMEOUT 120)
+endfunction()
 
-add_executable(config_store_published_test config_store_published_test.cpp)
-target_link_libraries(config_store_published_test PRIVATE house_warnings platform_linux GTest::gtest_main)
-gtest_discover_tests(config_store_published_test TEST_PREFIX contract.linux.
-    DISCOVERY_TIMEOUT 60 PROPERTIES LABELS contract TIMEOUT 120)
-
-add_executable(config_store_open_test config_store_open_test.cpp)
-target_link_libraries(config_store_open_test PRIVATE house_warnings platform_linux GTest::gtest_main)
-gtest_discover_tests(config_store_open_test TEST_PREFIX contract.linux.
-    DISCOVERY_TIMEOUT 60 PROPERTIES LABELS contract TIMEOUT 120)
-
-add_executable(config_store_threads_test config_store_threads_test.cpp)
-target_link_libraries(config_store_threads_test PRIVATE house_warnings platform_linux GTest::gtest_main)
-gtest_discover_tests(config_store_threads_test TEST_PREFIX contract.linux.
-    DISCOVERY_TIMEOUT 60 PROPERTIES LABELS threads TIMEOUT 120)
-
-add_executable(config_store_cfm_test config_store_cfm_test.cpp)
+linux_store_test(config_store_linux_test contract)
+linux_store_test(config_store_published_test contract)
+linux_store_test(config_store_open_test contract)
+linux_store_test(config_store_threads_test threads)
+linux_store_test(config_store_power_cut_test contract)
+linux_store_test(config_store_cfm_test contract)
 target_compile_definitions(config_store_cfm_test PRIVATE CFM_PROGRAM="$<TARGET_FILE:cfm>")
-target_link_libraries(config_store_cfm_test PRIVATE house_warnings platform_linux GTest::gtest_main)
 add_dependencies(config_store_cfm_test cfm)
-gtest_discover_tests(config_store_cfm_test TEST_PREFIX contract.linux.
-    DISCOVERY_TIMEOUT 60 PROPERTIES LABELS contract TIMEOUT 120)
-
-add_executable(config_store_power_cut_test config_store_power_cut_test.cpp)
-target_link_libraries(config_store_power_cut_test PRIVATE house_warnings platform_linux GTest::gtest_main)
-gtest_discover_tests(config_store_power_cut_test TEST_PREFIX contract.linux.
-    DISCOVERY_TIMEOUT 60 PROPERTIES LABELS contract TIMEOUT 120)
 
 if(NOT TIME_CHECK_SANITIZE) # their run-time libraries want to be loaded before the box's clock
     add_executable(config_store_daemon_test config_store_daemon_test.cpp)
