@@ -16,18 +16,30 @@ constexpr char NEW_YORK[] = "EST5EDT,M3.2.0,M11.1.0";   // 02:00 becomes 03:00, 
 
 class RebootDst : public RebootDays
 {
+protected:
+    // From one local time of the zone to another, up for so many seconds at the first.
+    void run_in(const char *zone, const std::string &from, const std::string &until, int uptime = 0)
+    {
+        box.local_time.set_zone(zone);
+        start_at(from, uptime);
+        box.run_until(until);
+    }
+
+    // The day from half past one on, with the factory's window; half an hour later the router has been up for `uptime`.
+    void run_factory_night(const char *zone, const std::string &day, int uptime)
+    {
+        schedule(0);
+        run_in(zone, day + " 01:30:00", day + " 23:00:00", uptime - 1800);
+    }
 };
 
 // ---- the night without the hour from two to three ----
 
 TEST_F(RebootDst, BerlinSpringOpensTheFactoryWindowAtThree)
 {
-    box.local_time.set_zone(BERLIN);
-    schedule(0);
-    // Half an hour before, with an up-time whose offset at three o'clock leads past three.
+    // The offset at three o'clock leads past three.
     const int uptime = uptime_with_offset(3605, 8995);
-    start_at("2026-03-29 01:30:00", uptime - 1800);
-    box.run_until("2026-03-29 23:00:00");
+    run_factory_night(BERLIN, "2026-03-29", uptime);
     const auto seen = reboots();
     ASSERT_EQ(seen.size(), 1U);
     EXPECT_EQ(seconds_of(seen[0].time), 7200 + offset_at(uptime));
@@ -35,39 +47,29 @@ TEST_F(RebootDst, BerlinSpringOpensTheFactoryWindowAtThree)
 
 TEST_F(RebootDst, BerlinSpringRebootsJustAfterThreeWhenTheOffsetLiesInTheMissingHour)
 {
-    box.local_time.set_zone(BERLIN);
-    schedule(0);
     const int uptime = uptime_with_offset(5, 3600);
-    start_at("2026-03-29 01:30:00", uptime - 1800);
-    box.run_until("2026-03-29 23:00:00");
+    run_factory_night(BERLIN, "2026-03-29", uptime);
     EXPECT_THAT(reboot_times(), ElementsAre("2026-03-29 03:00:01"));
 }
 
 TEST_F(RebootDst, NewYorkSpringRebootsJustAfterThreeWhenTheOffsetLiesInTheMissingHour)
 {
-    box.local_time.set_zone(NEW_YORK);
-    schedule(0);
     const int uptime = uptime_with_offset(5, 3600);
-    start_at("2026-03-08 01:30:00", uptime - 1800);
-    box.run_until("2026-03-08 23:00:00");
+    run_factory_night(NEW_YORK, "2026-03-08", uptime);
     EXPECT_THAT(reboot_times(), ElementsAre("2026-03-08 03:00:01"));
 }
 
 TEST_F(RebootDst, AUsersTimeInTheMissingHourRebootsAtThree)
 {
-    box.local_time.set_zone(BERLIN);
     schedule(0, "02:30", "05:30");
-    start_at("2026-03-28 12:00:00");
-    box.run_until("2026-03-30 12:00:00");
+    run_in(BERLIN, "2026-03-28 12:00:00", "2026-03-30 12:00:00");
     EXPECT_THAT(reboot_times(), ElementsAre("2026-03-29 03:00:00", "2026-03-30 02:30:00"));
 }
 
 TEST_F(RebootDst, AWindowInsideTheMissingHourIsSkippedThatNight)
 {
-    box.local_time.set_zone(NEW_YORK);
     schedule(0, "02:15", "02:45");
-    start_at("2026-03-07 12:00:00");
-    box.run_until("2026-03-09 12:00:00");
+    run_in(NEW_YORK, "2026-03-07 12:00:00", "2026-03-09 12:00:00");
     EXPECT_THAT(reboot_times(), ElementsAre("2026-03-09 02:15:00"));
 }
 
@@ -75,10 +77,8 @@ TEST_F(RebootDst, AWindowInsideTheMissingHourIsSkippedThatNight)
 
 TEST_F(RebootDst, NewYorkAutumnRebootsOnceInTheFactoryWindow)
 {
-    box.local_time.set_zone(NEW_YORK);
     schedule(0);
-    start_at("2026-10-31 12:00:00");
-    box.run_until("2026-11-01 23:00:00");
+    run_in(NEW_YORK, "2026-10-31 12:00:00", "2026-11-01 23:00:00");
     const auto seen = reboots();
     ASSERT_EQ(seen.size(), 1U); // the hour that comes twice ends at two
     const int after_two = seconds_of(seen[0].time) - 7200;
@@ -89,20 +89,16 @@ TEST_F(RebootDst, BerlinAutumnRebootsTwiceWhenTheWidthFitsBeforeTheEnd)
 {
     // The window lasts four hours that night, so a router that rebooted at its start is up for its width of three
     // hours before it ends.
-    box.local_time.set_zone(BERLIN);
     schedule(0, "02:30", "05:30");
     box.restart_takes(20);
-    start_at("2026-10-24 12:00:00");
-    box.run_until("2026-10-25 23:00:00");
+    run_in(BERLIN, "2026-10-24 12:00:00", "2026-10-25 23:00:00");
     EXPECT_THAT(reboot_times(), ElementsAre("2026-10-25 02:30:00", "2026-10-25 04:30:20"));
 }
 
 TEST_F(RebootDst, NewYorkAutumnRebootsTwiceInAWindowInTheHourThatComesTwice)
 {
-    box.local_time.set_zone(NEW_YORK);
     schedule(0, "01:15", "01:45");
-    start_at("2026-10-31 12:00:00");
-    box.run_until("2026-11-01 23:00:00");
+    run_in(NEW_YORK, "2026-10-31 12:00:00", "2026-11-01 23:00:00");
     EXPECT_THAT(reboot_times(), ElementsAre("2026-11-01 01:15:00", "2026-11-01 01:15:00"));
     ASSERT_EQ(reboots().size(), 2U);
     EXPECT_EQ(reboots()[1].uptime, 3580); // an hour later, less the restart
@@ -110,11 +106,8 @@ TEST_F(RebootDst, NewYorkAutumnRebootsTwiceInAWindowInTheHourThatComesTwice)
 
 TEST_F(RebootDst, BerlinAutumnRebootsOnceInTheFactoryWindowWhenTheOffsetLeadsPastTheChange)
 {
-    box.local_time.set_zone(BERLIN);
-    schedule(0);
     const int uptime = uptime_with_offset(3605, 8995);
-    start_at("2026-10-25 01:30:00", uptime - 1800);
-    box.run_until("2026-10-25 23:00:00");
+    run_factory_night(BERLIN, "2026-10-25", uptime);
     ASSERT_EQ(reboots().size(), 1U);
     EXPECT_EQ(seconds_of(reboots()[0].time), 7200 + offset_at(uptime));
 }
@@ -123,11 +116,8 @@ TEST_F(RebootDst, BerlinAutumnRebootsTwiceInTheFactoryWindowWhenTheOffsetLiesBef
 {
     // Up again 20 s after the first reboot and for three and a half hours, the router finds the window still open. One
     // tick draws the new daemon's offset, whose start has passed; the next one reboots.
-    box.local_time.set_zone(BERLIN);
-    schedule(0);
     const int uptime = uptime_with_offset(5, 3500);
-    start_at("2026-10-25 01:30:00", uptime - 1800);
-    box.run_until("2026-10-25 23:00:00");
+    run_factory_night(BERLIN, "2026-10-25", uptime);
     ASSERT_EQ(reboots().size(), 2U);
     EXPECT_EQ(seconds_of(reboots()[0].time), 7200 + offset_at(uptime));
     EXPECT_EQ(seconds_of(reboots()[1].time), 7200 + offset_at(uptime) + 20 + 12600 - 3600 + 1);
@@ -136,10 +126,8 @@ TEST_F(RebootDst, BerlinAutumnRebootsTwiceInTheFactoryWindowWhenTheOffsetLiesBef
 
 TEST_F(RebootDst, TheDaysAroundAChangeHaveOneRebootEach)
 {
-    box.local_time.set_zone(BERLIN);
     schedule(0, "04:00", "05:30"); // clear of the change
-    start_at("2026-03-27 12:00:00");
-    box.run_until("2026-03-30 12:00:00");
+    run_in(BERLIN, "2026-03-27 12:00:00", "2026-03-30 12:00:00");
     EXPECT_THAT(reboot_times(), ElementsAre("2026-03-28 04:00:00", "2026-03-29 04:00:00", "2026-03-30 04:00:00"));
     box.journal.clear();
     box.clock.set("2026-10-23 12:00:00");
