@@ -32,6 +32,17 @@ bool in_period(const std::string &local)
     return time_check_power_is_in_power_time() == 1;
 }
 
+// The period holds the times of day in `inside` and not those in `outside`.
+void expect_period(std::string_view start, std::string_view end, const Lines &inside, const Lines &outside)
+{
+    power_saving("0", start, end);
+    set_time_check_power_info();
+    for (const std::string &time_of_day : inside)
+        EXPECT_TRUE(in_period("2026-03-02 " + time_of_day)) << time_of_day;
+    for (const std::string &time_of_day : outside)
+        EXPECT_FALSE(in_period("2026-03-02 " + time_of_day)) << time_of_day;
+}
+
 } // namespace
 
 TEST_F(PowerConfig, PrintsWhatItLoaded)
@@ -142,23 +153,12 @@ TEST_F(PowerConfig, EnableAndTypeAreDecimal)
 
 TEST_F(PowerPeriod, PastMidnightHoldsBothItsEnds)
 {
-    power_saving("0", "23:00", "07:00");
-    set_time_check_power_info();
-    EXPECT_FALSE(in_period("2026-03-02 22:59:59"));
-    EXPECT_TRUE(in_period("2026-03-02 23:00:00"));
-    EXPECT_TRUE(in_period("2026-03-03 00:00:00"));
-    EXPECT_TRUE(in_period("2026-03-03 07:00:00"));
-    EXPECT_FALSE(in_period("2026-03-03 07:00:01"));
+    expect_period("23:00", "07:00", {"23:00:00", "00:00:00", "07:00:00"}, {"22:59:59", "07:00:01"});
 }
 
 TEST_F(PowerPeriod, InsideADayHoldsBothItsEnds)
 {
-    power_saving("0", "01:00", "05:00");
-    set_time_check_power_info();
-    EXPECT_FALSE(in_period("2026-03-02 00:59:59"));
-    EXPECT_TRUE(in_period("2026-03-02 01:00:00"));
-    EXPECT_TRUE(in_period("2026-03-02 05:00:00"));
-    EXPECT_FALSE(in_period("2026-03-02 05:00:01"));
+    expect_period("01:00", "05:00", {"01:00:00", "05:00:00"}, {"00:59:59", "05:00:01"});
 }
 
 TEST_F(PowerPeriod, NeedsExactlyOne)
@@ -184,10 +184,7 @@ TEST_F(PowerPeriod, DoesNotDependOnTheTypeOrTheDays)
 
 TEST_F(PowerPeriod, AnEndThatNoClockReachesIsMidnight)
 {
-    power_saving("0", "23:00", "25:99");
-    set_time_check_power_info();
-    EXPECT_TRUE(in_period("2026-03-02 23:59:59"));
-    EXPECT_FALSE(in_period("2026-03-03 00:00:00"));
+    expect_period("23:00", "25:99", {"23:59:59"}, {"00:00:00"});
 }
 
 TEST_F(PowerIsInSleep, IsExactlyOne)

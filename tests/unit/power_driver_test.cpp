@@ -52,6 +52,15 @@ void tick(int count)
     }
 }
 
+// The last of these many ticks, a second apart, puts the router to sleep.
+void expect_asleep_after(int count)
+{
+    tick(count - 1);
+    EXPECT_FALSE(asleep());
+    tick(1);
+    EXPECT_TRUE(asleep());
+}
+
 // Lines of a sample: busy ones and, with debug lines on, all.
 Lines samples()
 {
@@ -242,10 +251,7 @@ TEST_F(PowerNoClient, SleepsOnThe181stSample)
     evening("1");
     box.network.clear_neighbours();
     box.clock.set("2026-03-02 23:00:00");
-    tick(180);
-    EXPECT_FALSE(asleep());
-    tick(1);
-    EXPECT_TRUE(asleep());
+    expect_asleep_after(181);
     EXPECT_EQ(lines(), Lines{"now time:23:03"});
 }
 
@@ -283,10 +289,7 @@ TEST_F(PowerNoClient, AClientStartsTheCountAnew)
     client();
     tick(1);
     box.network.clear_neighbours();
-    tick(180);
-    EXPECT_FALSE(asleep());
-    tick(1);
-    EXPECT_TRUE(asleep());
+    expect_asleep_after(181);
 }
 
 TEST_F(PowerNoClient, OneStreakGivesOneVerdict)
@@ -337,10 +340,7 @@ TEST_F(PowerQuiet, SleepsOnThe1801stSample)
 {
     evening("1");
     box.clock.set("2026-03-02 23:00:00");
-    tick(1800);
-    EXPECT_FALSE(asleep());
-    tick(1);
-    EXPECT_TRUE(asleep());
+    expect_asleep_after(1801);
     EXPECT_EQ(lines(), Lines{"now time:23:30"});
 }
 
@@ -422,10 +422,7 @@ TEST_F(PowerQuiet, ACounterThatGoesBackNeitherCountsNorResets)
     box.network.set_host("192.168.0.100", 0, 1000000);
     tick(1);
     EXPECT_EQ(samples(), Lines{});
-    tick(1700);
-    EXPECT_FALSE(asleep());
-    tick(1);
-    EXPECT_TRUE(asleep());
+    expect_asleep_after(1701);
 }
 
 TEST_F(PowerQuiet, ABusySampleIsFollowedByANewBaseline)
@@ -438,10 +435,7 @@ TEST_F(PowerQuiet, ABusySampleIsFollowedByANewBaseline)
     box.network.set_host("192.168.0.100", 10000000, 0);
     tick(1); // the new baseline
     EXPECT_EQ(samples().size(), 1U);
-    tick(1799);
-    EXPECT_FALSE(asleep());
-    tick(1);
-    EXPECT_TRUE(asleep());
+    expect_asleep_after(1800);
 }
 
 TEST_F(PowerQuiet, AClientThatLeavesEndsTheQuietCount)
@@ -452,10 +446,7 @@ TEST_F(PowerQuiet, AClientThatLeavesEndsTheQuietCount)
     box.network.clear_neighbours();
     tick(100);
     client();
-    tick(1800);
-    EXPECT_FALSE(asleep());
-    tick(1);
-    EXPECT_TRUE(asleep());
+    expect_asleep_after(1801);
 }
 
 TEST_F(PowerQuiet, TheSampleThatDecidesComparesNothing)
@@ -475,10 +466,7 @@ TEST_F(PowerQuiet, AReloadStartsTheCountsAnew)
     box.clock.set("2026-03-02 23:00:00");
     tick(1799);
     set_time_check_power_info();
-    tick(1800);
-    EXPECT_FALSE(asleep());
-    tick(1);
-    EXPECT_TRUE(asleep());
+    expect_asleep_after(1801);
 }
 
 TEST_F(PowerQuiet, WakesAtThePeriodsEndAndSamplesAgainTheNextNight)
@@ -490,10 +478,7 @@ TEST_F(PowerQuiet, WakesAtThePeriodsEndAndSamplesAgainTheNextNight)
     EXPECT_FALSE(asleep());
     EXPECT_TRUE(radio_is_on());
     box.clock.set("2026-03-03 23:00:00");
-    tick(1800);
-    EXPECT_FALSE(asleep());
-    tick(1);
-    EXPECT_TRUE(asleep());
+    expect_asleep_after(1801);
 }
 
 // ---- the carry-over to the next day ----
@@ -511,10 +496,7 @@ TEST_F(PowerCarryOver, AQuietCountGoesOnTheNextNight)
     tick(600);
     EXPECT_FALSE(asleep());
     box.clock.set("2026-03-05 23:00:00");
-    tick(1801 - 3 * 541 - 1);
-    EXPECT_FALSE(asleep());
-    tick(1);
-    EXPECT_TRUE(asleep());
+    expect_asleep_after(1801 - 3 * 541);
 }
 
 TEST_F(PowerCarryOver, TheFirstSampleOfTheNightSpansTheDay)
@@ -547,10 +529,7 @@ TEST_F(PowerCarryOver, ANoClientCountGoesOnTheNextNight)
         EXPECT_FALSE(asleep());
     }
     box.clock.set("2026-03-04 23:00:00");
-    tick(181 - 122 - 1);
-    EXPECT_FALSE(asleep());
-    tick(1);
-    EXPECT_TRUE(asleep());
+    expect_asleep_after(181 - 122);
 }
 
 // ---- a clock that steps ----
@@ -577,8 +556,5 @@ TEST_F(PowerClock, AStepBackInsideThePeriodSamplesAtOnce)
     box.clock.set("2026-03-03 02:00:00");
     tick(100);
     box.clock.set("2026-03-03 01:00:00");
-    tick(80);
-    EXPECT_FALSE(asleep());
-    tick(1);
-    EXPECT_TRUE(asleep());
+    expect_asleep_after(81);
 }

@@ -61,12 +61,15 @@ std::string wake_up_line()
     return "none";
 }
 
-std::string wake_up_at(const std::string &local)
+// The seconds that a wake-up counts at each of these local times.
+void expect_wake_up_times(const std::vector<std::pair<std::string, std::string>> &seconds_at)
 {
-    box.clock.set(local);
-    forget();
-    update_nimbix_wake_up_time();
-    return wake_up_line();
+    for (const auto &[local, seconds] : seconds_at) {
+        box.clock.set(local);
+        forget();
+        update_nimbix_wake_up_time();
+        EXPECT_EQ(wake_up_line(), "\t\t nimbix_wake_up_time: " + seconds) << local;
+    }
 }
 
 } // namespace
@@ -222,15 +225,15 @@ TEST_F(PowerStop, WakesOnlyARouterThatSleeps)
 TEST_F(PowerWakeUp, CountsToTheEndOfAPeriodPastMidnight)
 {
     awake();
-    EXPECT_EQ(wake_up_at("2026-03-02 22:59:59"), "\t\t nimbix_wake_up_time: 0");
-    EXPECT_EQ(wake_up_at("2026-03-02 23:00:00"), "\t\t nimbix_wake_up_time: 28800");
-    EXPECT_EQ(wake_up_at("2026-03-02 23:30:00"), "\t\t nimbix_wake_up_time: 27000");
-    EXPECT_EQ(wake_up_at("2026-03-02 23:59:59"), "\t\t nimbix_wake_up_time: 25201");
-    EXPECT_EQ(wake_up_at("2026-03-03 00:00:00"), "\t\t nimbix_wake_up_time: 25200");
-    EXPECT_EQ(wake_up_at("2026-03-03 06:00:00"), "\t\t nimbix_wake_up_time: 3600");
-    EXPECT_EQ(wake_up_at("2026-03-03 07:00:00"), "\t\t nimbix_wake_up_time: 0");
-    EXPECT_EQ(wake_up_at("2026-03-03 07:00:01"), "\t\t nimbix_wake_up_time: 0");
-    EXPECT_EQ(wake_up_at("2026-03-03 12:00:00"), "\t\t nimbix_wake_up_time: 0");
+    expect_wake_up_times({{"2026-03-02 22:59:59", "0"},
+                          {"2026-03-02 23:00:00", "28800"},
+                          {"2026-03-02 23:30:00", "27000"},
+                          {"2026-03-02 23:59:59", "25201"},
+                          {"2026-03-03 00:00:00", "25200"},
+                          {"2026-03-03 06:00:00", "3600"},
+                          {"2026-03-03 07:00:00", "0"},
+                          {"2026-03-03 07:00:01", "0"},
+                          {"2026-03-03 12:00:00", "0"}});
 }
 
 TEST_F(PowerWakeUp, CountsToTheEndOfAPeriodInsideADay)
@@ -238,11 +241,11 @@ TEST_F(PowerWakeUp, CountsToTheEndOfAPeriodInsideADay)
     awake();
     power_saving("0", "01:00", "05:00");
     set_time_check_power_info();
-    EXPECT_EQ(wake_up_at("2026-03-02 00:59:00"), "\t\t nimbix_wake_up_time: 0");
-    EXPECT_EQ(wake_up_at("2026-03-02 01:00:00"), "\t\t nimbix_wake_up_time: 14400");
-    EXPECT_EQ(wake_up_at("2026-03-02 04:59:59"), "\t\t nimbix_wake_up_time: 1");
-    EXPECT_EQ(wake_up_at("2026-03-02 05:00:00"), "\t\t nimbix_wake_up_time: 0");
-    EXPECT_EQ(wake_up_at("2026-03-02 05:00:01"), "\t\t nimbix_wake_up_time: 0");
+    expect_wake_up_times({{"2026-03-02 00:59:00", "0"},
+                          {"2026-03-02 01:00:00", "14400"},
+                          {"2026-03-02 04:59:59", "1"},
+                          {"2026-03-02 05:00:00", "0"},
+                          {"2026-03-02 05:00:01", "0"}});
 }
 
 TEST_F(PowerWakeUp, SuspendsPowerSavingUntilThePeriodEnds)
