@@ -42,6 +42,13 @@ protected:
         box.files.set(LAN_COUNTER, counter);
         return time_check_get_sleep_rand();
     }
+
+    // What each of these counters gives.
+    void expect_drawn(const std::vector<std::pair<std::string, uint32_t>> &drawn_from)
+    {
+        for (const auto &[counter, drawn] : drawn_from)
+            EXPECT_EQ(drawn_at(counter), drawn) << counter;
+    }
 };
 
 // ---- reading the clock ----
@@ -169,11 +176,7 @@ TEST_F(Window, FollowsTheLocalTimeOfItsZone)
 
 TEST_F(SleepRand, IsTheLanCounterModulo600)
 {
-    EXPECT_EQ(drawn_at("123456\n"), 456U);
-    EXPECT_EQ(drawn_at("0\n"), 0U);
-    EXPECT_EQ(drawn_at("599\n"), 599U);
-    EXPECT_EQ(drawn_at("600\n"), 0U);
-    EXPECT_EQ(drawn_at("2147483647\n"), 247U);
+    expect_drawn({{"123456\n", 456U}, {"0\n", 0U}, {"599\n", 599U}, {"600\n", 0U}, {"2147483647\n", 247U}});
 }
 
 TEST_F(SleepRand, ACounterOfOneCharacterCounts)
@@ -183,14 +186,12 @@ TEST_F(SleepRand, ACounterOfOneCharacterCounts)
 
 TEST_F(SleepRand, ALargeCounterSaturates)
 {
-    EXPECT_EQ(drawn_at("2147483648\n"), 247U);
-    EXPECT_EQ(drawn_at("18446744073709551615\n"), 247U);
+    expect_drawn({{"2147483648\n", 247U}, {"18446744073709551615\n", 247U}});
 }
 
 TEST_F(SleepRand, AnEmptyOrStrangeCounterIsZero)
 {
-    EXPECT_EQ(drawn_at(""), 0U);
-    EXPECT_EQ(drawn_at("none\n"), 0U);
+    expect_drawn({{"", 0U}, {"none\n", 0U}});
 }
 
 TEST_F(SleepRand, AnUnreadableCounterIsZero)

@@ -12,40 +12,45 @@ namespace
 
 using CpuAccounting = CpuWatchdogTest;
 
+uint32_t cpus_in(const std::string &proc_stat)
+{
+    box.files.set("/proc/stat", proc_stat);
+    return time_check_cpu_get_cpu_num();
+}
+
+uint32_t machine_total_in(const std::string &proc_stat)
+{
+    box.files.set("/proc/stat", proc_stat);
+    return time_check_cpu_get_total_cpu_time();
+}
+
 // ---- the number of CPUs ----
 
 TEST_F(CpuAccounting, CountsTheLinesAfterTheFirstThatNameACpu)
 {
-    box.files.set("/proc/stat",
-                  "cpu  1 2 3 4\ncpu0 1 2 3 4\ncpu1 1 2 3 4\ncpu2 0 0 0 0\ncpu3 1 1 1 1\nintr 5\nctxt 6\n");
-    EXPECT_EQ(time_check_cpu_get_cpu_num(), 4U);
+    EXPECT_EQ(cpus_in("cpu  1 2 3 4\ncpu0 1 2 3 4\ncpu1 1 2 3 4\ncpu2 0 0 0 0\ncpu3 1 1 1 1\nintr 5\nctxt 6\n"), 4U);
 }
 
 TEST_F(CpuAccounting, OneCpuLineIsOneCpu)
 {
-    box.files.set("/proc/stat", "cpu  1 2 3 4\ncpu0 1 2 3 4\n");
-    EXPECT_EQ(time_check_cpu_get_cpu_num(), 1U);
+    EXPECT_EQ(cpus_in("cpu  1 2 3 4\ncpu0 1 2 3 4\n"), 1U);
 }
 
 TEST_F(CpuAccounting, WithoutCpuLinesThereIsNone)
 {
-    box.files.set("/proc/stat", "cpu  1 2 3 4\nintr 5\n");
-    EXPECT_EQ(time_check_cpu_get_cpu_num(), 0U);
-    box.files.set("/proc/stat", "");
-    EXPECT_EQ(time_check_cpu_get_cpu_num(), 0U);
+    EXPECT_EQ(cpus_in("cpu  1 2 3 4\nintr 5\n"), 0U);
+    EXPECT_EQ(cpus_in(""), 0U);
 }
 
 TEST_F(CpuAccounting, AnyFurtherLineWithTheWordCounts)
 {
-    box.files.set("/proc/stat", "nothing of interest\n  a cpu of some kind\nsoftcpus\nCPU\n");
-    EXPECT_EQ(time_check_cpu_get_cpu_num(), 2U);
+    EXPECT_EQ(cpus_in("nothing of interest\n  a cpu of some kind\nsoftcpus\nCPU\n"), 2U);
 }
 
 TEST_F(CpuAccounting, ALineLongerThanTheBufferCountsInPieces)
 {
     // 1023 characters are one read: the first piece is the line that is not looked at, the second one counts.
-    box.files.set("/proc/stat", std::string(1023, '1') + "cpu" + std::string(100, '2') + "\ncpu0 1\n");
-    EXPECT_EQ(time_check_cpu_get_cpu_num(), 2U);
+    EXPECT_EQ(cpus_in(std::string(1023, '1') + "cpu" + std::string(100, '2') + "\ncpu0 1\n"), 2U);
 }
 
 TEST_F(CpuAccounting, AnUnreadableMachineHasOneCpu)
@@ -62,32 +67,26 @@ TEST_F(CpuAccounting, AnUnreadableMachineHasOneCpu)
 
 TEST_F(CpuAccounting, TheMachineTotalIsTheSumOfNineCounters)
 {
-    box.files.set("/proc/stat", "cpu  1 20 300 4000 50000 600000 7000000 80000000 900000000\ncpu0 5 5 5 5 5 5 5 5 5\n");
-    EXPECT_EQ(time_check_cpu_get_total_cpu_time(), 987654321U);
+    EXPECT_EQ(machine_total_in("cpu  1 20 300 4000 50000 600000 7000000 80000000 900000000\ncpu0 5 5 5 5 5 5 5 5 5\n"),
+              987654321U);
 }
 
 TEST_F(CpuAccounting, ATenthCounterIsNotAdded)
 {
-    box.files.set("/proc/stat", "cpu  1 1 1 1 1 1 1 1 1 1000\n");
-    EXPECT_EQ(time_check_cpu_get_total_cpu_time(), 9U);
+    EXPECT_EQ(machine_total_in("cpu  1 1 1 1 1 1 1 1 1 1000\n"), 9U);
 }
 
 TEST_F(CpuAccounting, CountersThatTheKernelDoesNotPrintAreZero)
 {
-    box.files.set("/proc/stat", "cpu  10 20 30 40\n");
-    EXPECT_EQ(time_check_cpu_get_total_cpu_time(), 100U);
-    box.files.set("/proc/stat", "cpu\n");
-    EXPECT_EQ(time_check_cpu_get_total_cpu_time(), 0U);
-    box.files.set("/proc/stat", "");
-    EXPECT_EQ(time_check_cpu_get_total_cpu_time(), 0U);
+    EXPECT_EQ(machine_total_in("cpu  10 20 30 40\n"), 100U);
+    EXPECT_EQ(machine_total_in("cpu\n"), 0U);
+    EXPECT_EQ(machine_total_in(""), 0U);
 }
 
 TEST_F(CpuAccounting, TheMachineTotalWrapsAtThirtyTwoBits)
 {
-    box.files.set("/proc/stat", "cpu  4294967295 2 0 0 0 0 0 0 0\n");
-    EXPECT_EQ(time_check_cpu_get_total_cpu_time(), 1U);
-    box.files.set("/proc/stat", "cpu  4294967296 0 0 7 0 0 0 0 8589934592\n"); // only the low halves count
-    EXPECT_EQ(time_check_cpu_get_total_cpu_time(), 7U);
+    EXPECT_EQ(machine_total_in("cpu  4294967295 2 0 0 0 0 0 0 0\n"), 1U);
+    EXPECT_EQ(machine_total_in("cpu  4294967296 0 0 7 0 0 0 0 8589934592\n"), 7U); // only the low halves count
 }
 
 TEST_F(CpuAccounting, TheMachineTotalsLinesShowTheLineAsReadAndTheCounters)
