@@ -1,7 +1,7 @@
 // The watchdogs with many rows.
 #include <gtest/gtest.h>
 
-#include "tests/support/router_test.h"
+#include "tests/support/watchdog_world.h"
 #include "tests/unit/watched_rows/tables.h"
 #include "time_check/time_check_cpu.h"
 #include "time_check/time_check_daemon.h"
@@ -10,14 +10,6 @@
 
 namespace
 {
-
-TIME_CHECK_MODULES_COMMON_STRUCT message(uint32_t op, const char *string_info)
-{
-    TIME_CHECK_MODULES_COMMON_STRUCT msg = {};
-    msg.op = op;
-    copy_text(msg.string_info, sizeof msg.string_info, string_info);
-    return msg;
-}
 
 Lines lines_of_rows(const std::string &before, int first, int last, const std::string &after)
 {
@@ -70,7 +62,7 @@ protected:
 
     static void send(uint32_t op, const char *string_info)
     {
-        const TIME_CHECK_MODULES_COMMON_STRUCT msg = message(op, string_info);
+        const TIME_CHECK_MODULES_COMMON_STRUCT msg = watchdog_message(op, string_info);
         box.log.clear();
         op == OP_STOP ? time_check_cpu_stop(&msg) : time_check_cpu_start(&msg);
     }
@@ -200,7 +192,7 @@ protected:
 
     static void send(uint32_t op, const char *string_info)
     {
-        TIME_CHECK_MODULES_COMMON_STRUCT msg = message(op, string_info);
+        TIME_CHECK_MODULES_COMMON_STRUCT msg = watchdog_message(op, string_info);
         box.log.clear();
         time_check_daemon_msg_handle(&msg);
     }
