@@ -19,6 +19,7 @@ const Lines NETCTRL_IS_TOLD = {"netctrl 19?op=9", "netctrl 19?op=3,wl_rate=24,in
                                "netctrl 19?op=3,wl_rate=5,index=1"};
 
 const Lines EXPIRED = together({SWITCHES_OFF, {"commit"}, NETCTRL_IS_TOLD});
+const Lines CLOSED_AT_START = together({SWITCHES_OFF, NETCTRL_IS_TOLD});
 
 int32_t post(std::string_view text, uint32_t op = OP_DEFAULT)
 {
@@ -40,6 +41,15 @@ void tick_at(int uptime)
 {
     box.clock.set_uptime(uptime);
     time_check_wl_guest();
+}
+
+// What a start does with this lifetime and switch.
+Lines acts_of_start(std::string_view lifetime, std::string_view enable)
+{
+    box.store.set("wl.guest.effective_time", lifetime);
+    box.store.set("wl.guest.dhcps_enable", enable);
+    time_check_wl_guest_first_init();
+    return acts();
 }
 
 } // namespace
@@ -250,43 +260,28 @@ TEST_F(GuestMessages, ThroughTheBus)
 
 TEST_F(GuestStart, AnOpenNetworkWithALifetimeIsClosedWithoutCommit)
 {
-    box.store.set("wl.guest.effective_time", "7200");
-    box.store.set("wl.guest.dhcps_enable", "1");
-    time_check_wl_guest_first_init();
-    EXPECT_EQ(acts(), together({SWITCHES_OFF, NETCTRL_IS_TOLD}));
+    EXPECT_EQ(acts_of_start("7200", "1"), CLOSED_AT_START);
     EXPECT_EQ(box.store.committed("wl.guest.dhcps_enable"), "1");
 }
 
 TEST_F(GuestStart, AnEmptyOrMissingSwitchIsOn)
 {
-    box.store.set("wl.guest.effective_time", "7200");
-    box.store.set("wl.guest.dhcps_enable", "");
-    time_check_wl_guest_first_init();
-    EXPECT_EQ(acts(), together({SWITCHES_OFF, NETCTRL_IS_TOLD}));
+    EXPECT_EQ(acts_of_start("7200", ""), CLOSED_AT_START);
     box.store.unset("wl.guest.dhcps_enable");
     time_check_wl_guest_first_init();
-    EXPECT_EQ(acts(), together({SWITCHES_OFF, NETCTRL_IS_TOLD}));
+    EXPECT_EQ(acts(), CLOSED_AT_START);
 }
 
 TEST_F(GuestStart, ANegativeLifetimeCloses)
 {
-    box.store.set("wl.guest.effective_time", "-1");
-    box.store.set("wl.guest.dhcps_enable", "1");
-    time_check_wl_guest_first_init();
-    EXPECT_EQ(acts(), together({SWITCHES_OFF, NETCTRL_IS_TOLD}));
+    EXPECT_EQ(acts_of_start("-1", "1"), CLOSED_AT_START);
 }
 
 TEST_F(GuestStart, ANetworkWithoutALifetimeOrThatIsOffIsLeftAlone)
 {
-    box.store.set("wl.guest.effective_time", "0");
-    box.store.set("wl.guest.dhcps_enable", "1");
-    time_check_wl_guest_first_init();
-    box.store.set("wl.guest.effective_time", "7200");
-    box.store.set("wl.guest.dhcps_enable", "0");
-    time_check_wl_guest_first_init();
-    box.store.set("wl.guest.dhcps_enable", "11");
-    time_check_wl_guest_first_init();
-    EXPECT_EQ(acts(), Lines{});
+    EXPECT_EQ(acts_of_start("0", "1"), Lines{});
+    EXPECT_EQ(acts_of_start("7200", "0"), Lines{});
+    EXPECT_EQ(acts_of_start("7200", "11"), Lines{});
 }
 
 TEST_F(GuestStart, NoTimeRunsAfterIt)

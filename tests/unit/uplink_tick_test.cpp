@@ -25,6 +25,13 @@ protected:
         set_time_check_wifi_connect_info();
     }
 
+    // With the mode's DHCP client running, which opens the gate.
+    void start_with_client(const std::string &mode_2g)
+    {
+        start(mode_2g.c_str());
+        box.processes.start(mode_2g == "wisp" ? "udhcpc" : "dhcpcd_lan", 500);
+    }
+
     // Whether the tick came past the gate.
     bool tick_begins()
     {
@@ -100,8 +107,7 @@ TEST_F(UplinkTick, AnUplinkOfNoKindWaitsItsTime)
 
 TEST_F(UplinkTick, TheBeginLineKeepsItsBlank)
 {
-    start("wisp");
-    box.processes.start("udhcpc", 500);
+    start_with_client("wisp");
     time_check_wifi_connect();
     ASSERT_FALSE(box.log.lines().empty());
     const std::string &line = box.log.lines().front();
@@ -111,8 +117,7 @@ TEST_F(UplinkTick, TheBeginLineKeepsItsBlank)
 
 TEST_F(UplinkTick, TheTraceKeyIsLookedAtForEveryLine)
 {
-    start("wisp");
-    box.processes.start("udhcpc", 500);
+    start_with_client("wisp");
     EXPECT_TRUE(tick_begins());
     box.store.set("time_check_debug", "off");
     EXPECT_FALSE(tick_begins());
@@ -126,8 +131,7 @@ TEST_F(UplinkTick, TheTraceKeyIsLookedAtForEveryLine)
 
 TEST_F(UplinkTick, SupervisionRunsFromTheFifthTickOn)
 {
-    start("wisp");
-    box.processes.start("udhcpc", 500);
+    start_with_client("wisp");
     for (int i = 1; i <= 4; i++) {
         tick_begins();
         EXPECT_FALSE(has_line("wisp NOT_CONNECTED")) << i;
@@ -150,8 +154,7 @@ TEST_F(UplinkTick, WithoutDhcpClientSupervisionRunsFromThe65thTickOn)
 
 TEST_F(UplinkTick, TheFourthTickSwitchesTheDhcpServerOnWhileTheLanHasItsOwnAddress)
 {
-    start("apclient");
-    box.processes.start("dhcpcd_lan", 501);
+    start_with_client("apclient");
     ticks(3);
     EXPECT_ACTS();
     ticks(1);
@@ -163,8 +166,7 @@ TEST_F(UplinkTick, TheFourthTickSwitchesTheDhcpServerOnWhileTheLanHasItsOwnAddre
 
 TEST_F(UplinkTick, ALanWithoutAddressAlsoNeedsTheDhcpServer)
 {
-    start("apclient");
-    box.processes.start("dhcpcd_lan", 501);
+    start_with_client("apclient");
     box.network.set_address("br0", "");
     ticks(4);
     EXPECT_ACTS("set dhcps.en=1", "commit", "netctrl 3?op=3,index=1");
@@ -172,8 +174,7 @@ TEST_F(UplinkTick, ALanWithoutAddressAlsoNeedsTheDhcpServer)
 
 TEST_F(UplinkTick, AnAddressFromTheUpstreamNeedsNoDhcpServer)
 {
-    start("apclient");
-    box.processes.start("dhcpcd_lan", 501);
+    start_with_client("apclient");
     box.network.set_address("br0", "10.0.0.23");
     ticks(4);
     EXPECT_ACTS();
@@ -184,16 +185,14 @@ TEST_F(UplinkTick, AnAddressFromTheUpstreamNeedsNoDhcpServer)
 
 TEST_F(UplinkTick, AWispRouterKeepsItsDhcpServerAsItIs)
 {
-    start("wisp");
-    box.processes.start("udhcpc", 500);
+    start_with_client("wisp");
     ticks(4);
     EXPECT_ACTS();
 }
 
 TEST_F(UplinkTick, TheIdleTicksGoOnAcrossAChangeOfTheUplink)
 {
-    start("wisp");
-    box.processes.start("udhcpc", 500);
+    start_with_client("wisp");
     ticks(3);
     start("apclient"); // the gate is open, whichever client opened it
     ticks(1);
@@ -205,8 +204,7 @@ TEST_F(UplinkTick, TheIdleTicksGoOnAcrossAChangeOfTheUplink)
 TEST_F(UplinkTick, AWispRadioThatIsSwitchedOffIsNotSupervised)
 {
     box.store.set("wl2g.public.enable", "0");
-    start("wisp");
-    box.processes.start("udhcpc", 500);
+    start_with_client("wisp");
     ticks(10);
     EXPECT_FALSE(has_line("wisp NOT_CONNECTED"));
 }
@@ -214,8 +212,7 @@ TEST_F(UplinkTick, AWispRadioThatIsSwitchedOffIsNotSupervised)
 TEST_F(UplinkTick, AnApClientsRadioIsSupervisedEvenWhenSwitchedOff)
 {
     box.store.set("wl2g.public.enable", "0");
-    start("apclient");
-    box.processes.start("dhcpcd_lan", 501);
+    start_with_client("apclient");
     ticks(5);
     EXPECT_TRUE(has_line("wireless phy disconnected!"));
 }
@@ -233,8 +230,7 @@ TEST_F(UplinkTick, AnUplinkOfNoKindIsNotSupervised)
 TEST_F(UplinkTick, WhileTheFallbackRunsTheLinkIsNotSupervised)
 {
     box.store.set("wl2g.extra.wpapsk_crypto", "tkip+aes");
-    start("wisp");
-    box.processes.start("udhcpc", 500);
+    start_with_client("wisp");
     ticks(4 + 19);
     EXPECT_FALSE(has_line("wisp NOT_CONNECTED"));
     ticks(1);
@@ -243,8 +239,7 @@ TEST_F(UplinkTick, WhileTheFallbackRunsTheLinkIsNotSupervised)
 
 TEST_F(UplinkTick, AChangeOfTheUplinkTakesEffectAtTheNextTick)
 {
-    start("wisp");
-    box.processes.start("udhcpc", 500);
+    start_with_client("wisp");
     ticks(5);
     start("apclient");
     box.log.clear();

@@ -29,6 +29,13 @@ void start_probe(int wans, const char *country = "DE")
     box.log.clear();
 }
 
+// With one WAN, and this address for one of the hosts.
+void start_probe_with_name(const char *host, const char *address)
+{
+    start_probe(1);
+    box.network.set_name(host, address);
+}
+
 internet_status fresh_status()
 {
     return {.current_status = IS_INTERNET,
@@ -207,8 +214,7 @@ static void expect_failed_resolution()
 
 TEST_F(Resolution, AnUnknownHostFailsItAndTurnsTheNameServers)
 {
-    start_probe(1);
-    box.network.set_name("www.cloudflare.com", "");
+    start_probe_with_name("www.cloudflare.com", "");
     expect_failed_resolution();
     EXPECT_EQ(box.faults.made("gethostbyname"), 3U);
 }
@@ -222,24 +228,21 @@ TEST_F(Resolution, NoNameServerFailsIt)
 
 TEST_F(Resolution, TwoEqualNeighboursFailItAndEndIt)
 {
-    start_probe(1);
-    box.network.set_name("www.cloudflare.com", "192.0.2.1");
+    start_probe_with_name("www.cloudflare.com", "192.0.2.1");
     expect_failed_resolution();
     EXPECT_EQ(box.faults.made("gethostbyname"), 2U);
 }
 
 TEST_F(Resolution, EqualNeighboursAcrossAnUnknownHostFailIt)
 {
-    start_probe(1);
-    box.network.set_name("www.cloudflare.com", "");
+    start_probe_with_name("www.cloudflare.com", "");
     box.network.set_name("www.wikipedia.org", "192.0.2.1");
     expect_failed_resolution();
 }
 
 TEST_F(Resolution, OnlyNeighboursAreCompared)
 {
-    start_probe(1);
-    box.network.set_name("www.wikipedia.org", "192.0.2.1");
+    start_probe_with_name("www.wikipedia.org", "192.0.2.1");
     dns_resolv();
     EXPECT_EQ(box.log.lines(), (Lines{"dns_resolv 351: gethostbyname return ip addres is:"}));
 }
@@ -249,13 +252,11 @@ TEST_F(Resolution, AnAddressThatNoOtherMachineCanHaveFailsIt)
 {
     for (const char *address : {"0.0.0.0", "0.1.2.3", "127.0.0.1", "127.255.255.255", "224.0.0.1", "239.255.255.255",
                                 "240.0.0.1", "255.255.255.255"}) {
-        start_probe(1);
-        box.network.set_name("www.cloudflare.com", address);
+        start_probe_with_name("www.cloudflare.com", address);
         expect_failed_resolution();
     }
     for (const char *address : {"1.0.0.1", "126.255.255.255", "128.0.0.1", "223.255.255.255", "192.168.0.7"}) {
-        start_probe(1);
-        box.network.set_name("www.cloudflare.com", address);
+        start_probe_with_name("www.cloudflare.com", address);
         dns_resolv();
         EXPECT_EQ(box.log.lines(), (Lines{"dns_resolv 351: gethostbyname return ip addres is:"})) << address;
     }
@@ -269,8 +270,7 @@ TEST_F(Resolution, AnAddressOfTheRoutersOwnFailsIt)
         expect_failed_resolution();
     }
     box.network.set_address("eth2", ""); // the second WAN is down: the address may be anybody's
-    start_probe(1);
-    box.network.set_name("www.cloudflare.com", "198.51.100.2");
+    start_probe_with_name("www.cloudflare.com", "198.51.100.2");
     dns_resolv();
     EXPECT_EQ(box.log.lines(), (Lines{"dns_resolv 351: gethostbyname return ip addres is:"}));
 }
