@@ -21,6 +21,16 @@ protected:
         return time_check_cpu_msg_handle(&msg);
     }
 
+    // A message switched the web server's row on or off, and the dump shows its share.
+    void expect_dump_of_message(bool on, const std::string &share)
+    {
+        EXPECT_BODIES(on ? "httpd check enable" : "httpd check disable", "totle 1 exe!", "num:\t0!",
+                      "EXE_NAME:\thttpd!", on ? "EXE_ENABLE:\t1!" : "EXE_ENABLE:\t0!", "EXE_CHECK_IN:\t0!",
+                      "EXE_CPU:\t" + share + "!", "EXE_CHECK_RESULT:\t0!", "EXE_PID:\t321!",
+                      "EXE_PID_FILE:\t/etc/httpd.pid!", "EXE_SPA_TIME:\t1!", "EXE_CHECK_NUM:\t0!",
+                      "EXE_PROBLEM_CHECK_NUM:\t0!");
+    }
+
     // Whether the module still does anything: the first ticks after a load or start sample.
     bool is_on()
     {
@@ -194,10 +204,7 @@ TEST_F(CpuTable, AStartPutsARunningCountBackToNothing)
         tick(100);
     debug_on();
     send(OP_START, "httpd");
-    EXPECT_BODIES("httpd check enable", "totle 1 exe!", "num:\t0!", "EXE_NAME:\thttpd!", "EXE_ENABLE:\t1!",
-                  "EXE_CHECK_IN:\t0!", "EXE_CPU:\t0.0!", "EXE_CHECK_RESULT:\t0!", "EXE_PID:\t321!",
-                  "EXE_PID_FILE:\t/etc/httpd.pid!", "EXE_SPA_TIME:\t1!", "EXE_CHECK_NUM:\t0!",
-                  "EXE_PROBLEM_CHECK_NUM:\t0!");
+    expect_dump_of_message(true, "0.0");
 }
 
 TEST_F(CpuTable, AStopDumpsTheRowAsDisabled)
@@ -206,10 +213,7 @@ TEST_F(CpuTable, AStopDumpsTheRowAsDisabled)
     tick(100);
     debug_on();
     send(OP_STOP, "httpd");
-    EXPECT_BODIES("httpd check disable", "totle 1 exe!", "num:\t0!", "EXE_NAME:\thttpd!", "EXE_ENABLE:\t0!",
-                  "EXE_CHECK_IN:\t0!", "EXE_CPU:\t100.0!", "EXE_CHECK_RESULT:\t0!", "EXE_PID:\t321!",
-                  "EXE_PID_FILE:\t/etc/httpd.pid!", "EXE_SPA_TIME:\t1!", "EXE_CHECK_NUM:\t0!",
-                  "EXE_PROBLEM_CHECK_NUM:\t0!");
+    expect_dump_of_message(false, "100.0");
 }
 
 TEST_F(CpuTable, AStartForAnUnknownNameSwitchesTheModuleOnAndLeavesTheRowsAlone)

@@ -119,16 +119,18 @@ INSTANTIATE_TEST_SUITE_P(Cases, PowerConfigTime,
 
 TEST_F(PowerConfig, DaysAreReadUpToSevenSingleCharacters)
 {
-    EXPECT_EQ(loaded("sys.powersleep.wday", "1;1;1;1;1;0;0", 2), "\t\t wday_en:1;1;1;1;1;0;0");
-    EXPECT_EQ(loaded("sys.powersleep.wday", "1;2;x;9", 2), "\t\t wday_en:1;2;0;9;0;0;0");
-    EXPECT_EQ(loaded("sys.powersleep.wday", "1;;1", 2), "\t\t wday_en:1;0;0;0;0;0;0");
-    EXPECT_EQ(loaded("sys.powersleep.wday", ";1", 2), "\t\t wday_en:0;0;0;0;0;0;0");
-    EXPECT_EQ(loaded("sys.powersleep.wday", "1;1;1;1;1;1; 1", 2), "\t\t wday_en:1;1;1;1;1;1;1");
-    EXPECT_EQ(loaded("sys.powersleep.wday", "1,1,1,1,1,1,1", 2), "\t\t wday_en:1;0;0;0;0;0;0");
-    EXPECT_EQ(loaded("sys.powersleep.wday", "1;1;1;1;1;1;1;1;1;1", 2), "\t\t wday_en:1;1;1;1;1;1;1");
-    EXPECT_EQ(loaded("sys.powersleep.wday", std::string(1000, '1'), 2), "\t\t wday_en:1;0;0;0;0;0;0");
-    EXPECT_EQ(loaded("sys.powersleep.wday", std::string(1000, ';'), 2), "\t\t wday_en:0;0;0;0;0;0;0");
-    EXPECT_EQ(loaded("sys.powersleep.wday", "\xc3\xa9;1", 2), "\t\t wday_en:0;1;0;0;0;0;0");
+    const std::vector<std::pair<std::string, std::string>> cases = {{"1;1;1;1;1;0;0", "1;1;1;1;1;0;0"},
+                                                                    {"1;2;x;9", "1;2;0;9;0;0;0"},
+                                                                    {"1;;1", "1;0;0;0;0;0;0"},
+                                                                    {";1", "0;0;0;0;0;0;0"},
+                                                                    {"1;1;1;1;1;1; 1", "1;1;1;1;1;1;1"},
+                                                                    {"1,1,1,1,1,1,1", "1;0;0;0;0;0;0"},
+                                                                    {"1;1;1;1;1;1;1;1;1;1", "1;1;1;1;1;1;1"},
+                                                                    {std::string(1000, '1'), "1;0;0;0;0;0;0"},
+                                                                    {std::string(1000, ';'), "0;0;0;0;0;0;0"},
+                                                                    {"\xc3\xa9;1", "0;1;0;0;0;0;0"}};
+    for (const auto &[text, days] : cases)
+        EXPECT_EQ(loaded("sys.powersleep.wday", text, 2), "\t\t wday_en:" + days) << text;
 }
 
 TEST_F(PowerConfig, SpeedsAreDecimalAndTheirThousandfoldIsTakenIn32Bits)
