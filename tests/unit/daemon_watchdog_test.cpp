@@ -57,6 +57,20 @@ protected:
         return box.faults.made("popen");
     }
 
+    // Nothing was looked at, nor is it in the next minute.
+    void expect_not_watching()
+    {
+        ticks(60);
+        EXPECT_EQ(looks(), 0U);
+    }
+
+    // The first look of all is due within three ticks.
+    void expect_first_look()
+    {
+        ticks(3);
+        EXPECT_EQ(looks(), 1U);
+    }
+
     void give_key(const char *key)
     {
         copy_text(daemon_exe_info[0].daemon_exe_enable_mib, sizeof daemon_exe_info[0].daemon_exe_enable_mib, key);
@@ -119,12 +133,10 @@ TEST_F(DaemonWatchdog, InitLoadsTheTableAndTakesTheModulesMessages)
 TEST_F(DaemonWatchdog, NothingIsLookedAtUntilAStart)
 {
     load();
-    ticks(60);
-    EXPECT_EQ(looks(), 0U);
+    expect_not_watching();
     send(OP_START, "minidlna");
     EXPECT_BODIES("minidlna check enable");
-    ticks(3);
-    EXPECT_EQ(looks(), 1U);
+    expect_first_look();
 }
 
 TEST_F(DaemonWatchdog, AStopSwitchesTheWholeWatchdogOff)
@@ -132,8 +144,7 @@ TEST_F(DaemonWatchdog, AStopSwitchesTheWholeWatchdogOff)
     load_and_start();
     EXPECT_EQ(send(OP_STOP, "minidlna"), 1);
     EXPECT_BODIES("minidlna check disable");
-    ticks(60);
-    EXPECT_EQ(looks(), 0U);
+    expect_not_watching();
     EXPECT_ACTS();
 }
 
@@ -142,8 +153,7 @@ TEST_F(DaemonWatchdog, AStopForAnUnknownNameAlsoSwitchesItOff)
     load_and_start();
     EXPECT_EQ(send(OP_STOP, "nobody"), 1);
     EXPECT_BODIES("connot found (nobody) in TIME_CHECK_DAEMON_STRUCT!");
-    ticks(60);
-    EXPECT_EQ(looks(), 0U);
+    expect_not_watching();
 }
 
 TEST_F(DaemonWatchdog, AStartForAnUnknownNameSwitchesTheModuleOnAndNoRow)
@@ -152,8 +162,7 @@ TEST_F(DaemonWatchdog, AStartForAnUnknownNameSwitchesTheModuleOnAndNoRow)
     send(OP_STOP, "nobody"); // the row stays enabled
     EXPECT_EQ(send(OP_START, "nobody"), 1);
     EXPECT_BODIES("connot found (nobody) in TIME_CHECK_DAEMON_STRUCT!");
-    ticks(3);
-    EXPECT_EQ(looks(), 1U);
+    expect_first_look();
 }
 
 TEST_F(DaemonWatchdog, ARestartIsAStart)
@@ -162,8 +171,7 @@ TEST_F(DaemonWatchdog, ARestartIsAStart)
     EXPECT_EQ(send(OP_RESTART, "minidlna"), 1);
     EXPECT_BODIES("minidlna check enable");
     EXPECT_NE(box.log.lines().front().find("\033[1;31m[TIMER_CHECK >>time_check_daemon_start("), std::string::npos);
-    ticks(3);
-    EXPECT_EQ(looks(), 1U);
+    expect_first_look();
 }
 
 TEST_F(DaemonWatchdog, AStopsLineCarriesItsName)
