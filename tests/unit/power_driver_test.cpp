@@ -52,6 +52,13 @@ void tick(int count)
     }
 }
 
+// The same from this local time on.
+void tick_from(const std::string &local, int count)
+{
+    box.clock.set(local);
+    tick(count);
+}
+
 // The last of these many ticks, a second apart, puts the router to sleep.
 void expect_asleep_after(int count)
 {
@@ -193,8 +200,7 @@ TEST_F(PowerClock, NothingIsSwitchedBefore2001)
     for (const char *type : {"0", "1"}) {
         evening(type);
         box.network.clear_neighbours();
-        box.clock.set("2000-12-30 23:00:00");
-        tick(400);
+        tick_from("2000-12-30 23:00:00", 400);
         EXPECT_EQ(acts(), Lines{}) << type;
     }
 }
@@ -234,12 +240,10 @@ TEST_F(PowerClock, ASleeperWhoseClockIsLostSleepsOnWhenItIsBackInsideThePeriod)
 TEST_F(PowerClock, ASleeperWhoseClockIsLostSamplesAgainWhenItIsBack)
 {
     evening("1");
-    box.clock.set("2026-03-02 23:00:00");
-    tick(1801);
+    tick_from("2026-03-02 23:00:00", 1801);
     tick_at("1970-01-01 00:00:10");
     forget();
-    box.clock.set("2026-03-03 02:00:00");
-    tick(1801);
+    tick_from("2026-03-03 02:00:00", 1801);
     EXPECT_EQ(lines(), Lines{"now time:02:30"});
     EXPECT_EQ(acts(), Lines{}); // it has not been awake
 }
@@ -263,8 +267,7 @@ TEST_F(PowerNoClient, SamplesNothingOutsideThePeriodOrAsleep)
     const uint64_t before = box.faults.made("open");
     tick(600);
     EXPECT_EQ(box.faults.made("open"), before);
-    box.clock.set("2026-03-02 23:00:00");
-    tick(181);
+    tick_from("2026-03-02 23:00:00", 181);
     const uint64_t asleep_from = box.faults.made("open");
     tick(600);
     EXPECT_EQ(box.faults.made("open"), asleep_from);
@@ -284,8 +287,7 @@ TEST_F(PowerNoClient, AClientStartsTheCountAnew)
 {
     evening("1");
     box.network.clear_neighbours();
-    box.clock.set("2026-03-02 23:00:00");
-    tick(180);
+    tick_from("2026-03-02 23:00:00", 180);
     client();
     tick(1);
     box.network.clear_neighbours();
@@ -318,8 +320,7 @@ TEST_F(PowerNoClient, TheOtherBridgesClientCounts)
     evening("1");
     box.network.clear_neighbours();
     box.network.set_neighbour("192.168.1.5", "0x2", "02:00:00:00:00:05", "br1");
-    box.clock.set("2026-03-02 23:00:00");
-    tick(400);
+    tick_from("2026-03-02 23:00:00", 400);
     EXPECT_FALSE(asleep());
 }
 
@@ -329,8 +330,7 @@ TEST_F(PowerNoClient, AGuestOnABridgeOfAnotherNameCounts)
     box.network.clear_neighbours();
     box.store.set("lan2.ifname", "guests");
     box.network.set_neighbour("192.168.2.5", "0x2", "02:00:00:00:00:05", "guests");
-    box.clock.set("2026-03-02 23:00:00");
-    tick(400);
+    tick_from("2026-03-02 23:00:00", 400);
     EXPECT_FALSE(asleep());
 }
 
@@ -417,8 +417,7 @@ TEST_F(PowerQuiet, ACounterThatGoesBackNeitherCountsNorResets)
 {
     evening("1");
     box.network.set_host("192.168.0.100", 1000000, 1000000);
-    box.clock.set("2026-03-02 23:00:00");
-    tick(100);
+    tick_from("2026-03-02 23:00:00", 100);
     box.network.set_host("192.168.0.100", 0, 1000000);
     tick(1);
     EXPECT_EQ(samples(), Lines{});
@@ -428,8 +427,7 @@ TEST_F(PowerQuiet, ACounterThatGoesBackNeitherCountsNorResets)
 TEST_F(PowerQuiet, ABusySampleIsFollowedByANewBaseline)
 {
     evening("1");
-    box.clock.set("2026-03-02 23:00:00");
-    tick(1000);
+    tick_from("2026-03-02 23:00:00", 1000);
     box.network.set_host("192.168.0.100", 5000, 0);
     tick(1); // busy
     box.network.set_host("192.168.0.100", 10000000, 0);
@@ -441,8 +439,7 @@ TEST_F(PowerQuiet, ABusySampleIsFollowedByANewBaseline)
 TEST_F(PowerQuiet, AClientThatLeavesEndsTheQuietCount)
 {
     evening("1");
-    box.clock.set("2026-03-02 23:00:00");
-    tick(600);
+    tick_from("2026-03-02 23:00:00", 600);
     box.network.clear_neighbours();
     tick(100);
     client();
@@ -452,8 +449,7 @@ TEST_F(PowerQuiet, AClientThatLeavesEndsTheQuietCount)
 TEST_F(PowerQuiet, TheSampleThatDecidesComparesNothing)
 {
     evening("1");
-    box.clock.set("2026-03-02 23:00:00");
-    tick(1800);
+    tick_from("2026-03-02 23:00:00", 1800);
     box.network.set_host("192.168.0.100", 1000000000, 0);
     tick(1);
     EXPECT_TRUE(asleep());
@@ -463,8 +459,7 @@ TEST_F(PowerQuiet, TheSampleThatDecidesComparesNothing)
 TEST_F(PowerQuiet, AReloadStartsTheCountsAnew)
 {
     evening("1");
-    box.clock.set("2026-03-02 23:00:00");
-    tick(1799);
+    tick_from("2026-03-02 23:00:00", 1799);
     set_time_check_power_info();
     expect_asleep_after(1801);
 }
@@ -472,8 +467,7 @@ TEST_F(PowerQuiet, AReloadStartsTheCountsAnew)
 TEST_F(PowerQuiet, WakesAtThePeriodsEndAndSamplesAgainTheNextNight)
 {
     evening("1");
-    box.clock.set("2026-03-02 23:00:00");
-    tick(1801);
+    tick_from("2026-03-02 23:00:00", 1801);
     tick_at("2026-03-03 07:00:01");
     EXPECT_FALSE(asleep());
     EXPECT_TRUE(radio_is_on());
@@ -488,12 +482,9 @@ TEST_F(PowerCarryOver, AQuietCountGoesOnTheNextNight)
     evening("1");
     power_saving("1", "23:00", "23:09");
     set_time_check_power_info();
-    box.clock.set("2026-03-02 23:00:00");
-    tick(600); // 541 samples, the last at 23:09:00
-    box.clock.set("2026-03-03 23:00:00");
-    tick(600);
-    box.clock.set("2026-03-04 23:00:00");
-    tick(600);
+    tick_from("2026-03-02 23:00:00", 600); // 541 samples, the last at 23:09:00
+    tick_from("2026-03-03 23:00:00", 600);
+    tick_from("2026-03-04 23:00:00", 600);
     EXPECT_FALSE(asleep());
     box.clock.set("2026-03-05 23:00:00");
     expect_asleep_after(1801 - 3 * 541);
@@ -504,16 +495,13 @@ TEST_F(PowerCarryOver, TheFirstSampleOfTheNightSpansTheDay)
     evening("1");
     power_saving("1", "23:00", "23:09");
     set_time_check_power_info();
-    box.clock.set("2026-03-02 23:00:00");
-    tick(600);
+    tick_from("2026-03-02 23:00:00", 600);
     // 85 860 s lie between the samples: 257 580 000 bytes are just too many.
     box.network.set_host("192.168.0.100", 257579999, 0);
-    box.clock.set("2026-03-03 23:00:00");
-    tick(600);
+    tick_from("2026-03-03 23:00:00", 600);
     EXPECT_EQ(samples(), Lines{});
     box.network.set_host("192.168.0.100", 257579999 + 257580000, 0);
-    box.clock.set("2026-03-04 23:00:00");
-    tick(1);
+    tick_from("2026-03-04 23:00:00", 1);
     EXPECT_EQ(samples(), Lines{"num 1083:froward_rx = 0.00kB/s,froward_tx = 3.00kB/s !!"});
 }
 
@@ -524,8 +512,7 @@ TEST_F(PowerCarryOver, ANoClientCountGoesOnTheNextNight)
     power_saving("1", "23:00", "23:01");
     set_time_check_power_info();
     for (const char *start : {"2026-03-02 23:00:00", "2026-03-03 23:00:00"}) { // 61 samples a night
-        box.clock.set(start);
-        tick(100);
+        tick_from(start, 100);
         EXPECT_FALSE(asleep());
     }
     box.clock.set("2026-03-04 23:00:00");
@@ -553,8 +540,7 @@ TEST_F(PowerClock, AStepBackInsideThePeriodSamplesAtOnce)
 {
     evening("1");
     box.network.clear_neighbours();
-    box.clock.set("2026-03-03 02:00:00");
-    tick(100);
+    tick_from("2026-03-03 02:00:00", 100);
     box.clock.set("2026-03-03 01:00:00");
     expect_asleep_after(81);
 }
