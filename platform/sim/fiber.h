@@ -1,4 +1,8 @@
 // One flow of control with a stack of its own; exactly one runs at a time.
+//
+// Nothing is scheduled here: the machine says who runs next. A fibre that is destroyed in the middle of its body is not
+// unwound, as a thread of a machine that loses power is not: what its frames held stays unreleased, and that is why the
+// model takes back itself what the daemon had open.
 #ifndef PLATFORM_SIM_FIBER_H
 #define PLATFORM_SIM_FIBER_H
 
@@ -12,7 +16,8 @@
 namespace sim
 {
 
-// Memory for a stack, with a page below it that ends the process when the stack overflows.
+// Memory for a stack of 1 MiB, of which only what is touched is taken, with a page below it that ends the process when
+// the stack overflows. std::bad_alloc: there is none. begin() is the lowest address, size() in bytes.
 class Stack
 {
 public:
@@ -37,15 +42,19 @@ using Place = jmp_buf;
 class Fiber
 {
 public:
+    // The body begins at the first enter(), with errno 0. An exception that leaves it ends the program.
     explicit Fiber(std::function<void()> body);
     Fiber(const Fiber &) = delete;
     Fiber &operator=(const Fiber &) = delete;
 
-    // Runs the fibre until it leaves or its body ends. Called from the context that owns the fibres.
+    // Each side finds its own errno again after a switch; the signal mask is one for all.
+
+    // Runs the fibre until it leaves or its body ends. Called from the context that owns the fibres, and never again
+    // when the fibre has ended().
     void enter();
     // Goes back to the caller of enter(). Called inside the fibre.
     void leave();
-    // The same for ever: the stack is given up.
+    // The same for ever: the stack is given up, and the fibre has ended.
     [[noreturn]] void leave_for_good();
     bool ended() const
     {

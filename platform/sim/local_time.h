@@ -1,5 +1,8 @@
 // Local time as libc converts it for the daemon: by the zone that it last read, which after a change is not the one
 // that the machine has. Looked up once a minute: asked every second, the conversion would be a good part of a run.
+//
+// The zone of the test program itself is the machine's: setting it changes TZ in the environment and calls tzset. For
+// the conversion by another zone the two are exchanged for the length of the call.
 #ifndef PLATFORM_SIM_LOCAL_TIME_H
 #define PLATFORM_SIM_LOCAL_TIME_H
 
@@ -12,12 +15,20 @@ namespace sim
 class LocalTime
 {
 public:
-    // Like localtime_r: the zone is read only if it never was.
+    // ---- for the test ----
+
+    // The machine has another zone, as a TZ text of POSIX ("CET-1CEST,M3.5.0,M10.5.0/3"); a name of the zone database
+    // depends on the host. Not checked: libc takes what it cannot read for UTC. Test and journal go by it at once, the
+    // daemon after its next sleep. The moment is the same before and after; only what it is called changes. A restart
+    // keeps it.
+    void set_zone(const std::string &posix_tz);
+
+    // ---- for the model ----
+
+    // Like localtime_r: the zone is read only if it never was. Null and errno: the year does not fit into `out`.
     struct tm *convert(time_t time, struct tm *out);
     // Like tzset.
     void read_zone();
-    // The machine has another zone; test and journal go by it at once.
-    void set_zone(const std::string &posix_tz);
     // The daemon comes up as a new process, which has read none.
     void machine_restarted();
 

@@ -4,6 +4,9 @@
 // Each of the daemon's threads is a fibre; one runs at a time, and it runs until it waits. Then time jumps to whatever
 // is due next. A test may also call the daemon's functions itself, outside the fibres: their waits let time pass.
 //
+// Nothing here waits in real time, and nothing is random: the same calls in the same order give the same journal. What
+// the daemon does between two waits takes no virtual time at all, however long the host computes.
+//
 // What a test could wait for in vain throws std::runtime_error or std::logic_error: a million turns in which no time
 // passes, a pass of the main loop that takes a day, nothing left that could happen.
 #ifndef PLATFORM_SIM_MACHINE_H
@@ -30,8 +33,12 @@ public:
 
     // ---- for the test; none of these may be called by the daemon, unless it says so ----
 
+    // boot, tick, run and run_until let time pass; all others return at the same virtual moment. A change of the world,
+    // and a hook that a call of the daemon leads to, may post, order changes and restart, and is not to let time pass:
+    // in one of the daemon's threads run and run_until throw std::logic_error.
+
     // Starts the daemon and runs it into its first sleep, that is, through its first tick. False: main returned. While
-    // it runs already: std::logic_error.
+    // it runs already: std::logic_error. The world is taken as it stands: up-time goes on from where it is.
     bool boot();
     // Whether the daemon's main has been started and has not returned; so it is while the machine restarts, too.
     bool running() const
@@ -43,21 +50,28 @@ public:
     {
         return main_result_;
     }
-    // That many passes of the main loop, each into the sleep after it; fewer when main returns.
+    // That many passes of the main loop, each into the sleep after it; fewer when main returns, none when no daemon
+    // runs. A restart in between is waited for, and its first tick counts as a pass.
     void tick(unsigned passes = 1);
     // Lets time pass for seconds, or until the wall clock shows this local time "YYYY-MM-DD HH:MM:SS", whatever sets or
-    // steps it meanwhile. At once when it is later already.
+    // steps it meanwhile. At once when it is later already. Fractions of a second count to the microsecond; run(0) does
+    // what is due at this moment. Without a daemon time passes all the same, and the changes of the world come.
     void run(double seconds);
     void run_until(const std::string &local);
     // Posts a message to the daemon. It is handed over in its current or next sleep: at once when it is asleep. False:
-    // nobody holds the name. A change of the world may post, too.
+    // nobody holds the name. A change of the world may post, too. The queue has no end and a message no greatest
+    // length; a restart loses what was not handed over. With no daemon booted, and the bus name taken by a function
+    // that the test called, it is handed over inside this call.
     bool post(std::string text, std::string sender = "test");
     // A change of the world, seconds from now. Changes come before the daemon's threads at the same moment, and in the
-    // order in which they were ordered. They outlive a restart.
+    // order in which they were ordered. They outlive a restart. A time below 0 is now; to repeat itself a change
+    // orders its next. It runs outside the daemon's threads, between two of their waits, never in the middle of a
+    // computation. The wall clock plays no part: it may be set meanwhile.
     void at(double seconds_from_now, std::function<void()> change);
-    // A power cut: restarts the machine now, without a journal line of the daemon. A change of the world may do it.
+    // A power cut: restarts the machine now, without a journal line of the daemon. A change of the world may do it. The
+    // call itself takes no time; the daemon's main starts when the restart is over, if it ran before.
     void restart();
-    // How long a restart takes by the wall clock, in seconds; 20 unless set.
+    // How long a restart takes by the wall clock, in seconds; 20 unless set. It counts for the restarts after it.
     void restart_takes(int seconds)
     {
         restart_takes_s_ = seconds;
@@ -66,7 +80,7 @@ public:
     {
         return restarts_;
     }
-    // Threads of the daemon, its main included.
+    // Threads of the daemon that have not ended, its main included, also while it waits for a restart to be over.
     size_t threads() const
     {
         return threads_.size();
@@ -79,18 +93,25 @@ public:
 
     // ---- for the daemon ----
 
-    // Pauses the caller for this long; the others and the changes of the world go on.
+    // Durations are in microseconds of virtual time. Called outside the daemon's threads, by a test in a function of
+    // the daemon, a pause lets time pass as run() does.
+
+    // Pauses the caller for this long; the others and the changes of the world go on. 0 or less, in a thread: goes on
+    // without their turn.
     void wait(Micros duration);
-    // The same, and messages are handed over meanwhile: the main loop's pause, which ends a tick.
+    // The same, and messages are handed over meanwhile, one at a time on the caller's stack: the main loop's pause,
+    // which ends a tick. A message does not shorten it. In any other thread it is wait().
     void sleep_for_messages(Micros duration);
-    // Starts a thread; its number, from 1.
+    // Starts a thread; its number, from 1 and never given twice. It runs first when its maker waits. std::bad_alloc: no
+    // memory for its stack. There is no end but that of its body, and nobody can wait for that.
     uint64_t start_thread(std::function<void()> body);
     uint64_t current_thread() const; // 0 outside the daemon's threads
     bool runs_main_thread() const    // or the test itself, in its place
     {
         return current_ == nullptr || current_->takes_messages;
     }
-    // Takes the bus name. False: it is held.
+    // Takes the bus name, the only one that there is; whatever is posted goes to `handle`. False: it is held. A restart
+    // sets it free, a main that returns does not.
     bool take_name(message_handle_fn handle);
     // Restarts the machine: does not come back inside the daemon, comes back at once outside.
     void restart_by_daemon();

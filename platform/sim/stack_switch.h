@@ -39,6 +39,11 @@ namespace sim
 #define SIM_UNWATCHED
 #endif
 
+// One for each fibre's stack, which it does not own: `length` bytes from `begin`, there before it and after it.
+//
+// A way in is enters(), the jump, is_inside() on the new stack; a way out is leaves(), the jump, is_outside() on the
+// old one. Nothing but the jump may stand between the two notices of a way: to a sanitizer the code there runs on both
+// stacks at once. Leaks are looked for on the stack as well, for what a fibre holds is reached from nowhere else.
 struct StackSwitch {
     StackSwitch(void *begin, size_t length) : stack(begin), size(length)
     {
@@ -79,7 +84,7 @@ struct StackSwitch {
         __sanitizer_finish_switch_fiber(kept, nullptr, nullptr);
 #endif
     }
-    // Inside, before the stack is left.
+    // Inside, before the stack is left; for good: its frames will not be returned to, and what is kept of them goes.
     SIM_SWITCHES void leaves([[maybe_unused]] bool for_good)
     {
 #if SIM_ASAN
@@ -99,6 +104,7 @@ struct StackSwitch {
 
     void *stack;
     size_t size;
+    // What each sanitizer gave at the last switch and wants back at the next. Without sanitizers they stay null.
     void *fake_stack = nullptr;
     const void *outside_stack = nullptr;
     size_t outside_size = 0;

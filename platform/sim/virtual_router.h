@@ -29,7 +29,13 @@
 namespace sim
 {
 
-// A machine with these parts.
+// A machine with these parts. Each can be set at any moment: before boot(), between two runs, in a change ordered with
+// at(), or in a hook that the daemon's call leads to. Setting takes no time and leaves no journal line, and the daemon
+// sees it when it asks next. Nothing tells it: whoever wants it to know earlier posts the message that the router's
+// other programs would post.
+//
+// The parts hang together only where a header says so. A link that goes down does not make addresses unreachable, a
+// process that ends does not close what it served: a test tells each of the things that its story is about.
 struct VirtualRouter : Machine {
     Faults faults;
     LocalTime local_time;
@@ -43,12 +49,16 @@ struct VirtualRouter : Machine {
     Radios radios;
     Commands commands;
     // What tpi_systool_reboot does. False: the machine restarts: daemon state fresh, up-time 0, committed store back,
-    // LAN counters 0. True: it returns. Called outside the daemon's fibres it always returns.
+    // LAN counters 0, firewall and policy routing without a rule. True: it returns. Called outside the daemon's
+    // fibres it always returns.
     bool reboot_returns = false;
 
-    // Paths of the files and folders that the daemon has open now.
+    // Paths of the files and folders that the daemon has open now, and "popen COMMAND" for commands that it reads from;
+    // one entry for each time.
     std::vector<std::string> open_descriptors() const;
-    // What a restart does to everything but the daemon.
+    // What a restart does to everything but the daemon. Files, processes, radios, addresses, neighbours, links, names
+    // and answers outlive it, as do journal, log, faults and what was told of commands: a test that wants them gone
+    // takes them away.
     void machine_restarted();
 };
 
@@ -73,7 +83,9 @@ inline VirtualRouter &router()
 }
 
 // Puts the whole router back to the factory's, without a daemon: for programs that run many one after the other. Not
-// from inside the daemon.
+// from inside the daemon, nor from a change of the world. Time begins at 0; hooks, faults, changes ordered, journal and
+// log are gone, and the process's random numbers begin as in a new one. router() is the same place, but whatever was
+// got from its parts (values, texts, lists of lines) is no longer there.
 void make_router_anew();
 
 } // namespace sim

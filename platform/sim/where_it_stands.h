@@ -7,8 +7,11 @@
 namespace sim
 {
 
-// Writes lines with the virtual time, the daemon's last call and its last act and line; gives their length. Allocates
-// nothing, so a signal handler may ask. Weak: null in a program without the virtual router.
+// Writes three lines into `text` of `size` bytes (more than 0), a terminating zero included: pass, up-time and wall
+// clock with the daemon's last call that can fail; its last act; its last line. What does not fit is cut off. Gives the
+// length without the zero. Acts that are muted and lines that are not kept cannot be told.
+//
+// Allocates nothing, so a signal handler may ask. Weak: null in a program without the virtual router.
 size_t where_it_stands(char *text, size_t size) __attribute__((weak));
 
 } // namespace sim
