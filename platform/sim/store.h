@@ -1,4 +1,8 @@
-// The configuration store: what every process sees, and what a restart brings back.
+// The configuration store: what every process sees, and what a restart brings back. Empty at first: the daemon then
+// goes by its defaults, for the store has none of its own.
+//
+// The store itself tells nobody of a change. A router's other programs set keys, and then post the message after which
+// the daemon reads them; a test does both (Machine::post).
 #ifndef PLATFORM_SIM_STORE_H
 #define PLATFORM_SIM_STORE_H
 
@@ -18,6 +22,9 @@ class Store
 {
 public:
     // ---- for the test ----
+    //
+    // No call here is a line of the journal, fails, or is held to a size; the daemon's own SetValue fails for keys over
+    // 511 bytes and values over 65535, and its GetValue cuts a value to the buffer that it brings.
 
     // Sets a key as another process would, and commits it, so that it outlives a restart of the machine. A published
     // key outlives none.
@@ -27,7 +34,7 @@ public:
         if (!is_published_key(key.data(), key.size()))
             committed_.at_key(key) = value;
     }
-    // In the running store only.
+    // In the running store only: the daemon sees it, and a restart forgets it unless somebody commits.
     void set_uncommitted(std::string_view key, std::string_view value)
     {
         running_.at_key(key) = value;
@@ -39,7 +46,7 @@ public:
     {
         return value_of(key) != nullptr;
     }
-    // What a restart would bring back, "" when nothing.
+    // What a restart would bring back, "" when nothing. get() cannot tell "" from missing either; has() can.
     std::string committed(std::string_view key) const;
     // The keys that the daemon has read or written in all its runs, sorted; and those of them that are not in
     // platform/config_keys.def.
@@ -53,11 +60,13 @@ public:
 
     // ---- for the model ----
 
-    // Null: no such key. Valid until the key is set or unset.
+    // Null: no such key. Valid until the key is set or unset, or the machine restarts.
     const std::string *value_of(std::string_view key) const
     {
         return running_.value_of(key);
     }
+    // The running store, all keys of it but the published ones, is what a restart brings back. Keys that were unset are
+    // gone from there, too.
     void commit();
     void machine_restarted()
     {

@@ -1,4 +1,5 @@
 // A hash map with text keys that is asked with any kind of text, without making a std::string.
+// The store and the files ask it for each call of the daemon, with texts that are the daemon's.
 #ifndef PLATFORM_SIM_TEXT_MAP_H
 #define PLATFORM_SIM_TEXT_MAP_H
 
@@ -22,7 +23,9 @@ template <typename Value>
 class TextMap : public std::unordered_map<std::string, Value, TextHash, std::equal_to<>>
 {
 public:
-    // The value under a key that may be new.
+    // The value under a key that may be new, and is then there with an empty value (0, false, null, ""). References and
+    // pointers to values are valid until their key is erased, whatever else comes or goes. The order of keys is none:
+    // who shows them sorts them.
     Value &at_key(std::string_view key)
     {
         const auto found = this->find(key);
