@@ -1,4 +1,8 @@
 // Calls that fail on order, and how often each was made.
+//
+// A call that fails does nothing but give the result that its contract or libc has for failure; what it should have
+// written is as the contract says. close gives the descriptor up all the same. Orders and
+// counts outlive a restart of the machine.
 #ifndef PLATFORM_SIM_FAULTS_H
 #define PLATFORM_SIM_FAULTS_H
 
@@ -13,7 +17,8 @@
 namespace sim
 {
 
-// Every wrapped and contract call that can fail.
+// Every wrapped and contract call that can fail. The others always go well: clocks, pauses, printing, who runs, what
+// the LAN is called, the end of a stream or folder.
 #define SIM_CALLS(CALL)                                                                                                \
     CALL(open)                                                                                                         \
     CALL(read)                                                                                                         \
@@ -67,9 +72,11 @@ public:
     // ---- for the test ----
 
     // The `nth` such call (from 1, counted from now) fails with `error` in errno, once or from then on. A later order
-    // for the same call takes this one's place.
+    // for the same call takes this one's place. All callers count together, whatever their arguments: for one file
+    // alone there is Files::set_unreadable, for one command Commands::set_hook.
     void fail(std::string_view call, unsigned nth = 1, int error = EIO, bool forever = false);
-    // At each such call `fails` is asked whether it fails; the first from now on is number 1.
+    // At each such call `fails` is asked whether it fails; the first from now on is number 1. It is asked inside
+    // the daemon's call, may look at the whole router, and must not wait.
     void fail_when(std::string_view call, std::function<bool(uint64_t nth)> fails, int error = EIO);
     // Takes all orders back; the counts go on.
     void clear();
@@ -80,7 +87,8 @@ public:
 
     // ---- for the model ----
 
-    // Counts the call; true when it has to fail, and then errno is set.
+    // Counts the call; true when it has to fail, and then errno is set. Each function of the model that stands for a
+    // call asks once, and none asks through another one that does, for then made() would count twice.
     bool hits(Call call)
     {
         Counter &counter = counters_[static_cast<size_t>(call)];

@@ -1,4 +1,5 @@
-// What the daemon does and what it prints.
+// What the daemon does and what it prints. Both go on over restarts of the machine, and are held in memory to the end
+// of the program: a long run mutes what it does not look at, or clears now and then.
 #ifndef PLATFORM_SIM_JOURNAL_H
 #define PLATFORM_SIM_JOURNAL_H
 
@@ -18,7 +19,10 @@ namespace sim
 // One line for each act that can be seen from outside, without time:
 //   set KEY=VALUE   set failed KEY   commit   commit failed   command TEXT   exec A B >REDIRECT
 //   netctrl MODULE?TEXT (send_msg_to_netctrl)   netctrl failed MODULE?TEXT   leds N   reboot
-//   wan_lan_check ADDRESS MASK   write PATH   unlink PATH   rename FROM TO
+//   wan_lan_check ADDRESS MASK   write PATH   unlink PATH   rename FROM TO   command too long
+// command, exec, reboot and wan_lan_check are there when the daemon begins them, also when they then fail; unlink and
+// rename when they are done; write, once for each descriptor, when it is closed. What the daemon reads or asks is no
+// act, and neither is what a test does to the world.
 class Journal
 {
 public:
@@ -30,8 +34,9 @@ public:
         return lines_;
     }
     // "2026-03-01 02:00:00 +7200 reboot": local time, up-time in seconds, act.
+    // Told in the zone that the machine has at the end, when somebody asks, and not in that of the act.
     std::vector<std::string> timed_lines() const;
-    // The acts whose first word this is.
+    // The acts whose first word this is, the whole line of each.
     std::vector<std::string> acts(std::string_view first_word) const;
     // "MODULE?TEXT" of all messages to netctrl, from send_msg_to_netctrl and "cfm post netctrl" alike, in order.
     const std::vector<std::string> &messages_to_netctrl() const
@@ -40,7 +45,8 @@ public:
     }
     // Forgets the lines and the messages, and gives their memory back.
     void clear();
-    // Such acts leave no line from now on: for long runs.
+    // Such acts leave no line from now on: for long runs. There is no way back. Messages to netctrl are kept all the
+    // same.
     void mute(const std::string &first_word)
     {
         muted_.insert(first_word);
@@ -48,6 +54,7 @@ public:
 
     // ---- for the model ----
 
+    // The line without an end, at the present moment of the clock.
     void act(std::string line);
     void message_to_netctrl(std::string text)
     {
@@ -66,7 +73,8 @@ private:
     std::set<std::string, std::less<>> muted_;
 };
 
-// The daemon's standard output.
+// The daemon's standard output, and what it writes to descriptor 2. Its stdio buffering is not simulated: a text is
+// here as soon as it is printed, so that none is lost at a restart.
 class Log
 {
 public:
@@ -75,7 +83,7 @@ public:
     {
         return lines_;
     }
-    // The lines without colours and without the prefix of function and line number.
+    // The lines without colours and without the prefix of function and line number; a line that has none as it is.
     std::vector<std::string> bodies() const;
     static std::string body(const std::string &line);
     // Lines since the program started, also those that were not kept.
@@ -85,7 +93,7 @@ public:
     }
     // Forgets the lines, and what was printed of the next one.
     void clear();
-    // False: lines are counted alone, for long runs.
+    // False: lines are counted alone, for long runs; those that are there stay.
     void keep(bool keep)
     {
         keep_ = keep;
@@ -98,6 +106,7 @@ public:
 
     // ---- for the model ----
 
+    // Any piece of text, with any number of line ends; printf's formats at any length. They cannot fail.
     void print(std::string_view text);
     void print_format(const char *format, va_list arguments) __attribute__((format(printf, 2, 0)));
 
