@@ -1,4 +1,8 @@
 // Interfaces, neighbours, hosts, names and answers.
+//
+// There are no packets: each thing that the daemon can ask is a table, and the answer is the row that a test told. The
+// tables do not know of each other. An interface without link or address still answers pings, and traffic moves no
+// counter: a test that wants a cable pulled says what each of the daemon's questions then gets. IPv4 alone.
 #ifndef PLATFORM_SIM_NETWORK_H
 #define PLATFORM_SIM_NETWORK_H
 
@@ -30,20 +34,28 @@ public:
     };
 
     // ---- for the test ----
+    //
+    // Names of interfaces and addresses are not checked: addresses are dotted text, and one that is none is found out
+    // by whoever reads it, as on a router. The daemon gets the first 63 bytes of a WAN's or Ethernet name, and of an
+    // address 63 or 31, as the call has room. A row told again is replaced. Unless it says so, a row outlives a
+    // restart.
 
     // /sys/class/net/IFNAME/statistics/{rx,tx}_bytes. A restart puts all of them to 0.
     void set_counters(const std::string &ifname, uint64_t rx_bytes, uint64_t tx_bytes);
-    // Adds an entry to /proc/net/arp, or replaces the one of this ip and interface.
+    // Adds an entry to /proc/net/arp, or replaces the one of this ip and interface. `flags` is text as the kernel
+    // prints it ("0x2": complete, "0x0": not), `mac` with colons. An entry goes with all others only.
     void set_neighbour(const std::string &ip, const std::string &flags, const std::string &mac,
                        const std::string &ifname);
     void clear_neighbours();
     // Adds an entry to /proc/net/ip_mr_vif, or replaces the interface's. A restart puts all of them to 0.
     void set_multicast(const std::string &ifname, uint64_t bytes_out);
-    // The forwarded totals of a LAN host (get_statistic_info). A restart puts all of them to 0.
+    // The forwarded totals of a LAN host (get_statistic_info), listed in the order in which they were first told; the
+    // list's own totals are their sums. A restart puts all of them to 0, and the hosts stay.
     void set_host(const std::string &ip, uint64_t up_bytes, uint64_t down_bytes);
-    // An interface's IPv4 address; "": none.
+    // An interface's IPv4 address; "": none. The one answer to getIfIp and tpi_wan_get_ip, whatever the WAN, and the
+    // LAN's side in wan_lan_check.
     void set_address(const std::string &ifname, const std::string &ip);
-    // The link of a switch port; down unless set.
+    // The link of a switch port; down unless set. WAN N is wired to port N.
     void set_link(int port, bool up);
     // getLanIfName.
     void set_lan(const std::string &ifname)
@@ -53,21 +65,27 @@ public:
     // getWanIfName; "": none. One that was never told has a name all the same: "wan2", or "ppp1" when it is dialled.
     void set_wan(int wan_id, const std::string &ifname);
     // Asked instead of what set_wan told, where the name hangs on the machine's mode and the connection type; "": none.
+    // Its last answer counts when the hook is taken back (nullptr).
     void set_wan_hook(WanHook hook);
-    // get_eth_name; "": none.
+    // get_eth_name; "", or an id that was never told: none.
     void set_eth_name(int id, const std::string &name);
-    // gethostbyname; "": unknown.
+    // gethostbyname; "": unknown. One address a name. A lookup takes no time, also one that no server answers
+    // (TRY_AGAIN; an unknown name is HOST_NOT_FOUND). An address in place of a name is found without a server.
     void set_name(const std::string &host_name, const std::string &ip);
-    // All name servers, or one of them; the first of /etc/resolv.conf is asked.
+    // All name servers, or one of them; the first of /etc/resolv.conf is asked, as the file is at that moment,
+    // and no second one after it. Up unless told; both have to be up.
     void set_dns(bool up);
     void set_name_server(const std::string &ip, bool up);
     // Whether an address answers pings out of an interface. "*" stands for any address, "" for any interface; the most
-    // specific one told counts (address and interface, address, interface, neither). Not reachable unless told.
+    // specific one told counts (address and interface, address, interface, neither). Not reachable unless told. A ping
+    // by the routing table goes out of "", and so finds only what was told for any interface.
     void set_reachable(const std::string &ip, const std::string &ifname, bool answers);
-    // How long an echo request takes, in milliseconds; 0 and 1000 unless set.
+    // How long an echo request takes, in milliseconds; 0 and 1000 unless set. The thread that pings waits; the others
+    // go on.
     void set_ping_durations(int answered_ms, int failed_ms);
     // Every name resolves to an address of its own and every address answers, or the reverse of both. What was told of
-    // single names and addresses goes before.
+    // single names and addresses goes before. A name that was looked up meanwhile keeps its address when the internet
+    // goes (set_dns takes that away, too); there are addresses for 255 names, those told included.
     void set_internet(bool up);
 
     // ---- for the model: what the daemon is answered ----
@@ -88,7 +106,8 @@ public:
     const char *eth_name(int id) const;
     // As gethostbyname: null and h_errno, or an entry that is valid until the next call.
     struct hostent *resolve(const char *host_name);
-    // Sends `count` requests, and waits for the answer to the first or in vain for all. `ifname` may be null.
+    // Sends `count` requests, and waits for the answer to the first or in vain for all. `ifname` may be null. What is
+    // no dotted address is not pinged, and takes no time.
     bool ping(const char *ip, int count, const char *ifname);
     void machine_restarted();
 

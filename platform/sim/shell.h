@@ -1,4 +1,8 @@
 // Just enough of a shell's reading of a command line to model what the daemon's commands do.
+//
+// Read are words, both kinds of quotes, the backslash, and where output goes. Not read: variables, patterns, "(", "||",
+// "<" and comments. Parts of a pipe do not feed each other, a program in the background is done before the next one
+// starts, and ">>" begins the file anew.
 #ifndef PLATFORM_SIM_SHELL_H
 #define PLATFORM_SIM_SHELL_H
 
@@ -16,7 +20,8 @@ struct SimpleCommand {
     bool after_success = false;     // it runs only when the one before it gave 0 ("&&")
 };
 
-// The parts of a command line, split at "&&", ";", "|" and "&".
+// The parts of a command line, split at "&&", ";", "|", "&" and line ends, in order; each has at least one word, so an
+// empty line has none. It does not fail: a quote that is left open ends with the line.
 std::vector<SimpleCommand> read_command_line(std::string_view line);
 
 } // namespace sim
