@@ -94,6 +94,8 @@ public:
     void machine_restarted();
 
 private:
+    // The programs that are modelled. They give an exit status, 0: done, and print nothing. iptables and ip know
+    // what the daemon uses of them; other words are an error, so that a command that it learns is noticed.
     int iptables(const Words &words);
     int ip_rule(const Words &words);
     int killall(const Words &words);

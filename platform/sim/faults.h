@@ -105,9 +105,10 @@ public:
 
 private:
     static constexpr uint64_t NEVER = UINT64_MAX;
+    // Nearly all calls are made without an order: for them it is an addition and a comparison.
     struct Counter {
         uint64_t made = 0;
-        uint64_t fails_at = NEVER;
+        uint64_t fails_at = NEVER; // compared with made
         int error = 0;
         bool forever = false;
         std::function<bool(uint64_t nth)> fails; // when set, it is asked from fails_at on

@@ -69,7 +69,7 @@ private:
 
     std::function<void()> body_;
     Stack stack_;
-    StackSwitch switch_;
+    StackSwitch switch_; // after the stack, for it is told of it, and goes first
     ucontext_t inside_ = {};
 #if SIM_TSAN
     ucontext_t outside_ = {};

@@ -102,6 +102,8 @@ public:
     bool list(const char *path, std::vector<std::string> &names);
 
 private:
+    // A file apart from its names: links lead to a name, and a file that was renamed or taken away lives on while it is
+    // open. With a generator, `text` is what it was before.
     struct Node {
         std::string text;
         Generator generator;
@@ -112,6 +114,7 @@ private:
     };
     using NodeRef = std::shared_ptr<Node>; // who has a file open keeps it when its name is gone
     enum DescriptorKind : uint8_t { OF_FILE, OF_FOLDER, OF_PIPE };
+    // Its number is its place in descriptors_, which is used again after the close.
     struct Descriptor {
         bool in_use = false;
         bool writable = false;
@@ -151,6 +154,8 @@ private:
     Node *node_of(int fd);
     void load(const Node &node, std::string &text) const;
 
+    // By full path. One path may be in several of them: a link counts before a file, a file before a folder, and being
+    // declared missing only when it is nothing of these.
     TextMap<NodeRef> nodes_;
     TextMap<std::string> links_;
     std::set<std::string, std::less<>> directories_;

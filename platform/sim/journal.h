@@ -62,6 +62,7 @@ public:
     }
 
 private:
+    // Kept as numbers beside the lines: nearly all journals are read without their times.
     struct Moment {
         time_t wall;
         int uptime;
@@ -112,7 +113,7 @@ public:
 
 private:
     std::vector<std::string> lines_;
-    std::string unfinished_;
+    std::string unfinished_; // what was printed since the last line end
     uint64_t count_ = 0;
     bool keep_ = true;
     bool shown_ = getenv("SIM_LOG") != nullptr;

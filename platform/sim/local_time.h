@@ -36,8 +36,8 @@ private:
     bool look_up(time_t time);
     bool convert_by_zone_read(time_t time);
 
-    std::string zone_;
-    std::string read_;
+    std::string zone_; // the machine's
+    std::string read_; // the daemon's libc's, if was_read_
     bool was_read_ = false;
     struct tm first_ = {}; // the second begin_
     time_t begin_ = 0;

@@ -117,12 +117,14 @@ public:
     void restart_by_daemon();
 
 private:
+    // In threads_ from the oldest to the youngest, which is the order in which those wake that are due together.
     struct Thread {
         uint64_t id;
-        Micros wakes;
-        bool takes_messages;
+        Micros wakes;        // the moment of Clock::now() from which on it may run
+        bool takes_messages; // the daemon's main
         std::unique_ptr<Fiber> fiber;
     };
+    // Of those that are due together the one with the lower number comes first.
     struct Change {
         Micros when;
         uint64_t number;
@@ -133,13 +135,16 @@ private:
         std::string text;
     };
 
-    // How far the test lets time pass now.
+    // How far the test lets time pass now: to a moment, to a pass of the main loop, to a clock that is set. A fibre
+    // reads it so that a pause in which nothing else happens needs no change of stacks, and most are such.
     struct Run {
         Micros limit = 0;
         uint64_t tick_goal = 0;
         uint64_t wall_changes = 0;
     };
 
+    // enter() and step() are for the owner of the fibres, leave_until() and hand_over() for the running one.
+    // begin_anew() makes the restarted machine: nobody may stand on the stack of a thread then.
     Thread *next_thread();
     bool step(Micros limit);
     void let_pass(Micros target, bool watch_wall = false);
@@ -153,16 +158,16 @@ private:
 
     Run run_;
     std::vector<std::unique_ptr<Thread>> threads_;
-    Thread *current_ = nullptr;
+    Thread *current_ = nullptr; // the one that runs; null while the test or a change of the world does
     uint64_t next_id_ = 1;
     std::vector<Change> changes_; // a heap, the next one in front
     uint64_t change_number_ = 0;
     std::deque<Message> messages_;
     message_handle_fn handle_ = nullptr;
-    bool main_runs_ = false;
+    bool main_runs_ = false; // also while it waits for the end of a restart
     bool main_sleeps_ = false;
     int main_result_ = -1;
-    bool restart_asked_ = false;
+    bool restart_asked_ = false; // by a thread, which cannot take its own stack away
     int restart_takes_s_ = 20;
     uint64_t ticks_ = 0;
     uint64_t steps_without_time_ = 0;

@@ -118,6 +118,7 @@ private:
         std::string mac;
         std::string ifname;
     };
+    // As in libc there is one for all callers, overwritten by the next lookup.
     struct Answer {
         in_addr_t address;
         std::array<char *, 2> addresses;
@@ -134,11 +135,14 @@ private:
     bool name_server_answers() const;
     bool answers(const std::string &ip, const std::string &ifname) const;
 
+    // What was told. The kernel's tables are virtual files, written anew at each change of a row; all other answers are
+    // looked up here when the daemon asks. What is not in a map was never told, which is not the same as told "" or
+    // false: then set_internet and the defaults count.
     TextMap<std::string> addresses_;
     std::vector<Neighbour> neighbours_;
     std::map<std::string, uint64_t> multicast_;
     std::vector<Host> hosts_;
-    std::set<std::string> counted_;
+    std::set<std::string> counted_; // interfaces with counters, for the restart
     std::map<int, bool> links_;
     std::map<int, std::string> wans_;
     Texts wan_texts_;

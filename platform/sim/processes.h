@@ -56,6 +56,8 @@ public:
     std::string listed(std::string_view pattern);
 
 private:
+    // CPU time is reckoned when somebody asks: a share is a straight line from the moment when it was told, so a
+    // process costs a run nothing while it goes on as it does.
     struct Process {
         std::string name;
         int pid;

@@ -87,7 +87,7 @@ private:
     TextMap<std::string> running_;
     TextMap<std::string> committed_;
     TextMap<bool> used_;
-    std::array<std::string, 64> noted_;
+    std::array<std::string, 64> noted_; // by the address of the daemon's text, for the same call has the same one
     TextMap<bool> product_;
 };
 

@@ -48,6 +48,7 @@ private:
         size_t next;
         struct dirent entry;
     };
+    // What stdio calls for a stream; the cookie is its Stream, which close() frees.
     static ssize_t read(void *cookie, char *buffer, size_t size);
     static int seek(void *cookie, off64_t *offset, int whence);
     static int close(void *cookie);
