@@ -187,6 +187,10 @@ void bus_close(bus_end *end)
 
 // ---- posting ----
 
+// The process's one socket for posting, to any name and from any thread; -1: none has been needed. A child of fork may
+// use it too: the kernel takes the sender's identity from who sends, not from who opened.
+static std::atomic<int> kept_posting_socket = -1;
+
 static bus_result result_of_send_error()
 {
     return errno == ENOENT || errno == ECONNREFUSED || errno == ECONNRESET ? BUS_NO_HOLDER : BUS_SYSTEM_ERROR;
@@ -224,16 +228,14 @@ static bus_result post_when_there_is_room(const sockaddr_un *address, const char
     return result;
 }
 
-// The process's one socket for posting, to any name and from any thread; -1: none can be had. A child of fork may use
-// it too: the kernel takes the sender's identity from who sends, not from who opened.
+// -1: none can be had.
 static int posting_socket()
 {
-    static std::atomic<int> kept = -1;
-    int known = kept.load();
+    int known = kept_posting_socket.load();
     if (known >= 0)
         return known;
     const int socket = datagram_socket();
-    if (socket < 0 || kept.compare_exchange_strong(known, socket))
+    if (socket < 0 || kept_posting_socket.compare_exchange_strong(known, socket))
         return socket;
     close(socket); // another thread was first
     return known;

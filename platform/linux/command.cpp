@@ -26,6 +26,8 @@ constexpr int DEFAULT_DEADLINE_S = 60;
 constexpr int64_t KILL_TIMEOUT_MS = 2000; // for the end of a killed program; only the kernel can hold it longer
 constexpr int NOT_RUN = -1;
 
+static std::atomic<int> logged_run_error; // of the latest command that could not be run
+
 // ---- starting ----
 
 struct program {
@@ -211,8 +213,7 @@ static int finish(pid_t pid, int timeout_s, const char *name)
 // Once for each kind of failure: what fails every second must not fill the log.
 static void log_not_run(const char *name)
 {
-    static std::atomic<int> logged_error;
-    if (logged_error.exchange(errno) != errno)
+    if (logged_run_error.exchange(errno) != errno)
         ground_log("command %.*s: cannot be run: %s", first_word_length(name), name, strerror(errno));
 }
 

@@ -11,16 +11,18 @@
 
 #include "platform/linux/kernel_file.h"
 
-// Asked every second, so the socket is kept. When two threads make it at once, the later one gives its own up.
+// Asked every second, so the socket is kept. -1: there is none yet.
+static std::atomic<int> kept_query_socket{-1};
+
+// When two threads make it at once, the later one gives its own up.
 static int query_socket()
 {
-    static std::atomic<int> kept{-1};
-    int socket = kept.load();
+    int socket = kept_query_socket.load();
     if (socket >= 0)
         return socket;
     socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     int none = -1;
-    if (socket >= 0 && !kept.compare_exchange_strong(none, socket)) {
+    if (socket >= 0 && !kept_query_socket.compare_exchange_strong(none, socket)) {
         close(socket);
         socket = none;
     }

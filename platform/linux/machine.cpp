@@ -12,6 +12,10 @@
 #include "platform/linux/ground_log.h"
 #include "platform/linux/store_setting.h"
 
+static bool disks_have_hung;
+static int next_save_s;  // up-time before which nothing is saved to the disks again
+static int told_refusal; // the error of the latest refused restart
+
 int get_uptime(void)
 {
     timespec now = {};
@@ -36,24 +40,21 @@ int get_sys_mode(void)
 static void save_to_disks()
 {
     constexpr int PAUSE_S = 60;
-    static bool has_hung;
-    static int next_s; // up-time
-    if (has_hung || get_uptime() < next_s)
+    if (disks_have_hung || get_uptime() < next_save_s)
         return;
     const int waited_s = done_in_a_child(sync);
-    has_hung = waited_s > 0;
-    if (has_hung)
+    disks_have_hung = waited_s > 0;
+    if (disks_have_hung)
         ground_log("restart: the disks have not taken everything after %d s", waited_s);
-    next_s = get_uptime() + PAUSE_S;
+    next_save_s = get_uptime() + PAUSE_S;
 }
 
 int tpi_systool_reboot(void)
 {
-    static int told_error;
     save_to_disks();
     const int result = reboot(RB_AUTOBOOT);
-    if (result != 0 && told_error != errno) {
-        told_error = errno;
+    if (result != 0 && told_refusal != errno) {
+        told_refusal = errno;
         ground_log("restart: refused: %s", strerror(errno));
     }
     return result;

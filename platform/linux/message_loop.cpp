@@ -97,15 +97,17 @@ static void tell_drop(bus_result why, pid_t sender)
 
 // ---- the sleep ----
 
+static bus_message received;        // 4 KiB that the stack need not have
+static unsigned seconds_since_look; // at the run directory
+
 // False: nothing waits any more.
 static bool hand_over_one_message()
 {
-    static bus_message message;
-    const bus_result result = bus_receive(&own_end, &message);
+    const bus_result result = bus_receive(&own_end, &received);
     if (result == BUS_DONE)
-        hand_over(message);
+        hand_over(received);
     else if (result == BUS_TOO_LONG || result == BUS_FOREIGN_SENDER)
-        tell_drop(result, message.sender);
+        tell_drop(result, received.sender);
     return result != BUS_NOTHING && result != BUS_SYSTEM_ERROR;
 }
 
@@ -177,11 +179,10 @@ static void look_at_run_directory()
 
 static void count_seconds(unsigned seconds)
 {
-    static unsigned since_look;
-    since_look += seconds;
-    if (since_look < LOOK_PERIOD_S)
+    seconds_since_look += seconds;
+    if (seconds_since_look < LOOK_PERIOD_S)
         return;
-    since_look = 0;
+    seconds_since_look = 0;
     look_at_run_directory();
 }
 

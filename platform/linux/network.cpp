@@ -25,9 +25,14 @@ static void make_wan_key(wan_key &key, int wan_id, const char *field)
 
 // ---- names ----
 
+// What the calls hand out, until the same thread calls the same again.
+static thread_local ifname_text getLanIfName_result;
+static thread_local ifname_text getWanIfName_result;
+static thread_local ifname_text get_eth_name_result;
+
 const char *getLanIfName(void)
 {
-    static thread_local ifname_text ifname;
+    ifname_text &ifname = getLanIfName_result;
     return setting_text(KEY_LAN_IFNAME, "br0", ifname, sizeof ifname) ? ifname : "br0";
 }
 
@@ -68,7 +73,7 @@ static bool wireless_wan_ifname(ifname_text &ifname)
 // On plain Linux the mode's number says nothing beyond what the radios' modes say.
 const char *getWanIfName(int wan_id, int /*sys_mode*/, int conn_type)
 {
-    static thread_local ifname_text ifname;
+    ifname_text &ifname = getWanIfName_result;
     bool found = false;
     if (wan_id >= 1 && is_dialled(conn_type))
         found = wan_ifname(ifname, wan_id, WAN_FIELD_PPP_IFNAME, "ppp", wan_id - 1);
@@ -87,7 +92,7 @@ int getWanConnType(int wan_id)
 
 const char *get_eth_name(int id)
 {
-    static thread_local ifname_text ifname;
+    ifname_text &ifname = get_eth_name_result;
     return id == WAN_1 && wired_wan_ifname(ifname, 1) ? ifname : nullptr;
 }
 
@@ -115,6 +120,8 @@ int __GetPortLink(int port) // NOLINT(bugprone-reserved-identifier)
 }
 
 // ---- addresses ----
+
+static bool lan_clashed; // with the WAN, when last asked: that is every second, and it is told once
 
 static int address_text(const char *ifname, char *address, socklen_t size)
 {
@@ -163,12 +170,11 @@ static void ask_for_another_lan(const char *address)
 
 int wan_lan_check(const char *address, const char *netmask)
 {
-    static bool clashed; // asked every second, told once
     const bool clash = clashes_with_lan(address, netmask);
-    if (clash && !clashed)
+    if (clash && !lan_clashed)
         ask_for_another_lan(address);
-    else if (!clash && clashed)
+    else if (!clash && lan_clashed)
         ground_log("network: WAN and LAN no longer share a network");
-    clashed = clash;
+    lan_clashed = clash;
     return clash ? 1 : 0;
 }

@@ -18,6 +18,8 @@ constexpr int64_t REPLY_TIMEOUT_MS = 1000; // for each request
 
 // ---- opening ----
 
+static std::atomic<uint32_t> pingers_made; // so that no two of the process have the same token
+
 static bool bind_to_interface(int socket, const char *ifname)
 {
     if (ifname == nullptr)
@@ -39,8 +41,7 @@ static bool connect_to(int socket, const char *address)
 
 void make_echo_request(echo_packet *request)
 {
-    static std::atomic<uint32_t> calls;
-    const uint32_t call = calls++;
+    const uint32_t call = pingers_made++;
     const auto process = static_cast<uint32_t>(getpid());
     *request = {};
     request->header.type = ICMP_ECHO;

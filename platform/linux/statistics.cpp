@@ -65,7 +65,9 @@ static bool create_table()
 
 // ---- reading a set ----
 
-static mnl_socket *kernel; // open from the first reading on; null: before it, and after one that failed
+static mnl_socket *kernel;         // open from the first reading on; null: before it, and after one that failed
+static char message_buffer[16384]; // for requests and answers
+static uint32_t sequence;          // of the last request
 
 static bool open_kernel()
 {
@@ -85,9 +87,9 @@ static void close_kernel()
 }
 
 // Asks for the whole set.
-static bool request_set(char *buffer, const char *name, uint32_t sequence)
+static bool request_set(const char *name)
 {
-    nlmsghdr *const message = mnl_nlmsg_put_header(buffer);
+    nlmsghdr *const message = mnl_nlmsg_put_header(message_buffer);
     message->nlmsg_type = (NFNL_SUBSYS_NFTABLES << 8) | NFT_MSG_GETSETELEM;
     message->nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
     message->nlmsg_seq = sequence;
@@ -101,18 +103,16 @@ static bool request_set(char *buffer, const char *name, uint32_t sequence)
 
 static bool read_set_once(const counted_set *set)
 {
-    static char buffer[16384];
-    static uint32_t sequence;
     sequence++;
-    if (!request_set(buffer, set->name, sequence))
+    if (!request_set(set->name))
         return false;
     int more = MNL_CB_OK;
     while (more == MNL_CB_OK) {
-        const ssize_t length = mnl_socket_recvfrom(kernel, buffer, sizeof buffer);
+        const ssize_t length = mnl_socket_recvfrom(kernel, message_buffer, sizeof message_buffer);
         if (length < 0)
             return false;
         counted_set *const context = const_cast<counted_set *>(set); // NOLINT(*-const-cast): the library's signature
-        more = mnl_cb_run(buffer, static_cast<size_t>(length), sequence, mnl_socket_get_portid(kernel),
+        more = mnl_cb_run(message_buffer, static_cast<size_t>(length), sequence, mnl_socket_get_portid(kernel),
                           take_counted_message, context);
     }
     return more == MNL_CB_STOP;
@@ -142,10 +142,12 @@ static bool read_all_sets()
 
 // ---- the call ----
 
+static int64_t create_again_ms;    // the table is not made before; 0: at once
+static int log_unreadable_again_s; // the up-time before which it is not said again
+
 // Reads the sets, making the table when it is not there: at the first call, and after someone has removed it.
 static bool read_counters()
 {
-    static int64_t create_again_ms; // not before; 0: at once
     if (read_all_sets())
         return true;
     if (errno != ENOENT || monotonic_ms() < create_again_ms)
@@ -160,11 +162,10 @@ static bool read_counters()
 static void log_unreadable()
 {
     constexpr int SILENCE_S = 12 * 3600;
-    static int again_s; // the up-time before which it is not said again
     const int now_s = get_uptime();
-    if (now_s < again_s)
+    if (now_s < log_unreadable_again_s)
         return;
-    again_s = now_s + SILENCE_S;
+    log_unreadable_again_s = now_s + SILENCE_S;
     ground_log(
         "statistics: the netfilter table %s cannot be made or read: %s; until it can, a busy network looks quiet, so "
         "the nightly restart may come while people use it: install nft and a kernel with nf_tables",

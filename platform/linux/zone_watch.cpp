@@ -14,7 +14,8 @@ constexpr int SLEEPS_UNTOLD = 60; // between two readings, where changes cannot 
 constexpr uint32_t CHANGED = IN_MODIFY | IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF | IN_CREATE | IN_MOVED_TO;
 
 static int changes = -1;
-static int sleeps_to_go; // until the zone is read; 0: never
+static int sleeps_to_go;    // until the zone is read; 0: never
+static char zone_path[256]; // on the way from the zone file through its links
 
 // The C library takes a zone file of the same number and second of change for the one that it has read, which copies of
 // zone files often have. But it forgets the file when it is told of another zone in between. So the environment has
@@ -23,13 +24,13 @@ static char other_zone[] = "tZ=UTC0";
 
 // The file and every link on the way to it are watched themselves, so that other files beside them wake nobody. Only
 // what is not there is waited for in its folder.
-static bool watch_one(char *path, char *name)
+static bool watch_one(char *name)
 {
-    if (inotify_add_watch(changes, path, IN_DONT_FOLLOW | CHANGED) >= 0)
+    if (inotify_add_watch(changes, zone_path, IN_DONT_FOLLOW | CHANGED) >= 0)
         return true;
     const char first = *name;
     *name = '\0';
-    const bool is_told = inotify_add_watch(changes, path, CHANGED) >= 0;
+    const bool is_told = inotify_add_watch(changes, zone_path, CHANGED) >= 0;
     *name = first;
     return is_told;
 }
@@ -37,18 +38,17 @@ static bool watch_one(char *path, char *name)
 // False: a change may remain untold.
 static bool watch_zone_file()
 {
-    static char path[256];
     char target[256];
-    memcpy(path, ZONE_FILE, sizeof ZONE_FILE);
+    memcpy(zone_path, ZONE_FILE, sizeof ZONE_FILE);
     for (int links = 0; links < MOST_LINKS; links++) {
-        char *const name = strrchr(path, '/') + 1;
-        if (!watch_one(path, name))
+        char *const name = strrchr(zone_path, '/') + 1;
+        if (!watch_one(name))
             return false;
-        const ssize_t length = readlink(path, target, sizeof target);
+        const ssize_t length = readlink(zone_path, target, sizeof target);
         if (length < 0)
             return true;
-        char *const to = target[0] == '/' ? path : name;
-        if (length >= path + sizeof path - to)
+        char *const to = target[0] == '/' ? zone_path : name;
+        if (length >= zone_path + sizeof zone_path - to)
             return false;
         memcpy(to, target, static_cast<size_t>(length));
         to[length] = '\0';

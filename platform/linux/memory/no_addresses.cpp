@@ -3,6 +3,8 @@
 
 #include "platform/linux/interface.h"
 
+static thread_local address_list latest_list; // the caller's, until the thread asks again
+
 int address_changes()
 {
     return -1;
@@ -22,6 +24,5 @@ void addresses_in_doubt()
 
 const address_list *current_addresses()
 {
-    static thread_local address_list list;
-    return read_address_list(&list) ? &list : nullptr;
+    return read_address_list(&latest_list) ? &latest_list : nullptr;
 }

@@ -23,14 +23,14 @@ struct known_name {
 
 constexpr size_t KNOWN_NAMES = 4; // more than the daemon asks for in one state of the router
 static thread_local known_name known_names[KNOWN_NAMES];
+static thread_local size_t next_place; // the name there is forgotten next; counts on
 
 static known_name *place_of(const char *name)
 {
-    static thread_local size_t next;
     for (known_name &known : known_names)
         if (strcmp(known.name, name) == 0)
             return &known;
-    known_name *const known = &known_names[next++ % KNOWN_NAMES];
+    known_name *const known = &known_names[next_place++ % KNOWN_NAMES];
     *known = {};
     memcpy(known->name, name, strlen(name) + 1);
     return known;
@@ -59,6 +59,9 @@ static void hear_of_taken_names()
 constexpr int YOUNG_LOOKS = 3;
 constexpr int LONGEST_LOOKS = 60;
 
+constexpr int NOT_OPENED = -2;
+static thread_local int load_file = NOT_OPENED; // /proc/loadavg; -1: it tells nothing here
+
 // The kernel numbers processes in turn, and tells the latest number of the reader's own PID namespace.
 static int open_load()
 {
@@ -73,9 +76,10 @@ static int open_load()
 // The process (or thread) created last, or NO_PROCESS: it cannot be told.
 static int newest_process()
 {
-    static thread_local int load = open_load();
+    if (load_file == NOT_OPENED)
+        load_file = open_load();
     char text[64];
-    const ssize_t length = load < 0 ? -1 : pread(load, text, sizeof text - 1, 0);
+    const ssize_t length = load_file < 0 ? -1 : pread(load_file, text, sizeof text - 1, 0);
     text[length > 0 ? length : 0] = '\0';
     const char *const last_column = strrchr(text, ' ');
     return last_column == nullptr ? NO_PROCESS : atoi(last_column + 1);
