@@ -129,6 +129,8 @@ int TimeCheckMsgHandle(const char * /*sender*/, const char *text)
 
 // ---- the loop ----
 
+static char log_line[BUFSIZ]; // so that a reader of the log sees a line when it happens, and nothing is allocated
+
 static void start_reachability_thread()
 {
     pthread_attr_t attributes;
@@ -142,7 +144,6 @@ static void start_reachability_thread()
 
 int main()
 {
-    static char log_line[BUFSIZ]; // so that a reader of the log sees a line when it happens, and nothing is allocated
     setvbuf(stdout, log_line, _IOLBF, sizeof log_line);
 
     if (RegMsgHandle("time_check", "*", TimeCheckMsgHandle) == 0) {

@@ -100,17 +100,16 @@ void set_time_check_wifi_connect_info()
 // An upstream that says "tkip+aes" may take only one of them: tries "aes", then "tkip", then both again
 // (decision 0055).
 
-static void run_on_console(char *program, char *argument)
+// The arguments' type is that of execvp, which writes to none of them.
+static void run_on_console(const char *program, const char *argument)
 {
-    char *const argv[] = {program, argument, nullptr};
+    char *const argv[] = {const_cast<char *>(program), const_cast<char *>(argument), nullptr};
     _eval(argv, ">/dev/console", 0, nullptr);
 }
 
 int32_t wpa2_tkip_aes_change(P_WIFI_CONNECT wifi, const char *crypto)
 {
     constexpr int LINE_NUMBER = 297; // belongs to the line's fixed text (compat 17)
-    static char killall[] = "killall";
-    static char nas[] = "nas";
     char key[32];
     char ifname[shell_quoted_size(sizeof wifi->ifname)];
 
@@ -118,10 +117,10 @@ int32_t wpa2_tkip_aes_change(P_WIFI_CONNECT wifi, const char *crypto)
     snprintf(key, sizeof key, "%scrypto", wifi->prefix); // written nowhere, the cipher is only named (compat 76)
     shell_quoted(ifname, sizeof ifname, wifi->ifname);
     doSystemCmd("wlconf %s down", ifname);
-    run_on_console(killall, nas);
+    run_on_console("killall", "nas");
     doSystemCmd("wlconf %s up", ifname);
     doSystemCmd("wlconf %s start", ifname);
-    run_on_console(nas, nullptr);
+    run_on_console("nas", nullptr);
     return 1;
 }
 
