@@ -30,8 +30,8 @@ SOURCE_ENDINGS = {".h", ".cpp", ".c", ".py", ".cmake", ".txt", ".sh"}
 CODE_ENDINGS = {".h", ".cpp", ".c"}
 LINE_LENGTH = 120
 # Near the facts, so that what grows is noticed while it is small.
-FUNCTION_LENGTH = 60
-SOURCE_LENGTH = 600
+FUNCTION_LENGTH = 45
+SOURCE_LENGTH = 450
 TEST_LENGTH = 800
 
 

@@ -48,6 +48,19 @@ protected:
         EXPECT_EQ(ticks(4), "starting");
     }
 
+    // The radio's cipher is found out.
+    void find_cipher()
+    {
+        box.store.set("wl2g.extra.wpapsk_crypto", "tkip+aes");
+        use("wisp");
+        box.radios.set(RADIO, RADIO_NOT_ASKED, WIFI_RELAY_DOWN);
+        EXPECT_EQ(tick(), "radio_not_asked");
+        link(TPI_NOT_CONNECTED, TPI_NOT_CONNECTED);
+        EXPECT_EQ(tick(), "trying_ciphers");
+        link(TPI_CONNECTED, TPI_CONNECTED);
+        box.store.set("wl2g.extra.wpapsk_crypto", "aes");
+    }
+
     SeenVerdicts<wifi_connect_verdict> seen{VERDICTS, time_check_wifi_connect_verdict};
 };
 
@@ -57,15 +70,7 @@ TEST_F(WifiConnectVerdicts, EachIsReached)
     EXPECT_EQ(tick(), "no_uplink");
     begin("wisp");
 
-    // The radio's cipher is found out.
-    box.store.set("wl2g.extra.wpapsk_crypto", "tkip+aes");
-    use("wisp");
-    box.radios.set(RADIO, RADIO_NOT_ASKED, WIFI_RELAY_DOWN);
-    EXPECT_EQ(tick(), "radio_not_asked");
-    link(TPI_NOT_CONNECTED, TPI_NOT_CONNECTED);
-    EXPECT_EQ(tick(), "trying_ciphers");
-    link(TPI_CONNECTED, TPI_CONNECTED);
-    box.store.set("wl2g.extra.wpapsk_crypto", "aes");
+    find_cipher();
 
     box.store.set("wl2g.public.enable", "0");
     use("wisp");
