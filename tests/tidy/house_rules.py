@@ -75,6 +75,22 @@ def check_shape(name, number, line):
         yield f"{name}:{number}: blanks at the end of the line"
 
 
+def is_constant(declaration):
+    """Whether what is declared never changes: with pointers, the pointer itself."""
+    of_itself = re.split(r"[=;{\[]", declaration)[0].split("*")[-1]
+    return re.search(r"\bconst(?:expr)?\b", of_itself) is not None
+
+
+def check_statics(name, number, line):
+    """What a function keeps from call to call is state of the unit, and is found where the unit's state stands. The
+    formatter indents what is in a function, and gives each declaration a line of its own."""
+    if not re.fullmatch(r"(?:time_check|platform/linux)/.*\.(?:h|cpp)", name):
+        return
+    found = re.match(r"\s.*?\b(?:static|thread_local)\b(.*)", code_of(line))
+    if found and not is_constant(found.group(1)):
+        yield f"{name}:{number}: a function's own static; state stands at the top of the unit or of its section"
+
+
 def check_lengths(name, lines):
     limit = TEST_LENGTH if name.startswith("tests/") else SOURCE_LENGTH
     if len(lines) > limit:
@@ -94,7 +110,7 @@ def findings_in(name, lines):
     if pathlib.Path(name).suffix in CODE_ENDINGS:
         yield from check_lengths(name, lines)
     for number, line in enumerate(lines, 1):
-        for check in (walls.check_include, check_daemon, check_formats, check_shape):
+        for check in (walls.check_include, check_daemon, check_formats, check_statics, check_shape):
             yield from check(name, number, line)
 
 

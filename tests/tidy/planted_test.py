@@ -54,6 +54,30 @@ FORBIDDEN_LINES = [
     ("time_check/time_check_led.h", "class led;"),
     ("platform/linux/bus.cpp", "x" * 121),
     ("run", "echo "),
+    # a function's own state
+    ("time_check/time_check_led.cpp", "    static int number;"),
+    ("time_check/time_check_led.h", "    static int number = 0; // const"),
+    ("platform/linux/bus.cpp", "    static char text[256];"),
+    ("platform/linux/store/text.cpp", "    static const char *text = \"const\";"),
+    ("platform/linux/bus.cpp", "    static const char *texts[WORDS * 2];"),
+    ("platform/linux/bus.cpp", "    static bool (*ask)(const char *name);"),
+    ("platform/linux/bus.cpp", "    static thread_local int file = open_it();"),
+    ("platform/linux/bus.cpp", "    thread_local int file;"),
+    ("platform/linux/bus.cpp", "    [[maybe_unused]] static std::atomic<int> kept{-1};"),
+    ("platform/linux/bus.cpp", "    static struct {"),
+]
+
+ALLOWED_LINES = [
+    ("time_check/time_check_led.cpp", "static int number;"),
+    ("time_check/time_check_led.cpp", "static thread_local int number;"),
+    ("time_check/time_check_led.cpp", "    static constexpr int LAST[] = {1, 2};"),
+    ("time_check/time_check_led.cpp", "    static const char plain[] = \"a * b\";"),
+    ("time_check/time_check_led.cpp", "    static const char *const WHAT[WORDS * 2] = {};"),
+    ("time_check/time_check_led.cpp", "    const int number = static_cast<int>(n); // static"),
+    ("time_check/time_check_led.cpp", "    static_assert(sizeof(int) == 4);"),
+    ("time_check/time_check_led.cpp", "    printf(\"static int number;\");"),
+    ("platform/sim/store.cpp", "    static int number;"),
+    ("tests/unit/led_test.cpp", "    static int number;"),
 ]
 
 
@@ -79,6 +103,11 @@ class Planted(unittest.TestCase):
         for name, line in FORBIDDEN_LINES:
             with self.subTest(name=name, line=line):
                 self.assertEqual(len(list(house_rules.findings_in(name, [line]))), 1)
+
+    def test_allowed_lines_are_not(self):
+        for name, line in ALLOWED_LINES:
+            with self.subTest(name=name, line=line):
+                self.assertEqual(list(house_rules.findings_in(name, [line])), [])
 
     def test_long_functions_and_files_are_named(self):
         self.assertEqual(list(house_rules.findings_in("lab/a.cpp", function_of(house_rules.FUNCTION_LENGTH))), [])
