@@ -176,51 +176,6 @@ int32_t flow_check_forword_reboot(uint32_t period)
     return time_check_count_forwarded(TIME_CHECK_REBOOT, &state.forwarded, state.check_speed, period);
 }
 
-// False: the LAN's counters cannot be read. The WAN's then stay as they were, as they do without a WAN.
-static bool read_bridges()
-{
-    FLOW_SPEED lan = {};
-    FLOW_SPEED second_lan = {};
-    FLOW_SPEED wan = {};
-    if (time_check_get_RX_TX_pack("br0", &lan) == 0)
-        return false;
-    if (time_check_get_RX_TX_pack("br1", &second_lan) == 1) {
-        lan.rx_flow += second_lan.rx_flow;
-        lan.tx_flow += second_lan.tx_flow;
-    }
-    state.bridges[0].now = lan.rx_flow;
-    state.bridges[1].now = lan.tx_flow;
-    if (time_check_get_RX_TX_pack(state.schedule.wan_ifnames, &wan) == 1) {
-        state.bridges[2].now = wan.rx_flow;
-        state.bridges[3].now = wan.tx_flow;
-    }
-    return true;
-}
-
-int32_t flow_check_reboot(uint32_t period)
-{
-    const int32_t clients = time_check_get_bridge_clients();
-    LOG_INFO("num %d:br_client = %d!!\n", state.no_client_count, clients);
-    if (clients == 0)
-        return count_no_client();
-    state.no_client_count = 0;
-    if (!read_bridges())
-        return 0;
-
-    double rates[4];
-    for (size_t i = 0; i < 4; i++)
-        rates[i] = static_cast<double>(time_check_flow_rate(state.bridges[i].now, state.bridges[i].before, period));
-    const uint32_t number = state.forwarded.count + 1;
-    LOG_INFO("num %d:rx = %.2fkB/s,tx = %.2fkB/s,wan_rx = %.2fkB/s,wan_tx = %.2fkB/s!!\n", number, rates[0], rates[1],
-             rates[2], rates[3]);
-    const QUIET_SAMPLE sample =
-        time_check_quiet_sample(&state.forwarded.count, state.bridges, 4, state.check_speed * period);
-    if (sample == QUIET_BUSY)
-        LOG_PROGRESS("num %d:rx = %.2fkB/s,tx = %.2fkB/s,wan_rx = %.2fkB/s,wan_tx = %.2fkB/s!!\n", number, rates[0],
-                     rates[1], rates[2], rates[3]);
-    return sample == QUIET_LONG_ENOUGH;
-}
-
 // ---- what the rule finds ----
 
 // The debug switch lifts the looks at up-time and year.
@@ -376,4 +331,51 @@ int32_t time_check_reboot()
     if (state.verdict == reboot_verdict::unknown_kind)
         LOG_ERROR("TIME_CHECK_REBOOT_STRUCT.type = %d to be added...\n", state.schedule.type);
     return 1;
+}
+
+// ---- for products ----
+
+// False: the LAN's counters cannot be read. The WAN's then stay as they were, as they do without a WAN.
+static bool read_bridges()
+{
+    FLOW_SPEED lan = {};
+    FLOW_SPEED second_lan = {};
+    FLOW_SPEED wan = {};
+    if (time_check_get_RX_TX_pack("br0", &lan) == 0)
+        return false;
+    if (time_check_get_RX_TX_pack("br1", &second_lan) == 1) {
+        lan.rx_flow += second_lan.rx_flow;
+        lan.tx_flow += second_lan.tx_flow;
+    }
+    state.bridges[0].now = lan.rx_flow;
+    state.bridges[1].now = lan.tx_flow;
+    if (time_check_get_RX_TX_pack(state.schedule.wan_ifnames, &wan) == 1) {
+        state.bridges[2].now = wan.rx_flow;
+        state.bridges[3].now = wan.tx_flow;
+    }
+    return true;
+}
+
+int32_t flow_check_reboot(uint32_t period)
+{
+    const int32_t clients = time_check_get_bridge_clients();
+    LOG_INFO("num %d:br_client = %d!!\n", state.no_client_count, clients);
+    if (clients == 0)
+        return count_no_client();
+    state.no_client_count = 0;
+    if (!read_bridges())
+        return 0;
+
+    double rates[4];
+    for (size_t i = 0; i < 4; i++)
+        rates[i] = static_cast<double>(time_check_flow_rate(state.bridges[i].now, state.bridges[i].before, period));
+    const uint32_t number = state.forwarded.count + 1;
+    LOG_INFO("num %d:rx = %.2fkB/s,tx = %.2fkB/s,wan_rx = %.2fkB/s,wan_tx = %.2fkB/s!!\n", number, rates[0], rates[1],
+             rates[2], rates[3]);
+    const QUIET_SAMPLE sample =
+        time_check_quiet_sample(&state.forwarded.count, state.bridges, 4, state.check_speed * period);
+    if (sample == QUIET_BUSY)
+        LOG_PROGRESS("num %d:rx = %.2fkB/s,tx = %.2fkB/s,wan_rx = %.2fkB/s,wan_tx = %.2fkB/s!!\n", number, rates[0],
+                     rates[1], rates[2], rates[3]);
+    return sample == QUIET_LONG_ENOUGH;
 }

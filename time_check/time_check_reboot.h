@@ -37,7 +37,9 @@ int32_t time_check_reboot_info_printf();
 // enough, else 0; restarts the machine by itself when no LAN client has been seen for long enough.
 int32_t flow_check_forword_reboot(uint32_t period);
 
-// The same on the bridges' own counters and the WAN interface's. Nothing in the daemon calls it; products may
+// ---- for products ----
+
+// flow_check_forword_reboot on the bridges' own counters and the WAN interface's. Nothing in the daemon calls it
 // (compat 93).
 int32_t flow_check_reboot(uint32_t period);
 

@@ -73,14 +73,6 @@ void time_check_wifi_enable()
     state.loaded = true;
 }
 
-void time_check_first_turn_on_wifi()
-{
-    if (state.loaded)
-        return;
-    time_check_set_wifi_status(WIFI_ON);
-    state.loaded = true;
-}
-
 // ---- configuration and messages ----
 
 // Somebody switched Wi-Fi by hand: the schedule takes the state it finds for its own, so that it acts at the next edge
@@ -226,4 +218,14 @@ int32_t time_check_wifi()
         carry_out(judge(&state, &now, &now));
     }
     return 1;
+}
+
+// ---- for products ----
+
+void time_check_first_turn_on_wifi()
+{
+    if (state.loaded)
+        return;
+    time_check_set_wifi_status(WIFI_ON);
+    state.loaded = true;
 }

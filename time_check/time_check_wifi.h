@@ -29,9 +29,6 @@ TIMERCHECKINFO set_time_check_wifi_info();
 // Makes each band's radio and main network agree with the user's switch. Only the first call does anything.
 void time_check_wifi_enable();
 
-// Switches Wi-Fi on if nothing has been loaded yet. Nothing in the daemon calls it; products may (compat 94).
-void time_check_first_turn_on_wifi();
-
 // 1 when the schedule is enabled and wants Wi-Fi off at this moment, else 0.
 int32_t time_check_wifi_is_in_wifi_time();
 
@@ -40,5 +37,10 @@ void time_check_wifi_for_day(time_t now);
 
 // Gives Wi-Fi back to the user: on, unless power saving has put it to sleep.
 void time_check_wifi_stop();
+
+// ---- for products ----
+
+// Switches Wi-Fi on if nothing has been loaded yet. Nothing in the daemon calls it (compat 94).
+void time_check_first_turn_on_wifi();
 
 #endif

@@ -76,14 +76,6 @@ static void post_op(int module, int op, const char *rest)
     send_msg_to_netctrl(module, text);
 }
 
-static void restart_radio_in_mode(const WIFI_CONNECT *wifi, const char *mode)
-{
-    if (wifi_mode_is(wifi->wl2g_mode, mode))
-        time_check_post_wifi_op(&wifi_bands[BAND_2G], OP_RESTART);
-    else if (wifi_mode_is(wifi->wl5g_mode, mode))
-        time_check_post_wifi_op(&wifi_bands[BAND_5G], OP_RESTART);
-}
-
 // ---- WISP ----
 
 // Whether `access_mode` is one that there is.
@@ -229,21 +221,6 @@ void wifi_wisp_check(P_WIFI_CONNECT wifi)
     check_wisp_pppoe_exist(wifi);
 }
 
-void wispRebootWifi(P_WIFI_CONNECT wifi)
-{
-    TPI_WAN_CONN_TYPE type = TPI_WAN_DHCP;
-    if (access_type_of(wifi->access_mode, &type) && tpi_wifi_wisp_connect_check(wifi->ifname, type) != TPI_CONNECTED)
-        restart_radio_in_mode(wifi, "wisp");
-}
-
-void autoRebootWifi(P_WIFI_CONNECT wifi)
-{
-    if (wifi_mode_is(wifi->wl2g_mode, "wisp") || wifi_mode_is(wifi->wl5g_mode, "wisp"))
-        wispRebootWifi(wifi);
-    else if (wifi_mode_is(wifi->wl2g_mode, "apclient") || wifi_mode_is(wifi->wl5g_mode, "apclient"))
-        apClientRebootWifi(wifi);
-}
-
 // ---- AP client ----
 
 int32_t wl_get_sta_info(const char *ifname)
@@ -320,12 +297,6 @@ void APclientOpenDHCPS(P_WIFI_CONNECT wifi)
         post_op(DHCP_SERVER_MODULE, OP_RESTART, ",index=1");
 }
 
-void apClientRebootWifi(P_WIFI_CONNECT wifi)
-{
-    if (lan_address(wifi) == LAN_CONFIGURED_ADDRESS)
-        restart_radio_in_mode(wifi, "apclient");
-}
-
 // ---- the tick ----
 
 static bool dhcp_client_runs(const WIFI_CONNECT *wifi)
@@ -391,4 +362,35 @@ void time_check_wifi_connect()
 wifi_connect_verdict time_check_wifi_connect_verdict()
 {
     return state.verdict;
+}
+
+// ---- for products ----
+
+static void restart_radio_in_mode(const WIFI_CONNECT *wifi, const char *mode)
+{
+    if (wifi_mode_is(wifi->wl2g_mode, mode))
+        time_check_post_wifi_op(&wifi_bands[BAND_2G], OP_RESTART);
+    else if (wifi_mode_is(wifi->wl5g_mode, mode))
+        time_check_post_wifi_op(&wifi_bands[BAND_5G], OP_RESTART);
+}
+
+void wispRebootWifi(P_WIFI_CONNECT wifi)
+{
+    TPI_WAN_CONN_TYPE type = TPI_WAN_DHCP;
+    if (access_type_of(wifi->access_mode, &type) && tpi_wifi_wisp_connect_check(wifi->ifname, type) != TPI_CONNECTED)
+        restart_radio_in_mode(wifi, "wisp");
+}
+
+void apClientRebootWifi(P_WIFI_CONNECT wifi)
+{
+    if (lan_address(wifi) == LAN_CONFIGURED_ADDRESS)
+        restart_radio_in_mode(wifi, "apclient");
+}
+
+void autoRebootWifi(P_WIFI_CONNECT wifi)
+{
+    if (wifi_mode_is(wifi->wl2g_mode, "wisp") || wifi_mode_is(wifi->wl5g_mode, "wisp"))
+        wispRebootWifi(wifi);
+    else if (wifi_mode_is(wifi->wl2g_mode, "apclient") || wifi_mode_is(wifi->wl5g_mode, "apclient"))
+        apClientRebootWifi(wifi);
 }

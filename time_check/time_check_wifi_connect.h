@@ -27,12 +27,6 @@ void wifi_wisp_check(P_WIFI_CONNECT wifi);
 void wifi_wisp_link_check(P_WIFI_CONNECT wifi);
 void check_wisp_pppoe_exist(P_WIFI_CONNECT wifi);
 
-// Restarts the WISP radio unless the uplink is connected. Nothing in the daemon calls it; products may (compat 96).
-void wispRebootWifi(P_WIFI_CONNECT wifi);
-
-// Restarts the radio of whatever uplink there is. Nothing in the daemon calls it; products may (compat 97).
-void autoRebootWifi(P_WIFI_CONNECT wifi);
-
 // ---- AP client ----
 
 // A tick of the supervision.
@@ -45,14 +39,22 @@ int32_t wl_get_sta_info(const char *ifname);
 // Switches the router's own DHCP server on and has netctrl start it: the AP client has found no upstream.
 void APclientOpenDHCPS(P_WIFI_CONNECT wifi);
 
-// Restarts the AP client's radio while the LAN still has its configured address.
-void apClientRebootWifi(P_WIFI_CONNECT wifi);
-
 // ---- the tick ----
 
 void time_check_wifi_connect();
 
 // What the last tick found; before the first one, the first verdict.
 wifi_connect_verdict time_check_wifi_connect_verdict();
+
+// ---- for products ----
+
+// Restarts the WISP radio unless the uplink is connected. Nothing in the daemon calls it (compat 96).
+void wispRebootWifi(P_WIFI_CONNECT wifi);
+
+// Restarts the AP client's radio while the LAN still has its configured address.
+void apClientRebootWifi(P_WIFI_CONNECT wifi);
+
+// Restarts the radio of whatever uplink there is. Nothing in the daemon calls it (compat 97).
+void autoRebootWifi(P_WIFI_CONNECT wifi);
 
 #endif
