@@ -30,7 +30,8 @@ __attribute__((format(printf, 3, 4))) void time_check_log_debug(const char *func
 #define LOG_PROGRESS(...)              LOG_PROGRESS_OF(__func__, __VA_ARGS__)
 
 // The green line, printed always (compat 10).
-#define LOG_INFO(...) time_check_log_info(__func__, __LINE__, __VA_ARGS__)
+#define LOG_INFO_OF(function, ...) time_check_log_info(function, __LINE__, __VA_ARGS__)
+#define LOG_INFO(...)              LOG_INFO_OF(__func__, __VA_ARGS__)
 
 // Printed while the module's debug switch is on (compat 11). A DUMP line is printed always, by who has asked for the
 // switch before the first of many.

@@ -14,24 +14,25 @@
 #include "time_check/time_check_quiet.h"
 #include "time_check/time_check_schedule.h"
 #include "time_check/time_check_setting.h"
-#include "time_check/time_check_text.h"
 #include "time_check/time_check_wifi.h"
 
-struct time_check_power {
-    uint32_t enabled;
-    uint32_t type;       // a TIMERCHECKTYPE, or a number that is none
-    uint32_t wday_en[7]; // read and printed; the period is every day's (compat 40)
-    uint32_t start_time; // seconds since midnight
-    uint32_t end_time;   // seconds since midnight; before start_time: the period passes midnight
-    uint32_t max_speed;  // kB/s, 1 kB = 1000 bytes
+constexpr daily_settings settings = {
+    .enable = KEY_POWER_ENABLE,
+    .type = KEY_POWER_TYPE,
+    .wday = KEY_POWER_WDAY,
+    .start_time = KEY_POWER_START_TIME,
+    .end_time = KEY_POWER_END_TIME,
+    .max_speed = KEY_POWER_MAX_SPEED,
+    .default_start = "00:00",
+    .default_end = "07:00",
+    .default_max_speed = "3",
 };
 
 static struct power_state {
-    struct time_check_power schedule;
+    daily_schedule schedule;
     bool put_to_sleep;        // in this period; outside it: a wake-up is owed (compat 42)
     bool in_power;            // for this period sleep is decided on
     int32_t suspended;        // seconds for which the app has suspended power saving
-    uint32_t check_speed;     // bytes per second
     uint32_t no_client_count; // samples in a row without a client
     forwarded_count forwarded;
     uint32_t last_sample; // calendar seconds
@@ -49,24 +50,7 @@ static bool in_period(const power_state *s, const moment *now)
 
 void set_time_check_power_info()
 {
-    char value[64];
-    memset(&state.schedule, 0, sizeof state.schedule);
-
-    GetValue(KEY_POWER_ENABLE, value);
-    state.schedule.enabled = static_cast<uint32_t>(time_check_atoi(value));
-    GetValue(KEY_POWER_TYPE, value);
-    state.schedule.type = static_cast<uint32_t>(time_check_atoi(value));
-    GetValue(KEY_POWER_WDAY, value);
-    time_check_parse_wday(value, state.schedule.wday_en);
-    GetValue(KEY_POWER_START_TIME, value);
-    state.schedule.start_time = time_check_parse_time_of_day(value, 0, 0);
-    GetValue(KEY_POWER_END_TIME, value);
-    state.schedule.end_time = time_check_parse_time_of_day(value, 7, 0);
-
-    GetValue(KEY_POWER_MAX_SPEED, value);
-    state.schedule.max_speed = static_cast<uint32_t>(time_check_atoi(value[0] == '\0' ? "3" : value));
-    state.check_speed = state.schedule.max_speed * 1000;
-
+    load_daily_schedule(&state.schedule, &settings);
     state.forwarded.count = 0;
     state.no_client_count = 0;
     time_check_power_info_printf();
@@ -74,16 +58,7 @@ void set_time_check_power_info()
 
 void time_check_power_info_printf()
 {
-    const struct time_check_power *s = &state.schedule;
-    const uint32_t *day = s->wday_en;
-    LOG_INFO("\t\t enable:%d\n", s->enabled);
-    LOG_INFO("\t\t type:%d\n", s->type);
-    LOG_INFO("\t\t wday_en:%d;%d;%d;%d;%d;%d;%d\n", day[0], day[1], day[2], day[3], day[4], day[5], day[6]);
-    LOG_INFO("\t\t start_time:%02d:%02d\n", s->start_time / 3600, s->start_time % 3600 / 60);
-    LOG_INFO("\t\t end_time:%02d:%02d\n", s->end_time / 3600, s->end_time % 3600 / 60);
-    LOG_INFO("\t\t max_speed:%d\n", s->max_speed);
-    // An equals sign where the lines above have a colon (compat 43).
-    LOG_INFO("\t\t check_speed=%d\n", state.check_speed);
+    print_daily_schedule(&state.schedule);
 }
 
 int32_t time_check_power_is_in_sleep()
@@ -219,7 +194,7 @@ int32_t flow_check_forword_power(uint32_t interval)
         return state.no_client_count++ == NO_CLIENT_SAMPLES;
     }
     state.no_client_count = 0;
-    return time_check_count_forwarded(TIME_CHECK_POWER, &state.forwarded, state.check_speed, interval);
+    return time_check_count_forwarded(TIME_CHECK_POWER, &state.forwarded, state.schedule.check_speed, interval);
 }
 
 // ---- what the rule finds ----

@@ -17,21 +17,22 @@
 #include "time_check/time_check_schedule.h"
 #include "time_check/time_check_text.h"
 
-struct time_check_reboot {
-    uint32_t enabled;
-    uint32_t type;        // a TIMERCHECKTYPE, or a number that is none
-    uint32_t wday_en[7];  // read and printed; no rule asks for the day (compat 37)
-    uint32_t start_time;  // seconds since midnight; moved once by the random offset
-    uint32_t end_time;    // seconds since midnight
-    uint32_t max_speed;   // kB/s, 1 kB = 1000 bytes
-    char wan_ifnames[16]; // empty: no wired WAN
+constexpr daily_settings settings = {
+    .enable = KEY_REBOOT_ENABLE,
+    .type = KEY_REBOOT_TYPE,
+    .wday = KEY_REBOOT_WDAY,
+    .start_time = KEY_REBOOT_START_TIME,
+    .end_time = KEY_REBOOT_END_TIME,
+    .max_speed = KEY_REBOOT_MAX_SPEED,
+    .default_start = "02:00",
+    .default_end = "05:30",
+    .default_max_speed = "5",
 };
 
 static struct reboot_state {
-    struct time_check_reboot schedule;
-    bool start_is_chosen;     // the start time is not the factory's
+    daily_schedule schedule;  // its start moved once by the random offset
+    char wan_ifnames[16];     // empty: no wired WAN
     bool offset_applied;      // the random offset
-    uint32_t check_speed;     // bytes per second
     uint32_t no_client_count; // samples in a row without a client
     forwarded_count forwarded;
     flow_counter bridges[4]; // LAN, WAN; received, sent. They share forwarded.count
@@ -64,37 +65,18 @@ static void read_wan_ifname(char (&ifname)[16])
 
 int32_t set_time_check_reboot_info()
 {
-    char value[64];
-    memset(&state.schedule, 0, sizeof state.schedule);
-
-    GetValue(KEY_REBOOT_ENABLE, value);
-    state.schedule.enabled = static_cast<uint32_t>(time_check_atoi(value));
-    GetValue(KEY_REBOOT_TYPE, value);
-    state.schedule.type = static_cast<uint32_t>(time_check_atoi(value));
-    GetValue(KEY_REBOOT_WDAY, value);
-    time_check_parse_wday(value, state.schedule.wday_en);
-
-    GetValue(KEY_REBOOT_START_TIME, value);
-    state.start_is_chosen = value[0] != '\0' && strcmp(value, "02:00") != 0;
-    state.schedule.start_time = time_check_parse_time_of_day(value, 2, 0);
-    GetValue(KEY_REBOOT_END_TIME, value);
-    state.schedule.end_time = time_check_parse_time_of_day(value, 5, 30);
-
-    GetValue(KEY_REBOOT_MAX_SPEED, value);
-    state.schedule.max_speed = static_cast<uint32_t>(time_check_atoi(value[0] == '\0' ? "5" : value));
-    state.check_speed = state.schedule.max_speed * 1000;
-
-    read_wan_ifname(state.schedule.wan_ifnames);
+    load_daily_schedule(&state.schedule, &settings);
+    read_wan_ifname(state.wan_ifnames);
     reset_counts();
     return time_check_reboot_info_printf();
 }
 
 int32_t set_time_check_reboot_wan_info()
 {
-    char ifname[sizeof state.schedule.wan_ifnames];
+    char ifname[sizeof state.wan_ifnames];
     read_wan_ifname(ifname);
-    if (strcmp(ifname, state.schedule.wan_ifnames) != 0) {
-        copy_text(state.schedule.wan_ifnames, sizeof state.schedule.wan_ifnames, ifname);
+    if (strcmp(ifname, state.wan_ifnames) != 0) {
+        copy_text(state.wan_ifnames, sizeof state.wan_ifnames, ifname);
         reset_counts();
     }
     return time_check_reboot_info_printf();
@@ -102,17 +84,9 @@ int32_t set_time_check_reboot_wan_info()
 
 int32_t time_check_reboot_info_printf()
 {
-    const struct time_check_reboot *s = &state.schedule;
-    const uint32_t *day = s->wday_en;
-    LOG_INFO("\t\t enable:%d\n", s->enabled);
-    LOG_INFO("\t\t type:%d\n", s->type);
-    LOG_INFO("\t\t wday_en:%d;%d;%d;%d;%d;%d;%d\n", day[0], day[1], day[2], day[3], day[4], day[5], day[6]);
-    LOG_INFO("\t\t start_time:%02d:%02d\n", s->start_time / 3600, s->start_time % 3600 / 60);
-    LOG_INFO("\t\t end_time:%02d:%02d\n", s->end_time / 3600, s->end_time % 3600 / 60);
-    LOG_INFO("\t\t max_speed:%d\n", s->max_speed);
-    LOG_INFO("\t\t check_speed=%d\n", state.check_speed);
-    LOG_INFO("\t\t wan_ifnames:%s\n", s->wan_ifnames);
-    LOG_INFO("\t\t default_time_check_reboot:%d\n", state.start_is_chosen ? 0 : 1);
+    print_daily_schedule(&state.schedule);
+    LOG_INFO("\t\t wan_ifnames:%s\n", state.wan_ifnames);
+    LOG_INFO("\t\t default_time_check_reboot:%d\n", state.schedule.start_is_chosen ? 0 : 1);
     return 1;
 }
 
@@ -173,7 +147,7 @@ int32_t flow_check_forword_reboot(uint32_t period)
         return count_no_client();
     }
     state.no_client_count = 0;
-    return time_check_count_forwarded(TIME_CHECK_REBOOT, &state.forwarded, state.check_speed, period);
+    return time_check_count_forwarded(TIME_CHECK_REBOOT, &state.forwarded, state.schedule.check_speed, period);
 }
 
 // ---- what the rule finds ----
@@ -212,12 +186,12 @@ static reboot_verdict judge_daily(const reboot_state *s, uint32_t kind, const mo
         return s->last_sample + s->delay < static_cast<uint32_t>(now->calendar) ? restarting : armed;
     if (!moment_in_window(now, s->schedule.start_time, s->schedule.end_time))
         return outside_window;
-    if (!s->start_is_chosen && !s->offset_applied)
+    if (!s->schedule.start_is_chosen && !s->offset_applied)
         return offset_owed;
     return waits_for_quiet ? judge_counts(s) : restarting;
 }
 
-static bool is_in_use(const struct time_check_reboot *schedule)
+static bool is_in_use(const daily_schedule *schedule)
 {
     return schedule->enabled != 0 && schedule->type <= TIMER_CHECK_EACH_DAY_FLOW;
 }
@@ -349,7 +323,7 @@ static bool read_bridges()
     }
     state.bridges[0].now = lan.rx_flow;
     state.bridges[1].now = lan.tx_flow;
-    if (time_check_get_RX_TX_pack(state.schedule.wan_ifnames, &wan) == 1) {
+    if (time_check_get_RX_TX_pack(state.wan_ifnames, &wan) == 1) {
         state.bridges[2].now = wan.rx_flow;
         state.bridges[3].now = wan.tx_flow;
     }
@@ -373,7 +347,7 @@ int32_t flow_check_reboot(uint32_t period)
     LOG_INFO("num %d:rx = %.2fkB/s,tx = %.2fkB/s,wan_rx = %.2fkB/s,wan_tx = %.2fkB/s!!\n", number, rates[0], rates[1],
              rates[2], rates[3]);
     const QUIET_SAMPLE sample =
-        time_check_quiet_sample(&state.forwarded.count, state.bridges, 4, state.check_speed * period);
+        time_check_quiet_sample(&state.forwarded.count, state.bridges, 4, state.schedule.check_speed * period);
     if (sample == QUIET_BUSY)
         LOG_PROGRESS("num %d:rx = %.2fkB/s,tx = %.2fkB/s,wan_rx = %.2fkB/s,wan_tx = %.2fkB/s!!\n", number, rates[0],
                      rates[1], rates[2], rates[3]);

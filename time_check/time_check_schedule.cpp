@@ -7,6 +7,7 @@
 #include "platform/config_store.h"
 #include "platform/system.h"
 #include "time_check/time_check_clock.h"
+#include "time_check/time_check_log.h"
 #include "time_check/time_check_text.h"
 
 // ---- daily ----
@@ -35,6 +36,49 @@ void time_check_parse_wday(const char *text, uint32_t (&wday_en)[7])
         if (*text == ';')
             text++;
     }
+}
+
+static uint32_t time_of_day_or(const char *text, const char *standard)
+{
+    const auto hour = static_cast<uint32_t>(time_check_atoi(standard));
+    const auto minute = static_cast<uint32_t>(time_check_atoi(standard + sizeof "HH"));
+    return time_check_parse_time_of_day(text, hour, minute);
+}
+
+void load_daily_schedule(daily_schedule *schedule, const daily_settings *settings)
+{
+    char value[64];
+    GetValue(settings->enable, value);
+    schedule->enabled = static_cast<uint32_t>(time_check_atoi(value));
+    GetValue(settings->type, value);
+    schedule->type = static_cast<uint32_t>(time_check_atoi(value));
+    GetValue(settings->wday, value);
+    time_check_parse_wday(value, schedule->wday_en);
+    GetValue(settings->start_time, value);
+    schedule->start_is_chosen = value[0] != '\0' && strcmp(value, settings->default_start) != 0;
+    schedule->start_time = time_of_day_or(value, settings->default_start);
+    GetValue(settings->end_time, value);
+    schedule->end_time = time_of_day_or(value, settings->default_end);
+    GetValue(settings->max_speed, value);
+    schedule->max_speed =
+        static_cast<uint32_t>(time_check_atoi(value[0] == '\0' ? settings->default_max_speed : value));
+    schedule->check_speed = schedule->max_speed * 1000;
+}
+
+void print_daily_schedule(const daily_schedule *schedule, const char *function)
+{
+    const uint32_t *day = schedule->wday_en;
+    const uint32_t start = schedule->start_time;
+    const uint32_t end = schedule->end_time;
+    LOG_INFO_OF(function, "\t\t enable:%d\n", schedule->enabled);
+    LOG_INFO_OF(function, "\t\t type:%d\n", schedule->type);
+    LOG_INFO_OF(function, "\t\t wday_en:%d;%d;%d;%d;%d;%d;%d\n", day[0], day[1], day[2], day[3], day[4], day[5],
+                day[6]);
+    LOG_INFO_OF(function, "\t\t start_time:%02d:%02d\n", start / 3600, start % 3600 / 60);
+    LOG_INFO_OF(function, "\t\t end_time:%02d:%02d\n", end / 3600, end % 3600 / 60);
+    LOG_INFO_OF(function, "\t\t max_speed:%d\n", schedule->max_speed);
+    // An equals sign where the lines above have a colon (compat 43).
+    LOG_INFO_OF(function, "\t\t check_speed=%d\n", schedule->check_speed);
 }
 
 // ---- weekly: loading ----

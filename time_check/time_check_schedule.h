@@ -16,6 +16,36 @@ enum TIMERCHECKTYPE : uint32_t {
     TIMER_CHECK_ONE_DAY_FLOW = 3,
 };
 
+// Where the store has a daily schedule, and what holds where it says nothing.
+struct daily_settings {
+    const char *enable; // keys
+    const char *type;
+    const char *wday;
+    const char *start_time;
+    const char *end_time;
+    const char *max_speed;
+    const char *default_start; // "HH:MM"
+    const char *default_end;
+    const char *default_max_speed;
+};
+
+struct daily_schedule {
+    uint32_t enabled;
+    uint32_t type;        // a TIMERCHECKTYPE, or a number that is none
+    uint32_t wday_en[7];  // read and printed; no rule asks for the day (compat 37, 40)
+    uint32_t start_time;  // seconds since midnight
+    bool start_is_chosen; // the store has one, and not the default's text
+    uint32_t end_time;    // seconds since midnight; before start_time: the period passes midnight
+    uint32_t max_speed;   // kB/s, 1 kB = 1000 bytes
+    uint32_t check_speed; // the same in bytes per second
+};
+
+// Reads a schedule anew from the store, key by key in the order above.
+void load_daily_schedule(daily_schedule *schedule, const daily_settings *settings);
+
+// Prints a schedule as the caller's lines.
+void print_daily_schedule(const daily_schedule *schedule, const char *function = __builtin_FUNCTION());
+
 // Parses "HH:MM" into seconds since midnight; a text without two parts gives the default. Not range-checked.
 uint32_t time_check_parse_time_of_day(const char *text, uint32_t default_hour, uint32_t default_minute);
 

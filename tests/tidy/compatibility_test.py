@@ -16,7 +16,8 @@ LEDGER = "docs/compatibility.md"
 # Which argument is the body, and what kind of line it makes.
 PRINTERS = {
     "LOG_ERROR": ("red", 0), "LOG_ERROR_OF": ("red", 1), "LOG_PROGRESS": ("red", 0), "LOG_PROGRESS_OF": ("red", 1),
-    "LOG_INFO": ("green", 0), "LOG_DEBUG": ("debug", 1), "LOG_DEBUG_OF": ("debug", 2), "LOG_DUMP_OF": ("debug", 1),
+    "LOG_INFO": ("green", 0), "LOG_INFO_OF": ("green", 1),
+    "LOG_DEBUG": ("debug", 1), "LOG_DEBUG_OF": ("debug", 2), "LOG_DUMP_OF": ("debug", 1),
     "LOG_TRACE": ("trace", 1),
     "printf": ("console", 0), "puts": ("console", 0),
     "time_check_link_bounce_when_due": ("console", 2), # hands its text to puts
@@ -146,10 +147,10 @@ class Ledger(unittest.TestCase):
 ROWS = "| 1 | a | b | `Suite.One` |\n| 2 | a | b | none (nobody sees it) |\n"
 SOURCE = r'''
     LOG_ERROR("a %d\n", f(1, "x")); LOG_ERROR_OF("name", "b, c\n"); // printf("no\n")
-    LOG_DEBUG_OF(MODULE, function, "d" "e\n", 1); LOG_TRACE(DEBUG_INFO,
+    LOG_INFO_OF(function, "i\n"); LOG_DEBUG_OF(MODULE, function, "d" "e\n", 1); LOG_TRACE(DEBUG_INFO,
         "f\n"); puts("g"); puts(line); snprintf(text, sizeof text, "h");
 '''
-PRINTED = {("red", r"a %d\n"), ("red", r"b, c\n"), ("debug", r"de\n"), ("trace", r"f\n"), ("console", r"g\n")}
+PRINTED = {("red", r"a %d\n"), ("red", r"b, c\n"), ("green", r"i\n"), ("debug", r"de\n"), ("trace", r"f\n"), ("console", r"g\n")}
 
 
 class Planted(unittest.TestCase):

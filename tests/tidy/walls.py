@@ -55,11 +55,10 @@ UNITS = {
     "led": MODULE | {"clock", "common", "power", "schedule", "text"}, # power saving takes precedence over the schedules
     "log": set(),
     "message": set(),
-    "power": MODULE | {"clock", "common", "debug", "led", "log", "quiet", "schedule", "setting", "text",
-                       "wifi"}, # and asks them what they want when it wakes the router
+    "power": MODULE | {"clock", "common", "debug", "led", "log", "quiet", "schedule", "setting", "wifi"}, # and asks them what they want when it wakes the router
     "quiet": {"log", "text"},
     "reboot": MODULE | {"clock", "debug", "log", "quiet", "schedule", "text"},
-    "schedule": {"clock", "text"},
+    "schedule": {"clock", "log", "text"},
     "setting": set(),
     "stoppage_check": {"message", "clock", "setting", "text", "wan_keys"},
     "text": set(),
