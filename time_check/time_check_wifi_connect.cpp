@@ -16,21 +16,28 @@
 #include "time_check/time_check_uplink.h"
 
 constexpr int32_t GATE_TICKS = 60;   // without a DHCP client
-constexpr int32_t START_TICKS = 4;   // from the gate to the supervision; the last looks at the DHCP server
 constexpr size_t ACCOUNT_SIZE = 256; // PPP carries names and passwords of at most 255 characters (decision 0056)
 
 static struct wifi_connect_state {
-    // The start
-    bool gate_is_open;   // it opens once
-    int32_t counts;      // ticks spent waiting for it
-    int32_t start_ticks; // ticks since then, START_TICKS at the most
+    // The start-up gate; it opens once.
+    int32_t wifiRestart = 4; // ticks from there to the supervision; the last looks at the DHCP server
+    int32_t first = 1;       // 1: closed
+    int32_t counts;          // ticks spent waiting for a DHCP client
 
     // WISP. last_link_status: 3 from when the WAN was found up until its loss is told, or until nobody wants
-    // supervision.
-    link_watch wisp_link;
-    bool static_up_told;   // netctrl knows that the static WAN is up
-    bool radio_loss_told;  // netctrl was last told of the radio link that it is lost
-    int32_t pppoe_missing; // ticks in a row without the PPPoE client
+    // supervision, else 1.
+    link_watch wisp_link = {.last_link_status = TPI_NOT_CONNECTED,
+                            .link_not_connect_count = 0,
+                            .link_connect_count = 0,
+                            .wl_not_conn_time = 0,
+                            .last_time = 0,
+                            .wlconf_restart = 0,
+                            .wlconf_up = 0,
+                            .wlconf_up_time = 0,
+                            .restart_wpa2_check = 0};
+    int32_t wisp_send_msgNetctrl = 1;            // 1: netctrl has yet to be told that the static WAN is up
+    int32_t last_connect_status = TPI_CONNECTED; // of the radio link, as netctrl was last told
+    int32_t pppoe_missing;                       // ticks in a row without the PPPoE client
 
     // AP client. last_link_status: 0 not yet known, else 1 or 3 as netctrl was last told, or as first seen.
     link_watch apclient_link;
@@ -96,9 +103,9 @@ static void wisp_connected(TPI_WAN_CONN_TYPE type)
 {
     state.wisp_link.last_link_status = TPI_CONNECTED;
     state.wisp_link.wl_not_conn_time = 0;
-    if (type == TPI_WAN_STATIC && !state.static_up_told) {
+    if (type == TPI_WAN_STATIC && state.wisp_send_msgNetctrl == 1) {
         post_op(WAN_MODULE, OP_WISP_UP, ",wan_id=1");
-        state.static_up_told = true;
+        state.wisp_send_msgNetctrl = 0;
     }
 }
 
@@ -107,20 +114,20 @@ static void wisp_connected(TPI_WAN_CONN_TYPE type)
 static void watch_wisp_radio(bool up)
 {
     link_watch *link = &state.wisp_link;
-    switch (time_check_link_news(link, up, state.radio_loss_told)) {
+    switch (time_check_link_news(link, up, state.last_connect_status == TPI_NOT_CONNECTED)) {
     case link_news::none:
         break;
     case link_news::back:
         post_op(WIFI_MODULE, OP_WISP_START, "");
         time_check_link_return_told(link, TPI_NOT_CONNECTED); // the WAN has yet to be seen up
-        state.radio_loss_told = false;
-        state.static_up_told = false;
+        state.last_connect_status = TPI_CONNECTED;
+        state.wisp_send_msgNetctrl = 1;
         state.verdict = wifi_connect_verdict::return_told;
         break;
     case link_news::lost:
         post_op(WIFI_MODULE, OP_WISP_STOP, "");
         time_check_link_loss_told(link);
-        state.radio_loss_told = true;
+        state.last_connect_status = TPI_NOT_CONNECTED;
         state.verdict = wifi_connect_verdict::loss_told;
         break;
     }
@@ -163,7 +170,7 @@ void wifi_wisp_link_check(P_WIFI_CONNECT wifi)
     if (tpi_wifi_wisp_connect_check(wifi->ifname, type) == TPI_CONNECTED) {
         wisp_connected(type);
     } else {
-        state.static_up_told = false;
+        state.wisp_send_msgNetctrl = 1;
         time_check_link_add_lost_time(link, now);
         if (time_check_link_schedule_fallback(link))
             LOG_TRACE(DEBUG_INFO, "restart_wpa2_check = %d !!\n", link->restart_wpa2_check);
@@ -309,18 +316,18 @@ static bool dhcp_client_runs(const WIFI_CONNECT *wifi)
 // Keeps the supervision idle until the uplink's DHCP client has been started, or has had its time.
 static bool is_past_gate(const WIFI_CONNECT *wifi)
 {
-    if (!state.gate_is_open && dhcp_client_runs(wifi))
-        state.gate_is_open = true;
-    if (!state.gate_is_open && state.counts++ >= GATE_TICKS)
-        state.gate_is_open = true;
-    return state.gate_is_open;
+    if (state.first == 1 && dhcp_client_runs(wifi))
+        state.first = 0;
+    if (state.first == 1 && state.counts++ >= GATE_TICKS)
+        state.first = 0;
+    return state.first == 0;
 }
 
 static void start(P_WIFI_CONNECT wifi)
 {
-    state.start_ticks++;
-    if (state.start_ticks == START_TICKS && lan_address(wifi) != LAN_UPSTREAM_ADDRESS)
+    if (state.wifiRestart == 1 && lan_address(wifi) != LAN_UPSTREAM_ADDRESS)
         APclientOpenDHCPS(wifi);
+    state.wifiRestart--;
 }
 
 static void supervise(P_WIFI_CONNECT wifi)
@@ -351,7 +358,7 @@ void time_check_wifi_connect()
         return;
     }
     LOG_TRACE(DEBUG_INFO, "Begin to check wifi connect! \n");
-    if (state.start_ticks == START_TICKS) {
+    if (state.wifiRestart == 0) {
         supervise(wifi);
         return;
     }
