@@ -10,11 +10,14 @@
 #include "time_check/time_check_ids.h"
 #include "time_check/time_check_uplink.h"
 
+constexpr int32_t UNREACHABLE = 1;
+constexpr int32_t REACHABLE = 3;
+
 static struct ap_connect_state {
     char lan_info_gw[VOS_FILE_VALUE_SIZE]; // the gateway's address; "" without one
     int32_t link_count;                    // ticks in a row whose ping was answered
     int32_t not_link_count;                // ticks in a row whose ping was not
-    bool loss_told;                        // as netctrl was last told; at the start it takes the gateway to be there
+    int32_t last_ping_status = REACHABLE;  // as netctrl was last told, or takes it to be at the start
     ap_connect_verdict verdict;            // the last tick's
 } state;
 
@@ -41,7 +44,7 @@ void time_check_ap_connect_init()
 // What a ping says, once it has been counted; `lasts`: as many others before it said.
 static ap_connect_verdict judge(const ap_connect_state *s, bool answered, bool lasts)
 {
-    if (answered != s->loss_told)
+    if (answered == (s->last_ping_status == REACHABLE))
         return answered ? ap_connect_verdict::reachable : ap_connect_verdict::unreachable;
     if (!lasts)
         return answered ? ap_connect_verdict::returning : ap_connect_verdict::failing;
@@ -59,7 +62,7 @@ int32_t time_check_ap_connect_main()
     case ap_connect_verdict::loss_told:
         time_check_post_upstream(answered);
         *count = 0;
-        state.loss_told = !answered;
+        state.last_ping_status = answered ? REACHABLE : UNREACHABLE;
         break;
     case ap_connect_verdict::no_access_point:
     case ap_connect_verdict::reachable:
