@@ -23,28 +23,27 @@ constexpr int QUIET_INTERVAL_S = 20;
 constexpr int START_INTERVAL_S = 5;
 constexpr int SHORTEST_INTERVAL_S = 2;
 
-// What is known of the WANs. By itself, as it does not begin as zeros.
-static internet_status current_internet_status[WAN_NUM] = {
-    {.current_status = IS_INTERNET,
-     .internal_count = -1,
-     .last_status = IS_INTERNET,
-     .dns_resolve_status = DNS_RESOLVE_FAILED},
-    {.current_status = IS_INTERNET,
-     .internal_count = -1,
-     .last_status = IS_INTERNET,
-     .dns_resolve_status = DNS_RESOLVE_FAILED},
-};
-
 static struct reachability_state {
-    int wann;        // number of WANs
-    int sleep_time;  // seconds to the next pass
-    int WAN_MODE;    // WIRED, WISP or AP_CLIENT
-    char lan_ip[16]; // as configured, not as obtained from the upstream
+    int wann;                          // number of WANs
+    int sleep_time = START_INTERVAL_S; // seconds to the next pass
+    int WAN_MODE = WIRED;              // or WISP, or AP_CLIENT
+    // What is known of the WANs
+    internet_status current_internet_status[WAN_NUM] = {
+        {.current_status = IS_INTERNET,
+         .internal_count = -1,
+         .last_status = IS_INTERNET,
+         .dns_resolve_status = DNS_RESOLVE_FAILED},
+        {.current_status = IS_INTERNET,
+         .internal_count = -1,
+         .last_status = IS_INTERNET,
+         .dns_resolve_status = DNS_RESOLVE_FAILED},
+    };
+    char lan_ip[16] = "255.255.255.255"; // as configured, not as obtained from the upstream
     char wl_ifname[16];
     char sys_mode[16];
     char conn_type[WAN_NUM][16];
     int wifi_wan_type[WAN_NUM];             // a TPI_WAN_CONN_TYPE, or whatever number the store holds
-    bool has_settled[WAN_NUM];              // false: down at the last look, the link must settle first
+    int32_t ISLONE_TAG[WAN_NUM] = {1, 1};   // 1: down at the last look, the link must settle first
     reachability_verdict verdicts[WAN_NUM]; // the last pass's
 } state;
 
@@ -80,7 +79,7 @@ void init_value(int wan_id)
     GetValue(KEY_WISP_IFNAME, state.wl_ifname);
     GetValue(KEY_SYS_MODE, state.sys_mode);
     state.WAN_MODE = uplink_mode(wan_id);
-    state.has_settled[wan_id - 1] = false;
+    state.ISLONE_TAG[wan_id - 1] = 1;
     read_conn_type(wan_id);
 }
 
@@ -142,7 +141,7 @@ static void publish_down(int wan_id)
 {
     publish_online(wan_id, false);
     publish_check(wan_id, false);
-    state.has_settled[wan_id - 1] = false;
+    state.ISLONE_TAG[wan_id - 1] = 1;
 }
 
 void check_wanonln_status(int wan_id)
@@ -185,7 +184,7 @@ static reachability_verdict judge_probe(const internet_status *status, bool onli
 // Probes a WAN and notes the verdict; whether internet is to be reported.
 static bool probe(int wan_id, const char *interface)
 {
-    internet_status *status = &current_internet_status[wan_id - 1];
+    internet_status *status = &state.current_internet_status[wan_id - 1];
     const bool online = ping_connet_check(interface, status, wan_id) == 1;
     state.verdicts[wan_id - 1] = judge_probe(status, online);
     return online;
@@ -196,9 +195,9 @@ static bool probe(int wan_id, const char *interface)
 static void let_settle(int wan_id)
 {
     constexpr int SETTLE_S = 6;
-    if (state.has_settled[wan_id - 1])
+    if (state.ISLONE_TAG[wan_id - 1] != 1)
         return;
-    state.has_settled[wan_id - 1] = true;
+    state.ISLONE_TAG[wan_id - 1] = 0;
     system_sleep(SETTLE_S);
 }
 
@@ -221,7 +220,7 @@ static reachability_verdict judge_line(int wan_id, char (&name)[64])
 // resolution proves nothing about this WAN and is not told.
 static void announce(int wan_id, int wan_num, const char *interface, uint32_t seen)
 {
-    internet_status *status = &current_internet_status[wan_id - 1];
+    internet_status *status = &state.current_internet_status[wan_id - 1];
     if (status->last_status == seen || status->dns_resolve_status != DNS_RESOLVE_SUCCESS)
         return;
     const bool internet = seen == IS_INTERNET;
@@ -238,7 +237,7 @@ static bool check_wired_wan(int wan_id, int wan_num)
     char interface[64];
     state.verdicts[wan_id - 1] = judge_line(wan_id, interface);
     if (state.verdicts[wan_id - 1] != reachability_verdict::reachable) {
-        internet_status *status = &current_internet_status[wan_id - 1];
+        internet_status *status = &state.current_internet_status[wan_id - 1];
         publish_down(wan_id);
         status->current_status = IS_INTERNAL;
         status->last_status = IS_INTERNAL; // untold: netctrl sees the link itself (compat 69)

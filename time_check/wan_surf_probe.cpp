@@ -31,7 +31,7 @@ constexpr char PROBE_HOSTS[PROBE_NUM][64] = {"www.google.com", "www.cloudflare.c
 static struct probe_state {
     char ip_string[PROBE_NUM][64]; // the probe hosts in use
     char ipaddr[PROBE_NUM][16];    // their addresses; [0] empty: not resolved
-    bool rules_are_added;          // the policy rules
+    int32_t first_config = 1;      // 1: the policy rules have yet to be added
 } state;
 
 // ---- netfilter and policy rules ----
@@ -91,7 +91,7 @@ void reset_probe()
 {
     config_iptables_rule(nullptr, IPTABLES_NEW_CHAIN);
     config_ip_rule_policy("del");
-    state.rules_are_added = false;
+    state.first_config = 1;
     memset(state.ipaddr, 0, sizeof state.ipaddr);
 }
 
@@ -276,9 +276,9 @@ int ping_connet_check(const char *interface, internet_status *status, int wanid)
         return 0;
     }
     status->dns_resolve_status = DNS_RESOLVE_SUCCESS;
-    if (!state.rules_are_added) {
+    if (state.first_config == 1) {
         config_ip_rule_policy("add");
-        state.rules_are_added = true;
+        state.first_config = 0;
     }
 
     if (any_host_answers(interface)) {
