@@ -24,12 +24,12 @@ struct time_check_led {
 };
 
 static struct led_state {
-    struct time_check_led setting;
-    bool is_off;        // as Wi-Fi's; no rule asks for it (compat 52)
-    uint32_t button;    // up-time of the app's last switching, seconds; 0: none to look at
-    uint32_t last_look; // calendar seconds of the last look at the periods
+    struct time_check_led time_check_led_struct;
+    uint32_t time_check_led_start_flag = 1; // as Wi-Fi's, only kept: no rule asks for it (compat 52)
+    uint32_t time_check_app_led_button;     // up-time of the app's last switching, seconds; 0: none to look at
+    uint32_t tmp_last_time;                 // calendar seconds of the last look at the periods
     led_verdict verdict;
-} state;
+} state; // no "= {}", which would put the whole table of rules into the program file
 
 static time_check_msg_ops sys_time_check_led_ops = own_handler(TIME_CHECK_LED, time_check_led_msg_handle);
 
@@ -37,10 +37,11 @@ static time_check_msg_ops sys_time_check_led_ops = own_handler(TIME_CHECK_LED, t
 
 static void load_open()
 {
-    state.setting.type = LED_TYPE_OPEN;
-    if (time_check_power_is_in_power_time() == 0 || state.button != 0) // the app overrides sleep, once
+    state.time_check_led_struct.type = LED_TYPE_OPEN;
+    // The app overrides sleep, once.
+    if (time_check_power_is_in_power_time() == 0 || state.time_check_app_led_button != 0)
         time_check_set_led_status(LED_AUTO);
-    state.button = 0;
+    state.time_check_app_led_button = 0;
 }
 
 static void load_time()
@@ -48,18 +49,18 @@ static void load_time()
     moment now = {};
     moment_read_clock(&now);
     if (!moment_clock_is_set(&now))
-        state.is_off = false;
-    state.setting.type = LED_TYPE_TIME;
-    state.setting.num = load_sched_rules(LED_RULES, state.setting.led_time);
-    if (state.button != 0 && state.button < static_cast<uint32_t>(get_uptime()))
-        state.is_off = time_check_get_led_sta() == LED_OFF;
-    state.button = 0;
+        state.time_check_led_start_flag = 1;
+    state.time_check_led_struct.type = LED_TYPE_TIME;
+    state.time_check_led_struct.num = load_sched_rules(LED_RULES, state.time_check_led_struct.led_time);
+    if (state.time_check_app_led_button != 0 && state.time_check_app_led_button < static_cast<uint32_t>(get_uptime()))
+        state.time_check_led_start_flag = time_check_get_led_sta() != LED_OFF;
+    state.time_check_app_led_button = 0;
 }
 
 TIMERCHECKINFO set_time_check_led_info()
 {
     char type[16];
-    memset(&state.setting, 0, sizeof state.setting);
+    memset(&state.time_check_led_struct, 0, sizeof state.time_check_led_struct);
 
     if (GetValue(KEY_LED_TYPE, type) == 0)
         return TIMER_CHECK_SUC;
@@ -80,10 +81,10 @@ int32_t time_check_led_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
         char text[16];
         snprintf(text, sizeof text, "%d", LED_AUTO);
         SetValue(KEY_LED_STATE, text);
-        if (state.setting.type == LED_TYPE_CLOSE)
+        if (state.time_check_led_struct.type == LED_TYPE_CLOSE)
             time_check_set_led_status(LED_OFF);
     } else if (msg->relate_module_id == ALI_NIMBIX_MODULE && msg->string_info[0] != '\0') {
-        state.button = static_cast<uint32_t>(time_check_atoi(msg->string_info));
+        state.time_check_app_led_button = static_cast<uint32_t>(time_check_atoi(msg->string_info));
     } else {
         set_time_check_led_info();
     }
@@ -101,9 +102,9 @@ void time_check_led_init()
 // The first rule alone and its days left out, unlike the tick (compat 51).
 int32_t time_check_led_is_in_led_time()
 {
-    const struct tm *first = state.setting.led_time[0].tv;
+    const struct tm *first = state.time_check_led_struct.led_time[0].tv;
     moment now = {};
-    switch (state.setting.type) {
+    switch (state.time_check_led_struct.type) {
     case LED_TYPE_CLOSE:
         return 1;
     case LED_TYPE_TIME:
@@ -133,13 +134,15 @@ static led_verdict judge_always(led_verdict wanted)
 static led_verdict judge_periods(const led_state *s, const moment *now, const moment *present)
 {
     using enum led_verdict;
-    if (s->setting.num == 0)
+    if (s->time_check_led_struct.num == 0)
         return no_period;
     if (!moment_clock_is_set(now))
         return clock_unset;
     if (time_check_power_is_in_power_time_at(present))
         return power_saving_first;
-    return sched_rules_hold(s->setting.led_time, s->setting.num, &now->local, nullptr) ? in_period : between_periods;
+    return sched_rules_hold(s->time_check_led_struct.led_time, s->time_check_led_struct.num, &now->local, nullptr)
+               ? in_period
+               : between_periods;
 }
 
 led_verdict time_check_led_verdict()
@@ -179,9 +182,9 @@ void time_check_led_close()
 void time_check_led_time()
 {
     const time_t calendar = time(nullptr);
-    if (sched_is_due(&state.last_look, calendar)) {
+    if (sched_is_due(&state.tmp_last_time, calendar)) {
         moment now = {};
-        if (state.setting.num > 0)
+        if (state.time_check_led_struct.num > 0)
             moment_set_clock(&now, calendar);
         carry_out(judge_periods(&state, &now, &now));
     }
@@ -198,7 +201,7 @@ void time_check_led_for_time(time_t now)
 
 int32_t time_check_led()
 {
-    switch (state.setting.type) {
+    switch (state.time_check_led_struct.type) {
     case LED_TYPE_OPEN:
         time_check_led_open();
         break;
