@@ -22,13 +22,13 @@ struct time_check_wifi {
 };
 
 static struct wifi_state {
-    struct time_check_wifi schedule;
-    bool loaded;        // something has been loaded
-    bool is_off;        // as the schedule sees it, which does not see what is switched by hand
-    uint32_t button;    // up-time of the last switching by hand, seconds; 0: none to look at
-    uint32_t last_look; // calendar seconds
+    struct time_check_wifi time_check_wifi_struct;
+    uint32_t time_check_wifi_first_init = 1; // 1: nothing has been loaded yet
+    uint32_t time_check_wifi_start_flag = 1; // 1: on, as the schedule sees it, which does not see switching by hand
+    uint32_t time_check_wifi_button;         // up-time of the last switching by hand, seconds; 0: none to look at
+    uint32_t tmp_last_time;                  // calendar seconds of the last look at the rules
     wifi_verdict verdict;
-} state;
+} state; // no "= {}", which would put the whole table of rules into the program file
 
 static time_check_msg_ops sys_time_check_wifi_ops = own_handler(TIME_CHECK_WIFI, time_check_wifi_msg_handle);
 
@@ -53,7 +53,7 @@ static int reconcile_band(const wifi_band *band)
 
 void time_check_wifi_enable()
 {
-    if (state.loaded)
+    if (state.time_check_wifi_first_init != 1)
         return;
     int ops[BAND_NUM];
     for (int i = 0; i < BAND_NUM; i++)
@@ -68,9 +68,9 @@ void time_check_wifi_enable()
     }
     if (time_check_get_wifi_status() == WIFI_OFF) {
         puts("wifi is off , set TIME_CHECK_WIFI_START_FLAG");
-        state.is_off = true;
+        state.time_check_wifi_start_flag = 0;
     }
-    state.loaded = true;
+    state.time_check_wifi_first_init = 0;
 }
 
 // ---- configuration and messages ----
@@ -80,19 +80,19 @@ void time_check_wifi_enable()
 static void take_over_button()
 {
     const auto uptime = static_cast<uint32_t>(get_uptime());
-    if (state.button != 0 && state.button < uptime)
-        state.is_off = time_check_get_wifi_status() == WIFI_OFF;
-    state.button = 0;
+    if (state.time_check_wifi_button != 0 && state.time_check_wifi_button < uptime)
+        state.time_check_wifi_start_flag = time_check_get_wifi_status() != WIFI_OFF;
+    state.time_check_wifi_button = 0;
 }
 
 TIMERCHECKINFO set_time_check_wifi_info()
 {
     char value[64];
-    memset(&state.schedule, 0, sizeof state.schedule);
+    memset(&state.time_check_wifi_struct, 0, sizeof state.time_check_wifi_struct);
     time_check_wifi_enable();
     GetValue(KEY_WIFI_SCHED_ENABLE, value);
-    state.schedule.enabled = static_cast<uint32_t>(time_check_atoi(value));
-    state.schedule.num = load_sched_rules(WIFI_RULES, state.schedule.wifi_time);
+    state.time_check_wifi_struct.enabled = static_cast<uint32_t>(time_check_atoi(value));
+    state.time_check_wifi_struct.num = load_sched_rules(WIFI_RULES, state.time_check_wifi_struct.wifi_time);
     take_over_button();
     return TIMER_CHECK_ERR;
 }
@@ -101,13 +101,13 @@ void time_check_wifi_stop()
 {
     if (time_check_power_is_in_sleep() == 0)
         time_check_set_wifi_status(WIFI_ON);
-    state.is_off = false;
+    state.time_check_wifi_start_flag = 1;
 }
 
 int32_t time_check_wifi_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 {
     if (msg->string_info[0] != '\0') {
-        state.button = static_cast<uint32_t>(time_check_atoi(msg->string_info));
+        state.time_check_wifi_button = static_cast<uint32_t>(time_check_atoi(msg->string_info));
         return TIMER_CHECK_SUC;
     }
     set_time_check_wifi_info();
@@ -126,14 +126,15 @@ void time_check_wifi_init()
 
 static bool rules_hold(const wifi_state *s, const moment *now, unknown_rule_fn report_unknown)
 {
-    return sched_rules_hold(s->schedule.wifi_time, s->schedule.num, &now->local, report_unknown);
+    return sched_rules_hold(s->time_check_wifi_struct.wifi_time, s->time_check_wifi_struct.num, &now->local,
+                            report_unknown);
 }
 
 int32_t time_check_wifi_is_in_wifi_time()
 {
     moment now = {};
     moment_read_clock(&now);
-    return state.schedule.enabled == 1 && rules_hold(&state, &now, nullptr);
+    return state.time_check_wifi_struct.enabled == 1 && rules_hold(&state, &now, nullptr);
 }
 
 static void report_unknown_rule(uint32_t number)
@@ -150,7 +151,7 @@ static void report_unknown_rule(uint32_t number)
 static wifi_verdict judge(const wifi_state *s, const moment *now, const moment *present)
 {
     using enum wifi_verdict;
-    if (s->schedule.num == 0)
+    if (s->time_check_wifi_struct.num == 0)
         return no_period;
     // The switch is asked for by the reboot module's id: there is one for all (compat 50).
     if (!moment_clock_is_set(now) && get_time_check_debug_info(TIME_CHECK_REBOOT) == 0)
@@ -162,11 +163,11 @@ static wifi_verdict judge(const wifi_state *s, const moment *now, const moment *
     if (rules_hold(s, now, report_unknown_rule)) {
         if (!on)
             return in_period;
-        return s->is_off ? on_by_hand : switching_off;
+        return s->time_check_wifi_start_flag == 1 ? switching_off : on_by_hand;
     }
     if (on)
         return between_periods;
-    return s->is_off ? switching_on : off_by_hand;
+    return s->time_check_wifi_start_flag == 0 ? switching_on : off_by_hand;
 }
 
 wifi_verdict time_check_wifi_verdict()
@@ -185,14 +186,14 @@ static void carry_out(wifi_verdict verdict)
         [[fallthrough]];
     case wifi_verdict::in_period:
     case wifi_verdict::on_by_hand:
-        state.is_off = true;
+        state.time_check_wifi_start_flag = 0;
         break;
     case wifi_verdict::switching_on:
         time_check_set_wifi_status(WIFI_ON);
         [[fallthrough]];
     case wifi_verdict::between_periods:
     case wifi_verdict::off_by_hand:
-        state.is_off = false;
+        state.time_check_wifi_start_flag = 1;
         break;
     default: // wait
         break;
@@ -211,9 +212,9 @@ void time_check_wifi_for_day(time_t now)
 int32_t time_check_wifi()
 {
     const time_t calendar = time(nullptr);
-    if (sched_is_due(&state.last_look, calendar)) {
+    if (sched_is_due(&state.tmp_last_time, calendar)) {
         moment now = {};
-        if (state.schedule.num > 0)
+        if (state.time_check_wifi_struct.num > 0)
             moment_set_clock(&now, calendar);
         carry_out(judge(&state, &now, &now));
     }
@@ -224,8 +225,8 @@ int32_t time_check_wifi()
 
 void time_check_first_turn_on_wifi()
 {
-    if (state.loaded)
+    if (state.time_check_wifi_first_init != 1)
         return;
     time_check_set_wifi_status(WIFI_ON);
-    state.loaded = true;
+    state.time_check_wifi_first_init = 0;
 }
