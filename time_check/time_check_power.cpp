@@ -29,13 +29,15 @@ constexpr daily_settings settings = {
 };
 
 static struct power_state {
-    daily_schedule schedule;
-    bool put_to_sleep;        // in this period; outside it: a wake-up is owed (compat 42)
-    bool in_power;            // for this period sleep is decided on
-    int32_t suspended;        // seconds for which the app has suspended power saving
-    uint32_t no_client_count; // samples in a row without a client
-    forwarded_count forwarded;
-    uint32_t last_sample; // calendar seconds
+    daily_schedule time_check_power_struct;
+    // 0: put to sleep in this period; outside it: a wake-up is owed (compat 42).
+    uint32_t time_check_power_start_flag = 1;
+    uint32_t time_check_power_in_power;         // 1: for this period sleep is decided on
+    int32_t nimbix_wake_up_time;                // seconds for which the app has suspended power saving
+    uint32_t time_check_power_pack_check_speed; // bytes per second
+    uint32_t time_check_power_no_client_check_count;
+    forwarded_count forwarded; // its count is known as time_check_power_pack_check_count
+    uint32_t tmp_last_time;    // calendar seconds of the last sample
     power_verdict verdict;
 } state;
 
@@ -43,22 +45,23 @@ static time_check_msg_ops sys_time_check_power_ops = own_handler(TIME_CHECK_POWE
 
 static bool in_period(const power_state *s, const moment *now)
 {
-    return moment_in_window(now, s->schedule.start_time, s->schedule.end_time);
+    return moment_in_window(now, s->time_check_power_struct.start_time, s->time_check_power_struct.end_time);
 }
 
 // ---- configuration and queries ----
 
 void set_time_check_power_info()
 {
-    load_daily_schedule(&state.schedule, &settings);
+    load_daily_schedule(&state.time_check_power_struct, &settings);
+    state.time_check_power_pack_check_speed = state.time_check_power_struct.max_speed * 1000;
     state.forwarded.count = 0;
-    state.no_client_count = 0;
+    state.time_check_power_no_client_check_count = 0;
     time_check_power_info_printf();
 }
 
 void time_check_power_info_printf()
 {
-    print_daily_schedule(&state.schedule);
+    print_daily_schedule(&state.time_check_power_struct, state.time_check_power_pack_check_speed);
 }
 
 int32_t time_check_power_is_in_sleep()
@@ -77,7 +80,7 @@ int32_t time_check_power_is_in_power_time()
 
 bool time_check_power_is_enabled()
 {
-    return state.schedule.enabled == 1;
+    return state.time_check_power_struct.enabled == 1;
 }
 
 bool time_check_power_is_in_power_time_at(const moment *now)
@@ -124,8 +127,8 @@ void update_nimbix_wake_up_time()
     moment present = {};
     moment_read_clock(&present);
     const uint32_t now = moment_time_of_day(&present);
-    const uint32_t start = state.schedule.start_time;
-    const uint32_t end = state.schedule.end_time;
+    const uint32_t start = state.time_check_power_struct.start_time;
+    const uint32_t end = state.time_check_power_struct.end_time;
 
     uint32_t left = 0;
     if (end < start) {
@@ -136,8 +139,8 @@ void update_nimbix_wake_up_time()
     } else if (start <= now && now <= end) {
         left = end - now;
     }
-    state.suspended = static_cast<int32_t>(left);
-    LOG_INFO("\t\t nimbix_wake_up_time: %d\n", state.suspended);
+    state.nimbix_wake_up_time = static_cast<int32_t>(left);
+    LOG_INFO("\t\t nimbix_wake_up_time: %d\n", state.nimbix_wake_up_time);
 }
 
 void time_check_power_stop()
@@ -153,19 +156,20 @@ int32_t time_check_power_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
     if (strcmp(msg->string_info, "nimbix_wake_up") == 0)
         update_nimbix_wake_up_time();
     else
-        state.suspended = 0;
+        state.nimbix_wake_up_time = 0;
 
     moment now = {};
     switch (msg->op) {
     case OP_STOP:
         time_check_power_stop();
-        state.in_power = false;
+        state.time_check_power_in_power = 0;
         moment_read_clock(&now);
-        state.put_to_sleep = !in_period(&state, &now); // outside, the driver then wakes the router once more
+        state.time_check_power_start_flag =
+            in_period(&state, &now) ? 1 : 0; // outside, the driver then wakes the router once more
         break;
     case OP_START:
     case OP_RESTART:
-        state.put_to_sleep = false;
+        state.time_check_power_start_flag = 1;
         break;
     default:
         break;
@@ -189,12 +193,13 @@ int32_t flow_check_forword_power(uint32_t interval)
 {
     const int32_t clients = time_check_get_bridge_clients();
     if (clients == 0) {
-        LOG_DEBUG(TIME_CHECK_POWER, "num %d:br_client = %d!!\n", state.no_client_count, clients);
+        LOG_DEBUG(TIME_CHECK_POWER, "num %d:br_client = %d!!\n", state.time_check_power_no_client_check_count, clients);
         state.forwarded.count = 0;
-        return state.no_client_count++ == NO_CLIENT_SAMPLES;
+        return state.time_check_power_no_client_check_count++ == NO_CLIENT_SAMPLES;
     }
-    state.no_client_count = 0;
-    return time_check_count_forwarded(TIME_CHECK_POWER, &state.forwarded, state.schedule.check_speed, interval);
+    state.time_check_power_no_client_check_count = 0;
+    return time_check_count_forwarded(TIME_CHECK_POWER, &state.forwarded, state.time_check_power_pack_check_speed,
+                                      interval);
 }
 
 // ---- what the rule finds ----
@@ -202,7 +207,7 @@ int32_t flow_check_forword_power(uint32_t interval)
 // What the counts have said so far. The sample itself is none of the verdict's: its probes print and count.
 static power_verdict judge_counts(const power_state *s)
 {
-    if (s->no_client_count != 0)
+    if (s->time_check_power_no_client_check_count != 0)
         return power_verdict::counting_no_client;
     return s->forwarded.count != 0 ? power_verdict::counting_quiet : power_verdict::network_busy;
 }
@@ -214,26 +219,27 @@ static power_verdict judge_daily(const power_state *s, uint32_t kind, const mome
     if (get_time_check_debug_info(TIME_CHECK_POWER) == 0 && !moment_clock_is_set(now))
         return clock_unset;
     if (!in_period(s, now))
-        return s->in_power || s->put_to_sleep ? waking : outside_period;
+        return s->time_check_power_in_power == 1 || s->time_check_power_start_flag == 0 ? waking : outside_period;
     if (kind == TIMER_CHECK_EACH_DAY_FLOW)
-        return s->in_power ? asleep : judge_counts(s);
-    return s->put_to_sleep ? asleep : falling_asleep;
+        return s->time_check_power_in_power == 1 ? asleep : judge_counts(s);
+    return s->time_check_power_start_flag == 0 ? asleep : falling_asleep;
 }
 
 static bool is_in_use(const power_state *s)
 {
-    return s->schedule.enabled != 0 && s->suspended < 1 && s->schedule.type <= TIMER_CHECK_EACH_DAY_FLOW;
+    return s->time_check_power_struct.enabled != 0 && s->nimbix_wake_up_time < 1 &&
+           s->time_check_power_struct.type <= TIMER_CHECK_EACH_DAY_FLOW;
 }
 
 // What a schedule says that is not in use; no moment is needed for it, and filling one costs an idle second.
 static power_verdict judge_unused(const power_state *s)
 {
     using enum power_verdict;
-    if (s->schedule.enabled == 0) // any other number enables the driver (compat 41)
+    if (s->time_check_power_struct.enabled == 0) // any other number enables the driver (compat 41)
         return off;
-    if (s->suspended >= 1)
+    if (s->nimbix_wake_up_time >= 1)
         return suspended;
-    return s->schedule.type <= TIMER_CHECK_ONE_DAY_FLOW ? kind_without_behaviour : unknown_kind;
+    return s->time_check_power_struct.type <= TIMER_CHECK_ONE_DAY_FLOW ? kind_without_behaviour : unknown_kind;
 }
 
 power_verdict time_check_power_verdict()
@@ -245,19 +251,19 @@ power_verdict time_check_power_verdict()
 
 static power_verdict sleep_in_period()
 {
-    state.in_power = true;
-    if (state.put_to_sleep)
+    state.time_check_power_in_power = 1;
+    if (state.time_check_power_start_flag == 0)
         return power_verdict::asleep;
     time_check_power_change_status(TIMER_CHECK_POWER_OFF);
-    state.put_to_sleep = true;
+    state.time_check_power_start_flag = 0;
     return power_verdict::falling_asleep;
 }
 
 static void wake_outside_period()
 {
     time_check_power_change_status(TIMER_CHECK_POWER_ON);
-    state.put_to_sleep = false;
-    state.in_power = false;
+    state.time_check_power_start_flag = 1;
+    state.time_check_power_in_power = 0;
 }
 
 // Takes this second's sample unless it has been taken, and gives what the rule finds with it. The counts outlast the
@@ -265,10 +271,10 @@ static void wake_outside_period()
 static power_verdict take_sample(const moment *now)
 {
     const auto seconds = static_cast<uint32_t>(now->calendar);
-    const uint32_t interval = time_check_seconds_apart(seconds, state.last_sample);
+    const uint32_t interval = time_check_seconds_apart(seconds, state.tmp_last_time);
     if (interval == 0)
         return state.verdict;
-    state.last_sample = seconds;
+    state.tmp_last_time = seconds;
     if (flow_check_forword_power(interval) == 0)
         return judge_counts(&state);
     LOG_PROGRESS_OF("time_check_power_each_day_flow", "now time:%02d:%02d\n", now->local.tm_hour, now->local.tm_min);
@@ -280,7 +286,7 @@ static void carry_out(power_verdict verdict, const moment *now)
     state.verdict = verdict;
     switch (verdict) {
     case power_verdict::clock_unset: // there is no period, and the router is left as it is
-        state.in_power = false;
+        state.time_check_power_in_power = 0;
         break;
     case power_verdict::waking:
         wake_outside_period();
@@ -291,7 +297,7 @@ static void carry_out(power_verdict verdict, const moment *now)
         state.verdict = take_sample(now);
         break;
     case power_verdict::asleep:
-        state.in_power = true;
+        state.time_check_power_in_power = 1;
         break;
     case power_verdict::falling_asleep:
         sleep_in_period();
@@ -321,13 +327,13 @@ void time_check_power_each_day_flow()
 int32_t time_check_power()
 {
     if (is_in_use(&state)) {
-        drive(state.schedule.type);
+        drive(state.time_check_power_struct.type);
         return 1;
     }
     state.verdict = judge_unused(&state);
     if (state.verdict == power_verdict::suspended)
         update_nimbix_wake_up_time();
     else if (state.verdict == power_verdict::unknown_kind)
-        LOG_ERROR("TIME_CHECK_POWER_STRUCT.type = %d to be added...\n", state.schedule.type);
+        LOG_ERROR("TIME_CHECK_POWER_STRUCT.type = %d to be added...\n", state.time_check_power_struct.type);
     return 1;
 }

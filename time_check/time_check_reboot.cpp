@@ -30,14 +30,16 @@ constexpr daily_settings settings = {
 };
 
 static struct reboot_state {
-    daily_schedule schedule;  // its start moved once by the random offset
-    char wan_ifnames[16];     // empty: no wired WAN
-    bool offset_applied;      // the random offset
-    uint32_t no_client_count; // samples in a row without a client
-    forwarded_count forwarded;
-    flow_counter bridges[4]; // LAN, WAN; received, sent. They share forwarded.count
-    uint32_t last_sample;    // calendar seconds
-    uint32_t delay;          // seconds from the last sample to the restart; 0: not armed
+    daily_schedule time_check_reboot_struct;     // its start moved once by the random offset
+    char wan_ifnames[16];                        // empty: no wired WAN
+    int32_t default_time_check_reboot = 1;       // 1: the start time is the factory's
+    int32_t first_check_stream = 1;              // 1 until the random offset has been applied
+    uint32_t time_check_reboot_pack_check_speed; // bytes per second
+    uint32_t time_check_reboot_no_client_check_count;
+    forwarded_count forwarded; // its count is known as time_check_reboot_pack_check_count
+    flow_counter bridges[4];   // LAN, WAN; received, sent. They share forwarded.count
+    uint32_t tmp_last_time;    // calendar seconds of the last sample
+    uint32_t rand_sleep_time;  // seconds from then to the restart; 0: not armed
     reboot_verdict verdict;
 } state;
 
@@ -45,7 +47,7 @@ static time_check_msg_ops sys_time_check_reboot_ops = own_handler(TIME_CHECK_REB
 
 static void reset_counts()
 {
-    state.no_client_count = 0;
+    state.time_check_reboot_no_client_check_count = 0;
     state.forwarded.count = 0;
 }
 
@@ -65,7 +67,8 @@ static void read_wan_ifname(char (&ifname)[16])
 
 int32_t set_time_check_reboot_info()
 {
-    load_daily_schedule(&state.schedule, &settings);
+    state.default_time_check_reboot = load_daily_schedule(&state.time_check_reboot_struct, &settings);
+    state.time_check_reboot_pack_check_speed = state.time_check_reboot_struct.max_speed * 1000;
     read_wan_ifname(state.wan_ifnames);
     reset_counts();
     return time_check_reboot_info_printf();
@@ -84,9 +87,9 @@ int32_t set_time_check_reboot_wan_info()
 
 int32_t time_check_reboot_info_printf()
 {
-    print_daily_schedule(&state.schedule);
+    print_daily_schedule(&state.time_check_reboot_struct, state.time_check_reboot_pack_check_speed);
     LOG_INFO("\t\t wan_ifnames:%s\n", state.wan_ifnames);
-    LOG_INFO("\t\t default_time_check_reboot:%d\n", state.schedule.start_is_chosen ? 0 : 1);
+    LOG_INFO("\t\t default_time_check_reboot:%d\n", state.default_time_check_reboot);
     return 1;
 }
 
@@ -113,7 +116,7 @@ int32_t time_check_reboot_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 
 void time_check_reboot_init()
 {
-    state.offset_applied = false;
+    state.first_check_stream = 1;
     set_time_check_reboot_info();
     register_time_check_module_msg_opses(&sys_time_check_reboot_ops, 1);
 }
@@ -125,7 +128,7 @@ void time_check_reboot_init()
 static int32_t count_no_client(const char *function = __builtin_FUNCTION())
 {
     int32_t result = 0;
-    if (state.no_client_count == NO_CLIENT_SAMPLES) {
+    if (state.time_check_reboot_no_client_check_count == NO_CLIENT_SAMPLES) {
         moment now = {};
         doSystemCmd("date");
         moment_read_clock(&now); // which the command may have let pass
@@ -134,7 +137,7 @@ static int32_t count_no_client(const char *function = __builtin_FUNCTION())
         tpi_systool_reboot();
         result = 1;
     }
-    state.no_client_count++;
+    state.time_check_reboot_no_client_check_count++;
     state.forwarded.count = 0;
     return result;
 }
@@ -143,11 +146,13 @@ int32_t flow_check_forword_reboot(uint32_t period)
 {
     const int32_t clients = time_check_get_bridge_clients();
     if (clients == 0) {
-        LOG_DEBUG(TIME_CHECK_REBOOT, "num %d:br_client = %d!!\n", state.no_client_count, clients);
+        LOG_DEBUG(TIME_CHECK_REBOOT, "num %d:br_client = %d!!\n", state.time_check_reboot_no_client_check_count,
+                  clients);
         return count_no_client();
     }
-    state.no_client_count = 0;
-    return time_check_count_forwarded(TIME_CHECK_REBOOT, &state.forwarded, state.schedule.check_speed, period);
+    state.time_check_reboot_no_client_check_count = 0;
+    return time_check_count_forwarded(TIME_CHECK_REBOOT, &state.forwarded, state.time_check_reboot_pack_check_speed,
+                                      period);
 }
 
 // ---- what the rule finds ----
@@ -162,13 +167,14 @@ static bool guards_are_lifted()
 // is huge and it never acts (compat 32).
 static bool is_up_long_enough(const reboot_state *s, const moment *now)
 {
-    return guards_are_lifted() || now->uptime_s >= s->schedule.end_time - s->schedule.start_time;
+    return guards_are_lifted() ||
+           now->uptime_s >= s->time_check_reboot_struct.end_time - s->time_check_reboot_struct.start_time;
 }
 
 // What the counts have said so far. The sample itself is none of the verdict's: its probes print and count.
 static reboot_verdict judge_counts(const reboot_state *s)
 {
-    if (s->no_client_count != 0)
+    if (s->time_check_reboot_no_client_check_count != 0)
         return reboot_verdict::counting_no_client;
     return s->forwarded.count != 0 ? reboot_verdict::counting_quiet : reboot_verdict::network_busy;
 }
@@ -182,11 +188,11 @@ static reboot_verdict judge_daily(const reboot_state *s, uint32_t kind, const mo
         return not_up_long_enough;
     if (!guards_are_lifted() && !moment_clock_is_set(now))
         return clock_unset;
-    if (waits_for_quiet && s->delay != 0) // nothing calls it off any more (compat 35)
-        return s->last_sample + s->delay < static_cast<uint32_t>(now->calendar) ? restarting : armed;
-    if (!moment_in_window(now, s->schedule.start_time, s->schedule.end_time))
+    if (waits_for_quiet && s->rand_sleep_time != 0) // nothing calls it off any more (compat 35)
+        return s->tmp_last_time + s->rand_sleep_time < static_cast<uint32_t>(now->calendar) ? restarting : armed;
+    if (!moment_in_window(now, s->time_check_reboot_struct.start_time, s->time_check_reboot_struct.end_time))
         return outside_window;
-    if (!s->schedule.start_is_chosen && !s->offset_applied)
+    if (s->default_time_check_reboot == 1 && s->first_check_stream == 1)
         return offset_owed;
     return waits_for_quiet ? judge_counts(s) : restarting;
 }
@@ -200,9 +206,9 @@ static bool is_in_use(const daily_schedule *schedule)
 static reboot_verdict judge_unused(const reboot_state *s)
 {
     using enum reboot_verdict;
-    if (s->schedule.enabled == 0)
+    if (s->time_check_reboot_struct.enabled == 0)
         return off;
-    return s->schedule.type <= TIMER_CHECK_ONE_DAY_FLOW ? kind_without_behaviour : unknown_kind;
+    return s->time_check_reboot_struct.type <= TIMER_CHECK_ONE_DAY_FLOW ? kind_without_behaviour : unknown_kind;
 }
 
 reboot_verdict time_check_reboot_verdict()
@@ -229,10 +235,10 @@ static void add_random_start_offset(const char *function)
 {
     constexpr uint32_t STEPS = 1800;
     constexpr uint32_t STEP_S = 5;
-    state.offset_applied = true;
+    state.first_check_stream = 0;
     srandom(static_cast<unsigned>(get_uptime()));
-    state.schedule.start_time += static_cast<uint32_t>(random()) % STEPS * STEP_S;
-    const uint32_t start = state.schedule.start_time;
+    state.time_check_reboot_struct.start_time += static_cast<uint32_t>(random()) % STEPS * STEP_S;
+    const uint32_t start = state.time_check_reboot_struct.start_time;
     printf("[%s][%d]start_time+offset_time:%02d:%02d:%02d\n", function, __LINE__, start / 3600, start % 3600 / 60,
            start % 60);
 }
@@ -241,18 +247,18 @@ static void add_random_start_offset(const char *function)
 static reboot_verdict take_sample(const moment *now)
 {
     const auto seconds = static_cast<uint32_t>(now->calendar);
-    const uint32_t period = time_check_seconds_apart(seconds, state.last_sample);
+    const uint32_t period = time_check_seconds_apart(seconds, state.tmp_last_time);
     if (period == 0)
         return state.verdict;
     const bool decided = flow_check_forword_reboot(period) == 1;
-    state.last_sample = seconds;
+    state.tmp_last_time = seconds;
     if (!decided)
         return judge_counts(&state);
-    state.delay = time_check_get_sleep_rand(); // 0 is not armed, the next decision draws again (compat 34)
+    state.rand_sleep_time = time_check_get_sleep_rand(); // 0 is not armed, the next decision draws again (compat 34)
     doSystemCmd("date");
     LOG_PROGRESS_OF(EACH_DAY_FLOW, "now time:%02d:%02d\n", now->local.tm_hour, now->local.tm_min);
-    LOG_PROGRESS_OF(EACH_DAY_FLOW, "sleep %dS after to reboot!!\n", state.delay);
-    return state.delay != 0 ? reboot_verdict::armed : reboot_verdict::counting_quiet;
+    LOG_PROGRESS_OF(EACH_DAY_FLOW, "sleep %dS after to reboot!!\n", state.rand_sleep_time);
+    return state.rand_sleep_time != 0 ? reboot_verdict::armed : reboot_verdict::counting_quiet;
 }
 
 static void carry_out(reboot_verdict verdict, uint32_t kind, const moment *now)
@@ -297,13 +303,13 @@ void time_check_reboot_each_day_flow()
 
 int32_t time_check_reboot()
 {
-    if (is_in_use(&state.schedule)) {
-        drive(state.schedule.type);
+    if (is_in_use(&state.time_check_reboot_struct)) {
+        drive(state.time_check_reboot_struct.type);
         return 1;
     }
     state.verdict = judge_unused(&state);
     if (state.verdict == reboot_verdict::unknown_kind)
-        LOG_ERROR("TIME_CHECK_REBOOT_STRUCT.type = %d to be added...\n", state.schedule.type);
+        LOG_ERROR("TIME_CHECK_REBOOT_STRUCT.type = %d to be added...\n", state.time_check_reboot_struct.type);
     return 1;
 }
 
@@ -333,10 +339,10 @@ static bool read_bridges()
 int32_t flow_check_reboot(uint32_t period)
 {
     const int32_t clients = time_check_get_bridge_clients();
-    LOG_INFO("num %d:br_client = %d!!\n", state.no_client_count, clients);
+    LOG_INFO("num %d:br_client = %d!!\n", state.time_check_reboot_no_client_check_count, clients);
     if (clients == 0)
         return count_no_client();
-    state.no_client_count = 0;
+    state.time_check_reboot_no_client_check_count = 0;
     if (!read_bridges())
         return 0;
 
@@ -346,8 +352,8 @@ int32_t flow_check_reboot(uint32_t period)
     const uint32_t number = state.forwarded.count + 1;
     LOG_INFO("num %d:rx = %.2fkB/s,tx = %.2fkB/s,wan_rx = %.2fkB/s,wan_tx = %.2fkB/s!!\n", number, rates[0], rates[1],
              rates[2], rates[3]);
-    const QUIET_SAMPLE sample =
-        time_check_quiet_sample(&state.forwarded.count, state.bridges, 4, state.schedule.check_speed * period);
+    const QUIET_SAMPLE sample = time_check_quiet_sample(&state.forwarded.count, state.bridges, 4,
+                                                        state.time_check_reboot_pack_check_speed * period);
     if (sample == QUIET_BUSY)
         LOG_PROGRESS("num %d:rx = %.2fkB/s,tx = %.2fkB/s,wan_rx = %.2fkB/s,wan_tx = %.2fkB/s!!\n", number, rates[0],
                      rates[1], rates[2], rates[3]);

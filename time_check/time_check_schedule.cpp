@@ -45,7 +45,7 @@ static uint32_t time_of_day_or(const char *text, const char *standard)
     return time_check_parse_time_of_day(text, hour, minute);
 }
 
-void load_daily_schedule(daily_schedule *schedule, const daily_settings *settings)
+int32_t load_daily_schedule(daily_schedule *schedule, const daily_settings *settings)
 {
     char value[64];
     GetValue(settings->enable, value);
@@ -55,17 +55,17 @@ void load_daily_schedule(daily_schedule *schedule, const daily_settings *setting
     GetValue(settings->wday, value);
     time_check_parse_wday(value, schedule->wday_en);
     GetValue(settings->start_time, value);
-    schedule->start_is_chosen = value[0] != '\0' && strcmp(value, settings->default_start) != 0;
+    const bool is_default = value[0] == '\0' || strcmp(value, settings->default_start) == 0;
     schedule->start_time = time_of_day_or(value, settings->default_start);
     GetValue(settings->end_time, value);
     schedule->end_time = time_of_day_or(value, settings->default_end);
     GetValue(settings->max_speed, value);
     schedule->max_speed =
         static_cast<uint32_t>(time_check_atoi(value[0] == '\0' ? settings->default_max_speed : value));
-    schedule->check_speed = schedule->max_speed * 1000;
+    return is_default ? 1 : 0;
 }
 
-void print_daily_schedule(const daily_schedule *schedule, const char *function)
+void print_daily_schedule(const daily_schedule *schedule, uint32_t check_speed, const char *function)
 {
     const uint32_t *day = schedule->wday_en;
     const uint32_t start = schedule->start_time;
@@ -78,7 +78,7 @@ void print_daily_schedule(const daily_schedule *schedule, const char *function)
     LOG_INFO_OF(function, "\t\t end_time:%02d:%02d\n", end / 3600, end % 3600 / 60);
     LOG_INFO_OF(function, "\t\t max_speed:%d\n", schedule->max_speed);
     // An equals sign where the lines above have a colon (compat 43).
-    LOG_INFO_OF(function, "\t\t check_speed=%d\n", schedule->check_speed);
+    LOG_INFO_OF(function, "\t\t check_speed=%d\n", check_speed);
 }
 
 // ---- weekly: loading ----

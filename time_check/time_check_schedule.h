@@ -31,20 +31,19 @@ struct daily_settings {
 
 struct daily_schedule {
     uint32_t enabled;
-    uint32_t type;        // a TIMERCHECKTYPE, or a number that is none
-    uint32_t wday_en[7];  // read and printed; no rule asks for the day (compat 37, 40)
-    uint32_t start_time;  // seconds since midnight
-    bool start_is_chosen; // the store has one, and not the default's text
-    uint32_t end_time;    // seconds since midnight; before start_time: the period passes midnight
-    uint32_t max_speed;   // kB/s, 1 kB = 1000 bytes
-    uint32_t check_speed; // the same in bytes per second
+    uint32_t type;       // a TIMERCHECKTYPE, or a number that is none
+    uint32_t wday_en[7]; // read and printed; no rule asks for the day (compat 37, 40)
+    uint32_t start_time; // seconds since midnight
+    uint32_t end_time;   // seconds since midnight; before start_time: the period passes midnight
+    uint32_t max_speed;  // kB/s, 1 kB = 1000 bytes
 };
 
-// Reads a schedule anew from the store, key by key in the order above.
-void load_daily_schedule(daily_schedule *schedule, const daily_settings *settings);
+// Reads a schedule anew from the store, key by key in the order above. 1 when its start time is the default's, else 0.
+int32_t load_daily_schedule(daily_schedule *schedule, const daily_settings *settings);
 
-// Prints a schedule as the caller's lines.
-void print_daily_schedule(const daily_schedule *schedule, const char *function = __builtin_FUNCTION());
+// Prints a schedule, and the bytes per second that its checks go by, as the caller's lines.
+void print_daily_schedule(const daily_schedule *schedule, uint32_t check_speed,
+                          const char *function = __builtin_FUNCTION());
 
 // Parses "HH:MM" into seconds since midnight; a text without two parts gives the default. Not range-checked.
 uint32_t time_check_parse_time_of_day(const char *text, uint32_t default_hour, uint32_t default_minute);
