@@ -68,6 +68,10 @@ class Daemon:
                 sys.exit(f"NOT SO: message {self.marks} is taken")
         expect(enough(), f"{self.marks} messages were taken, all that are needed")
 
+    def commands(self):
+        """The processes that it has started and that run still: all that are younger, in this namespace of its own."""
+        return [name for name in os.listdir("/proc") if name.isdigit() and int(name) > self.process.pid]
+
     def goes_on(self):
         """Both threads do: more messages are taken than the queue holds, and the reachability thread starts anew."""
         before = self.marks
@@ -239,8 +243,16 @@ def file_may_not_grow(work):
         daemon = Daemon(log)
     daemon.mark()
     wait_for("the file has the line", lambda: 1 in marks_in(lines()))
-    limit = (work / "log").stat().st_size + 70  # in the middle of a line
-    unlimited = resource.prlimit(daemon.process.pid, resource.RLIMIT_FSIZE, (limit, resource.RLIM_INFINITY))
+    unlimited = resource.prlimit(daemon.process.pid, resource.RLIMIT_FSIZE)
+    limit = 0
+
+    def limit_holds():
+        """For the daemon, and no command that began without it is left; nor was a line faster than the limit."""
+        nonlocal limit
+        limit = (work / "log").stat().st_size + 70  # in the middle of a line
+        resource.prlimit(daemon.process.pid, resource.RLIMIT_FSIZE, (limit, resource.RLIM_INFINITY))
+        return not daemon.commands() and (work / "log").stat().st_size < limit
+    wait_for("the file is limited", limit_holds)
     daemon.goes_on()
     expect((work / "log").stat().st_size <= limit, "the file has not grown beyond its limit")
     resource.prlimit(daemon.process.pid, resource.RLIMIT_FSIZE, unlimited)
