@@ -30,5 +30,6 @@ elseif(TIME_CHECK_PLATFORM STREQUAL "linux")
         target_link_options(time_check PRIVATE LINKER:--wrap=${call},-u,__wrap_${call})
     endforeach()
 else()
-    target_link_libraries(time_check PRIVATE daemon_objects time_check_ground)
+    # A ground need not have what stands in platform/common; what it has goes first.
+    target_link_libraries(time_check PRIVATE daemon_objects time_check_ground platform_common)
 endif()
