@@ -5,6 +5,7 @@
 
 #include "time_check/time_check_ids.h"
 #include "time_check/time_check_log.h"
+#include "time_check/time_check_status.h"
 
 static time_check_module_entry *modules; // the table's rows
 static int32_t module_rows;              // 0 until the table is handed over: a ground may have a message by then
@@ -98,6 +99,7 @@ void handle_time_check_module_msg(int32_t module_id, TIME_CHECK_MODULES_COMMON_S
               static_cast<int32_t>(msg->op));
     for (list_node *node = entry->ops_head.next; node != &entry->ops_head; node = node->next) {
         const time_check_msg_ops *record = record_of(node);
+        status_begin(static_cast<uint8_t>(record->module_id), STATUS_BY_MESSAGE);
         if (record->ops != nullptr && accepts(record, msg->op))
             record->ops(msg);
     }

@@ -14,6 +14,7 @@
 #include "time_check/time_check_log.h"
 #include "time_check/time_check_power.h"
 #include "time_check/time_check_reboot.h"
+#include "time_check/time_check_status.h"
 #include "time_check/time_check_stoppage_check.h"
 #include "time_check/time_check_wifi.h"
 #include "time_check/time_check_wifi_connect.h"
@@ -39,7 +40,8 @@ static void tick()
 constexpr int32_t NO_ID = -1; // a step of the loop that is no module: it has neither name nor messages
 
 struct module_row {
-    int32_t id;
+    int32_t id;                     // with that it tells of itself, too
+    uint8_t status = STATUS_NOBODY; // but for those without
     const char *name;
     module_init_fn init;
     void (*tick)(); // null: none
@@ -60,7 +62,7 @@ constexpr module_row rows[] = {
      .name = "time_check_daemon",
      .init = time_check_daemon_init,
      .tick = tick<time_check_daemon>},
-    {.id = NO_ID, .name = "", .init = nullptr, .tick = check_wan_lan_clash},
+    {.id = NO_ID, .status = STATUS_CLASH, .name = "", .init = nullptr, .tick = check_wan_lan_clash},
     {.id = TIME_CHECK_WIFI_CONNECT,
      .name = "time_check_wifi_connect",
      .init = time_check_wifi_connect_init,
@@ -73,7 +75,7 @@ constexpr module_row rows[] = {
      .name = "time_check_wl_guest",
      .init = time_check_wl_guest_init,
      .tick = tick<time_check_wl_guest>},
-    {.id = NO_ID, .name = "", .init = nullptr, .tick = tick<time_check_stoppage>},
+    {.id = NO_ID, .status = STATUS_STOPPAGE, .name = "", .init = nullptr, .tick = tick<time_check_stoppage>},
 };
 constexpr size_t ROWS = sizeof rows / sizeof rows[0];
 
@@ -125,9 +127,11 @@ void init_time_check_module_entries()
     init_time_check_module_index();
     for (time_check_module_entry &entry : time_check_modules.entries)
         INIT_LIST_HEAD(&entry.ops_head);
-    for (const time_check_module_entry &entry : time_check_modules.entries)
+    for (const time_check_module_entry &entry : time_check_modules.entries) {
+        status_begin(static_cast<uint8_t>(entry.id), STATUS_AT_START);
         if (entry.init != nullptr)
             entry.init();
+    }
 }
 
 int32_t find_time_check_module_id_by_name(const char *name)
@@ -150,8 +154,11 @@ template <size_t Row = 0>
 static void tick_from()
 {
     if constexpr (Row < ROWS) {
-        if constexpr (rows[Row].tick != nullptr)
-            rows[Row].tick();
+        constexpr module_row row = rows[Row];
+        if constexpr (row.tick != nullptr) {
+            status_begin(row.id == NO_ID ? row.status : static_cast<uint8_t>(row.id), STATUS_UNJUDGED);
+            row.tick();
+        }
         tick_from<Row + 1>();
     }
 }
@@ -159,4 +166,5 @@ static void tick_from()
 void time_check_tick()
 {
     tick_from();
+    status_end_second();
 }

@@ -37,20 +37,20 @@ FOLDERS = {
 # Which unit of the daemon may know which others. "time_check_" is left out; main is time_check.cpp and message its header,
 # which says what a message is and knows nobody. What a module needs to be one: its id, the message, and its way to it;
 # the table (module) alone knows the modules.
-MODULE = {"dispatch", "ids", "message"}
+MODULE = {"dispatch", "ids", "message", "status"}
 # A unit that is not listed is a new module which needs no more than these; the table may know it.
 PLAIN_MODULE = MODULE | {"clock", "log", "setting", "text"}
 UNITS = {
     "main": {"dispatch", "ids", "log", "message", "module", "text", "wan_surf_check"},
-    "module": {"ap_connect", "cpu", "daemon", "debug", "dispatch", "ids", "led", "log", "power", "reboot", "stoppage_check",
-               "wifi", "wifi_connect", "wl_guest"},
+    "module": {"ap_connect", "cpu", "daemon", "debug", "dispatch", "ids", "led", "log", "power", "reboot", "status",
+               "stoppage_check", "wifi", "wifi_connect", "wl_guest"},
     "ap_connect": MODULE | {"uplink"},
     "clock": {"text"},
     "common": {"message", "setting"},
     "cpu": MODULE | {"log", "text", "watchdog"},
     "daemon": MODULE | {"log", "text", "watchdog"},
     "debug": MODULE | {"log"},
-    "dispatch": {"ids", "log", "message"},
+    "dispatch": {"ids", "log", "message", "status"},
     "ids": set(),
     "led": MODULE | {"clock", "common", "power", "schedule", "text"}, # power saving takes precedence over the schedules
     "log": set(),
@@ -59,8 +59,9 @@ UNITS = {
     "quiet": {"log", "text"},
     "reboot": MODULE | {"clock", "debug", "log", "quiet", "schedule", "text"},
     "schedule": {"clock", "log", "text"},
+    "status": set(),
     "setting": set(),
-    "stoppage_check": {"message", "clock", "setting", "text", "wan_keys"},
+    "stoppage_check": {"message", "clock", "setting", "status", "text", "wan_keys"},
     "text": set(),
     "uplink": {"text"},
     "watched": {"cpu", "daemon"},
@@ -70,7 +71,7 @@ UNITS = {
     "wifi_connect": MODULE | {"common", "log", "text", "uplink", "wifi_client"},
     "wl_guest": MODULE | {"clock", "common", "log", "text"},
     "wan_keys": {"text"},
-    "wan_surf_check": {"setting", "text", "wan_keys", "wan_surf_probe"},
+    "wan_surf_check": {"setting", "status", "text", "wan_keys", "wan_surf_probe"},
     "wan_surf_probe": {"text", "wan_keys"},
 }
 

@@ -1,0 +1,57 @@
+// What the modules tell of themselves: platform/status.h's page, filled as their rules run.
+//
+// The main loop's calls are for its thread, those on `wans` for the reachability thread. A second in which nothing is
+// found that was not found before costs a few instructions a module: nothing is written then, and nothing published.
+#ifndef TIME_CHECK_TIME_CHECK_STATUS_H
+#define TIME_CHECK_TIME_CHECK_STATUS_H
+
+#include <cstdint>
+
+#include "platform/status.h"
+
+// A row that comes to another verdict: since when.
+void status_turned(status_row *row, uint8_t verdict);
+
+// Says who acts from now on, and before any of its rules has found anything.
+inline void status_begin(uint8_t who, uint8_t before)
+{
+    status_memory.main.acting = who;
+    status_memory.main.acting_verdict = before;
+}
+
+// Notes a module's verdict, before anything is done about it.
+template <typename Verdict>
+inline void status_judged(status_row *row, Verdict verdict)
+{
+    status_memory.main.acting_verdict = static_cast<uint8_t>(verdict);
+    if (row->verdict != static_cast<uint8_t>(verdict)) {
+        status_turned(row, static_cast<uint8_t>(verdict));
+        status_memory.main.changed = 1;
+    }
+}
+
+// Notes one of the main loop's numbers.
+template <typename Field, typename Number>
+inline void status_note(Field *field, Number number)
+{
+    if (*field != static_cast<Field>(number)) {
+        *field = static_cast<Field>(number);
+        status_memory.main.changed = 1;
+    }
+}
+
+// How far a verdict's count is, of how much; 0 of 0: it counts nothing.
+inline void status_count(status_row *row, uint32_t count, uint32_t target)
+{
+    status_note(&row->count, count);
+    status_note(&row->target, target);
+}
+
+// The second is over: what has changed is published.
+inline void status_end_second()
+{
+    if (status_memory.main.changed != 0)
+        status_publish(STATUS_PART_MAIN);
+}
+
+#endif
