@@ -13,6 +13,7 @@
 #include "time_check/time_check_ids.h"
 #include "time_check/time_check_power.h"
 #include "time_check/time_check_schedule.h"
+#include "time_check/time_check_status.h"
 #include "time_check/time_check_text.h"
 
 enum { LED_TYPE_CLOSE = 0, LED_TYPE_OPEN = 1, LED_TYPE_TIME = 2 };
@@ -57,7 +58,7 @@ static void load_time()
     state.time_check_app_led_button = 0;
 }
 
-TIMERCHECKINFO set_time_check_led_info()
+static TIMERCHECKINFO load()
 {
     char type[16];
     memset(&state.time_check_led_struct, 0, sizeof state.time_check_led_struct);
@@ -73,6 +74,14 @@ TIMERCHECKINFO set_time_check_led_info()
     else
         return TIMER_CHECK_ERR;
     return TIMER_CHECK_SUC;
+}
+
+TIMERCHECKINFO set_time_check_led_info()
+{
+    const TIMERCHECKINFO result = load();
+    tell_sched_rules(&status_memory.main.led, state.time_check_led_struct.type, state.time_check_led_struct.led_time,
+                     state.time_check_led_struct.num);
+    return result;
 }
 
 int32_t time_check_led_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
@@ -155,6 +164,7 @@ led_verdict time_check_led_verdict()
 static void carry_out(led_verdict verdict)
 {
     state.verdict = verdict;
+    status_judged(&status_memory.main.rows[STATUS_LED], verdict);
     switch (verdict) {
     case led_verdict::always_off:
     case led_verdict::in_period:

@@ -14,6 +14,7 @@
 #include "time_check/time_check_quiet.h"
 #include "time_check/time_check_schedule.h"
 #include "time_check/time_check_setting.h"
+#include "time_check/time_check_status.h"
 #include "time_check/time_check_wifi.h"
 
 constexpr daily_settings settings = {
@@ -36,12 +37,35 @@ static struct power_state {
     int32_t nimbix_wake_up_time;                // seconds for which the app has suspended power saving
     uint32_t time_check_power_pack_check_speed; // bytes per second
     uint32_t time_check_power_no_client_check_count;
-    forwarded_count forwarded; // its count is known as time_check_power_pack_check_count
-    uint32_t tmp_last_time;    // calendar seconds of the last sample
+    // Its count is known as time_check_power_pack_check_count.
+    forwarded_count forwarded = {.count = 0, .counters = {}, .seen = &status_memory.main.power.quiet};
+    uint32_t tmp_last_time; // calendar seconds of the last sample
     power_verdict verdict;
 } state;
 
 static time_check_msg_ops sys_time_check_power_ops = own_handler(TIME_CHECK_POWER, time_check_power_msg_handle);
+
+// ---- what it tells of itself ----
+
+static status_row *const row = &status_memory.main.rows[STATUS_POWER];
+
+static void judged(power_verdict verdict)
+{
+    state.verdict = verdict;
+    status_judged(row, verdict);
+}
+
+static void tell_counts()
+{
+    time_check_tell_counts(row, &state.forwarded, state.time_check_power_no_client_check_count);
+}
+
+static void tell_suspension()
+{
+    status_note(&status_memory.main.power.suspended, state.nimbix_wake_up_time);
+}
+
+// ---- the period ----
 
 static bool in_period(const power_state *s, const moment *now)
 {
@@ -52,10 +76,12 @@ static bool in_period(const power_state *s, const moment *now)
 
 void set_time_check_power_info()
 {
-    load_daily_schedule(&state.time_check_power_struct, &settings);
+    const int32_t has_factory_start = load_daily_schedule(&state.time_check_power_struct, &settings);
     state.time_check_power_pack_check_speed = state.time_check_power_struct.max_speed * 1000;
     state.forwarded.count = 0;
     state.time_check_power_no_client_check_count = 0;
+    tell_daily_schedule(&status_memory.main.power, &state.time_check_power_struct, has_factory_start);
+    tell_counts();
     time_check_power_info_printf();
 }
 
@@ -140,6 +166,7 @@ void update_nimbix_wake_up_time()
         left = end - now;
     }
     state.nimbix_wake_up_time = static_cast<int32_t>(left);
+    tell_suspension();
     LOG_INFO("\t\t nimbix_wake_up_time: %d\n", state.nimbix_wake_up_time);
 }
 
@@ -157,6 +184,7 @@ int32_t time_check_power_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg)
         update_nimbix_wake_up_time();
     else
         state.nimbix_wake_up_time = 0;
+    tell_suspension();
 
     moment now = {};
     switch (msg->op) {
@@ -249,14 +277,16 @@ power_verdict time_check_power_verdict()
 
 // ---- the daily drivers ----
 
-static power_verdict sleep_in_period()
+static void sleep_in_period()
 {
     state.time_check_power_in_power = 1;
-    if (state.time_check_power_start_flag == 0)
-        return power_verdict::asleep;
+    if (state.time_check_power_start_flag == 0) {
+        judged(power_verdict::asleep);
+        return;
+    }
+    judged(power_verdict::falling_asleep);
     time_check_power_change_status(TIMER_CHECK_POWER_OFF);
     state.time_check_power_start_flag = 0;
-    return power_verdict::falling_asleep;
 }
 
 static void wake_outside_period()
@@ -266,24 +296,27 @@ static void wake_outside_period()
     state.time_check_power_in_power = 0;
 }
 
-// Takes this second's sample unless it has been taken, and gives what the rule finds with it. The counts outlast the
-// period: the next day's goes on where this one ended (decision 0042, compat 39).
-static power_verdict take_sample(const moment *now)
+// Takes this second's sample unless it has been taken. The counts outlast the period: the next day's goes on where this
+// one ended (decision 0042, compat 39).
+static void take_sample(const moment *now)
 {
     const auto seconds = static_cast<uint32_t>(now->calendar);
     const uint32_t interval = time_check_seconds_apart(seconds, state.tmp_last_time);
     if (interval == 0)
-        return state.verdict;
+        return;
     state.tmp_last_time = seconds;
-    if (flow_check_forword_power(interval) == 0)
-        return judge_counts(&state);
+    if (flow_check_forword_power(interval) == 0) {
+        judged(judge_counts(&state));
+        tell_counts();
+        return;
+    }
     LOG_PROGRESS_OF("time_check_power_each_day_flow", "now time:%02d:%02d\n", now->local.tm_hour, now->local.tm_min);
-    return sleep_in_period();
+    sleep_in_period();
 }
 
 static void carry_out(power_verdict verdict, const moment *now)
 {
-    state.verdict = verdict;
+    judged(verdict);
     switch (verdict) {
     case power_verdict::clock_unset: // there is no period, and the router is left as it is
         state.time_check_power_in_power = 0;
@@ -294,7 +327,7 @@ static void carry_out(power_verdict verdict, const moment *now)
     case power_verdict::counting_no_client:
     case power_verdict::network_busy:
     case power_verdict::counting_quiet:
-        state.verdict = take_sample(now);
+        take_sample(now);
         break;
     case power_verdict::asleep:
         state.time_check_power_in_power = 1;
@@ -330,7 +363,7 @@ int32_t time_check_power()
         drive(state.time_check_power_struct.type);
         return 1;
     }
-    state.verdict = judge_unused(&state);
+    judged(judge_unused(&state));
     if (state.verdict == power_verdict::suspended)
         update_nimbix_wake_up_time();
     else if (state.verdict == power_verdict::unknown_kind)

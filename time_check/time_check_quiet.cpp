@@ -3,12 +3,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 #include "platform/config_keys.h"
 #include "platform/config_store.h"
 #include "platform/network.h"
 #include "platform/statistics.h"
 #include "time_check/time_check_log.h"
+#include "time_check/time_check_status.h"
 #include "time_check/time_check_text.h"
 
 users_info *ip_info;
@@ -170,10 +172,11 @@ static bool all_low(const flow_counter *counters, size_t counter_num, uint32_t l
     return true;
 }
 
+constexpr uint32_t LAST_COMPARED = 1800; // half an hour of samples, the first of them the baseline
+
 // decision 0005
 QUIET_SAMPLE time_check_quiet_sample(uint32_t *count, flow_counter *counters, size_t counter_num, uint32_t limit)
 {
-    constexpr uint32_t LAST_COMPARED = 1800; // half an hour of samples, the first of them the baseline
     QUIET_SAMPLE sample = QUIET_BASELINE;
     *count += 1;
     if (*count > LAST_COMPARED) {
@@ -202,6 +205,41 @@ float time_check_flow_rate(uint64_t now, uint64_t before, uint32_t period)
     return static_cast<float>(now - before) / static_cast<float>(kilo_period == 0 ? 1 : kilo_period);
 }
 
+// Bytes a second, as far as 32 bits go.
+static uint32_t byte_rate(const flow_counter *counter, uint32_t period)
+{
+    const uint64_t bytes = counter->now - counter->before;
+    const uint32_t counted = bytes < UINT32_MAX ? static_cast<uint32_t>(bytes) : UINT32_MAX;
+    return period == 0 ? counted : counted / period;
+}
+
+// Before the counters become the previous ones; whether the sample was low is told afterwards.
+static void tell_rates(const forwarded_count *watch, uint32_t speed, uint32_t period)
+{
+    status_quiet *const seen = watch->seen;
+    seen->sampled = time(nullptr);
+    seen->limit = speed;
+    seen->received = watch->count == 0 ? 0 : byte_rate(&watch->counters[0], period);
+    seen->sent = watch->count == 0 ? 0 : byte_rate(&watch->counters[1], period);
+}
+
+void time_check_tell_counts(status_row *row, const forwarded_count *watch, uint32_t no_client)
+{
+    status_note(&watch->seen->no_client, no_client);
+    status_note(&watch->seen->low, watch->count);
+    if (no_client != 0)
+        status_count(row, no_client, NO_CLIENT_SAMPLES);
+    else
+        status_count(row, watch->count, watch->count == 0 ? 0 : LAST_COMPARED);
+}
+
+static void tell_busy(status_quiet *seen)
+{
+    seen->busy = seen->sampled;
+    seen->busy_received = seen->received;
+    seen->busy_sent = seen->sent;
+}
+
 int32_t time_check_count_forwarded(uint32_t module, forwarded_count *watch, uint32_t speed, uint32_t period,
                                    const char *function)
 {
@@ -212,11 +250,14 @@ int32_t time_check_count_forwarded(uint32_t module, forwarded_count *watch, uint
     for (size_t i = 0; i < 2; i++)
         rates[i] = static_cast<double>(time_check_flow_rate(watch->counters[i].now, watch->counters[i].before, period));
     const uint32_t number = watch->count + 1;
+    tell_rates(watch, speed, period);
     const QUIET_SAMPLE sample = time_check_quiet_sample(&watch->count, watch->counters, 2, speed * period);
     // The two bodies differ in a blank (compat 21).
     if (sample == QUIET_LOW || sample == QUIET_BUSY)
         LOG_DEBUG_OF(module, function, "num %d:froward_rx = %.2fkB/s,froward_tx = %.2fkB/s!!\n", number, rates[0],
                      rates[1]);
+    if (sample == QUIET_BUSY)
+        tell_busy(watch->seen);
     if (sample == QUIET_BUSY)
         LOG_PROGRESS_OF(function, "num %d:froward_rx = %.2fkB/s,froward_tx = %.2fkB/s !!\n", number, rates[0],
                         rates[1]);

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/status.h"
+
 // ---- traffic and clients ----
 
 // Byte counts.
@@ -63,7 +65,11 @@ float time_check_flow_rate(uint64_t now, uint64_t before, uint32_t period);
 struct forwarded_count {
     uint32_t count;           // samples in a row that were low, the baseline included
     flow_counter counters[2]; // received, sent
+    status_quiet *seen;       // where it tells what it saw
 };
+
+// Tells how far a module's counts are: samples in a row without a client, else those with little traffic.
+void time_check_tell_counts(status_row *row, const forwarded_count *watch, uint32_t no_client);
 
 // Reads the forwarded traffic and counts one sample of it, `period` seconds after the previous one, low below `speed`
 // bytes per second, and prints the caller's lines, some of them while the debug switch of `module` is on. 1 when it has

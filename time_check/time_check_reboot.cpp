@@ -15,6 +15,7 @@
 #include "time_check/time_check_log.h"
 #include "time_check/time_check_quiet.h"
 #include "time_check/time_check_schedule.h"
+#include "time_check/time_check_status.h"
 #include "time_check/time_check_text.h"
 
 constexpr daily_settings settings = {
@@ -36,19 +37,41 @@ static struct reboot_state {
     int32_t first_check_stream = 1;              // 1 until the random offset has been applied
     uint32_t time_check_reboot_pack_check_speed; // bytes per second
     uint32_t time_check_reboot_no_client_check_count;
-    forwarded_count forwarded; // its count is known as time_check_reboot_pack_check_count
-    flow_counter bridges[4];   // LAN, WAN; received, sent. They share forwarded.count
-    uint32_t tmp_last_time;    // calendar seconds of the last sample
-    uint32_t rand_sleep_time;  // seconds from then to the restart; 0: not armed
+    // Its count is known as time_check_reboot_pack_check_count.
+    forwarded_count forwarded = {.count = 0, .counters = {}, .seen = &status_memory.main.reboot.quiet};
+    flow_counter bridges[4];  // LAN, WAN; received, sent. They share forwarded.count
+    uint32_t tmp_last_time;   // calendar seconds of the last sample
+    uint32_t rand_sleep_time; // seconds from then to the restart; 0: not armed
     reboot_verdict verdict;
 } state;
 
 static time_check_msg_ops sys_time_check_reboot_ops = own_handler(TIME_CHECK_REBOOT, time_check_reboot_msg_handle);
 
+// ---- what it tells of itself ----
+
+static status_row *const row = &status_memory.main.rows[STATUS_REBOOT];
+
+static void judged(reboot_verdict verdict)
+{
+    state.verdict = verdict;
+    status_judged(row, verdict);
+}
+
+static void tell_schedule()
+{
+    tell_daily_schedule(&status_memory.main.reboot, &state.time_check_reboot_struct, state.default_time_check_reboot);
+}
+
+static void tell_counts()
+{
+    time_check_tell_counts(row, &state.forwarded, state.time_check_reboot_no_client_check_count);
+}
+
 static void reset_counts()
 {
     state.time_check_reboot_no_client_check_count = 0;
     state.forwarded.count = 0;
+    tell_counts();
 }
 
 // ---- configuration and messages ----
@@ -71,6 +94,7 @@ int32_t set_time_check_reboot_info()
     state.time_check_reboot_pack_check_speed = state.time_check_reboot_struct.max_speed * 1000;
     read_wan_ifname(state.wan_ifnames);
     reset_counts();
+    tell_schedule();
     return time_check_reboot_info_printf();
 }
 
@@ -134,6 +158,7 @@ static int32_t count_no_client(const char *function = __builtin_FUNCTION())
         moment_read_clock(&now); // which the command may have let pass
         LOG_PROGRESS_OF(function, "now time:%02d:%02d\n", now.local.tm_hour, now.local.tm_min);
         LOG_PROGRESS_OF(function, "no client! reboot now!!\n");
+        judged(reboot_verdict::restarting);
         tpi_systool_reboot();
         result = 1;
     }
@@ -239,31 +264,41 @@ static void add_random_start_offset(const char *function)
     srandom(static_cast<unsigned>(get_uptime()));
     state.time_check_reboot_struct.start_time += static_cast<uint32_t>(random()) % STEPS * STEP_S;
     const uint32_t start = state.time_check_reboot_struct.start_time;
+    tell_schedule();
     printf("[%s][%d]start_time+offset_time:%02d:%02d:%02d\n", function, __LINE__, start / 3600, start % 3600 / 60,
            start % 60);
 }
 
-// Takes this second's sample unless it has been taken, and gives what the rule finds with it.
-static reboot_verdict take_sample(const moment *now)
+static void arm(const moment *now)
+{
+    state.rand_sleep_time = time_check_get_sleep_rand(); // 0 is not armed, the next decision draws again (compat 34)
+    judged(state.rand_sleep_time != 0 ? reboot_verdict::armed : reboot_verdict::counting_quiet);
+    row->next = state.rand_sleep_time != 0 ? state.tmp_last_time + state.rand_sleep_time + 1 : 0;
+    doSystemCmd("date");
+    LOG_PROGRESS_OF(EACH_DAY_FLOW, "now time:%02d:%02d\n", now->local.tm_hour, now->local.tm_min);
+    LOG_PROGRESS_OF(EACH_DAY_FLOW, "sleep %dS after to reboot!!\n", state.rand_sleep_time);
+}
+
+// Takes this second's sample unless it has been taken.
+static void take_sample(const moment *now)
 {
     const auto seconds = static_cast<uint32_t>(now->calendar);
     const uint32_t period = time_check_seconds_apart(seconds, state.tmp_last_time);
     if (period == 0)
-        return state.verdict;
+        return;
     const bool decided = flow_check_forword_reboot(period) == 1;
     state.tmp_last_time = seconds;
-    if (!decided)
-        return judge_counts(&state);
-    state.rand_sleep_time = time_check_get_sleep_rand(); // 0 is not armed, the next decision draws again (compat 34)
-    doSystemCmd("date");
-    LOG_PROGRESS_OF(EACH_DAY_FLOW, "now time:%02d:%02d\n", now->local.tm_hour, now->local.tm_min);
-    LOG_PROGRESS_OF(EACH_DAY_FLOW, "sleep %dS after to reboot!!\n", state.rand_sleep_time);
-    return state.rand_sleep_time != 0 ? reboot_verdict::armed : reboot_verdict::counting_quiet;
+    if (decided) {
+        arm(now);
+    } else {
+        judged(judge_counts(&state));
+        tell_counts();
+    }
 }
 
 static void carry_out(reboot_verdict verdict, uint32_t kind, const moment *now)
 {
-    state.verdict = verdict;
+    judged(verdict);
     switch (verdict) {
     case reboot_verdict::outside_window:
         reset_counts();
@@ -274,7 +309,7 @@ static void carry_out(reboot_verdict verdict, uint32_t kind, const moment *now)
     case reboot_verdict::counting_no_client:
     case reboot_verdict::network_busy:
     case reboot_verdict::counting_quiet:
-        state.verdict = take_sample(now);
+        take_sample(now);
         break;
     case reboot_verdict::restarting:
         tpi_systool_reboot();
@@ -307,7 +342,7 @@ int32_t time_check_reboot()
         drive(state.time_check_reboot_struct.type);
         return 1;
     }
-    state.verdict = judge_unused(&state);
+    judged(judge_unused(&state));
     if (state.verdict == reboot_verdict::unknown_kind)
         LOG_ERROR("TIME_CHECK_REBOOT_STRUCT.type = %d to be added...\n", state.time_check_reboot_struct.type);
     return 1;

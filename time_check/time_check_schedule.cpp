@@ -8,6 +8,7 @@
 #include "platform/system.h"
 #include "time_check/time_check_clock.h"
 #include "time_check/time_check_log.h"
+#include "time_check/time_check_status.h"
 #include "time_check/time_check_text.h"
 
 // ---- daily ----
@@ -43,6 +44,15 @@ static uint32_t time_of_day_or(const char *text, const char *standard)
     const auto hour = static_cast<uint32_t>(time_check_atoi(standard));
     const auto minute = static_cast<uint32_t>(time_check_atoi(standard + sizeof "HH"));
     return time_check_parse_time_of_day(text, hour, minute);
+}
+
+void tell_daily_schedule(status_daily *told, const daily_schedule *schedule, int32_t has_factory_start)
+{
+    status_note(&told->enabled, schedule->enabled);
+    status_note(&told->type, schedule->type);
+    status_note(&told->start, schedule->start_time);
+    status_note(&told->end, schedule->end_time);
+    status_note(&told->factory_start, has_factory_start);
 }
 
 int32_t load_daily_schedule(daily_schedule *schedule, const daily_settings *settings)
@@ -125,6 +135,24 @@ uint32_t load_sched_rules(const char *family, sched_rule (&rules)[SCHED_RULES_MA
         derive_type(rule);
     }
     return count;
+}
+
+void tell_sched_rules(status_weekly *told, uint32_t setting, const sched_rule *rules, uint32_t num)
+{
+    status_note(&told->setting, setting);
+    status_note(&told->num, num);
+    for (uint32_t i = 0; i < num; i++) {
+        const struct tm *off = &rules[i].tv[WLAN_PWDN_TM];
+        const struct tm *on = &rules[i].tv[WLAN_PWUP_TM];
+        status_rule *rule = &told->rules[i];
+        status_note(&rule->start_hour, off->tm_hour);
+        status_note(&rule->start_minute, off->tm_min);
+        status_note(&rule->start_days, off->tm_wday);
+        status_note(&rule->end_hour, on->tm_hour);
+        status_note(&rule->end_minute, on->tm_min);
+        status_note(&rule->end_days, on->tm_wday);
+        status_note(&rule->passes_midnight, rules[i].type == WLAN_SW_DIFFDAY);
+    }
 }
 
 // ---- weekly: matching ----

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <ctime>
 
+#include "platform/status.h"
+
 // ---- daily ----
 
 // The kind of a schedule.
@@ -45,6 +47,9 @@ int32_t load_daily_schedule(daily_schedule *schedule, const daily_settings *sett
 void print_daily_schedule(const daily_schedule *schedule, uint32_t check_speed,
                           const char *function = __builtin_FUNCTION());
 
+// Tells what a schedule says, and whether its start time is the factory's (1).
+void tell_daily_schedule(status_daily *told, const daily_schedule *schedule, int32_t has_factory_start);
+
 // Parses "HH:MM" into seconds since midnight; a text without two parts gives the default. Not range-checked.
 uint32_t time_check_parse_time_of_day(const char *text, uint32_t default_hour, uint32_t default_minute);
 
@@ -78,6 +83,9 @@ constexpr uint32_t SCHED_RULES_MAX = 20;
 // "nkgw.wlan.ontime.list1" and so on. The first rule with a missing or unreadable time ends the list and may be left
 // half filled. Gives the number of rules before it.
 uint32_t load_sched_rules(const char *family, sched_rule (&rules)[SCHED_RULES_MAX]);
+
+// Tells which setting, and which rules, hold.
+void tell_sched_rules(status_weekly *told, uint32_t setting, const sched_rule *rules, uint32_t num);
 
 // Seconds since midnight at which a time of a rule strikes.
 uint32_t sched_time_of_day(const struct tm *time);

@@ -13,6 +13,7 @@
 #include "time_check/time_check_log.h"
 #include "time_check/time_check_power.h"
 #include "time_check/time_check_schedule.h"
+#include "time_check/time_check_status.h"
 #include "time_check/time_check_text.h"
 
 struct time_check_wifi {
@@ -93,6 +94,8 @@ TIMERCHECKINFO set_time_check_wifi_info()
     GetValue(KEY_WIFI_SCHED_ENABLE, value);
     state.time_check_wifi_struct.enabled = static_cast<uint32_t>(time_check_atoi(value));
     state.time_check_wifi_struct.num = load_sched_rules(WIFI_RULES, state.time_check_wifi_struct.wifi_time);
+    tell_sched_rules(&status_memory.main.wifi, state.time_check_wifi_struct.enabled,
+                     state.time_check_wifi_struct.wifi_time, state.time_check_wifi_struct.num);
     take_over_button();
     return TIMER_CHECK_ERR;
 }
@@ -180,6 +183,7 @@ wifi_verdict time_check_wifi_verdict()
 static void carry_out(wifi_verdict verdict)
 {
     state.verdict = verdict;
+    status_judged(&status_memory.main.rows[STATUS_WIFI], verdict);
     switch (verdict) {
     case wifi_verdict::switching_off:
         time_check_set_wifi_status(WIFI_OFF);

@@ -10,6 +10,7 @@
 #include "time_check/time_check_dispatch.h"
 #include "time_check/time_check_ids.h"
 #include "time_check/time_check_log.h"
+#include "time_check/time_check_status.h"
 #include "time_check/time_check_text.h"
 
 static struct guest_state {
@@ -56,6 +57,23 @@ void do_wifi_handle(int32_t wl2g_op, int32_t wl5g_op)
     if (wl5g_op != OP_DEFAULT)
         post_op_of_band(WL_RATE_5G);
 }
+
+// ---- what it tells of itself ----
+
+static void judged(guest_verdict verdict)
+{
+    state.verdict = verdict;
+    status_judged(&status_memory.main.rows[STATUS_GUEST], verdict);
+}
+
+static void tell_time(int32_t effect_time)
+{
+    status_note(&status_memory.main.guest.limit, effect_time);
+    status_note(&status_memory.main.guest.is_running, state.is_running);
+    status_note(&status_memory.main.guest.since_uptime, state.first_up_time);
+}
+
+// ---- closing ----
 
 static void have_netctrl_close_it()
 {
@@ -158,14 +176,15 @@ void time_check_wl_guest()
                   state.is_running ? 1 : 0);
     }
 
-    state.verdict = judge(&state, &look);
+    judged(judge(&state, &look));
+    tell_time(look.effect_time);
     if (state.verdict != guest_verdict::closing)
         return;
     time_check_close_guest_network();
     state.is_running = false; // also when the commit fails (compat 55)
     LOG_TRACE(DEBUG_INFO, "guest wifi need to shutdown\n");
     if (CommitCfm() == 0) {
-        state.verdict = guest_verdict::not_stored;
+        judged(guest_verdict::not_stored);
         return;
     }
     LOG_TRACE(DEBUG_INFO, "guest wifi is going to shutdown\n");
