@@ -13,6 +13,7 @@
 #include "platform/linux/bus.h"
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
+#include "platform/linux/status_file.h"
 #include "platform/linux/store/admin.h"
 #include "platform/linux/watched.h"
 #include "platform/linux/zone_watch.h"
@@ -50,6 +51,7 @@ int RegMsgHandle(const char *name, const char *filter, message_handle_fn handle)
     handle_message = handle;
     message_thread = pthread_self();
     is_registered = true;
+    status_file_begin();
     zone_watch_begin();
     return 1;
 }
@@ -148,6 +150,7 @@ static void end_watch(const pollfd *things, bool is_quiet)
 [[gnu::always_inline]] static inline void serve_messages(int64_t milliseconds)
 {
     const int64_t deadline = monotonic_ms() + milliseconds;
+    status_file_beat(deadline - milliseconds);
     tell_untold_drops(deadline);
     pollfd readable[1 + WATCHED_NUMBER];
     pollfd *const things = readable + 1;
@@ -171,6 +174,7 @@ static void end_watch(const pollfd *things, bool is_quiet)
 static void look_at_run_directory()
 {
     config_store_look();
+    status_file_look();
     if (bus_stands(own_name, &own_end))
         return;
     const bus_result result = bus_open_anew(own_name, &own_end);
