@@ -33,10 +33,11 @@ def never_used(path, symbols_of_line, used):
             yield f"{words.split()[0]} is in {pathlib.Path(path).name}, and no object uses it"
 
 
-def contract_calls(folder):
+def contract_names(folder):
     text = "".join(header.read_text() for header in sorted(pathlib.Path(folder).glob("*.h")))
     code = re.sub(r"//.*", "", text)
-    return set(re.findall(r"\b(\w+)\s*\(", code))
+    variables = re.findall(r"\bextern\s[^\"(;]*\b(\w+);", code)
+    return set(re.findall(r"\b(\w+)\s*\(", code)).union(variables)
 
 
 def symbols(nm, object_file):
@@ -60,7 +61,7 @@ def main():
     parser.add_argument("objects", nargs="+")
     options = parser.parse_args()
 
-    known = contract_calls(options.contract)
+    known = contract_names(options.contract)
     known.update(symbol for line in words_of_list(options.wrapped) for symbol in line[1:])
     pure = [line[0] for line in words_of_list(options.pure)]
     known.update(name for name in pure if not name.endswith("*"))

@@ -56,9 +56,9 @@ UNITS = {
     "log": set(),
     "message": set(),
     "power": MODULE | {"clock", "common", "debug", "led", "log", "quiet", "schedule", "setting", "wifi"}, # and asks them what they want when it wakes the router
-    "quiet": {"log", "text"},
+    "quiet": {"log", "status", "text"},
     "reboot": MODULE | {"clock", "debug", "log", "quiet", "schedule", "text"},
-    "schedule": {"clock", "log", "text"},
+    "schedule": {"clock", "log", "status", "text"},
     "status": set(),
     "setting": set(),
     "stoppage_check": {"message", "clock", "setting", "status", "text", "wan_keys"},
