@@ -50,14 +50,14 @@ enum { STATUS_WANS = 2, STATUS_HOSTS = 3, STATUS_PROGRAMS = 10, STATUS_RULES = 2
 
 // Calendar times are seconds since 1970, up-times and lengths of time seconds; 0 is "never" or "not known".
 struct status_row {
-    int64_t since;         // when it came to this verdict
-    int64_t next;          // when it acts or looks next, as far as it knows
-    int64_t acted;         // when it last did something
-    int32_t since_uptime;  // the same two by the up-time
-    int32_t acted_uptime;  //
-    uint32_t count;        // how far it is, in what the verdict counts
-    uint32_t target;       // and how far that must go; 0: nothing is counted
-    uint8_t verdict;       // a line's number in platform/verdicts/, from 0
+    int64_t since;        // when it came to this verdict
+    int64_t next;         // when it acts or looks next, as far as it knows
+    int64_t acted;        // when it last did something
+    int32_t since_uptime; // the same two by the up-time
+    int32_t acted_uptime; //
+    uint32_t count;       // how far it is, in what the verdict counts; of a stoppage, which lasts, see its since_uptime
+    uint32_t target;      // and how far that must go; 0: nothing is counted
+    uint8_t verdict;      // a line's number in platform/verdicts/, from 0
     uint8_t acted_verdict; // by which it acted, or STATUS_AT_START and so on
     uint8_t reserved[2];
     char act[44]; // what it last did, as in the journal, cut; without secrets
@@ -111,7 +111,7 @@ struct status_guest {
 
 // A program of the watchdogs.
 struct status_program {
-    int64_t looked;   // when it was last looked at
+    int64_t looked;   // when it was last looked at; one that nobody watches is not
     char name[24];    //
     uint32_t watched; // 1: it is
     uint32_t period;  // seconds between two looks
@@ -133,7 +133,7 @@ struct status_watchdog {
 struct status_uplink {
     int64_t lost;     // for how long the link has been lost, seconds
     uint32_t is_back; // seconds in a row that it was up, of the three after which that is told
-    uint32_t is_lost; // and down
+    uint32_t is_lost; // and down; more than three are not counted
     int32_t grace;    // seconds before the interface may be taken down and up again
     int32_t fallback; // seconds before the ciphers are tried; 0: no such plan
     char interface[16];
@@ -142,8 +142,8 @@ struct status_uplink {
 
 // The wired access point's gateway.
 struct status_gateway {
-    uint32_t answered; // pings in a row
-    uint32_t silent;
+    uint32_t answered; // pings in a row, three of which are told; more are not counted
+    uint32_t silent;   // the same
     char address[16];
 };
 

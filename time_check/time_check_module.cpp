@@ -127,6 +127,9 @@ void init_time_check_module_entries()
     init_time_check_module_index();
     for (time_check_module_entry &entry : time_check_modules.entries)
         INIT_LIST_HEAD(&entry.ops_head);
+    for (status_row &told : status_memory.main.rows)
+        status_turned(&told, 0);
+    status_turned(&status_memory.main.stoppage_row, 0);
     for (const time_check_module_entry &entry : time_check_modules.entries) {
         status_begin(static_cast<uint8_t>(entry.id), STATUS_AT_START);
         if (entry.init != nullptr)

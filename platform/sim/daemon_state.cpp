@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <vector>
 
+#include "platform/status.h"
+
 // The linker marks the ends of the sections into which the daemon's writable data were gathered.
 extern "C" {
 extern char __start_time_check_data[] __attribute__((visibility("hidden"))); // NOLINT
@@ -51,6 +53,7 @@ void restore_daemon_state()
 {
     data.restore();
     bss.restore();
+    status_memory = {}; // memory of the ground's, which a restart empties, too
 }
 
 } // namespace sim
