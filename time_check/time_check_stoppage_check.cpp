@@ -11,6 +11,7 @@
 #include "time_check/time_check.h"
 #include "time_check/time_check_clock.h"
 #include "time_check/time_check_setting.h"
+#include "time_check/time_check_status.h"
 #include "time_check/time_check_text.h"
 #include "time_check/wan_keys.h"
 
@@ -140,6 +141,34 @@ static int32_t diagnose(bool (*rejected)(), const char *function = __builtin_FUN
     }
 }
 
+uint32_t get_check_polling_time(int32_t code)
+{
+    switch (code) {
+    case WAN_UNLINED:
+        return 30;
+    case WRONG_AUTH_CODE:
+        return 600;
+    case PPPOE_CONNECT_TIMEOUT:
+    case DHCP_CONNECT_TIMEOUT:
+        return 300;
+    default:
+        return 0;
+    }
+}
+
+static stoppage_verdict judge_fault(const stoppage_state *s)
+{
+    if (s->check_result <= STOPPAGE_DEFAULT)
+        return s->check_result == NO_INTERFACE ? stoppage_verdict::no_interface : stoppage_verdict::no_fault;
+    if (s->recheck_result <= STOPPAGE_DEFAULT)
+        return s->recheck_result == NO_INTERFACE ? stoppage_verdict::interface_gone : stoppage_verdict::fault_gone;
+    if (s->recheck_result != s->check_result)
+        return stoppage_verdict::fault_changed;
+    if (s->up_time - s->first_up_time < get_check_polling_time(s->check_result))
+        return stoppage_verdict::fault_timed;
+    return stoppage_verdict::fault_lasts;
+}
+
 static void publish(int32_t code)
 {
     if (code > STOPPAGE_DEFAULT) {
@@ -155,6 +184,8 @@ static void publish(int32_t code)
 int32_t stoppage_check_result()
 {
     const int32_t code = diagnose(account_is_rejected);
+    if (status_memory.main.acting_verdict == STATUS_UNJUDGED) // otherwise there is a fault, and its clock starts anew
+        status_acts_by(code > STOPPAGE_DEFAULT ? stoppage_verdict::fault_timed : stoppage_verdict::no_fault);
     publish(code);
     if (code > STOPPAGE_DEFAULT)
         time_check_get_run_time(&state.first_up_time);
@@ -163,24 +194,10 @@ int32_t stoppage_check_result()
 
 int32_t stoppage_recheck_result()
 {
-    const int32_t code = diagnose(account_is_still_rejected);
-    publish(code);
-    return code;
-}
-
-uint32_t get_check_polling_time(int32_t code)
-{
-    switch (code) {
-    case WAN_UNLINED:
-        return 30;
-    case WRONG_AUTH_CODE:
-        return 600;
-    case PPPOE_CONNECT_TIMEOUT:
-    case DHCP_CONNECT_TIMEOUT:
-        return 300;
-    default:
-        return 0;
-    }
+    state.recheck_result = diagnose(account_is_still_rejected);
+    status_acts_by(judge_fault(&state));
+    publish(state.recheck_result);
+    return state.recheck_result;
 }
 
 // ---- the tick ----
@@ -203,20 +220,7 @@ static void look_for_fault(stoppage_state *s)
         return;
     if (s->up_time < s->first_up_time)
         time_check_get_run_time(&s->up_time);
-    s->recheck_result = stoppage_recheck_result();
-}
-
-static stoppage_verdict judge_fault(const stoppage_state *s)
-{
-    if (s->check_result <= STOPPAGE_DEFAULT)
-        return s->check_result == NO_INTERFACE ? stoppage_verdict::no_interface : stoppage_verdict::no_fault;
-    if (s->recheck_result <= STOPPAGE_DEFAULT)
-        return s->recheck_result == NO_INTERFACE ? stoppage_verdict::interface_gone : stoppage_verdict::fault_gone;
-    if (s->recheck_result != s->check_result)
-        return stoppage_verdict::fault_changed;
-    if (s->up_time - s->first_up_time < get_check_polling_time(s->check_result))
-        return stoppage_verdict::fault_timed;
-    return stoppage_verdict::fault_lasts;
+    stoppage_recheck_result();
 }
 
 static stoppage_verdict look_and_judge(stoppage_state *s)
@@ -231,9 +235,21 @@ static stoppage_verdict look_and_judge(stoppage_state *s)
     return judge_fault(s);
 }
 
+// How long a fault has lasted is not told: it would have to be each second, and follows from when it was first seen.
+static void tell_fault()
+{
+    int32_t fault = STOPPAGE_DEFAULT;
+    if (state.verdict != stoppage_verdict::online && state.verdict != stoppage_verdict::not_a_router)
+        fault = state.check_result > STOPPAGE_DEFAULT ? state.recheck_result : state.check_result;
+    status_note(&status_memory.main.stoppage.fault, fault);
+    status_note(&status_memory.main.stoppage.since_uptime, fault > STOPPAGE_DEFAULT ? state.first_up_time : 0);
+    status_count(&status_memory.main.stoppage_row, 0, get_check_polling_time(fault));
+}
+
 void time_check_stoppage()
 {
     state.verdict = look_and_judge(&state);
+    status_judged(&status_memory.main.stoppage_row, state.verdict);
     switch (state.verdict) {
     case stoppage_verdict::online:
     case stoppage_verdict::not_a_router:
@@ -255,6 +271,7 @@ void time_check_stoppage()
     case stoppage_verdict::fault_timed:
         break;
     }
+    tell_fault();
 }
 
 stoppage_verdict time_check_stoppage_verdict()
