@@ -8,6 +8,7 @@
 #include "platform/vos.h"
 #include "time_check/time_check_dispatch.h"
 #include "time_check/time_check_ids.h"
+#include "time_check/time_check_status.h"
 #include "time_check/time_check_uplink.h"
 
 constexpr int32_t UNREACHABLE = 1;
@@ -23,10 +24,36 @@ static struct ap_connect_state {
 
 static time_check_msg_ops time_check_ap_connect_ops = own_handler(TIME_CHECK_AP_CONNECT, time_check_ap_connect_handle);
 
+// ---- what it tells of itself ----
+
+static status_row *const row = &status_memory.main.rows[STATUS_AP_CONNECT];
+
+static void judged(ap_connect_verdict verdict)
+{
+    state.verdict = verdict;
+    status_judged(row, verdict);
+}
+
+// Counts that go on for as long as a gateway answers are told as far as they matter.
+static void tell_counts()
+{
+    const uint32_t answered = time_check_settling_ticks(state.link_count);
+    const uint32_t silent = time_check_settling_ticks(state.not_link_count);
+    status_note(&status_memory.main.gateway.answered, answered);
+    status_note(&status_memory.main.gateway.silent, silent);
+    if (state.verdict == ap_connect_verdict::returning || state.verdict == ap_connect_verdict::failing)
+        status_count(row, answered + silent, SETTLED_TICKS); // one of them is 0
+    else
+        status_count(row, 0, 0);
+}
+
+// ---- settings and messages ----
+
 void set_time_check_ap_connect_info()
 {
     vos_get_value_from_file("/etc/lan.ini", "gateway", state.lan_info_gw);
     vos_str_trim(state.lan_info_gw);
+    status_note_text(status_memory.main.gateway.address, sizeof status_memory.main.gateway.address, state.lan_info_gw);
 }
 
 int32_t time_check_ap_connect_handle(TIME_CHECK_MODULES_COMMON_STRUCT * /*var*/)
@@ -40,6 +67,8 @@ void time_check_ap_connect_init()
     set_time_check_ap_connect_info();
     register_time_check_module_msg_opses(&time_check_ap_connect_ops, 1);
 }
+
+// ---- the tick ----
 
 // What a ping says, once it has been counted; `lasts`: as many others before it said.
 static ap_connect_verdict judge(const ap_connect_state *s, bool answered, bool lasts)
@@ -56,7 +85,7 @@ int32_t time_check_ap_connect_main()
     const bool answered = simple_ping(state.lan_info_gw) == 0;
     int32_t *count = answered ? &state.link_count : &state.not_link_count;
     int32_t *opposite_count = answered ? &state.not_link_count : &state.link_count;
-    state.verdict = judge(&state, answered, time_check_state_lasts(count, opposite_count));
+    judged(judge(&state, answered, time_check_state_lasts(count, opposite_count)));
     switch (state.verdict) {
     case ap_connect_verdict::return_told:
     case ap_connect_verdict::loss_told:
@@ -71,6 +100,7 @@ int32_t time_check_ap_connect_main()
     case ap_connect_verdict::failing:
         break;
     }
+    tell_counts();
     return TIMER_CHECK_ERR;
 }
 
@@ -78,9 +108,12 @@ int32_t time_check_ap_connect()
 {
     char workmode[16];
     GetValue(KEY_SYS_WORKMODE, workmode);
-    state.verdict = ap_connect_verdict::no_access_point;
-    if (strcmp(workmode, "ap") == 0)
+    if (strcmp(workmode, "ap") == 0) {
         time_check_ap_connect_main();
+    } else {
+        judged(ap_connect_verdict::no_access_point);
+        status_count(row, 0, 0);
+    }
     return TIMER_CHECK_SUC;
 }
 

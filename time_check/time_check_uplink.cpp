@@ -5,14 +5,14 @@
 #include "platform/netctrl.h"
 #include "platform/system.h"
 #include "platform/wifi.h"
+#include "time_check/time_check_status.h"
 #include "time_check/time_check_text.h"
 
 bool time_check_state_lasts(int32_t *count, int32_t *opposite_count)
 {
-    constexpr int32_t SETTLED_TICKS = 3;
     *opposite_count = 0;
     *count += 1;
-    return *count >= SETTLED_TICKS;
+    return *count >= static_cast<int32_t>(SETTLED_TICKS);
 }
 
 // "dhcp_up" goes with the lost upstream and "dhcp_down" with the one that is back: it is the router's own DHCP
@@ -27,7 +27,6 @@ void time_check_post_upstream(bool there)
 
 // ---- a wireless link ----
 
-constexpr int64_t BOUNCE_S = 60;
 constexpr int32_t GRACE_TICKS = 8;    // after a loss was told
 constexpr int32_t FALLBACK_TICKS = 4; // from the end of the grace to the fallback
 
@@ -63,7 +62,7 @@ void time_check_link_count_grace_down(link_watch *link, bool counts)
 
 bool time_check_link_bounce_when_due(link_watch *link, const char *ifname, const char *line)
 {
-    if (link->wl_not_conn_time < BOUNCE_S)
+    if (link->wl_not_conn_time < LINK_BOUNCE_S)
         return false;
     char quoted[shell_quoted_size(WIFI_IFNAME_SIZE)];
     shell_quoted(quoted, sizeof quoted, ifname);
@@ -108,4 +107,14 @@ void time_check_link_return_told(link_watch *link, int32_t last_link_status)
     link->wlconf_restart = 0;
     link->wlconf_up = 0;
     link->wlconf_up_time = 0;
+}
+
+void time_check_tell_link(const link_watch *link)
+{
+    status_uplink *told = &status_memory.main.uplink;
+    status_note(&told->lost, link->wl_not_conn_time);
+    status_note(&told->is_back, time_check_settling_ticks(link->link_connect_count));
+    status_note(&told->is_lost, time_check_settling_ticks(link->link_not_connect_count));
+    status_note(&told->grace, link->wlconf_up_time);
+    status_note(&told->fallback, link->restart_wpa2_check);
 }

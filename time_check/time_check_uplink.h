@@ -5,9 +5,18 @@
 
 #include <cstdint>
 
+constexpr uint32_t SETTLED_TICKS = 3; // in a row, after which a state is told
+
 // Counts one more tick of a state, and forgets the ticks of its opposite. True: it has lasted for long enough (three
 // ticks) to be told. The count goes on until the caller or the opposite state clears it.
 bool time_check_state_lasts(int32_t *count, int32_t *opposite_count);
+
+// How many of these ticks have passed.
+inline uint32_t time_check_settling_ticks(int32_t count)
+{
+    const auto ticks = static_cast<uint32_t>(count);
+    return ticks < SETTLED_TICKS ? ticks : SETTLED_TICKS;
+}
 
 // Tells netctrl's LAN DHCP client that the upstream network is there, or is lost.
 void time_check_post_upstream(bool there);
@@ -37,7 +46,9 @@ bool time_check_link_schedule_fallback(link_watch *link);
 // One tick of the grace, if this tick counts: at its end the time without a connection starts again.
 void time_check_link_count_grace_down(link_watch *link, bool counts);
 
-// Takes the interface down and up when it has been without a connection for a minute, with `line` on the console;
+constexpr uint32_t LINK_BOUNCE_S = 60; // without a connection
+
+// Takes the interface down and up when it has been without a connection for so long, with `line` on the console;
 // whether it did.
 bool time_check_link_bounce_when_due(link_watch *link, const char *ifname, const char *line);
 
@@ -54,5 +65,8 @@ link_news time_check_link_news(link_watch *link, bool up, bool loss_was_told);
 // The radio link's loss, or return, has been told.
 void time_check_link_loss_told(link_watch *link);
 void time_check_link_return_told(link_watch *link, int32_t last_link_status);
+
+// Tells how the link is doing.
+void time_check_tell_link(const link_watch *link);
 
 #endif

@@ -7,6 +7,7 @@
 #include "platform/netctrl.h"
 #include "platform/system.h"
 #include "time_check/time_check_log.h"
+#include "time_check/time_check_status.h"
 #include "time_check/time_check_text.h"
 
 constexpr uint32_t TRY_TICKS = 6; // of each stage of the cipher fallback
@@ -73,16 +74,8 @@ static void take_uplink(P_WIFI_CONNECT wifi, const uplink_radio *radio)
     GetValue(radio->ssid_key, wifi->wl_BSSID);
 }
 
-void set_time_check_wifi_connect_info()
+static void choose_uplink(P_WIFI_CONNECT wifi)
 {
-    WIFI_CONNECT *wifi = &_WIFI_CONNECT_STRUCT_;
-    GetValue(KEY_WL2G_PUBLIC_ENABLE, wifi->wl2g_enable);
-    GetValue(KEY_WL5G_PUBLIC_ENABLE, wifi->wl5g_enable);
-    GetValue(KEY_WL2G_PUBLIC_MODE, wifi->wl2g_mode);
-    GetValue(KEY_WL5G_PUBLIC_MODE, wifi->wl5g_mode);
-    GetValue(KEY_LAN_IP, wifi->lan_ip);
-    GetValue(KEY_WISP_ACCESS_MODE, wifi->access_mode);
-    arm_fallback(wifi);
     if (wifi_mode_is(wifi->wl2g_mode, "ap") && wifi_mode_is(wifi->wl5g_mode, "ap")) {
         forget_uplink(wifi);
         return;
@@ -94,6 +87,22 @@ void set_time_check_wifi_connect_info()
         }
     }
     // Without a client radio, yet not both access points, the uplink stays as it was (compat 72).
+}
+
+void set_time_check_wifi_connect_info()
+{
+    WIFI_CONNECT *wifi = &_WIFI_CONNECT_STRUCT_;
+    GetValue(KEY_WL2G_PUBLIC_ENABLE, wifi->wl2g_enable);
+    GetValue(KEY_WL5G_PUBLIC_ENABLE, wifi->wl5g_enable);
+    GetValue(KEY_WL2G_PUBLIC_MODE, wifi->wl2g_mode);
+    GetValue(KEY_WL5G_PUBLIC_MODE, wifi->wl5g_mode);
+    GetValue(KEY_LAN_IP, wifi->lan_ip);
+    GetValue(KEY_WISP_ACCESS_MODE, wifi->access_mode);
+    arm_fallback(wifi);
+    choose_uplink(wifi);
+    status_uplink *told = &status_memory.main.uplink;
+    status_note_text(told->interface, sizeof told->interface, wifi->ifname);
+    status_note_text(told->mode, sizeof told->mode, wifi->wl_mode);
 }
 
 // ---- cipher fallback ----

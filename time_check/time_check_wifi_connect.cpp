@@ -12,10 +12,12 @@
 #include "time_check/time_check_dispatch.h"
 #include "time_check/time_check_ids.h"
 #include "time_check/time_check_log.h"
+#include "time_check/time_check_status.h"
 #include "time_check/time_check_text.h"
 #include "time_check/time_check_uplink.h"
 
 constexpr int32_t GATE_TICKS = 60;   // without a DHCP client
+constexpr int32_t MISSING_TICKS = 2; // without a PPPoE client
 constexpr size_t ACCOUNT_SIZE = 256; // PPP carries names and passwords of at most 255 characters (decision 0056)
 
 static struct wifi_connect_state {
@@ -47,6 +49,36 @@ static struct wifi_connect_state {
 
 static time_check_msg_ops sys_time_check_wifi_connect_ops =
     own_handler(TIME_CHECK_WIFI_CONNECT, time_check_wifi_connect_msg_handle);
+
+// ---- what it tells of itself ----
+
+// By what the next acts are done. A second comes by several of these, and its row holds the last.
+static void judged(wifi_connect_verdict verdict)
+{
+    state.verdict = verdict;
+    status_acts_by(verdict);
+}
+
+static void tell_verdict()
+{
+    status_row *row = &status_memory.main.rows[STATUS_WIFI_CONNECT];
+    status_judged(row, state.verdict);
+    switch (state.verdict) {
+    case wifi_connect_verdict::waiting_for_dhcp_client:
+        status_count(row, state.counts, GATE_TICKS);
+        break;
+    case wifi_connect_verdict::wan_lost:
+    case wifi_connect_verdict::association_lost:
+        status_count(row, static_cast<uint32_t>(status_memory.main.uplink.lost), LINK_BOUNCE_S);
+        break;
+    case wifi_connect_verdict::pppoe_missing:
+        status_count(row, state.pppoe_missing, MISSING_TICKS);
+        break;
+    default:
+        status_count(row, 0, 0);
+        break;
+    }
+}
 
 // ---- settings and messages ----
 
@@ -118,17 +150,17 @@ static void watch_wisp_radio(bool up)
     case link_news::none:
         break;
     case link_news::back:
+        judged(wifi_connect_verdict::return_told);
         post_op(WIFI_MODULE, OP_WISP_START, "");
         time_check_link_return_told(link, TPI_NOT_CONNECTED); // the WAN has yet to be seen up
         state.last_connect_status = TPI_CONNECTED;
         state.wisp_send_msgNetctrl = 1;
-        state.verdict = wifi_connect_verdict::return_told;
         break;
     case link_news::lost:
+        judged(wifi_connect_verdict::loss_told);
         post_op(WIFI_MODULE, OP_WISP_STOP, "");
         time_check_link_loss_told(link);
         state.last_connect_status = TPI_NOT_CONNECTED;
-        state.verdict = wifi_connect_verdict::loss_told;
         break;
     }
 }
@@ -140,8 +172,9 @@ static void nurse_lost_wan(const WIFI_CONNECT *wifi, bool radio_waits, time_t no
     printf("wisp NOT_CONNECTED,  wl_not_conn_time:%lld cur_time:%lld last_time:%lld \n",
            static_cast<long long>(link->wl_not_conn_time), static_cast<long long>(now),
            static_cast<long long>(link->last_time));
-    const bool bounces = time_check_link_bounce_when_due(link, wifi->ifname, "wisp not connected time over 60 s.");
-    state.verdict = bounces ? wifi_connect_verdict::bounced : wifi_connect_verdict::wan_lost;
+    judged(wifi_connect_verdict::bounced); // before it is done
+    if (!time_check_link_bounce_when_due(link, wifi->ifname, "wisp not connected time over 60 s."))
+        judged(wifi_connect_verdict::wan_lost);
 }
 
 // Each look moves the link's counts and times, and lines are printed in between: so there is no judging before acting.
@@ -154,19 +187,19 @@ void wifi_wisp_link_check(P_WIFI_CONNECT wifi)
         link->last_link_status = TPI_NOT_CONNECTED;
         link->link_not_connect_count = 0;
         link->link_connect_count = 0;
-        state.verdict = wifi_connect_verdict::being_changed;
+        judged(wifi_connect_verdict::being_changed);
         return;
     }
     char access_mode[sizeof wifi->access_mode];
     TPI_WAN_CONN_TYPE type = TPI_WAN_DHCP;
     GetValue(KEY_WISP_ACCESS_MODE, access_mode);
-    state.verdict = wifi_connect_verdict::unknown_access_mode;
+    judged(wifi_connect_verdict::unknown_access_mode);
     if (!access_type_of(access_mode, &type))
         return;
 
     const int32_t phy = tpi_wifi_wisp_phy_link_check(wifi->ifname);
     const bool radio_waits = phy == TPI_NOT_CONNECTED; // a radio that cannot be asked does not count the delays down
-    state.verdict = wifi_connect_verdict::wan_connected;
+    judged(wifi_connect_verdict::wan_connected);
     if (tpi_wifi_wisp_connect_check(wifi->ifname, type) == TPI_CONNECTED) {
         wisp_connected(type);
     } else {
@@ -177,8 +210,8 @@ void wifi_wisp_link_check(P_WIFI_CONNECT wifi)
         nurse_lost_wan(wifi, radio_waits, now);
     }
     if (time_check_link_fallback_is_due(link) && radio_waits) {
+        judged(wifi_connect_verdict::fallback_armed);
         restart_wpa2_tkip_aes_check();
-        state.verdict = wifi_connect_verdict::fallback_armed;
     }
     watch_wisp_radio(phy == TPI_CONNECTED);
     link->last_time = now;
@@ -204,7 +237,6 @@ static void start_pppoe_client()
 
 void check_wisp_pppoe_exist(P_WIFI_CONNECT wifi)
 {
-    constexpr int32_t MISSING_TICKS = 2;
     constexpr int LINE_NUMBER = 659; // belongs to the line's fixed text (compat 16)
     if (!wifi_mode_is(wifi->wl_mode, "wisp") || !wifi_mode_is(wifi->access_mode, "pppoe"))
         return;
@@ -213,10 +245,10 @@ void check_wisp_pppoe_exist(P_WIFI_CONNECT wifi)
         return;
     }
     state.pppoe_missing++;
-    state.verdict = wifi_connect_verdict::pppoe_missing;
+    judged(wifi_connect_verdict::pppoe_missing);
     if (state.pppoe_missing < MISSING_TICKS)
         return;
-    state.verdict = wifi_connect_verdict::pppoe_restarted;
+    judged(wifi_connect_verdict::pppoe_restarted);
     printf("%s %d: pppoecd process not exist, restart pppoecd\n", __func__, LINE_NUMBER);
     start_pppoe_client();
     state.pppoe_missing = 0;
@@ -225,6 +257,7 @@ void check_wisp_pppoe_exist(P_WIFI_CONNECT wifi)
 void wifi_wisp_check(P_WIFI_CONNECT wifi)
 {
     wifi_wisp_link_check(wifi);
+    time_check_tell_link(&state.wisp_link);
     check_wisp_pppoe_exist(wifi);
 }
 
@@ -245,14 +278,14 @@ static void watch_apclient_radio(bool up)
     case link_news::none:
         break;
     case link_news::back:
+        judged(wifi_connect_verdict::return_told);
         time_check_post_upstream(true);
         time_check_link_return_told(link, TPI_CONNECTED);
-        state.verdict = wifi_connect_verdict::return_told;
         break;
     case link_news::lost:
+        judged(wifi_connect_verdict::loss_told);
         time_check_post_upstream(false);
         time_check_link_loss_told(link);
-        state.verdict = wifi_connect_verdict::loss_told;
         break;
     }
 }
@@ -267,13 +300,13 @@ void wifi_apclient_link_check(P_WIFI_CONNECT wifi)
     // (compat 75).
     const bool counts_down = not_associated == RADIO_NOT_ASKED;
     if (not_associated == 1) {
-        state.verdict = wifi_connect_verdict::association_lost;
+        judged(wifi_connect_verdict::association_lost);
         time_check_link_add_lost_time(link, now);
         LOG_TRACE(DEBUG_INFO, "wireless phy disconnected! not_conn_time:%lld cur_time:%lld last_time:%lld \n",
                   static_cast<long long>(link->wl_not_conn_time), static_cast<long long>(now),
                   static_cast<long long>(link->last_time));
     } else {
-        state.verdict = wifi_connect_verdict::associated;
+        judged(wifi_connect_verdict::associated);
         LOG_TRACE(DEBUG_INFO, "wireless phy connected!\n");
         link->wl_not_conn_time = 0;
     }
@@ -281,8 +314,10 @@ void wifi_apclient_link_check(P_WIFI_CONNECT wifi)
     if (wifi_mode_is(wifi->wl_enable, "1") && lan_address(wifi) == LAN_CONFIGURED_ADDRESS) {
         time_check_link_schedule_fallback(link);
         time_check_link_count_grace_down(link, counts_down);
-        if (time_check_link_bounce_when_due(link, wifi->ifname, "apclient not connected time over 60 s."))
-            state.verdict = wifi_connect_verdict::bounced;
+        const wifi_connect_verdict unbounced = state.verdict;
+        judged(wifi_connect_verdict::bounced); // before it is done
+        if (!time_check_link_bounce_when_due(link, wifi->ifname, "apclient not connected time over 60 s."))
+            judged(unbounced);
     }
     if (time_check_link_fallback_is_due(link) && counts_down)
         restart_wpa2_tkip_aes_check();
@@ -293,6 +328,7 @@ void wifi_apclient_link_check(P_WIFI_CONNECT wifi)
 void wifi_apclient_check(P_WIFI_CONNECT wifi)
 {
     wifi_apclient_link_check(wifi);
+    time_check_tell_link(&state.apclient_link);
 }
 
 void APclientOpenDHCPS(P_WIFI_CONNECT wifi)
@@ -325,6 +361,7 @@ static bool is_past_gate(const WIFI_CONNECT *wifi)
 
 static void start(P_WIFI_CONNECT wifi)
 {
+    judged(wifi_connect_verdict::starting);
     if (state.wifiRestart == 1 && lan_address(wifi) != LAN_UPSTREAM_ADDRESS)
         APclientOpenDHCPS(wifi);
     state.wifiRestart--;
@@ -332,9 +369,11 @@ static void start(P_WIFI_CONNECT wifi)
 
 static void supervise(P_WIFI_CONNECT wifi)
 {
+    judged(wifi_connect_verdict::trying_ciphers); // also of a radio that cannot be asked whether it needs another
     const int32_t fallback = wpa2_tkip_aes_connect(wifi);
     if (fallback != 1) {
-        state.verdict = fallback == 0 ? wifi_connect_verdict::trying_ciphers : wifi_connect_verdict::radio_not_asked;
+        if (fallback != 0)
+            judged(wifi_connect_verdict::radio_not_asked);
         return;
     }
     if (wifi_mode_is(wifi->wl_enable, "1") && wifi_mode_is(wifi->wl_mode, "wisp"))
@@ -342,7 +381,7 @@ static void supervise(P_WIFI_CONNECT wifi)
     else if (wifi_mode_is(wifi->wl_mode, "apclient")) // whether or not the radio is enabled (compat 79)
         wifi_apclient_check(wifi);
     else
-        state.verdict = wifi_connect_verdict::nothing_supervised;
+        judged(wifi_connect_verdict::nothing_supervised);
 }
 
 // Every look counts, or is an act: each step of the start and of the supervision notes its own verdict.
@@ -350,20 +389,17 @@ void time_check_wifi_connect()
 {
     WIFI_CONNECT *wifi = &_WIFI_CONNECT_STRUCT_;
     if (wifi_mode_is(wifi->wl_mode, "ap")) {
-        state.verdict = wifi_connect_verdict::no_uplink;
-        return;
+        judged(wifi_connect_verdict::no_uplink);
+    } else if (!is_past_gate(wifi)) {
+        judged(wifi_connect_verdict::waiting_for_dhcp_client);
+    } else {
+        LOG_TRACE(DEBUG_INFO, "Begin to check wifi connect! \n");
+        if (state.wifiRestart == 0)
+            supervise(wifi);
+        else
+            start(wifi);
     }
-    if (!is_past_gate(wifi)) {
-        state.verdict = wifi_connect_verdict::waiting_for_dhcp_client;
-        return;
-    }
-    LOG_TRACE(DEBUG_INFO, "Begin to check wifi connect! \n");
-    if (state.wifiRestart == 0) {
-        supervise(wifi);
-        return;
-    }
-    state.verdict = wifi_connect_verdict::starting;
-    start(wifi);
+    tell_verdict();
 }
 
 wifi_connect_verdict time_check_wifi_connect_verdict()
