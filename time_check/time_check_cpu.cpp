@@ -6,6 +6,7 @@
 #include "time_check/time_check_dispatch.h"
 #include "time_check/time_check_ids.h"
 #include "time_check/time_check_log.h"
+#include "time_check/time_check_status.h"
 #include "time_check/time_check_text.h"
 #include "time_check/time_check_watchdog.h"
 
@@ -47,6 +48,33 @@ static struct cpu_state {
 
 static time_check_msg_ops sys_time_check_cpu_ops = own_handler(TIME_CHECK_CPU, time_check_cpu_msg_handle);
 
+// ---- what it tells of itself ----
+
+static_assert(TIME_CHECK_EXE_MAX <= STATUS_PROGRAMS);
+
+static void tell_program(uint32_t index)
+{
+    const time_check_exe_struct *row = &state.time_check_cpu_struct.exe_info[index];
+    status_program *told = &status_memory.main.cpu.programs[index];
+    copy_text(told->name, sizeof told->name, row->exe_name);
+    told->watched = state.time_check_cpu_struct.enable;
+    told->period = row->exe_spa_time;
+    told->count = row->exe_problem_check_num;
+    told->target = KILL_SAMPLES;
+    told->share = time_check_tenths(row->exe_cpu);
+    told->limit = time_check_tenths(row->exe_cpu_max);
+    status_memory.main.changed = 1;
+}
+
+static void tell_table()
+{
+    status_watchdog *told = &status_memory.main.cpu;
+    told->enabled = state.time_check_cpu_struct.enable;
+    told->num = state.time_check_cpu_struct.user_exe_num;
+    for (uint32_t i = 0; i < told->num; i++)
+        tell_program(i);
+}
+
 // ---- table and messages ----
 
 int32_t set_time_check_cpu_info()
@@ -60,6 +88,7 @@ int32_t set_time_check_cpu_info()
         s->exe_info[i].exe_cpu_max = exe_info[i].exe_cpu_max / cpus;
         s->user_exe_num++;
     }
+    tell_table();
     time_check_print_struct_info();
     return 1;
 }
@@ -110,6 +139,7 @@ static void switch_rows(const char *target, uint32_t enable, const char *functio
         if (!all)
             break;
     }
+    tell_table();
     if (!found)
         LOG_ERROR_OF(function, "connot found (%s) in TIME_CHECK_CPU_STRUCT!\n", target); // compat 18
     time_check_print_struct_info();
@@ -380,31 +410,35 @@ int32_t time_check_cpu_main()
         time_check_exe_struct *row = &state.time_check_cpu_struct.exe_info[i];
         const cpu_verdict verdict = judge(row);
         state.verdicts[i] = verdict;
+        if (row->exe_check_in != 1)
+            continue;
+        time_check_tell_look(&status_memory.main.rows[STATUS_CPU], &status_memory.main.cpu.programs[i],
+                             static_cast<uint8_t>(verdict));
         switch (verdict) {
-        case cpu_verdict::off:
-        case cpu_verdict::not_due:
-            break;
         case cpu_verdict::within_limit:
         case cpu_verdict::excused:
             row->exe_problem_check_num = 0;
             if (row->exe_spa_time < LONGEST_PERIOD)
                 row->exe_spa_time *= 2;
             break;
-        case cpu_verdict::over_limit:
-        case cpu_verdict::over_for_long:
+        default: // over the limit
             row->exe_problem_check_num++;
             row->exe_spa_time = OVER_LIMIT_PERIOD;
             if (verdict == cpu_verdict::over_for_long)
                 kill_program(row);
             break;
         }
+        tell_program(i);
     }
     return 1;
 }
 
 int32_t time_check_cpu()
 {
-    return state.time_check_cpu_struct.enable == 0 ? 1 : time_check_cpu_main();
+    if (state.time_check_cpu_struct.enable != 0)
+        return time_check_cpu_main();
+    status_judged(&status_memory.main.rows[STATUS_CPU], cpu_verdict::off);
+    return 1;
 }
 
 cpu_verdict time_check_cpu_verdict(uint32_t index)

@@ -8,6 +8,7 @@
 #include "time_check/time_check_dispatch.h"
 #include "time_check/time_check_ids.h"
 #include "time_check/time_check_log.h"
+#include "time_check/time_check_status.h"
 #include "time_check/time_check_text.h"
 #include "time_check/time_check_watchdog.h"
 
@@ -18,6 +19,43 @@ static struct daemon_state {
 } state;
 
 static time_check_msg_ops sys_time_check_daemon_ops = own_handler(TIME_CHECK_DAEMON, time_check_daemon_msg_handle);
+
+// ---- what it tells of itself ----
+
+static_assert(TIME_CHECK_DAEMON_EXE_MAX <= STATUS_PROGRAMS);
+
+static void tell_program(uint32_t index)
+{
+    const time_check_daemon_exe_struct *row = &state.time_check_daemon_struct.daemon_exe_info[index];
+    status_program *told = &status_memory.main.daemon.programs[index];
+    copy_text(told->name, sizeof told->name, row->daemon_exe_name);
+    told->watched = state.time_check_daemon_struct.enable != 0 && row->daemon_exe_enable == 1;
+    told->period = row->daemon_exe_spa_time;
+    told->count = row->daemon_exe_problem_check_num;
+    told->target = row->daemon_exe_check_num;
+    status_memory.main.changed = 1;
+}
+
+static void tell_table()
+{
+    status_memory.main.daemon.enabled = state.time_check_daemon_struct.enable;
+    status_memory.main.daemon.num = state.time_check_daemon_struct.user_daemon_exe_num;
+    for (uint32_t i = 0; i < state.time_check_daemon_struct.user_daemon_exe_num; i++)
+        tell_program(i);
+}
+
+// A program that nobody watches is not looked at, and tells nothing but that.
+static void tell_look(uint32_t index)
+{
+    status_row *row = &status_memory.main.rows[STATUS_DAEMON];
+    status_program *told = &status_memory.main.daemon.programs[index];
+    if (state.verdicts[index] != daemon_verdict::not_watched) {
+        time_check_tell_look(row, told, static_cast<uint8_t>(state.verdicts[index]));
+    } else {
+        status_judged(row, daemon_verdict::not_watched);
+        status_note(&told->verdict, daemon_verdict::not_watched);
+    }
+}
 
 // ---- table and messages ----
 
@@ -42,6 +80,7 @@ int32_t set_time_check_daemon_info()
         row->daemon_exe_enable = enable_by_key(row, row->daemon_exe_enable);
         s->user_daemon_exe_num++;
     }
+    tell_table();
     time_check_daemon_exe_print_struct_info();
     return 1;
 }
@@ -71,6 +110,7 @@ static void switch_rows(const char *target, bool start, const char *function = _
         if (!all)
             break;
     }
+    tell_table();
     if (!found)
         LOG_ERROR_OF(function, "connot found (%s) in TIME_CHECK_DAEMON_STRUCT!\n", target); // compat 18
     time_check_daemon_exe_print_struct_info();
@@ -213,6 +253,7 @@ static void time_check_daemon_main()
         state.time_check_daemon_check_num[i] = 0;
         const daemon_verdict verdict = judge(row);
         state.verdicts[i] = verdict;
+        tell_look(i);
         switch (verdict) {
         case daemon_verdict::not_watched:
         case daemon_verdict::runs:
@@ -232,6 +273,7 @@ static void time_check_daemon_main()
         case daemon_verdict::look_failed:
             break;
         }
+        status_note(&status_memory.main.daemon.programs[i].count, row->daemon_exe_problem_check_num);
     }
 }
 
@@ -239,6 +281,8 @@ int32_t time_check_daemon()
 {
     if (state.time_check_daemon_struct.enable != 0)
         time_check_daemon_main();
+    else
+        status_judged(&status_memory.main.rows[STATUS_DAEMON], daemon_verdict::off);
     return 1;
 }
 

@@ -7,15 +7,25 @@
 #include "time_check/time_check_dispatch.h"
 #include "time_check/time_check_ids.h"
 #include "time_check/time_check_log.h"
+#include "time_check/time_check_status.h"
 
 uint32_t _DEBUG_LIST_[TIME_CHECK_MAX_MODULE_NUM]; // NOLINT(bugprone-reserved-identifier)
 int32_t debug_tag;
 
 static time_check_msg_ops sys_time_check_debug_ops = own_handler(TIME_CHECK_DBG_MODULE, time_check_debug_msg_handle);
 
+static void tell_switches()
+{
+    uint32_t switches = 0;
+    for (uint32_t id = 0; id < TIME_CHECK_MAX_MODULE_NUM && id < 32; id++)
+        switches |= (_DEBUG_LIST_[id] != 0 ? 1U : 0U) << id;
+    status_note(&status_memory.main.debug, switches);
+}
+
 void time_check_debug_init()
 {
     memset(_DEBUG_LIST_, 0, sizeof _DEBUG_LIST_);
+    tell_switches();
     register_time_check_module_msg_opses(&sys_time_check_debug_ops, 1);
 }
 
@@ -36,6 +46,7 @@ int32_t set_time_check_debug_info(uint32_t id)
     debug_tag = debug_tag == 0;
     printf("___%d____debug_tag: %d_____\n", 63, debug_tag);
     _DEBUG_LIST_[id] = _DEBUG_LIST_[id] == 0;
+    tell_switches();
     return 1;
 }
 

@@ -1,14 +1,29 @@
 #include "time_check/time_check_watchdog.h"
 
 #include <cstring>
+#include <ctime>
 
 #include "platform/system.h"
 #include "time_check/time_check_log.h"
+#include "time_check/time_check_status.h"
 
 // No other capitalisation: a program may be called "All".
 bool time_check_names_all_programs(const char *target)
 {
     return strcmp(target, "all") == 0 || strcmp(target, "ALL") == 0;
+}
+
+void time_check_tell_look(status_row *row, status_program *program, uint8_t verdict)
+{
+    status_judged(row, verdict);
+    program->looked = time(nullptr);
+    program->verdict = verdict;
+    status_memory.main.changed = 1;
+}
+
+uint32_t time_check_tenths(float percent)
+{
+    return percent < 100000 ? static_cast<uint32_t>(percent * 10) : UINT32_MAX;
 }
 
 void time_check_kill_program(const char *name, const char *command, const char *function)
