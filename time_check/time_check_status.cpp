@@ -33,6 +33,9 @@ void status_wan_judged(int wan_id, uint8_t verdict)
 {
     status_row *row = &status_of_wan(wan_id)->row;
     status_memory.wans.acting_verdict = verdict;
-    if (row->verdict != verdict)
+    if (row->verdict != verdict) {
         status_turned(row, verdict);
+        row->count = 0;
+        row->target = 0;
+    }
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 
 #include "platform/config_keys.h"
 #include "platform/config_store.h"
@@ -11,6 +12,7 @@
 #include "platform/system.h"
 #include "platform/wifi.h"
 #include "time_check/time_check_setting.h"
+#include "time_check/time_check_status.h"
 #include "time_check/time_check_text.h"
 #include "time_check/wan_keys.h"
 #include "time_check/wan_surf_probe.h"
@@ -46,6 +48,49 @@ static struct reachability_state {
     int32_t ISLONE_TAG[WAN_NUM] = {1, 1};   // 1: down at the last look, the link must settle first
     reachability_verdict verdicts[WAN_NUM]; // the last pass's
 } state;
+
+// ---- what it tells of itself ----
+
+static_assert(WAN_NUM == STATUS_WANS);
+
+static void judged(int wan_id, reachability_verdict verdict)
+{
+    state.verdicts[wan_id - 1] = verdict;
+    status_wan_judged(wan_id, static_cast<uint8_t>(verdict));
+}
+
+// A look at a WAN begins: nothing is known of it now.
+static int64_t begin_look(int wan_id)
+{
+    status_wan *told = status_of_wan(wan_id);
+    status_begin_wan(wan_id, STATUS_UNJUDGED);
+    memset(told->answers, STATUS_NOT_ASKED, sizeof told->answers);
+    told->interface[0] = '\0';
+    told->address[0] = '\0';
+    return time(nullptr);
+}
+
+static void end_look(int wan_id, int64_t began)
+{
+    status_wan *told = status_of_wan(wan_id);
+    const bool is_forgiven = state.verdicts[wan_id - 1] == reachability_verdict::forgiven;
+    told->looked = time(nullptr);
+    told->duration = told->looked > began ? static_cast<uint32_t>(told->looked - began) : 0;
+    told->announced = state.current_internet_status[wan_id - 1].last_status;
+    told->row.count = is_forgiven ? told->forgiven : 0;
+    told->row.target = is_forgiven ? told->forgivable : 0;
+}
+
+static void tell_pass(int pause_s)
+{
+    status_wans *told = &status_memory.wans;
+    told->num = static_cast<uint32_t>(state.wann);
+    told->mode = static_cast<uint32_t>(state.WAN_MODE);
+    told->passes++;
+    told->next = time(nullptr) + pause_s;
+    told->changed = 1;
+    status_publish(STATUS_PART_WANS);
+}
 
 // ---- settings ----
 
@@ -124,6 +169,7 @@ void set_wan_tag(const char *name, const char *text)
 static void publish_online(int wan_id, bool online)
 {
     set_wan_tag(wan_key(wan_id, WAN_FIELD_ISONLN).text, online ? "1" : "0");
+    status_of_wan(wan_id)->published = online ? 1 : 0;
 }
 
 static void publish_check(int wan_id, bool probed)
@@ -186,7 +232,7 @@ static bool probe(int wan_id, const char *interface)
 {
     internet_status *status = &state.current_internet_status[wan_id - 1];
     const bool online = ping_connet_check(interface, status, wan_id) == 1;
-    state.verdicts[wan_id - 1] = judge_probe(status, online);
+    judged(wan_id, judge_probe(status, online));
     return online;
 }
 
@@ -209,10 +255,15 @@ static reachability_verdict judge_line(int wan_id, char (&name)[64])
         return reachability_verdict::no_link;
     const char *interface =
         getWanIfName(wan_id, time_check_atoi(state.sys_mode), time_check_atoi(state.conn_type[wan_id - 1]));
-    char address[WAN_ADDRESS_SIZE];
-    if (interface == nullptr || tpi_wan_get_ip(interface, address, wan_id) != 0)
+    if (interface == nullptr)
         return reachability_verdict::no_address;
+    status_wan *told = status_of_wan(wan_id);
+    char address[WAN_ADDRESS_SIZE];
     copy_text(name, sizeof name, interface);
+    copy_text(told->interface, sizeof told->interface, interface);
+    if (tpi_wan_get_ip(name, address, wan_id) != 0)
+        return reachability_verdict::no_address;
+    copy_text(told->address, sizeof told->address, address);
     return reachability_verdict::reachable;
 }
 
@@ -235,8 +286,9 @@ static void announce(int wan_id, int wan_num, const char *interface, uint32_t se
 static bool check_wired_wan(int wan_id, int wan_num)
 {
     char interface[64];
-    state.verdicts[wan_id - 1] = judge_line(wan_id, interface);
-    if (state.verdicts[wan_id - 1] != reachability_verdict::reachable) {
+    const reachability_verdict line = judge_line(wan_id, interface);
+    if (line != reachability_verdict::reachable) {
+        judged(wan_id, line);
         internet_status *status = &state.current_internet_status[wan_id - 1];
         publish_down(wan_id);
         status->current_status = IS_INTERNAL;
@@ -263,9 +315,12 @@ int ap_wan_surf_check(int *interval_s, int wan_num)
         return 0;
 
     int penalty_s = 0;
-    for (int wan_id = 1; wan_id <= wan_num && wan_id <= WAN_NUM; wan_id++)
+    for (int wan_id = 1; wan_id <= wan_num && wan_id <= WAN_NUM; wan_id++) {
+        const int64_t began = begin_look(wan_id);
         if (check_wired_wan(wan_id, wan_num))
             penalty_s += MOST_SAVED_S / wan_num;
+        end_look(wan_id, began);
+    }
     const int left_s = QUIET_INTERVAL_S - penalty_s;
     *interval_s = left_s <= 0 ? SHORTEST_INTERVAL_S : left_s;
     return 1;
@@ -277,14 +332,18 @@ int wisp_wan_surf_check(int *interval_s)
 {
     if (interval_s == nullptr)
         return 0;
+    const int64_t began = begin_look(1);
+    status_wan *told = status_of_wan(1);
+    copy_text(told->interface, sizeof told->interface, state.wl_ifname);
     const bool connected = tpi_wifi_wisp_connect_check(state.wl_ifname, state.wifi_wan_type[0]) == TPI_CONNECTED;
     if (connected) {
         let_settle(1);
         publish_probe(1, probe(1, nullptr));
     } else {
-        state.verdicts[0] = reachability_verdict::not_connected;
+        judged(1, reachability_verdict::not_connected);
         publish_down(1);
     }
+    end_look(1, began);
     *interval_s = connected ? QUIET_INTERVAL_S : SHORTEST_INTERVAL_S;
     return 1;
 }
@@ -294,9 +353,15 @@ int ap_clinet_wan_surf_check(int *interval_s)
     constexpr int NO_LEASE_INTERVAL_S = 5; // the upstream has not given an address yet
     if (interval_s == nullptr)
         return 0;
+    const int64_t began = begin_look(1);
+    status_wan *told = status_of_wan(1);
+    const char *const lan = getLanIfName();
     char address[IF_ADDRESS_SIZE];
-    if (getIfIp(getLanIfName(), address) < 0)
+    copy_text(told->interface, sizeof told->interface, lan);
+    if (getIfIp(lan, address) < 0)
         GetValue(KEY_LAN_IP, address);
+    else
+        copy_text(told->address, sizeof told->address, address);
     *interval_s = strcmp(address, state.lan_ip) == 0 ? NO_LEASE_INTERVAL_S : QUIET_INTERVAL_S;
 
     if (probe(1, nullptr)) {
@@ -305,6 +370,7 @@ int ap_clinet_wan_surf_check(int *interval_s)
     } else {
         publish_probe(1, false);
     }
+    end_look(1, began);
     return 1;
 }
 
@@ -312,8 +378,8 @@ int ap_clinet_wan_surf_check(int *interval_s)
 
 static int not_supported()
 {
-    for (reachability_verdict &verdict : state.verdicts)
-        verdict = reachability_verdict::not_supported;
+    for (int wan_id = 1; wan_id <= WAN_NUM; wan_id++)
+        judged(wan_id, reachability_verdict::not_supported);
     return -1;
 }
 
@@ -327,6 +393,7 @@ int surf_check(int *interval_s, int wan_num)
         return wan_num == 1 ? ap_clinet_wan_surf_check(interval_s) : not_supported();
     case WIRED:
         check_wan_connttype(wan_num);
+        status_begin_wan(1, STATUS_UNJUDGED);
         check_wanonln_status(1);
         return ap_wan_surf_check(interval_s, wan_num);
     default:
@@ -343,10 +410,16 @@ static bool renewal_wanted()
 
 void *wan_surf_check(void * /*unused*/)
 {
+    for (status_wan &wan : status_memory.wans.wan)
+        status_turned(&wan.row, 0);
+    status_begin_wan(1, STATUS_AT_START);
     wan_surf_check_init();
     for (;;) {
         surf_check(&state.sleep_time, state.wann);
-        if (renewal_wanted()) {
+        const bool renews = renewal_wanted();
+        tell_pass(renews ? 0 : state.sleep_time);
+        if (renews) {
+            status_begin_wan(1, STATUS_BY_MESSAGE);
             SetValue(KEY_SURF_CHECK_RENEW_FLAG, "0");
             wan_surf_check_init();
         } else {

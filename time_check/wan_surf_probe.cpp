@@ -12,13 +12,14 @@
 #include "platform/config_keys.h"
 #include "platform/config_store.h"
 #include "platform/network.h"
+#include "platform/status.h"
 #include "platform/system.h"
 #include "time_check/time_check_text.h"
 #include "time_check/wan_keys.h"
 
 // The console lines here carry fixed numbers, by which the readers of the log know them (compat 14).
 
-constexpr int PROBE_NUM = 3;
+constexpr int PROBE_NUM = STATUS_HOSTS;
 constexpr char DNS_CHAIN[] = "dns_drop";
 constexpr int DNS_PORT = 53;
 constexpr char RESOLV_CONF[] = "/etc/resolv.conf";
@@ -32,6 +33,7 @@ static struct probe_state {
     char ip_string[PROBE_NUM][64]; // the probe hosts in use
     char ipaddr[PROBE_NUM][16];    // their addresses; [0] empty: not resolved
     int32_t first_config = 1;      // 1: the policy rules have yet to be added
+    uint32_t names;                // why they are not resolved, a STATUS_ value
 } state;
 
 // ---- netfilter and policy rules ----
@@ -219,16 +221,17 @@ static bool is_own_address(const char *address)
 }
 
 // An answer that names this machine, or no machine at all, is none: its pings would come back without any internet
-// (decision 0127).
-static bool resolve(const char *host, char (&address)[16])
+// (decision 0127). STATUS_NAMES_WORK: it has an address.
+static uint32_t resolve(const char *host, char (&address)[16])
 {
     const hostent *entry = gethostbyname(host);
     if (entry == nullptr || inet_ntop(entry->h_addrtype, entry->h_addr_list[0], address, sizeof address) == nullptr)
-        return false;
+        return STATUS_NO_ANSWER;
     constexpr unsigned char LOOPBACK = 127;
     constexpr unsigned char MULTICAST = 224; // and above it what is reserved, and the broadcast address
     const auto network = static_cast<unsigned char>(entry->h_addr_list[0][0]);
-    return network != 0 && network != LOOPBACK && network < MULTICAST && !is_own_address(address);
+    const bool is_real = network != 0 && network != LOOPBACK && network < MULTICAST && !is_own_address(address);
+    return is_real ? STATUS_NAMES_WORK : STATUS_NO_REAL_ANSWER;
 }
 
 void dns_resolv()
@@ -236,11 +239,16 @@ void dns_resolv()
     if (state.ipaddr[0][0] != '\0')
         return;
     int count = 0;
+    state.names = STATUS_NAMES_WORK;
     for (const char *host : state.ip_string) {
-        if (!resolve(host, state.ipaddr[count]))
+        const uint32_t result = resolve(host, state.ipaddr[count]);
+        state.names = result > state.names ? result : state.names;
+        if (result != STATUS_NAMES_WORK)
             continue;
-        if (count > 0 && strcmp(state.ipaddr[count], state.ipaddr[count - 1]) == 0) // neighbours alone (compat 70)
+        if (count > 0 && strcmp(state.ipaddr[count], state.ipaddr[count - 1]) == 0) { // neighbours alone (compat 70)
+            state.names = STATUS_SAME_ANSWER;
             break;
+        }
         count++;
     }
     if (count == PROBE_NUM) {
@@ -252,36 +260,32 @@ void dns_resolv()
     adjust_resolv_conf_sequence();
 }
 
-static bool any_host_answers(const char *interface)
+static bool any_host_answers(const char *interface, uint8_t *answers)
 {
     constexpr int ROUNDS = 2;
     constexpr int PINGS = 2;
-    for (int round = 0; round < ROUNDS; round++)
-        for (const char *address : state.ipaddr)
-            if (ping_by_interface(address, PINGS, interface) == 0)
+    for (int round = 0; round < ROUNDS; round++) {
+        for (int host = 0; host < PROBE_NUM; host++) {
+            const bool answered = ping_by_interface(state.ipaddr[host], PINGS, interface) == 0;
+            answers[host] = answered ? STATUS_ANSWERED : STATUS_SILENT;
+            if (answered)
                 return true;
+        }
+    }
     return false;
 }
 
-int ping_connet_check(const char *interface, internet_status *status, int wanid)
-{
-    constexpr int32_t GRACE_PASSES = 5;
-    char online[16];
-    GetValue(wan_key(wanid, WAN_FIELD_ISONLN).text, online);
-    if (time_check_atoi(online) == 0) // what a WAN in trouble resolved may be stale
-        memset(state.ipaddr, 0, sizeof state.ipaddr);
-    dns_resolv();
-    if (state.ipaddr[0][0] == '\0') {
-        status->dns_resolve_status = DNS_RESOLVE_FAILED;
-        return 0;
-    }
-    status->dns_resolve_status = DNS_RESOLVE_SUCCESS;
-    if (state.first_config == 1) {
-        config_ip_rule_policy("add");
-        state.first_config = 0;
-    }
+constexpr int32_t GRACE_PASSES = 5;
 
-    if (any_host_answers(interface)) {
+static void tell_forgiven(status_wan *told, const internet_status *status)
+{
+    told->forgiven = status->internal_count > 0 ? static_cast<uint32_t>(status->internal_count) : 0;
+    told->forgivable = status->internal_count < 0 ? 0 : GRACE_PASSES;
+}
+
+static int probe(const char *interface, internet_status *status, uint8_t *answers)
+{
+    if (any_host_answers(interface, answers)) {
         status->internal_count = 0;
         status->current_status = IS_INTERNET;
         return 1;
@@ -292,4 +296,28 @@ int ping_connet_check(const char *interface, internet_status *status, int wanid)
     }
     status->current_status = IS_INTERNAL;
     return 0;
+}
+
+int ping_connet_check(const char *interface, internet_status *status, int wanid)
+{
+    status_wan *const told = &status_memory.wans.wan[wanid - 1];
+    char online[16];
+    GetValue(wan_key(wanid, WAN_FIELD_ISONLN).text, online);
+    if (time_check_atoi(online) == 0) // what a WAN in trouble resolved may be stale
+        memset(state.ipaddr, 0, sizeof state.ipaddr);
+    dns_resolv();
+    told->names = state.names;
+    memcpy(told->hosts, state.ipaddr, sizeof told->hosts);
+    if (state.ipaddr[0][0] == '\0') {
+        status->dns_resolve_status = DNS_RESOLVE_FAILED;
+        return 0;
+    }
+    status->dns_resolve_status = DNS_RESOLVE_SUCCESS;
+    if (state.first_config == 1) {
+        config_ip_rule_policy("add");
+        state.first_config = 0;
+    }
+    const int online_now = probe(interface, status, told->answers);
+    tell_forgiven(told, status);
+    return online_now;
 }
