@@ -48,11 +48,12 @@ static uint32_t time_of_day_or(const char *text, const char *standard)
 
 void tell_daily_schedule(status_daily *told, const daily_schedule *schedule, int32_t has_factory_start)
 {
-    status_note(&told->enabled, schedule->enabled);
-    status_note(&told->type, schedule->type);
-    status_note(&told->start, schedule->start_time);
-    status_note(&told->end, schedule->end_time);
-    status_note(&told->factory_start, has_factory_start);
+    told->enabled = schedule->enabled;
+    told->type = schedule->type;
+    told->start = schedule->start_time;
+    told->end = schedule->end_time;
+    told->factory_start = static_cast<uint32_t>(has_factory_start);
+    status_memory.main.changed = 1;
 }
 
 int32_t load_daily_schedule(daily_schedule *schedule, const daily_settings *settings)
@@ -139,20 +140,21 @@ uint32_t load_sched_rules(const char *family, sched_rule (&rules)[SCHED_RULES_MA
 
 void tell_sched_rules(status_weekly *told, uint32_t setting, const sched_rule *rules, uint32_t num)
 {
-    status_note(&told->setting, setting);
-    status_note(&told->num, num);
+    told->setting = setting;
+    told->num = num;
     for (uint32_t i = 0; i < num; i++) {
         const struct tm *off = &rules[i].tv[WLAN_PWDN_TM];
         const struct tm *on = &rules[i].tv[WLAN_PWUP_TM];
-        status_rule *rule = &told->rules[i];
-        status_note(&rule->start_hour, off->tm_hour);
-        status_note(&rule->start_minute, off->tm_min);
-        status_note(&rule->start_days, off->tm_wday);
-        status_note(&rule->end_hour, on->tm_hour);
-        status_note(&rule->end_minute, on->tm_min);
-        status_note(&rule->end_days, on->tm_wday);
-        status_note(&rule->passes_midnight, rules[i].type == WLAN_SW_DIFFDAY);
+        told->rules[i] = {.start_hour = static_cast<uint8_t>(off->tm_hour),
+                          .start_minute = static_cast<uint8_t>(off->tm_min),
+                          .start_days = static_cast<uint8_t>(off->tm_wday),
+                          .end_hour = static_cast<uint8_t>(on->tm_hour),
+                          .end_minute = static_cast<uint8_t>(on->tm_min),
+                          .end_days = static_cast<uint8_t>(on->tm_wday),
+                          .passes_midnight = rules[i].type == WLAN_SW_DIFFDAY,
+                          .reserved = 0};
     }
+    status_memory.main.changed = 1;
 }
 
 // ---- weekly: matching ----

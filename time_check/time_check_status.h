@@ -27,15 +27,19 @@ inline void status_acts_by(Verdict verdict)
     status_memory.main.acting_verdict = static_cast<uint8_t>(verdict);
 }
 
-// Notes a module's verdict, before anything is done about it.
+// Notes a module's verdict, a number of its own enumeration, before anything is done about it.
+inline void status_judged_number(status_row *row, uint8_t verdict)
+{
+    status_acts_by(verdict);
+    if (row->verdict != verdict) {
+        status_turned(row, verdict);
+        status_memory.main.changed = 1;
+    }
+}
 template <typename Verdict>
 inline void status_judged(status_row *row, Verdict verdict)
 {
-    status_acts_by(verdict);
-    if (row->verdict != static_cast<uint8_t>(verdict)) {
-        status_turned(row, static_cast<uint8_t>(verdict));
-        status_memory.main.changed = 1;
-    }
+    status_judged_number(row, static_cast<uint8_t>(verdict));
 }
 
 // Notes one of the main loop's numbers.
