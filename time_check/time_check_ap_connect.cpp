@@ -43,8 +43,6 @@ static void tell_counts()
     status_note(&status_memory.main.gateway.silent, silent);
     if (state.verdict == ap_connect_verdict::returning || state.verdict == ap_connect_verdict::failing)
         status_count(row, answered + silent, SETTLED_TICKS); // one of them is 0
-    else
-        status_count(row, 0, 0);
 }
 
 // ---- settings and messages ----
@@ -108,12 +106,10 @@ int32_t time_check_ap_connect()
 {
     char workmode[16];
     GetValue(KEY_SYS_WORKMODE, workmode);
-    if (strcmp(workmode, "ap") == 0) {
+    if (strcmp(workmode, "ap") == 0)
         time_check_ap_connect_main();
-    } else {
+    else
         judged(ap_connect_verdict::no_access_point);
-        status_count(row, 0, 0);
-    }
     return TIMER_CHECK_SUC;
 }
 

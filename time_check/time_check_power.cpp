@@ -302,8 +302,10 @@ static void take_sample(const moment *now)
 {
     const auto seconds = static_cast<uint32_t>(now->calendar);
     const uint32_t interval = time_check_seconds_apart(seconds, state.tmp_last_time);
-    if (interval == 0)
+    if (interval == 0) {
+        tell_counts();
         return;
+    }
     state.tmp_last_time = seconds;
     if (flow_check_forword_power(interval) == 0) {
         judged(judge_counts(&state));

@@ -284,8 +284,10 @@ static void take_sample(const moment *now)
 {
     const auto seconds = static_cast<uint32_t>(now->calendar);
     const uint32_t period = time_check_seconds_apart(seconds, state.tmp_last_time);
-    if (period == 0)
+    if (period == 0) {
+        tell_counts();
         return;
+    }
     const bool decided = flow_check_forword_reboot(period) == 1;
     state.tmp_last_time = seconds;
     if (decided) {

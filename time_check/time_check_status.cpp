@@ -10,6 +10,8 @@ void status_turned(status_row *row, uint8_t verdict)
 {
     row->verdict = verdict;
     row->next = 0;
+    row->count = 0;
+    row->target = 0;
     row->since = time(nullptr);
     row->since_uptime = get_uptime();
 }
@@ -33,9 +35,6 @@ void status_wan_judged(int wan_id, uint8_t verdict)
 {
     status_row *row = &status_of_wan(wan_id)->row;
     status_memory.wans.acting_verdict = verdict;
-    if (row->verdict != verdict) {
+    if (row->verdict != verdict)
         status_turned(row, verdict);
-        row->count = 0;
-        row->target = 0;
-    }
 }

@@ -10,7 +10,7 @@
 
 #include "platform/status.h"
 
-// A row that comes to another verdict, or at the start to its first: since when.
+// A row that comes to another verdict, or at the start to its first: since when. It counts nothing yet.
 void status_turned(status_row *row, uint8_t verdict);
 
 // Says who acts from now on, and before any of its rules has found anything.

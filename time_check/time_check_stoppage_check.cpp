@@ -241,6 +241,8 @@ static void tell_fault()
     int32_t fault = STOPPAGE_DEFAULT;
     if (state.verdict != stoppage_verdict::online && state.verdict != stoppage_verdict::not_a_router)
         fault = state.check_result > STOPPAGE_DEFAULT ? state.recheck_result : state.check_result;
+    if (fault == STOPPAGE_DEFAULT && status_memory.main.stoppage.fault == STOPPAGE_DEFAULT)
+        return;
     status_note(&status_memory.main.stoppage.fault, fault);
     status_note(&status_memory.main.stoppage.since_uptime, fault > STOPPAGE_DEFAULT ? state.first_up_time : 0);
     status_count(&status_memory.main.stoppage_row, 0, get_check_polling_time(fault));

@@ -75,7 +75,6 @@ static void tell_verdict()
         status_count(row, state.pppoe_missing, MISSING_TICKS);
         break;
     default:
-        status_count(row, 0, 0);
         break;
     }
 }
