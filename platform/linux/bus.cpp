@@ -18,6 +18,8 @@
 
 constexpr int64_t ROOM_TIMEOUT_MS = 2000;
 
+static char fault[RUN_FAULT_MAX]; // of the run directory
+
 const char *bus_result_text(bus_result result)
 {
     switch (result) {
@@ -37,6 +39,8 @@ const char *bus_result_text(bus_result result)
         return "no process holds the name";
     case BUS_NO_ROOM:
         return "the receiver's queue stayed full";
+    case BUS_RUN_DIRECTORY:
+        return run_directory_fault(fault);
     case BUS_SYSTEM_ERROR:
         return strerror(errno);
     }
@@ -121,7 +125,7 @@ static bus_result bind_name(const sockaddr_un *address, bool has_lock, bus_end *
 {
     bus_end fresh = *end;
     if (!make_run_directory())
-        return BUS_SYSTEM_ERROR;
+        return BUS_RUN_DIRECTORY;
     const bus_result result = has_lock ? BUS_DONE : take_lock(address->sun_path, &fresh.lock);
     if (result != BUS_DONE)
         return result;
@@ -193,6 +197,8 @@ static std::atomic<int> kept_posting_socket = -1;
 
 static bus_result result_of_send_error()
 {
+    if (errno == EACCES) // it may not be entered
+        return BUS_RUN_DIRECTORY;
     return errno == ENOENT || errno == ECONNREFUSED || errno == ECONNRESET ? BUS_NO_HOLDER : BUS_SYSTEM_ERROR;
 }
 

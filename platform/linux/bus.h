@@ -19,10 +19,12 @@ enum bus_result {
     BUS_HELD,           // another live process holds the name
     BUS_NO_HOLDER,      // no process holds the name
     BUS_NO_ROOM,        // the holder's queue stayed full
+    BUS_RUN_DIRECTORY,  // the run directory is not as it must be; errno says what
     BUS_SYSTEM_ERROR,   // errno says what
 };
 
-// What a result means, for people; BUS_SYSTEM_ERROR gives errno's text, so ask at once.
+// What a result means, for people; the last two go by errno, so ask at once. The text stays until the next call in this
+// thread or another.
 const char *bus_result_text(bus_result result);
 
 // A name held on the bus.
@@ -31,7 +33,8 @@ struct bus_end {
     int lock;   // held for as long as the name is
 };
 
-// Takes a name. A name whose holder has died is free. BUS_DONE, BUS_BAD_NAME, BUS_HELD or BUS_SYSTEM_ERROR.
+// Takes a name. A name whose holder has died is free. BUS_DONE, BUS_BAD_NAME, BUS_HELD,
+// BUS_RUN_DIRECTORY or BUS_SYSTEM_ERROR.
 bus_result bus_open(const char *name, bus_end *end);
 
 // Whether senders still find the end under its name: somebody may have removed the run directory, or what is in it.
@@ -45,7 +48,8 @@ bus_result bus_open_anew(const char *name, bus_end *end);
 void bus_close(bus_end *end);
 
 // Posts a text to a name, waiting up to two seconds for room.
-// BUS_DONE (the holder's queue has it), BUS_BAD_NAME, BUS_TOO_LONG, BUS_NO_HOLDER, BUS_NO_ROOM or BUS_SYSTEM_ERROR.
+// BUS_DONE (the holder's queue has it), BUS_BAD_NAME, BUS_TOO_LONG, BUS_NO_HOLDER, BUS_NO_ROOM, BUS_RUN_DIRECTORY or
+// BUS_SYSTEM_ERROR.
 // Any thread.
 bus_result bus_post(const char *to, const char *text);
 

@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+constexpr unsigned ALL_BITS = 07777; // of a mode
+
 const char *run_directory()
 {
     const char *configured = getenv("TIME_CHECK_RUN_DIR");
@@ -31,9 +33,19 @@ bool make_run_directory()
     return true;
 }
 
-const char *run_directory_fault()
+const char *run_directory_fault(char (&text)[RUN_FAULT_MAX])
 {
-    return errno == EPERM ? "it must be this user's alone, with mode 0700" : strerror(errno);
+    const int error = errno;
+    struct stat found = {};
+    if (stat(run_directory(), &found) != 0)
+        snprintf(text, sizeof text, "run directory %.99s: %s", run_directory(), strerror(error));
+    else
+        snprintf(text, sizeof text,
+                 "run directory %.99s: user %u's %s, mode %04o; wanted: user %u's directory, mode 0700",
+                 run_directory(), found.st_uid, S_ISDIR(found.st_mode) ? "directory" : "file", found.st_mode & ALL_BITS,
+                 geteuid());
+    errno = error;
+    return text;
 }
 
 void run_path(const char *name, char (&path)[RUN_PATH_MAX])

@@ -12,8 +12,11 @@ const char *run_directory();
 // made, or what is there is not a directory of this user that is closed to others (EPERM, ENOTDIR). Any thread.
 bool make_run_directory();
 
-// For people: what errno says after that.
-const char *run_directory_fault();
+constexpr size_t RUN_FAULT_MAX = 256; // bytes of a fault with its end
+
+// For people, after make_run_directory() or when errno is EACCES: the folder, what is wrong with it and what is wanted.
+// Gives `text`. errno is kept. Any thread.
+const char *run_directory_fault(char (&text)[RUN_FAULT_MAX]);
 
 constexpr size_t RUN_PATH_MAX = 512; // bytes of a path with its end
 

@@ -133,8 +133,12 @@ TEST_F(Bus, RunDirectoryThatIsOpenToOthersIsRefused)
 {
     ASSERT_EQ(mkdir(getenv("TIME_CHECK_RUN_DIR"), 0700), 0);
     ASSERT_EQ(chmod(getenv("TIME_CHECK_RUN_DIR"), 0755), 0);
-    EXPECT_EQ(bus_open("time_check", &end), BUS_SYSTEM_ERROR);
+    EXPECT_EQ(bus_open("time_check", &end), BUS_RUN_DIRECTORY);
     EXPECT_EQ(errno, EPERM);
+    const std::string user = std::to_string(geteuid());
+    EXPECT_EQ(bus_result_text(BUS_RUN_DIRECTORY), std::string("run directory ") + getenv("TIME_CHECK_RUN_DIR") +
+                                                      ": user " + user + "'s directory, mode 0755; wanted: user " +
+                                                      user + "'s directory, mode 0700");
 }
 
 TEST_F(Bus, TextsOfEveryLengthUpToTheLimitTravelWhole)

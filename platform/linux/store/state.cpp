@@ -80,7 +80,8 @@ static constexpr size_t LONGEST_NAME = 25; // of a file in the run directory, wi
 static int open_state_file()
 {
     if (!make_run_directory()) {
-        store_line("cannot use the run directory %s: %s", run_directory(), run_directory_fault());
+        char fault[RUN_FAULT_MAX];
+        store_line("%s", run_directory_fault(fault));
         return -1;
     }
     if (strlen(run_directory()) + LONGEST_NAME > RUN_PATH_MAX) {
