@@ -31,5 +31,5 @@ elseif(TIME_CHECK_PLATFORM STREQUAL "linux")
     endforeach()
 else()
     # A ground need not have what stands in platform/common; what it has goes first.
-    target_link_libraries(time_check PRIVATE daemon_objects time_check_ground platform_common)
+    target_link_libraries(time_check PRIVATE daemon_objects time_check_ground platform_program platform_common)
 endif()

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "platform/message_bus.h"
+#include "platform/program.h"
 #include "time_check/time_check_dispatch.h"
 #include "time_check/time_check_ids.h"
 #include "time_check/time_check_log.h"
@@ -142,8 +143,15 @@ static void start_reachability_thread()
     pthread_attr_destroy(&attributes);
 }
 
-int main()
+static void read_settings_again()
 {
+    read_time_check_module_settings();
+    wan_surf_check_renew();
+}
+
+int main(int count, char *arguments[])
+{
+    program_begin(count, arguments, wan_surf_check_end, read_settings_again);
     setvbuf(stdout, log_line, _IOLBF, sizeof log_line);
 
     if (RegMsgHandle("time_check", "*", TimeCheckMsgHandle) == 0) {

@@ -137,6 +137,19 @@ void init_time_check_module_entries()
     }
 }
 
+// The debug module has no settings, and its message is a switch; power saving's ends what a user has asked for
+// (decision 0148).
+void read_time_check_module_settings()
+{
+    TIME_CHECK_MODULES_COMMON_STRUCT message = {};
+    for (int32_t id = TIME_CHECK_DBG_MODULE + 1; id < TIME_CHECK_MAX_MODULE_NUM; id++) {
+        if (id == TIME_CHECK_POWER)
+            set_time_check_power_info();
+        else
+            handle_time_check_module_msg(id, &message);
+    }
+}
+
 int32_t find_time_check_module_id_by_name(const char *name)
 {
     for (const time_check_module_entry &entry : time_check_modules.entries) {

@@ -9,6 +9,10 @@ void init_time_check_module_entries();
 
 void init_time_check_module_index();
 
+// Has every module read its settings again, in id order, as the message of its bare name does; a user's waking of the
+// router from power saving stays as it is. Main thread, between ticks.
+void read_time_check_module_settings();
+
 // The id of the module of exactly this name, or -1; a line says which.
 int32_t find_time_check_module_id_by_name(const char *name);
 

@@ -428,6 +428,16 @@ void *wan_surf_check(void * /*unused*/)
     }
 }
 
+void wan_surf_check_renew()
+{
+    SetValue(KEY_SURF_CHECK_RENEW_FLAG, "1");
+}
+
+void wan_surf_check_end()
+{
+    remove_probe_rules();
+}
+
 reachability_verdict wan_surf_verdict(int wan_id)
 {
     return state.verdicts[wan_id - 1];

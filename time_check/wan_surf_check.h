@@ -1,7 +1,7 @@
 // The reachability check: whether the internet is really there, per WAN, on a thread of its own.
 //
-// All functions belong to that thread. What it finds it publishes in the store ("wan%d_isonln", "wan%d_check") and
-// tells netctrl; it shares no memory with the modules of the main loop.
+// All functions belong to that thread, but for the last two. What it finds it publishes in the store ("wan%d_isonln",
+// "wan%d_check") and tells netctrl; it shares no memory with the modules of the main loop.
 #ifndef TIME_CHECK_WAN_SURF_CHECK_H
 #define TIME_CHECK_WAN_SURF_CHECK_H
 
@@ -43,5 +43,12 @@ void check_wanonln_status(int wan_id);
 
 // What the last pass found of WAN `wan_id` (1 or 2); before the first one, the first verdict.
 reachability_verdict wan_surf_verdict(int wan_id);
+
+// For the main thread: has the settings read again after the pass that is under way or the next.
+void wan_surf_check_renew();
+
+// For the main thread, at the program's end, when that thread can run no command any more: takes away what the check
+// has set up in the kernel.
+void wan_surf_check_end();
 
 #endif

@@ -38,11 +38,16 @@ static struct probe_state {
 
 // ---- netfilter and policy rules ----
 
-static void new_dns_chain()
+static void remove_dns_chain()
 {
     doSystemCmd("iptables -D OUTPUT -p udp --dport %d -m state --state NEW -j %s", DNS_PORT, DNS_CHAIN);
     doSystemCmd("iptables -F %s", DNS_CHAIN);
     doSystemCmd("iptables -X %s", DNS_CHAIN);
+}
+
+static void new_dns_chain()
+{
+    remove_dns_chain();
     doSystemCmd("iptables -N %s", DNS_CHAIN);
     doSystemCmd("iptables -A OUTPUT -p udp --dport %d -m state --state NEW -j %s", DNS_PORT, DNS_CHAIN);
 }
@@ -87,6 +92,14 @@ void config_ip_rule_policy(const char *action)
                             priority);
         }
     }
+}
+
+// Of both WANs: there may have been more than there are now.
+void remove_probe_rules()
+{
+    remove_dns_chain();
+    for (int rule = 0; rule < PROBE_NUM * WAN_NUM; rule++)
+        doSystemCmd("ip rule del prio %d", IPRULE_POLICY_PRIO_ID_INTERNET_CHECK + rule);
 }
 
 void reset_probe()

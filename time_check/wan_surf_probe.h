@@ -35,6 +35,9 @@ void set_probe_hosts(const char *country);
 // Makes the DNS block and the policy rules afresh and empty, and forgets the probe addresses.
 void reset_probe();
 
+// Takes all of them away, of as many WANs as there may ever have been. At the program's end, on the main thread.
+void remove_probe_rules();
+
 // Adds or removes the rule that blocks new DNS queries out of `interface`, or makes the chain of these rules afresh and
 // empty (`interface` is not looked at then). Anything else is only logged.
 void config_iptables_rule(const char *interface, iptables_cmd command);

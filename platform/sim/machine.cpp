@@ -9,7 +9,7 @@
 #include "platform/sim/daemon_state.h"
 #include "platform/sim/virtual_router.h"
 
-extern "C" int time_check_main(); // the daemon's main, under the name that it has in here
+extern "C" int time_check_main(int count, char **arguments); // the daemon's main, under the name that it has in here
 
 namespace sim
 {
@@ -72,7 +72,12 @@ void Machine::hand_over()
     while (!messages_.empty()) {
         const Message message = std::move(messages_.front());
         messages_.pop_front();
-        handle_(message.sender.c_str(), message.text.c_str());
+        if (message.wish == nullptr)
+            handle_(message.sender.c_str(), message.text.c_str());
+        else if (message.wish == end_daemon_)
+            end_by_daemon();
+        else
+            message.wish();
     }
 }
 
@@ -121,12 +126,21 @@ void Machine::restart_by_daemon()
     current_->fiber->leave_for_good();
 }
 
+void Machine::end_by_daemon()
+{
+    end_daemon_();
+    end_asked_ = true;
+    current_->fiber->leave_for_good();
+}
+
 // ---- the test's side ----
 
 void Machine::run_main()
 {
     main_runs_ = true;
-    main_result_ = time_check_main();
+    char name[] = "time_check";
+    char *arguments[] = {name, nullptr};
+    main_result_ = time_check_main(1, arguments);
     main_runs_ = false;
 }
 
@@ -174,10 +188,15 @@ void Machine::enter(Thread &thread)
     Thread *const outside = std::exchange(current_, &thread);
     thread.fiber->enter();
     current_ = outside;
-    if (restart_asked_)
+    if (restart_asked_) {
         begin_anew();
-    else if (thread.fiber->ended())
+    } else if (end_asked_) {
+        end_asked_ = false;
+        main_result_ = 0;
+        forget_daemon();
+    } else if (thread.fiber->ended()) {
         std::erase_if(threads_, [&thread](const auto &each) { return each.get() == &thread; });
+    }
 }
 
 // Does the next thing that is due up to `limit`; false when there is none, and then it is `limit`. Changes of the world
@@ -234,9 +253,23 @@ void Machine::run_until(const std::string &local)
 
 bool Machine::post(std::string text, std::string sender)
 {
-    if (handle_ == nullptr)
-        return false;
-    messages_.push_back({.sender = std::move(sender), .text = std::move(text)});
+    return handle_ != nullptr && deliver({.sender = std::move(sender), .text = std::move(text)});
+}
+
+bool Machine::ask_to_end()
+{
+    return main_runs_ && deliver({.sender = "", .text = "", .wish = end_daemon_});
+}
+
+bool Machine::ask_to_read_again()
+{
+    return main_runs_ && deliver({.sender = "", .text = "", .wish = read_again_});
+}
+
+// Always true.
+bool Machine::deliver(Message message)
+{
+    messages_.push_back(std::move(message));
     Thread *main = nullptr;
     for (const auto &thread : threads_)
         if (thread->takes_messages)
@@ -270,20 +303,25 @@ void Machine::restart()
 }
 
 // The daemon's threads are given up where they stand, as a machine gives them up.
-void Machine::begin_anew()
+void Machine::forget_daemon()
 {
-    const bool had_main = main_runs_;
-    restart_asked_ = false;
     threads_.clear();
     messages_.clear();
     handle_ = nullptr;
     main_runs_ = false;
     main_sleeps_ = false;
-    restarts_++;
-    router().machine_restarted();
     restore_daemon_state();
     srandom(1); // as a process finds them
     srand(1);
+}
+
+void Machine::begin_anew()
+{
+    const bool had_main = main_runs_;
+    restart_asked_ = false;
+    restarts_++;
+    router().machine_restarted();
+    forget_daemon();
     const Micros up = clock.now() + restart_takes_s_ * SECOND;
     clock.machine_starts_at(up);
     if (had_main)

@@ -63,6 +63,11 @@ public:
     // length; a restart loses what was not handed over. With no daemon booted, and the bus name taken by a function
     // that the test called, it is handed over inside this call.
     bool post(std::string text, std::string sender = "test");
+    // Ask of the daemon what a signal does: to end in order, or to read its settings again. It does so in its current
+    // or next sleep, at once when it is asleep, in the order of messages. The end leaves the router as it then is, and
+    // a later boot() starts a fresh daemon. False: none was booted, or it has ended.
+    bool ask_to_end();
+    bool ask_to_read_again();
     // A change of the world, seconds from now. Changes come before the daemon's threads at the same moment, and in the
     // order in which they were ordered. They outlive a restart. A time below 0 is now; to repeat itself a change
     // orders its next. It runs outside the daemon's threads, between two of their waits, never in the middle of a
@@ -110,6 +115,12 @@ public:
     {
         return current_ == nullptr || current_->takes_messages;
     }
+    // What asks of the daemon lead to.
+    void take_program(void (*end)(), void (*read_again)())
+    {
+        end_daemon_ = end;
+        read_again_ = read_again;
+    }
     // Takes the bus name, the only one that there is; whatever is posted goes to `handle`. False: it is held. A restart
     // sets it free, a main that returns does not.
     bool take_name(message_handle_fn handle);
@@ -133,6 +144,7 @@ private:
     struct Message {
         std::string sender;
         std::string text;
+        void (*wish)() = nullptr; // what to call instead, when it is no message but an ask
     };
 
     // How far the test lets time pass now: to a moment, to a pass of the main loop, to a clock that is set. A fibre
@@ -155,6 +167,9 @@ private:
     void run_main();
     void start_main(Micros when);
     void begin_anew();
+    void forget_daemon();
+    bool deliver(Message message);
+    void end_by_daemon();
 
     Run run_;
     std::vector<std::unique_ptr<Thread>> threads_;
@@ -164,10 +179,13 @@ private:
     uint64_t change_number_ = 0;
     std::deque<Message> messages_;
     message_handle_fn handle_ = nullptr;
+    void (*end_daemon_)() = nullptr;
+    void (*read_again_)() = nullptr;
     bool main_runs_ = false; // also while it waits for the end of a restart
     bool main_sleeps_ = false;
     int main_result_ = -1;
     bool restart_asked_ = false; // by a thread, which cannot take its own stack away
+    bool end_asked_ = false;     // as well
     int restart_takes_s_ = 20;
     uint64_t ticks_ = 0;
     uint64_t steps_without_time_ = 0;

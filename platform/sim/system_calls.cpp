@@ -2,6 +2,7 @@
 #include <cstdlib>
 
 #include "platform/message_bus.h"
+#include "platform/program.h"
 #include "platform/sim/virtual_router.h"
 #include "platform/system.h"
 
@@ -43,6 +44,11 @@ int tpi_systool_reboot(void)
     if (!router().reboot_returns)
         router().restart_by_daemon();
     return 0;
+}
+
+void program_begin(int /*count*/, char *const /*arguments*/[], void (*end)(void), void (*read_again)(void))
+{
+    router().take_program(end, read_again);
 }
 
 int RegMsgHandle(const char * /*name*/, const char * /*filter*/, message_handle_fn handle)

@@ -38,6 +38,49 @@ TEST_F(Start, WithoutTheBusNameTheDaemonEndsWithALine)
     EXPECT_EQ(box.faults.made("GetValue"), 0U);
 }
 
+// ---- what signals ask for ----
+
+TEST_F(MainLoop, AskedToReadAgainEveryModuleDoesAsForItsMessage)
+{
+    box.boot();
+    box.store.set("sys.schedulereboot.start_time", "3:17");
+    box.store.set("sys.powersleep.start_time", "1:23");
+    box.log.clear();
+    EXPECT_TRUE(box.ask_to_read_again());
+    EXPECT_THAT(box.log.lines(), Contains(HasSubstr("SYS_SCHED_REBOOT mode function to be added...")));
+    EXPECT_THAT(box.log.lines(), Contains(HasSubstr("start_time:03:17")));
+    EXPECT_THAT(box.log.lines(), Contains(HasSubstr("start_time:01:23")));
+    EXPECT_THAT(box.log.lines(), Not(Contains(HasSubstr("debug_tag")))) << "the debug module's message is a switch";
+    EXPECT_EQ(*box.store.value_of("surf_check_renew_flag"), "1");
+}
+
+TEST_F(MainLoop, AskedToReadAgainPowerSavingKeepsTheUsersWaking)
+{
+    box.boot();
+    box.log.clear();
+    box.ask_to_read_again();
+    EXPECT_THAT(box.log.lines(), Not(Contains(HasSubstr("SYS_SCHED_POWER mode function"))));
+}
+
+TEST_F(MainLoop, AskedToEndTheDaemonTakesItsRulesAwayAndNothingElse)
+{
+    box.boot();
+    box.run(10);
+    box.journal.clear();
+    EXPECT_TRUE(box.ask_to_end());
+    EXPECT_FALSE(box.running());
+    EXPECT_EQ(box.exit_status(), 0);
+    EXPECT_EQ(box.threads(), 0U);
+    const std::vector<std::string> acts = box.journal.lines();
+    ASSERT_EQ(acts.size(), 9U);
+    EXPECT_THAT(acts[0], HasSubstr("iptables -D OUTPUT -p udp --dport 53 -m state --state NEW -j dns_drop"));
+    EXPECT_THAT(acts[1], HasSubstr("iptables -F dns_drop"));
+    EXPECT_THAT(acts[2], HasSubstr("iptables -X dns_drop"));
+    EXPECT_THAT(acts[3], HasSubstr("ip rule del prio 5000"));
+    EXPECT_THAT(acts[8], HasSubstr("ip rule del prio 5005"));
+    EXPECT_TRUE(box.boot()) << "and begins anew when it is started again";
+}
+
 TEST_F(Start, WithoutAThreadTheDaemonGoesOn)
 {
     box.faults.fail("pthread_create", 1, EAGAIN);
