@@ -18,6 +18,7 @@
 #include "platform/linux/command.h"
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
+#include "platform/linux/program.h"
 #include "platform/linux/store_setting.h"
 #include "platform/linux/watched.h"
 
@@ -138,8 +139,7 @@ static bool wait_by_looking(pid_t pid, int *status, int64_t deadline)
     while (!has_ended(pid, status)) {
         if (monotonic_ms() >= deadline)
             return false;
-        const timespec pause = timespec_of_ms(pause_ms);
-        clock_nanosleep(CLOCK_MONOTONIC, 0, &pause, nullptr);
+        program_wait(nullptr, 0, pause_ms);
         if (pause_ms < LONGEST_PAUSE_MS)
             pause_ms *= 2;
     }
@@ -164,16 +164,15 @@ static bool wait_until(pid_t pid, int *status, int64_t deadline)
         return wait_by_looking(pid, status, deadline);
     bool ended = has_ended(pid, status);
     for (int64_t left_ms = deadline - monotonic_ms(); !ended && left_ms > 0; left_ms = deadline - monotonic_ms()) {
-        const timespec timeout = timespec_of_ms(left_ms);
         pollfd end = {.fd = descriptor, .events = POLLIN, .revents = 0};
-        ppoll(&end, 1, &timeout, nullptr);
+        program_wait(&end, 1, left_ms);
         ended = has_ended(pid, status);
     }
     close(descriptor);
     return ended;
 }
 
-static int deadline_s()
+int command_deadline_s()
 {
     const char *configured = getenv("TIME_CHECK_COMMAND_DEADLINE_S");
     const int seconds = configured == nullptr ? 0 : leading_integer(configured);
@@ -205,7 +204,10 @@ static bool end_by(int64_t deadline, pid_t pid, int timeout_s, const char *name,
 static int finish(pid_t pid, int timeout_s, const char *name)
 {
     int status = 0;
-    if (!end_by(after_s(timeout_s), pid, timeout_s, name, &status))
+    program_notes_command(pid);
+    const bool has_ended = end_by(after_s(timeout_s), pid, timeout_s, name, &status);
+    program_notes_command(0);
+    if (!has_ended)
         return NOT_RUN;
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
@@ -245,8 +247,12 @@ int doSystemCmd(const char *format, ...)
         return NOT_RUN;
     }
 
+    program_notes_command(-1);
     const pid_t pid = start_shell(command, -1);
-    return pid < 0 ? NOT_RUN : finish(pid, deadline_s(), command);
+    if (pid >= 0)
+        return finish(pid, command_deadline_s(), command);
+    program_notes_command(0);
+    return NOT_RUN;
 }
 
 // The file of ">PATH"; -1: none, or it cannot be opened, and then the output goes where the caller's goes. Devices are
@@ -281,7 +287,7 @@ int _eval(char *const argv[], const char *redirect, int timeout, int *pid) // NO
         *pid = started;
         return 0;
     }
-    return finish(started, timeout > 0 ? timeout : deadline_s(), argv[0]);
+    return finish(started, timeout > 0 ? timeout : command_deadline_s(), argv[0]);
 }
 
 int done_in_a_child(void (*act)())
@@ -297,7 +303,7 @@ int done_in_a_child(void (*act)())
         return 0;
     }
     int status = 0;
-    const int timeout_s = deadline_s();
+    const int timeout_s = command_deadline_s();
     return wait_until(pid, &status, after_s(timeout_s)) ? 0 : timeout_s;
 }
 
@@ -315,10 +321,13 @@ static struct {
 // The output is at its end once the deadline has passed.
 static ssize_t read_output(void * /*cookie*/, char *text, size_t size)
 {
-    const int64_t left_ms = read_command.deadline - monotonic_ms();
-    const timespec timeout = timespec_of_ms(left_ms);
     pollfd readable = {.fd = read_command.output, .events = POLLIN, .revents = 0};
-    if (left_ms <= 0 || ppoll(&readable, 1, &timeout, nullptr) <= 0)
+    int ready = -1;
+    while (ready < 0) {
+        const int64_t left_ms = read_command.deadline - monotonic_ms();
+        ready = left_ms <= 0 ? 0 : program_wait(&readable, 1, left_ms);
+    }
+    if (ready == 0)
         return 0;
     return read(read_command.output, text, size);
 }
@@ -342,7 +351,8 @@ FILE *__wrap_popen(const char *command, const char *mode) // NOLINT(bugprone-res
             fclose(stream);
         return nullptr;
     }
-    const int timeout_s = deadline_s();
+    const int timeout_s = command_deadline_s();
+    program_notes_command(pid);
     read_command = {.pid = pid, .output = ends[0], .timeout_s = timeout_s, .deadline = after_s(timeout_s), .name = ""};
     snprintf(read_command.name, sizeof read_command.name, "%s", command);
     return stream;
@@ -354,6 +364,7 @@ int __wrap_pclose(FILE *stream) // NOLINT(bugprone-reserved-identifier)
     fclose(stream);
     close(read_command.output); // who has more to print than was read ends
     end_by(read_command.deadline, read_command.pid, read_command.timeout_s, read_command.name, &status);
+    program_notes_command(0);
     read_command.pid = 0;
     return status;
 }

@@ -6,4 +6,7 @@
 // the deadline of commands. 0: done. Otherwise the seconds after which it went on without; the child is left to itself.
 int done_in_a_child(void (*act)());
 
+// The seconds after which a command is ended. Any thread.
+int command_deadline_s();
+
 #endif

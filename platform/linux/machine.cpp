@@ -9,7 +9,9 @@
 
 #include "platform/config_keys.h"
 #include "platform/linux/command.h"
+#include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
+#include "platform/linux/program.h"
 #include "platform/linux/store_setting.h"
 
 static bool disks_have_hung;
@@ -23,8 +25,19 @@ int get_uptime(void)
     return static_cast<int>(now.tv_sec);
 }
 
+// The program may be asked to end meanwhile, and what comes behind a long pause, a restart, say, is then left undone.
+static void pause_main_thread(int seconds)
+{
+    const int64_t deadline = monotonic_ms() + int64_t{seconds} * MS_A_SECOND;
+    for (int64_t left_ms = deadline - monotonic_ms(); left_ms > 0; left_ms = deadline - monotonic_ms()) {
+        program_wait(nullptr, 0, left_ms);
+    }
+}
+
 void system_sleep(int seconds)
 {
+    if (program_is_main())
+        return pause_main_thread(seconds);
     timespec left = {.tv_sec = seconds > 0 ? seconds : 0, .tv_nsec = 0};
     while (clock_nanosleep(CLOCK_MONOTONIC, 0, &left, &left) == EINTR) {
     }

@@ -3,7 +3,6 @@
 #include "platform/message_bus.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -13,6 +12,8 @@
 #include "platform/linux/bus.h"
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
+#include "platform/linux/program.h"
+#include "platform/linux/service_manager.h"
 #include "platform/linux/status_file.h"
 #include "platform/linux/store/admin.h"
 #include "platform/linux/watched.h"
@@ -27,24 +28,15 @@ static bool is_registered;
 static pthread_t message_thread; // who registered, and so who is served
 static message_handle_fn handle_message;
 
-// A log that nobody reads any more, and files that may not grow, are errors of the calls that write, and end nobody.
-static void outlive_failed_writes()
-{
-    struct sigaction ignore = {};
-    ignore.sa_handler = SIG_IGN;
-    sigaction(SIGPIPE, &ignore, nullptr);
-    sigaction(SIGXFSZ, &ignore, nullptr);
-}
-
 int RegMsgHandle(const char *name, const char *filter, message_handle_fn handle)
 {
-    outlive_failed_writes();
     if (name == nullptr || filter == nullptr || handle == nullptr || strcmp(filter, "*") != 0 || is_registered)
         return 0;
     config_store_wait(); // here, before anything is read: nothing in the daemon may begin with empty settings
     const bus_result result = bus_open(name, &own_end);
     if (result != BUS_DONE) {
         ground_log("bus: cannot take the name %s: %s", name, bus_result_text(result));
+        service_failed(name, result);
         return 0;
     }
     snprintf(own_name, sizeof own_name, "%s", name);
@@ -52,6 +44,7 @@ int RegMsgHandle(const char *name, const char *filter, message_handle_fn handle)
     message_thread = pthread_self();
     is_registered = true;
     status_file_begin();
+    program_serves();
     zone_watch_begin();
     return 1;
 }
@@ -156,12 +149,16 @@ static void end_watch(const pollfd *things, bool is_quiet)
     pollfd *const things = readable + 1;
     readable[0] = {.fd = own_end.socket, .events = POLLIN, .revents = 0};
     begin_to_watch(things);
+    program_act();
     int told = -1; // 0: nothing more came until the time was up
     for (int64_t left_ms = milliseconds; left_ms > 0; left_ms = deadline - monotonic_ms()) {
-        const timespec timeout = timespec_of_ms(left_ms);
-        told = ppoll(readable, 1 + WATCHED_NUMBER, &timeout, nullptr);
+        told = program_wait(readable, 1 + WATCHED_NUMBER, left_ms);
         if (told == 0)
             break;
+        if (told < 0) {
+            program_act();
+            continue;
+        }
         take_changes(things);
         while (readable[0].revents != 0 && hand_over_one_message() && monotonic_ms() < deadline) {
         }
