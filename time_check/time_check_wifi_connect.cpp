@@ -65,14 +65,14 @@ static void tell_verdict()
     status_judged(row, state.verdict);
     switch (state.verdict) {
     case wifi_connect_verdict::waiting_for_dhcp_client:
-        status_count(row, state.counts, GATE_TICKS);
+        status_count(row, static_cast<uint32_t>(state.counts), GATE_TICKS);
         break;
     case wifi_connect_verdict::wan_lost:
     case wifi_connect_verdict::association_lost:
         status_count(row, static_cast<uint32_t>(status_memory.main.uplink.lost), LINK_BOUNCE_S);
         break;
     case wifi_connect_verdict::pppoe_missing:
-        status_count(row, state.pppoe_missing, MISSING_TICKS);
+        status_count(row, static_cast<uint32_t>(state.pppoe_missing), MISSING_TICKS);
         break;
     default:
         break;
