@@ -124,7 +124,7 @@ TEST_F(LinuxStore, SaysWhyTheRunDirectoryCannotBeMade)
     char value[8] = "before";
     const std::string line = said([&] { EXPECT_EQ(GetValue("a", value), 0); });
     EXPECT_STREQ(value, "");
-    EXPECT_NE(line.find("store: cannot use the run directory " + (folders.run() / "deeper").string() +
+    EXPECT_NE(line.find("store: run directory " + (folders.run() / "deeper").string() +
                         ": No such file or directory\n"),
               std::string::npos)
         << line;
