@@ -13,15 +13,26 @@ static_assert(sizeof(status_main) % sizeof(uint32_t) == 0 && sizeof(status_wans)
 // ---- writing ----
 
 // Each word is stored after what was stored before it, so that nobody sees words of a copy that its number does not yet
-// speak of; and only words that changed, of which there are few.
-static void copy_to_readers(uint32_t *copy, const void *part, size_t words)
+// speak of.
+static void store_words(uint32_t *copy, const char *from, size_t words)
 {
-    const auto *from = static_cast<const char *>(part);
     for (size_t i = 0; i < words; i++) {
         uint32_t word = 0;
         memcpy(&word, from + i * sizeof word, sizeof word);
-        if (__atomic_load_n(&copy[i], __ATOMIC_RELAXED) != word)
-            __atomic_store_n(&copy[i], word, __ATOMIC_RELEASE);
+        __atomic_store_n(&copy[i], word, __ATOMIC_RELEASE);
+    }
+}
+
+// A second changes few of the blocks.
+static void copy_to_readers(uint32_t *copy, const void *part, size_t words)
+{
+    constexpr size_t BLOCK = 16;
+    const auto *from = static_cast<const char *>(part);
+    for (size_t i = 0; i < words; i += BLOCK) {
+        const size_t length = words - i < BLOCK ? words - i : BLOCK;
+        const char *const block = from + i * sizeof(uint32_t);
+        if (memcmp(copy + i, block, length * sizeof(uint32_t)) != 0)
+            store_words(copy + i, block, length);
     }
 }
 
