@@ -77,7 +77,7 @@ static void tell_table()
 
 // ---- table and messages ----
 
-int32_t set_time_check_cpu_info()
+WITH_FRACTIONS int32_t set_time_check_cpu_info()
 {
     struct time_check_cpu *s = &state.time_check_cpu_struct;
     memset(s, 0, sizeof *s);
@@ -165,7 +165,7 @@ int32_t time_check_cpu_restart(const TIME_CHECK_MODULES_COMMON_STRUCT *msg)
 }
 
 // The lines of both dumps, printed as the caller's; a full one has two more a row.
-static void print_rows(bool is_full, const char *function = __builtin_FUNCTION())
+WITH_FRACTIONS static void print_rows(bool is_full, const char *function = __builtin_FUNCTION())
 {
     if (_DEBUG_LIST_[TIME_CHECK_CPU] != 1)
         return;
@@ -297,7 +297,7 @@ int velto_usleep(uint32_t us)
 
 // What a process used between two samples, in percent of what the machine did. A total that went back counts as 0
 // (decision 0052).
-static float cpu_share(uint64_t machine_before, uint64_t machine_after, uint64_t before, uint64_t after)
+WITH_FRACTIONS static float cpu_share(uint64_t machine_before, uint64_t machine_after, uint64_t before, uint64_t after)
 {
     if (machine_after <= machine_before || after <= before)
         return 0;
@@ -305,7 +305,7 @@ static float cpu_share(uint64_t machine_before, uint64_t machine_after, uint64_t
                               static_cast<double>(machine_after - machine_before));
 }
 
-int32_t time_check_cpu_get_cpu()
+WITH_FRACTIONS int32_t time_check_cpu_get_cpu()
 {
     struct time_check_cpu *s = &state.time_check_cpu_struct;
     uint64_t before[TIME_CHECK_EXE_MAX] = {};
@@ -337,12 +337,12 @@ int32_t time_check_cpu_get_cpu()
     return 1;
 }
 
-static bool is_over(const time_check_exe_struct *row)
+WITH_FRACTIONS static bool is_over(const time_check_exe_struct *row)
 {
     return row->exe_cpu >= row->exe_cpu_max;
 }
 
-int32_t time_check_cpu_get_check_results()
+WITH_FRACTIONS int32_t time_check_cpu_get_check_results()
 {
     struct time_check_cpu *s = &state.time_check_cpu_struct;
     time_check_cpu_get_cpu();
@@ -377,7 +377,7 @@ static void schedule_samples()
 
 // The count of samples stays, so that a successor which is over its limit too is killed at its first sample
 // (compat 61). The lines are the caller's.
-static void kill_program(const time_check_exe_struct *row, const char *function = __builtin_FUNCTION())
+WITH_FRACTIONS static void kill_program(const time_check_exe_struct *row, const char *function = __builtin_FUNCTION())
 {
     // The limit, not the use (compat 62).
     LOG_PROGRESS_OF(function, "(%s) used cpu up %.1f for %d times(totle %ds)\n", row->exe_name,

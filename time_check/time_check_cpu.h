@@ -4,6 +4,7 @@
 #define TIME_CHECK_TIME_CHECK_CPU_H
 
 #include "time_check/time_check.h"
+#include "time_check/time_check_fractions.h"
 
 // By which branch of the rule a tick went, of one program.
 enum class cpu_verdict : uint8_t {
@@ -59,7 +60,7 @@ extern uint32_t exe_info_num;
 void time_check_cpu_init();
 
 // Loads the table anew, the limits divided among the CPUs. Always 1.
-int32_t set_time_check_cpu_info();
+WITH_FRACTIONS int32_t set_time_check_cpu_info();
 
 // Starts, stops or restarts by op; string_info is a program's name, or "all" or "ALL". Always 1, as the three below.
 int32_t time_check_cpu_msg_handle(TIME_CHECK_MODULES_COMMON_STRUCT *msg);
@@ -98,9 +99,9 @@ uint32_t time_check_cpu_get_total_cpu_time_by_pid(uint32_t pid);
 int velto_usleep(uint32_t us);
 
 // Measures every due row over 100 ms, the others become 0. Does nothing, and does not wait, when none is due. Always 1.
-int32_t time_check_cpu_get_cpu();
+WITH_FRACTIONS int32_t time_check_cpu_get_cpu();
 
 // Measures, then judges every row. Always 1.
-int32_t time_check_cpu_get_check_results();
+WITH_FRACTIONS int32_t time_check_cpu_get_check_results();
 
 #endif

@@ -199,7 +199,7 @@ QUIET_SAMPLE time_check_quiet_sample(uint32_t *count, flow_counter *counters, si
     return sample;
 }
 
-float time_check_flow_rate(uint64_t now, uint64_t before, uint32_t period)
+WITH_FRACTIONS float time_check_flow_rate(uint64_t now, uint64_t before, uint32_t period)
 {
     const uint32_t kilo_period = 1000 * period;
     return static_cast<float>(now - before) / static_cast<float>(kilo_period == 0 ? 1 : kilo_period);
@@ -240,8 +240,8 @@ static void tell_busy(status_quiet *seen)
     seen->busy_sent = seen->sent;
 }
 
-int32_t time_check_count_forwarded(uint32_t module, forwarded_count *watch, uint32_t speed, uint32_t period,
-                                   const char *function)
+WITH_FRACTIONS int32_t time_check_count_forwarded(uint32_t module, forwarded_count *watch, uint32_t speed,
+                                                  uint32_t period, const char *function)
 {
     const FLOW_SPEED flow = time_check_get_forwarded_flow();
     watch->counters[0].now = flow.rx_flow;

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "platform/status.h"
+#include "time_check/time_check_fractions.h"
 
 // ---- traffic and clients ----
 
@@ -59,7 +60,7 @@ constexpr uint32_t NO_CLIENT_SAMPLES = 180;
 QUIET_SAMPLE time_check_quiet_sample(uint32_t *count, flow_counter *counters, size_t counter_num, uint32_t limit);
 
 // A counter's rate in kB/s over `period` seconds.
-float time_check_flow_rate(uint64_t now, uint64_t before, uint32_t period);
+WITH_FRACTIONS float time_check_flow_rate(uint64_t now, uint64_t before, uint32_t period);
 
 // A module's count of the forwarded traffic.
 struct forwarded_count {
@@ -74,7 +75,7 @@ void time_check_tell_counts(status_row *row, const forwarded_count *watch, uint3
 // Reads the forwarded traffic and counts one sample of it, `period` seconds after the previous one, low below `speed`
 // bytes per second, and prints the caller's lines, some of them while the debug switch of `module` is on. 1 when it has
 // been quiet for long enough, else 0.
-int32_t time_check_count_forwarded(uint32_t module, forwarded_count *watch, uint32_t speed, uint32_t period,
-                                   const char *function = __builtin_FUNCTION());
+WITH_FRACTIONS int32_t time_check_count_forwarded(uint32_t module, forwarded_count *watch, uint32_t speed,
+                                                  uint32_t period, const char *function = __builtin_FUNCTION());
 
 #endif

@@ -373,7 +373,7 @@ static bool read_bridges()
     return true;
 }
 
-int32_t flow_check_reboot(uint32_t period)
+WITH_FRACTIONS int32_t flow_check_reboot(uint32_t period)
 {
     const int32_t clients = time_check_get_bridge_clients();
     LOG_INFO("num %d:br_client = %d!!\n", state.time_check_reboot_no_client_check_count, clients);

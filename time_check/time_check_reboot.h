@@ -3,6 +3,7 @@
 #define TIME_CHECK_TIME_CHECK_REBOOT_H
 
 #include "time_check/time_check.h"
+#include "time_check/time_check_fractions.h"
 
 // By which branch of the rule a tick went.
 enum class reboot_verdict : uint8_t {
@@ -41,6 +42,6 @@ int32_t flow_check_forword_reboot(uint32_t period);
 
 // flow_check_forword_reboot on the bridges' own counters and the WAN interface's. Nothing in the daemon calls it
 // (compat 93).
-int32_t flow_check_reboot(uint32_t period);
+WITH_FRACTIONS int32_t flow_check_reboot(uint32_t period);
 
 #endif
