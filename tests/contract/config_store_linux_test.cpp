@@ -124,9 +124,9 @@ TEST_F(LinuxStore, SaysWhyTheRunDirectoryCannotBeMade)
     char value[8] = "before";
     const std::string line = said([&] { EXPECT_EQ(GetValue("a", value), 0); });
     EXPECT_STREQ(value, "");
-    EXPECT_NE(line.find("store: run directory " + (folders.run() / "deeper").string() +
-                        ": No such file or directory\n"),
-              std::string::npos)
+    EXPECT_NE(
+        line.find("store: run directory " + (folders.run() / "deeper").string() + ": No such file or directory\n"),
+        std::string::npos)
         << line;
     EXPECT_EQ(SetValue("a", "1"), 0);
     EXPECT_EQ(CommitCfm(), 0);
