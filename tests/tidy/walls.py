@@ -21,7 +21,7 @@ FOLDERS = {
     "platform/linux/": (CONTRACT, COMMON, LINUX),
     "platform/sim/": (CONTRACT, COMMON, SIM, KEYS),
     "time_check/": (CONTRACT, DAEMON, VERDICTS),
-    "tools/": (CONTRACT, r"platform/linux/(bus|printable|store/admin)\.h", r"tools/.*"),
+    "tools/": (CONTRACT, KEYS, r"platform/linux/(bus|printable|store/admin)\.h", r"tools/.*"),
     "lab/": (CONTRACT, r"platform/linux/(bus|printable)\.h", r"lab/.*"),
     "bench/": (CONTRACT, LINUX, r"platform/sim/virtual_router\.h", DAEMON, r"bench/.*"),
     "tests/": (CONTRACT, COMMON, LINUX, SIM, DAEMON, r"tests/.*"),
@@ -31,6 +31,7 @@ FOLDERS = {
     "tests/scenario/": (CONTRACT, SIM, DAEMON, KEYS, r"tests/support/.*"),
     "tests/sim/": (CONTRACT, COMMON, SIM, DAEMON, r"tests/support/.*"),
     "tests/support/": (CONTRACT, COMMON, SIM, DAEMON, r"tests/support/.*"),
+    "tests/tools/": (CONTRACT, KEYS, r"tools/.*", r"tests/support/.*"),
     "tests/unit/": (CONTRACT, COMMON, SIM, DAEMON, VERDICTS, r"tests/support/.*", r"tests/unit/watched_rows/.*"),
 }
 
