@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 namespace keys
@@ -53,12 +55,40 @@ struct row_details {
     place writes;
 };
 
+// Goes through the columns.
+struct reader {
+    const char *next;
+
+    std::string_view take()
+    {
+        const std::string_view text = next;
+        next += text.size() + 1;
+        return text;
+    }
+};
+
+// A key, from its first column on.
+row take_key(reader &text)
+{
+    return {.key = text.take(),
+            .type = named<type>(TYPES, text.take()),
+            .range = text.take(),
+            .standard = text.take(),
+            .kind = named<kind>(KINDS, text.take()),
+            .writers = text.take(),
+            .after = text.take(),
+            .meaning = text.take(),
+            .traps = {},
+            .reads = {},
+            .writes = {}};
+}
+
 class contents
 {
 public:
     contents()
     {
-        while (next < static_cast<const char *>(ROWS) + sizeof ROWS - 1)
+        while (text.next < static_cast<const char *>(ROWS) + sizeof ROWS - 1)
             take_row();
         for (size_t i = 0; i < rows.size(); i++) {
             rows[i].traps = part(traps, details[i].traps);
@@ -75,26 +105,19 @@ private:
         return std::span(all).subspan(place.first, place.end - place.first);
     }
 
-    std::string_view take()
-    {
-        const std::string_view text = next;
-        next += text.size() + 1;
-        return text;
-    }
-
     void take_row()
     {
-        const char what = take()[0];
+        const char what = text.take()[0];
         if (what == 'K') {
-            take_key();
+            add_key();
             return;
         }
         if (what == 'T')
-            traps.push_back(take());
+            traps.push_back(text.take());
         else if (what == 'R')
-            reads.push_back({take(), take(), take(), take()});
+            reads.push_back({text.take(), text.take(), text.take(), text.take()});
         else
-            writes.push_back({take(), take()});
+            writes.push_back({text.take(), text.take()});
         has_details = true;
         for (size_t i = group; i < details.size(); i++) { // all of a family's keys
             details[i].traps.end = traps.size();
@@ -103,26 +126,16 @@ private:
         }
     }
 
-    void take_key()
+    void add_key()
     {
         if (has_details)
             group = rows.size();
         has_details = false;
-        rows.push_back({.key = take(),
-                        .type = named<type>(TYPES, take()),
-                        .range = take(),
-                        .standard = take(),
-                        .kind = named<kind>(KINDS, take()),
-                        .writers = take(),
-                        .after = take(),
-                        .meaning = take(),
-                        .traps = {},
-                        .reads = {},
-                        .writes = {}});
+        rows.push_back(take_key(text));
         details.push_back({{traps.size(), traps.size()}, {reads.size(), reads.size()}, {writes.size(), writes.size()}});
     }
 
-    const char *next = ROWS;
+    reader text = {ROWS};
     size_t group = 0; // the first of the keys that the details are about
     bool has_details = false;
     std::vector<row_details> details; // beside rows
@@ -130,6 +143,68 @@ private:
     std::vector<read> reads;
     std::vector<write> writes;
 };
+
+// ---- where the keys are ----
+
+// Which letters stand in a key, in any number and place. One change of a key changes two of them at the most.
+constexpr uint32_t letters_of(std::string_view key)
+{
+    uint32_t letters = 0;
+    for (const char c : key)
+        if (c < '0' || c > '9')
+            letters |= 1U << (static_cast<unsigned char>(c) & 31U);
+    return letters;
+}
+
+// What tells at once that a key is another one.
+struct entry {
+    uint16_t at; // where its row's columns begin
+    uint8_t length;
+    bool is_pattern;
+    uint32_t letters; // without those of a pattern's conversion
+};
+
+constexpr bool is_key_at(size_t i)
+{
+    return ROWS[i] == 'K' && ROWS[i + 1] == '\0' && (i == 0 || ROWS[i - 1] == '\0');
+}
+
+constexpr size_t count_keys()
+{
+    size_t keys = 0;
+    for (size_t i = 0; i + 1 < sizeof ROWS; i++)
+        keys += is_key_at(i) ? 1 : 0;
+    return keys;
+}
+
+constexpr size_t KEYS = count_keys();
+
+constexpr std::array<entry, KEYS> find_entries()
+{
+    std::array<entry, KEYS> found = {};
+    size_t number = 0;
+    for (size_t i = 0; i + 1 < sizeof ROWS; i++) {
+        if (!is_key_at(i))
+            continue;
+        size_t end = i + 2;
+        while (ROWS[end] != '\0')
+            end++;
+        const std::string_view key(&ROWS[i + 2], end - i - 2);
+        const size_t conversion = key.find('%');
+        const bool is_pattern = conversion != std::string_view::npos;
+        const uint32_t letters =
+            letters_of(key.substr(0, conversion)) | (is_pattern ? letters_of(key.substr(conversion + 2)) : 0);
+        found.at(number++) = {static_cast<uint16_t>(i + 2), static_cast<uint8_t>(key.size()), is_pattern, letters};
+    }
+    return found;
+}
+
+constexpr std::array<entry, KEYS> ENTRIES = find_entries();
+
+std::string_view key_of(const entry &entry)
+{
+    return {&ROWS[entry.at], entry.length};
+}
 
 // ---- patterns ----
 
@@ -182,6 +257,14 @@ std::string_view name_in(std::string_view key)
     return first == std::string_view::npos || last <= first + 1 ? "NAME" : key.substr(first + 1, last - first - 1);
 }
 
+const entry *find_entry(std::string_view key)
+{
+    for (const entry &entry : ENTRIES)
+        if (entry.is_pattern ? matches(parts(key_of(entry)), key) : key == key_of(entry))
+            return &entry;
+    return nullptr;
+}
+
 // ---- nearness ----
 
 constexpr size_t FAR = 4; // changes: no two keys that look alike need as many
@@ -191,29 +274,46 @@ size_t cost_of(char c)
     return is_digit(c) ? 2 : 1;
 }
 
+constexpr size_t LONGEST = 63; // longer than any key of the table, with a number
+using costs = std::array<uint8_t, LONGEST + 1>;
+
+// The cheapest way to the first `i` + 1 characters of one and the first `j` + 1 of the other, from those before.
+uint8_t cheapest(std::string_view one, size_t i, std::string_view other, size_t j, const std::array<costs *, 3> &rows)
+{
+    const auto &[current, last, before] = rows;
+    const size_t cost_of_one = cost_of(one[i]);
+    const size_t cost_of_other = cost_of(other[j]);
+    const size_t replaced = cost_of_one + cost_of_other > 2 ? FAR : 1;
+    size_t fewest = std::min({(*last)[j + 1] + cost_of_one, (*current)[j] + cost_of_other,
+                              (*last)[j] + (one[i] == other[j] ? 0 : replaced)});
+    if (i > 0 && j > 0 && one[i] == other[j - 1] && one[i - 1] == other[j])
+        fewest = std::min<size_t>(fewest, (*before)[j - 1] + 1);
+    return static_cast<uint8_t>(std::min(fewest, FAR));
+}
+
 // How many changes make one of the other: a character more, less, another, or two that changed places. A digit counts
-// for two, and another digit in its place for too much: ssid2 is a network of its own and no misspelt ssid1.
+// for two, and another digit in its place for too much: ssid2 is a network of its own and no misspelt ssid1. FAR at the
+// most. Only what lies near the diagonal is looked at: what does not has cost too much.
 size_t distance(std::string_view one, std::string_view other)
 {
-    std::vector<size_t> before(other.size() + 1);
-    std::vector<size_t> last(other.size() + 1);
-    std::vector<size_t> current(other.size() + 1);
+    if (std::max(one.size(), other.size()) >= std::min(one.size(), other.size()) + FAR || other.size() > LONGEST)
+        return FAR;
+    std::array<costs, 3> memory = {};
+    std::array<costs *, 3> rows = {memory.data(), &memory[1], &memory[2]}; // the current one, the last, the one before
     for (size_t j = 0; j < other.size(); j++)
-        last[j + 1] = last[j] + cost_of(other[j]);
+        (*rows[0])[j + 1] = static_cast<uint8_t>(std::min((*rows[0])[j] + cost_of(other[j]), FAR));
     for (size_t i = 0; i < one.size(); i++) {
-        current[0] = last[0] + cost_of(one[i]);
-        for (size_t j = 0; j < other.size(); j++) {
-            const bool is_same = one[i] == other[j];
-            const size_t replaced = std::max(cost_of(one[i]), cost_of(other[j])) > 1 ? FAR : 1;
-            current[j + 1] = std::min(
-                {last[j + 1] + cost_of(one[i]), current[j] + cost_of(other[j]), last[j] + (is_same ? 0 : replaced)});
-            if (i > 0 && j > 0 && one[i] == other[j - 1] && one[i - 1] == other[j])
-                current[j + 1] = std::min(current[j + 1], before[j - 1] + 1);
-        }
-        std::swap(before, last);
-        std::swap(last, current);
+        rows = {rows[2], rows[0], rows[1]};
+        rows[0]->fill(FAR);
+        (*rows[0])[0] = static_cast<uint8_t>(std::min((*rows[1])[0] + cost_of(one[i]), FAR));
+        const size_t end = std::min(other.size(), i + FAR);
+        for (size_t j = i < FAR ? 0 : i - FAR; j < end; j++)
+            (*rows[0])[j + 1] = cheapest(one, i, other, j, rows);
+        if (i > 0 && *std::min_element(rows[0]->begin(), rows[0]->end()) == FAR &&
+            *std::min_element(rows[1]->begin(), rows[1]->end()) == FAR)
+            return FAR;
     }
-    return last[other.size()];
+    return (*rows[0])[other.size()];
 }
 
 } // namespace
@@ -236,25 +336,37 @@ std::span<const row> table()
 
 const row *find(std::string_view key)
 {
-    const std::span<const row> rows = table();
-    const auto found = std::find_if(rows.begin(), rows.end(), [&](const row &row) {
-        return row.key.substr(0, 1) == key.substr(0, 1) && matches(parts(row.key), key);
-    });
-    return found == rows.end() ? nullptr : &*found;
+    const entry *const found = find_entry(key);
+    return found == nullptr ? nullptr : &table()[static_cast<size_t>(found - ENTRIES.data())];
+}
+
+std::optional<row> find_bare(std::string_view key)
+{
+    const entry *const found = find_entry(key);
+    if (found == nullptr)
+        return std::nullopt;
+    reader text = {&ROWS[found->at]};
+    return take_key(text);
 }
 
 std::string_view nearest(std::string_view key)
 {
+    const uint32_t letters = letters_of(key);
     std::string_view found;
     size_t fewest = std::min(key.size() / 4 + 1, FAR);
-    for (const row &row : table()) {
-        const std::string meant = filled(row.key, key);
-        const size_t longer = std::max(meant.size(), key.size()) - std::min(meant.size(), key.size());
-        const size_t changes = longer >= fewest ? longer : distance(key, meant);
+    for (const entry &entry : ENTRIES) {
+        // A pattern's name may bring any letters.
+        const bool has_name = entry.is_pattern && key_of(entry).find("%s") != std::string_view::npos;
+        const uint32_t changed = has_name ? entry.letters & ~letters : entry.letters ^ letters;
+        if (static_cast<size_t>(std::popcount(changed)) > 2 * (fewest - 1))
+            continue;
+        const size_t changes = distance(key, filled(key_of(entry), key));
         if (changes < fewest) {
             fewest = changes;
-            found = row.key;
+            found = key_of(entry);
         }
+        if (fewest == 0)
+            break;
     }
     return found;
 }

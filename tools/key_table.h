@@ -53,6 +53,9 @@ std::span<const row> table();
 // The row of a key, or null when there is none. A pattern itself is no key.
 const row *find(std::string_view key);
 
+// The same without traps, reads and writes, for programs that start often: the table is not put together for it.
+std::optional<row> find_bare(std::string_view key);
+
 // The key of the table that somebody probably meant, as it stands there; "" when none is near. Other programs have keys
 // in the store as well: a key that differs in a number alone is taken for one of theirs.
 std::string_view nearest(std::string_view key);

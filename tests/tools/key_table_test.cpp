@@ -56,6 +56,22 @@ TEST(KeyTable, HoldsTheColumnsOfARow)
     EXPECT_EQ(keys::name_of(keys::find("wl.wisp.pppoe_password")->kind), "secret");
 }
 
+TEST(KeyTable, GivesARowAlone)
+{
+    for (const keys::row &row : keys::table()) {
+        const std::string key = keys::filled(row.key, "1");
+        const std::optional<keys::row> alone = keys::find_bare(key);
+        ASSERT_TRUE(alone) << key;
+        EXPECT_EQ(keys::find(key), &row) << key;
+        EXPECT_EQ(alone->key, row.key);
+        EXPECT_EQ(alone->type, row.type) << key;
+        EXPECT_EQ(alone->kind, row.kind) << key;
+        EXPECT_EQ(std::string(alone->range).append(alone->after), std::string(row.range).append(row.after)) << key;
+        EXPECT_EQ(alone->meaning, row.meaning) << key;
+    }
+    EXPECT_FALSE(keys::find_bare("some.key"));
+}
+
 TEST(KeyTable, GivesEachKeyOfAFamilyTheFamilysDetails)
 {
     for (const char *key : {"wl2g.public.mode", "wl5g.public.mode"})
