@@ -277,7 +277,8 @@ TEST_F(Store, WithBothFilesDamagedTakesAnImportedConfiguration)
     write_file(folders.committed(), "key=written by hand\n");
     write_file(previous_path(), "");
     const std::string lines = said([] { EXPECT_EQ(value_of("key"), "(none)"); });
-    EXPECT_TRUE(has(lines, "its last line is missing; what was written by hand goes in with cfm import\n")) << lines;
+    EXPECT_TRUE(has(lines, "its last line is missing; what was written by hand goes in with cfm import FILE\n"))
+        << lines;
     EXPECT_TRUE(import_file(folders.committed()));
     said([] { EXPECT_NE(CommitCfm(), 0); });
     folders.restart();

@@ -169,7 +169,7 @@ const char *store_text_damage(const char *text, size_t length, uint32_t *crc)
     while (last > 0 && text[last - 1] != '\n')
         last--;
     if (length - last <= strlen(LAST_LINE_BEGIN) || memcmp(text + last, LAST_LINE_BEGIN, strlen(LAST_LINE_BEGIN)) != 0)
-        return "its last line is missing; what was written by hand goes in with cfm import";
+        return "its last line is missing; what was written by hand goes in with cfm import FILE";
 
     uint32_t lines = 0;
     for (size_t i = 0; i < last; i++)
