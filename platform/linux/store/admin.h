@@ -20,6 +20,13 @@ void config_store_wait();
 // opens what is there now when they are not; what was not committed is lost then. False: they were not; a line says so.
 bool config_store_look();
 
+// Whether there is a running store in the run directory. Opens nothing: without one the next call makes it.
+bool config_store_is_there();
+
+// A number that no change of the running store leaves as it was; a store that took the place of another may have the
+// same. Nearly free. 0: the store cannot be opened, or nothing was ever stored.
+unsigned long long config_store_changes();
+
 // Gives back what the process holds of the store; the next call opens it again. No other thread may be using the store.
 void config_store_close();
 
@@ -37,8 +44,16 @@ bool config_store_list(const char *prefix, config_store_sink sink, void *context
 // recognised: what CommitCfm writes.
 bool config_store_export(config_store_sink sink, void *context);
 
+// The same for the settings that a start would fill an empty store with: those of the committed file, or of the one
+// before it. Nothing is handed over when there is neither. False: a line says why they cannot be read.
+bool config_store_committed(config_store_sink sink, void *context);
+
+// Is told of a setting.
+typedef void (*config_store_setting)(void *context, const char *key, const char *value);
+
 // Stores the settings of a text in that form, read from `fd` to its end: all or, when a line is wrong or they do not
-// fit, none. `name` stands for the text in the lines about it. The last line may be missing or wrong here.
-bool config_store_import(int fd, const char *name);
+// fit, none. `name` stands for the text in the lines about it. The last line may be missing or wrong here. `stored` is
+// told of each setting in turn once all are stored, unless it is null.
+bool config_store_import(int fd, const char *name, config_store_setting stored = nullptr, void *context = nullptr);
 
 #endif

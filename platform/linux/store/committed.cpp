@@ -9,6 +9,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/common/published_keys.h"
+#include "platform/linux/store/admin.h"
 #include "platform/linux/store/change.h"
 #include "platform/linux/store/committed.h"
 #include "platform/linux/store/environment.h"
@@ -137,6 +139,54 @@ bool store_fill(MDB_env *env)
     const bool is_filled = fill_from_either(env, dir);
     close(dir);
     return is_filled;
+}
+
+// ---- what is committed, for people's tools ----
+
+static bool hand_over(const store_text *parsed, config_store_sink sink, void *context)
+{
+    store_text_writer writer;
+    store_text_begin(&writer, sink, context);
+    const char *end = parsed->text + parsed->size;
+    for (const char *key = parsed->text; key < end;) {
+        const size_t key_length = strlen(key);
+        const char *value = key + key_length + 1;
+        const size_t value_length = strlen(value);
+        if (!is_published_key(key, key_length)) // an older file may hold some
+            store_text_setting(&writer, key, key_length, value, value_length);
+        key = value + value_length + 1;
+    }
+    return store_text_flush(&writer);
+}
+
+// 0, ENOENT, DAMAGE or another errno.
+static int hand_over_file(int dir, const char *name, config_store_sink sink, void *context)
+{
+    store_text text;
+    struct stat file = {};
+    int rc = load_file(dir, name, &text, &file);
+    if (rc == 0 && !store_text_parse(&text, name))
+        rc = DAMAGE;
+    if (rc == 0 && !hand_over(&text, sink, context))
+        rc = EIO;
+    store_text_free(&text);
+    return rc;
+}
+
+bool config_store_committed(config_store_sink sink, void *context)
+{
+    const int dir = open(store_conf_directory(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dir < 0 && errno == ENOENT)
+        return true;
+    const int committed = dir < 0 ? errno : hand_over_file(dir, COMMITTED, sink, context);
+    int rc = dir >= 0 && makes_way(committed) ? hand_over_file(dir, PREVIOUS, sink, context) : committed;
+    if (dir >= 0)
+        close(dir);
+    if (rc == ENOENT)
+        rc = committed;
+    if (rc > 0 && rc != ENOENT)
+        store_line("cannot read what is committed in %s: %s", store_conf_directory(), strerror(rc));
+    return rc == 0 || rc == ENOENT;
 }
 
 // ---- committing ----

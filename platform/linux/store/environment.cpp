@@ -299,6 +299,24 @@ void config_store_close()
     store_state_close();
 }
 
+// ---- what people's tools ask ----
+
+bool config_store_is_there()
+{
+    char path[RUN_PATH_MAX];
+    run_path(DATA, path);
+    return is_there(path);
+}
+
+unsigned long long config_store_changes()
+{
+    MDB_env *const env = store_environment();
+    MDB_envinfo info = {};
+    if (env != nullptr)
+        mdb_env_info(env, &info);
+    return info.me_last_txnid;
+}
+
 // ---- reading ----
 
 MDB_txn *store_begin_read()

@@ -123,7 +123,17 @@ static void note_as_read(const store_content *content)
     store_release(STORE_COMMIT_LOCK);
 }
 
-bool config_store_import(int fd, const char *name)
+static void tell_of_each(const store_text *parsed, config_store_setting stored, void *context)
+{
+    const char *end = parsed->text + parsed->size;
+    for (const char *key = parsed->text; key < end;) {
+        const char *value = key + strlen(key) + 1;
+        stored(context, key, value);
+        key = value + strlen(value) + 1;
+    }
+}
+
+bool config_store_import(int fd, const char *name, config_store_setting stored, void *context)
 {
     store_text text;
     const int rc = store_text_load(fd, &text);
@@ -132,9 +142,11 @@ bool config_store_import(int fd, const char *name)
     store_settings settings = {&text, true, 0};
     const store_content content = {static_cast<uint32_t>(text.size), store_text_crc(text.text, text.size)};
     const bool imported = rc == 0 && store_text_parse(&text, name) && store_change_by(store_put_parsed, &settings) == 0;
-    store_text_free(&text);
     if (imported)
         note_as_read(&content);
+    if (imported && stored != nullptr)
+        tell_of_each(&text, stored, context);
+    store_text_free(&text);
     return imported;
 }
 
