@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <poll.h>
-#include <stdexcept>
 #include <string>
 #include <sys/wait.h>
 
@@ -13,49 +12,10 @@
 #include "platform/config_store.h"
 #include "platform/linux/bus.h"
 #include "platform/linux/store/environment.h"
-#include "tests/contract/config_store_folders.h"
+#include "tests/contract/cfm_program.h"
 
 namespace
 {
-
-struct Outcome {
-    int status;
-    std::string output; // standard output and standard error
-};
-
-bool operator==(const Outcome &a, const Outcome &b)
-{
-    return a.status == b.status && a.output == b.output;
-}
-
-void PrintTo(const Outcome &outcome, std::ostream *stream)
-{
-    *stream << outcome.status << ": " << outcome.output;
-}
-
-class Cfm : public testing::Test
-{
-protected:
-    // `words` is what stands behind "cfm" on a shell's line.
-    static Outcome cfm(const std::string &words)
-    {
-        FILE *output = popen(("{ timeout 60 '" CFM_PROGRAM "' " + words + "; } 2>&1").c_str(), "r");
-        if (output == nullptr)
-            throw std::runtime_error("no shell");
-        Outcome outcome;
-        std::array<char, 4096> piece = {};
-        for (size_t got = 0; (got = fread(piece.data(), 1, piece.size(), output)) > 0;)
-            outcome.output.append(piece.data(), got);
-        outcome.status = WEXITSTATUS(pclose(output));
-        return outcome;
-    }
-    static std::string output(const std::string &words)
-    {
-        return cfm(words).output;
-    }
-
-    StoreFolders folders;
-};
 
 TEST_F(Cfm, SetsAndGets)
 {

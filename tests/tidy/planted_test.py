@@ -13,11 +13,11 @@ FORBIDDEN_INCLUDES = [
     ("platform/linux/bus.cpp", "platform/sim/virtual_router.h"),
     ("platform/sim/store.cpp", "platform/linux/bus.h"),
     ("platform/system.h", "platform/sim/virtual_router.h"),
-    ("tools/cfm.cpp", "platform/sim/virtual_router.h"),
+    ("tools/cfm/main.cpp", "platform/sim/virtual_router.h"),
     ("platform/system.h", "platform/network.h"),
     ("platform/linux/bus.cpp", "platform/verdicts/led.def"),
     ("platform/common/vos.cpp", "platform/linux/store_setting.h"),
-    ("tools/cfm.cpp", "time_check/time_check.h"),
+    ("tools/cfm/main.cpp", "time_check/time_check.h"),
     ("lab/netctrl/netctrl.cpp", "platform/linux/store/environment.h"),
     ("tests/unit/clock_test.cpp", "platform/linux/bus.h"),
     ("tests/contract/bus_test.cpp", "time_check/time_check.h"),
@@ -41,7 +41,7 @@ ALLOWED_INCLUDES = [
     ("time_check/time_check_module.cpp", "time_check/time_check_new.h"),
     ("platform/linux/bus.cpp", "platform/common/settings_line.h"),
     ("platform/sim/store.cpp", "platform/config_store.h"),
-    ("tools/cfm.cpp", "platform/linux/bus.h"),
+    ("tools/cfm/main.cpp", "platform/linux/bus.h"),
     ("tests/contract/bus_test.cpp", "platform/linux/bus.h"),
 ]
 

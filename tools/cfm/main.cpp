@@ -1,0 +1,126 @@
+// cfm: the shell's way to the configuration store and the message bus.
+//
+// Results go to standard output, everything else to standard error. Ends with 0 when all was done, 1 when it was not
+// (a line says why), 2 when it was called wrongly.
+#include <exception>
+#include <functional>
+#include <iostream>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "platform/linux/store/admin.h"
+#include "tools/cfm/commands.h"
+#include "tools/cfm/output.h"
+
+namespace
+{
+
+struct arguments {
+    std::string key;
+    std::string text;
+};
+
+// Values and messages may begin with "-": behind these commands nothing is an option.
+std::vector<std::string> mark_texts(const std::vector<std::string> &words)
+{
+    std::vector<std::string> marked = words;
+    const bool takes_text = words.size() > 1 && (words[0] == "set" || words[0] == "post");
+    if (takes_text && words[1] != "--help" && words[1] != "-h" && words[1] != "--")
+        marked.insert(marked.begin() + 1, "--");
+    return marked;
+}
+
+CLI::App *add_command(CLI::App &app, const char *name, const char *what, int &outcome, std::function<int()> act)
+{
+    CLI::App *command = app.add_subcommand(name, what);
+    command->callback([&outcome, act = std::move(act)] { outcome = act(); });
+    return command;
+}
+
+void add_store_commands(CLI::App &app, arguments &given, int &outcome)
+{
+    CLI::App *command = add_command(app, "get", "print the value of KEY", outcome, [&] { return get(given.key); });
+    command->add_option("KEY", given.key)->required();
+    command = add_command(app, "set", "store VALUE under KEY", outcome, [&] { return set(given.key, given.text); });
+    command->add_option("KEY", given.key)->required();
+    command->add_option("VALUE", given.text)->required();
+    command = add_command(app, "unset", "remove KEY", outcome, [&] { return unset(given.key); });
+    command->add_option("KEY", given.key)->required();
+    command = add_command(app, "list", "print the settings whose keys begin with PREFIX", outcome,
+                          [&] { return list(given.key); });
+    command->add_option("PREFIX", given.key);
+    command = add_command(app, "import", "store all settings of FILE (- for standard input), or none", outcome,
+                          [&] { return import(given.key); });
+    command->add_option("FILE", given.key)->required();
+    add_command(app, "export", "print the whole store as import takes it", outcome, export_all);
+    add_command(app, "commit", "make the running store durable", outcome, commit);
+}
+
+void add_bus_commands(CLI::App &app, arguments &given, int &outcome)
+{
+    CLI::App *command =
+        add_command(app, "post", "post TEXT to NAME on the bus", outcome, [&] { return post(given.key, given.text); });
+    command->add_option("NAME", given.key)->required();
+    command->add_option("TEXT", given.text)->required();
+    command = add_command(app, "listen", "hold NAME on the bus and print what arrives, a line a message", outcome,
+                          [&] { return listen_to(given.key); });
+    command->add_option("NAME", given.key)->required();
+}
+
+// What scripts call most, understood by itself: to build the whole command line costs as much as all the rest
+// (decision 0100).
+std::optional<int> run_plain(const std::vector<std::string> &words)
+{
+    if (words.size() < 2 || words[1].empty() || words[1][0] == '-')
+        return std::nullopt;
+    if (words.size() == 2 && words[0] == "get")
+        return get(words[1]);
+    if (words.size() == 3 && words[0] == "set")
+        return set(words[1], words[2]);
+    if (words.size() == 3 && words[0] == "post")
+        return post(words[1], words[2]);
+    return std::nullopt;
+}
+
+int run_any(const std::vector<std::string> &arguments_given)
+{
+    CLI::App app("The configuration store and the message bus of the router.", "cfm");
+    app.set_version_flag("--version", "cfm " CFM_VERSION);
+    app.require_subcommand(1);
+    arguments given;
+    int outcome = FAILED;
+    add_store_commands(app, given, outcome);
+    add_bus_commands(app, given, outcome);
+    const std::vector<std::string> words = mark_texts(arguments_given);
+    try {
+        app.parse(std::vector<std::string>(words.rbegin(), words.rend())); // it takes the words from the back
+    } catch (const CLI::ParseError &error) {
+        if (app.exit(error) != 0)
+            return CALLED_WRONGLY;
+        return std::cout.flush() ? DONE : fail("cannot write the help");
+    }
+    return outcome;
+}
+
+int run(const std::vector<std::string> &arguments_given)
+{
+    const std::optional<int> plain = run_plain(arguments_given);
+    const int outcome = plain ? *plain : run_any(arguments_given);
+    config_store_close();
+    return outcome;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    try {
+        return run({argv + 1, argv + argc});
+    } catch (const std::exception &error) {
+        return fail(error.what());
+    }
+}
