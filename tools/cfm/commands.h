@@ -9,10 +9,24 @@
 int get(const std::string &key);
 int set(const std::string &key, const std::string &value);
 int unset(const std::string &key);
-int list(const std::string &prefix);
 int import(const std::string &file);
 int export_all();
 int commit();
+
+struct list_choice {
+    std::string prefix;
+    bool json = false;
+    bool settings = false; // neither of these two: both
+    bool state = false;
+    bool changed = false; // only what differs from the committed settings
+    bool secrets = false; // as they are
+};
+int list(const list_choice &choice);
+
+// DONE when the running settings are those that are committed.
+constexpr int DIFFERENT = 1;
+constexpr int TROUBLE = 2;
+int diff(bool secrets);
 
 // ---- the bus ----
 

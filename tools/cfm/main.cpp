@@ -1,7 +1,7 @@
 // cfm: the shell's way to the configuration store and the message bus.
 //
 // Results go to standard output, everything else to standard error. Ends with 0 when all was done, 1 when it was not
-// (a line says why), 2 when it was called wrongly.
+// (a line says why), 2 when it was called wrongly; diff says more with them.
 #include <exception>
 #include <functional>
 #include <iostream>
@@ -22,6 +22,8 @@ namespace
 struct arguments {
     std::string key;
     std::string text;
+    list_choice choice;
+    bool secrets = false;
 };
 
 // Values and messages may begin with "-": behind these commands nothing is an option.
@@ -41,6 +43,20 @@ CLI::App *add_command(CLI::App &app, const char *name, const char *what, int &ou
     return command;
 }
 
+constexpr const char *SECRETS_HELP = "show secrets instead of ***";
+
+void add_list(CLI::App &app, arguments &given, int &outcome)
+{
+    CLI::App *command = add_command(app, "list", "print the keys that begin with PREFIX, and their values", outcome,
+                                    [&] { return list(given.choice); });
+    command->add_option("PREFIX", given.choice.prefix);
+    command->add_flag("--json", given.choice.json, "as one JSON object");
+    command->add_flag("--settings", given.choice.settings, "only what is set");
+    command->add_flag("--state", given.choice.state, "only what tells how the router is doing, or what it remembers");
+    command->add_flag("--changed", given.choice.changed, "only what differs from the committed settings");
+    command->add_flag("--secrets", given.choice.secrets, SECRETS_HELP);
+}
+
 void add_store_commands(CLI::App &app, arguments &given, int &outcome)
 {
     CLI::App *command = add_command(app, "get", "print the value of KEY", outcome, [&] { return get(given.key); });
@@ -50,14 +66,15 @@ void add_store_commands(CLI::App &app, arguments &given, int &outcome)
     command->add_option("VALUE", given.text)->required();
     command = add_command(app, "unset", "remove KEY", outcome, [&] { return unset(given.key); });
     command->add_option("KEY", given.key)->required();
-    command = add_command(app, "list", "print the settings whose keys begin with PREFIX", outcome,
-                          [&] { return list(given.key); });
-    command->add_option("PREFIX", given.key);
+    add_list(app, given, outcome);
+    command = add_command(app, "diff", "print what differs from the committed settings", outcome,
+                          [&] { return diff(given.secrets); });
+    command->add_flag("--secrets", given.secrets, SECRETS_HELP);
     command = add_command(app, "import", "store all settings of FILE (- for standard input), or none", outcome,
                           [&] { return import(given.key); });
     command->add_option("FILE", given.key)->required();
-    add_command(app, "export", "print the whole store as import takes it", outcome, export_all);
-    add_command(app, "commit", "make the running store durable", outcome, commit);
+    add_command(app, "export", "print all settings as import takes them", outcome, export_all);
+    add_command(app, "commit", "make the running settings durable", outcome, commit);
 }
 
 void add_bus_commands(CLI::App &app, arguments &given, int &outcome)

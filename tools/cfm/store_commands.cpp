@@ -51,14 +51,6 @@ int unset(const std::string &key)
     return result > 0 ? DONE : FAILED;
 }
 
-int list(const std::string &prefix)
-{
-    std::string text;
-    const bool is_listed = config_store_list(prefix.c_str(), append, &text);
-    config_store_close();
-    return is_listed ? print(shown(text, true)) : FAILED;
-}
-
 int export_all()
 {
     std::string text;

@@ -1,0 +1,108 @@
+#include "tools/cfm/settings.h"
+
+#include <string_view>
+
+#include "platform/linux/run_directory.h"
+#include "platform/linux/store/admin.h"
+#include "tools/cfm/output.h"
+#include "tools/key_table.h"
+
+namespace
+{
+
+bool append(void *text, const char *piece, size_t length)
+{
+    static_cast<std::string *>(text)->append(piece, length);
+    return true;
+}
+
+// Comments are passed over.
+settings taken_apart(std::string_view text)
+{
+    settings found;
+    while (!text.empty()) {
+        const std::string_view line = text.substr(0, text.find('\n'));
+        text.remove_prefix(line.size() + 1); // every line has its end
+        const size_t equals = line.find('=');
+        if (line[0] != '#' && equals != std::string_view::npos)
+            found.emplace_hint(found.end(), line.substr(0, equals), line.substr(equals + 1));
+    }
+    return found;
+}
+
+// The byte that an escape stands for; `from` is moved behind it.
+char unescaped(std::string_view text, size_t &from)
+{
+    const char letter = text[from++];
+    switch (letter) {
+    case 'n':
+        return '\n';
+    case 'r':
+        return '\r';
+    case 't':
+        return '\t';
+    case 'x':
+        from += 2;
+        return static_cast<char>(std::stoi(std::string(text.substr(from - 2, 2)), nullptr, 16));
+    default:
+        return letter;
+    }
+}
+
+} // namespace
+
+bool open_store()
+{
+    const bool was_there = config_store_is_there();
+    if (!config_store_open())
+        return false;
+    if (!was_there)
+        tell(std::string("no store was in ") + run_directory() + ": a new one is made there");
+    return true;
+}
+
+bool read_running(const std::string &prefix, settings &found)
+{
+    std::string text;
+    if (!config_store_list(prefix.c_str(), append, &text))
+        return false;
+    found = taken_apart(text);
+    return true;
+}
+
+bool read_settings(settings &found)
+{
+    std::string text;
+    if (!config_store_export(append, &text))
+        return false;
+    found = taken_apart(text);
+    return true;
+}
+
+bool read_committed(settings &found)
+{
+    std::string text;
+    if (!config_store_committed(append, &text))
+        return false;
+    found = taken_apart(text);
+    return true;
+}
+
+std::string decoded(const std::string &text)
+{
+    std::string result;
+    for (size_t i = 0; i < text.size();) {
+        const char c = text[i++];
+        result += c == '\\' ? unescaped(text, i) : c;
+    }
+    return result;
+}
+
+const std::string &shown_value(const settings::value_type &setting, bool secrets)
+{
+    static const std::string HIDDEN = "***";
+    if (secrets || setting.second.empty())
+        return setting.second;
+    const std::optional<keys::row> row = keys::find_bare(decoded(setting.first));
+    return row && row->kind == keys::kind::secret ? HIDDEN : setting.second;
+}
