@@ -220,7 +220,7 @@ TEST_F(Cfm, SaysHowItIsCalled)
     EXPECT_EQ(cfm("--version").status, 0);
     EXPECT_EQ(output("--version").substr(0, 4), "cfm ");
     for (const char *command :
-         {"get", "set", "unset", "list", "diff", "import", "export", "commit", "post", "listen"}) {
+         {"get", "set", "unset", "list", "diff", "import", "export", "commit", "watch", "wait", "post", "listen"}) {
         EXPECT_NE(output("--help").find(std::string("\n  ") + command + " "), std::string::npos) << command;
         EXPECT_EQ(cfm(std::string(command) + " --help").status, 0);
     }
@@ -229,7 +229,8 @@ TEST_F(Cfm, SaysHowItIsCalled)
 TEST_F(Cfm, CallThatMakesNoSenseEndsWithTwo)
 {
     for (const char *words :
-         {"", "get", "set key", "get one two", "frobnicate", "export more", "diff more", "--frobnicate"})
+         {"", "get", "set key", "get one two", "frobnicate", "export more", "diff more", "wait", "wait key", "wait =1",
+          "wait key=1 --timeout -1", "wait key=1 --timeout soon", "--frobnicate"})
         EXPECT_EQ(cfm(words).status, 2) << words;
 }
 

@@ -2,6 +2,7 @@
 #ifndef TOOLS_CFM_COMMANDS_H
 #define TOOLS_CFM_COMMANDS_H
 
+#include <optional>
 #include <string>
 
 // ---- the store ----
@@ -27,6 +28,14 @@ int list(const list_choice &choice);
 constexpr int DIFFERENT = 1;
 constexpr int TROUBLE = 2;
 int diff(bool secrets);
+
+// ---- changes ----
+
+// Until nobody reads the output any more.
+int watch(const std::string &prefix, bool secrets);
+
+// `wanted`: KEY=VALUE.
+int wait_for(const std::string &wanted, std::optional<double> seconds);
 
 // ---- the bus ----
 

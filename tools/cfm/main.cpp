@@ -1,7 +1,7 @@
 // cfm: the shell's way to the configuration store and the message bus.
 //
 // Results go to standard output, everything else to standard error. Ends with 0 when all was done, 1 when it was not
-// (a line says why), 2 when it was called wrongly; diff says more with them.
+// (a line says why), 2 when it was called wrongly; diff and wait say more with them.
 #include <exception>
 #include <functional>
 #include <iostream>
@@ -23,6 +23,7 @@ struct arguments {
     std::string key;
     std::string text;
     list_choice choice;
+    std::optional<double> timeout;
     bool secrets = false;
 };
 
@@ -75,6 +76,14 @@ void add_store_commands(CLI::App &app, arguments &given, int &outcome)
     command->add_option("FILE", given.key)->required();
     add_command(app, "export", "print all settings as import takes them", outcome, export_all);
     add_command(app, "commit", "make the running settings durable", outcome, commit);
+    command = add_command(app, "watch", "print the keys that begin with PREFIX as they change", outcome,
+                          [&] { return watch(given.key, given.secrets); });
+    command->add_option("PREFIX", given.key);
+    command->add_flag("--secrets", given.secrets, SECRETS_HELP);
+    command = add_command(app, "wait", "wait until KEY has VALUE", outcome,
+                          [&] { return wait_for(given.key, given.timeout); });
+    command->add_option("KEY=VALUE", given.key)->required();
+    command->add_option("--timeout", given.timeout, "give up after so many seconds");
 }
 
 void add_bus_commands(CLI::App &app, arguments &given, int &outcome)
