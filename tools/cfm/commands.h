@@ -4,12 +4,21 @@
 
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
-// ---- the store ----
+// ---- one key ----
 
 int get(const std::string &key);
-int set(const std::string &key, const std::string &value);
-int unset(const std::string &key);
+
+// Keys and values, stored one after the other up to the first that cannot be. `apply`: then commits them, and does what
+// the table of keys says makes the daemon see them.
+using assignments = std::vector<std::pair<std::string, std::string>>;
+int set(const assignments &wanted, bool apply);
+int unset(const std::vector<std::string> &keys);
+
+// ---- the whole store ----
+
 int import(const std::string &file);
 int export_all();
 int commit();

@@ -2,6 +2,7 @@
 //
 // Results go to standard output, everything else to standard error. Ends with 0 when all was done, 1 when it was not
 // (a line says why), 2 when it was called wrongly; diff and wait say more with them.
+#include <algorithm>
 #include <exception>
 #include <functional>
 #include <iostream>
@@ -22,20 +23,58 @@ namespace
 struct arguments {
     std::string key;
     std::string text;
+    std::vector<std::string> words;
     list_choice choice;
     std::optional<double> timeout;
+    bool apply = false;
     bool secrets = false;
 };
 
-// Values and messages may begin with "-": behind these commands nothing is an option.
+// Values and messages may begin with "-": behind these commands nothing is an option, but for --apply as the first word
+// or behind what is to be set.
 std::vector<std::string> mark_texts(const std::vector<std::string> &words)
 {
     std::vector<std::string> marked = words;
     const bool takes_text = words.size() > 1 && (words[0] == "set" || words[0] == "post");
-    if (takes_text && words[1] != "--help" && words[1] != "-h" && words[1] != "--")
-        marked.insert(marked.begin() + 1, "--");
+    if (!takes_text || words[1] == "--help" || words[1] == "-h" || words[1] == "--")
+        return marked;
+    auto text = marked.begin() + 1;
+    if (words[0] == "set") {
+        const size_t needed = words[1].find('=') == std::string::npos ? 4 : 3;
+        if (words.size() >= needed && words.back() == "--apply")
+            std::rotate(text, marked.end() - 1, marked.end());
+        if (*text == "--apply" && words.size() > 2)
+            ++text;
+    }
+    marked.insert(text, "--");
     return marked;
 }
+
+// "KEY VALUE", or any number of "KEY=VALUE".
+std::optional<assignments> assignments_of(const std::vector<std::string> &words)
+{
+    if (words.size() == 2 && (words[0].find('=') == std::string::npos || words[1].find('=') == std::string::npos))
+        return assignments{{words[0], words[1]}};
+    assignments wanted;
+    for (const std::string &word : words) {
+        const size_t equals = word.find('=');
+        if (equals == std::string::npos)
+            return std::nullopt;
+        wanted.emplace_back(word.substr(0, equals), word.substr(equals + 1));
+    }
+    return wanted;
+}
+
+int set_words(const arguments &given)
+{
+    const std::optional<assignments> wanted = assignments_of(given.words);
+    if (wanted)
+        return set(*wanted, given.apply);
+    tell("set takes KEY VALUE, or KEY=VALUE any number of times");
+    return CALLED_WRONGLY;
+}
+
+// ---- command line ----
 
 CLI::App *add_command(CLI::App &app, const char *name, const char *what, int &outcome, std::function<int()> act)
 {
@@ -45,6 +84,18 @@ CLI::App *add_command(CLI::App &app, const char *name, const char *what, int &ou
 }
 
 constexpr const char *SECRETS_HELP = "show secrets instead of ***";
+
+void add_key_commands(CLI::App &app, arguments &given, int &outcome)
+{
+    CLI::App *command = add_command(app, "get", "print the value of KEY", outcome, [&] { return get(given.key); });
+    command->add_option("KEY", given.key)->required();
+    command = add_command(app, "set", "store VALUE under KEY, or any number of KEY=VALUE", outcome,
+                          [&] { return set_words(given); });
+    command->add_option("KEY VALUE", given.words)->required();
+    command->add_flag("--apply", given.apply, "commit, and tell the daemon that it is to look");
+    command = add_command(app, "unset", "remove each KEY", outcome, [&] { return unset(given.words); });
+    command->add_option("KEY", given.words)->required();
+}
 
 void add_list(CLI::App &app, arguments &given, int &outcome)
 {
@@ -60,16 +111,9 @@ void add_list(CLI::App &app, arguments &given, int &outcome)
 
 void add_store_commands(CLI::App &app, arguments &given, int &outcome)
 {
-    CLI::App *command = add_command(app, "get", "print the value of KEY", outcome, [&] { return get(given.key); });
-    command->add_option("KEY", given.key)->required();
-    command = add_command(app, "set", "store VALUE under KEY", outcome, [&] { return set(given.key, given.text); });
-    command->add_option("KEY", given.key)->required();
-    command->add_option("VALUE", given.text)->required();
-    command = add_command(app, "unset", "remove KEY", outcome, [&] { return unset(given.key); });
-    command->add_option("KEY", given.key)->required();
     add_list(app, given, outcome);
-    command = add_command(app, "diff", "print what differs from the committed settings", outcome,
-                          [&] { return diff(given.secrets); });
+    CLI::App *command = add_command(app, "diff", "print what differs from the committed settings", outcome,
+                                    [&] { return diff(given.secrets); });
     command->add_flag("--secrets", given.secrets, SECRETS_HELP);
     command = add_command(app, "import", "store all settings of FILE (- for standard input), or none", outcome,
                           [&] { return import(given.key); });
@@ -97,6 +141,8 @@ void add_bus_commands(CLI::App &app, arguments &given, int &outcome)
     command->add_option("NAME", given.key)->required();
 }
 
+// ---- what was meant ----
+
 // What scripts call most, understood by itself: to build the whole command line costs as much as all the rest
 // (decision 0100).
 std::optional<int> run_plain(const std::vector<std::string> &words)
@@ -105,8 +151,8 @@ std::optional<int> run_plain(const std::vector<std::string> &words)
         return std::nullopt;
     if (words.size() == 2 && words[0] == "get")
         return get(words[1]);
-    if (words.size() == 3 && words[0] == "set")
-        return set(words[1], words[2]);
+    if (words.size() == 3 && words[0] == "set" && words[1].find('=') == std::string::npos)
+        return set({{words[1], words[2]}}, false);
     if (words.size() == 3 && words[0] == "post")
         return post(words[1], words[2]);
     return std::nullopt;
@@ -119,6 +165,7 @@ int run_any(const std::vector<std::string> &arguments_given)
     app.require_subcommand(1);
     arguments given;
     int outcome = FAILED;
+    add_key_commands(app, given, outcome);
     add_store_commands(app, given, outcome);
     add_bus_commands(app, given, outcome);
     const std::vector<std::string> words = mark_texts(arguments_given);
