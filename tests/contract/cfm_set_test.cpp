@@ -156,7 +156,15 @@ TEST_F(Cfm, ApplyIsAValueWhereOneIsDue)
     EXPECT_EQ(read_file(folders.committed()).substr(0, 12), "key=--apply\n");
 }
 
-// ---- the store itself ----
+// ---- what was meant ----
+
+TEST_F(Cfm, NamesTheCommandThatWasProbablyMeant)
+{
+    EXPECT_EQ(cfm("lst"), (Outcome{2, "cfm: unknown command lst (did you mean list?)\n"}));
+    EXPECT_EQ(cfm("exprot more"), (Outcome{2, "cfm: unknown command exprot (did you mean export?)\n"}));
+    EXPECT_EQ(cfm("frobnicate"), (Outcome{2, "cfm: unknown command frobnicate; cfm --help lists them\n"}));
+    EXPECT_EQ(cfm("$'a\\nb'").status, 2);
+}
 
 TEST_F(Cfm, SaysWhenItMakesAStore)
 {

@@ -3,11 +3,13 @@
 // Results go to standard output, everything else to standard error. Ends with 0 when all was done, 1 when it was not
 // (a line says why), 2 when it was called wrongly; diff and wait say more with them.
 #include <algorithm>
+#include <array>
 #include <exception>
 #include <functional>
 #include <iostream>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -16,9 +18,13 @@
 #include "platform/linux/store/admin.h"
 #include "tools/cfm/commands.h"
 #include "tools/cfm/output.h"
+#include "tools/nearest_word.h"
 
 namespace
 {
+
+constexpr std::array<std::string_view, 12> COMMANDS = {"get",    "set",    "unset", "list", "diff", "import",
+                                                       "export", "commit", "watch", "wait", "post", "listen"};
 
 struct arguments {
     std::string key;
@@ -158,6 +164,17 @@ std::optional<int> run_plain(const std::vector<std::string> &words)
     return std::nullopt;
 }
 
+std::optional<int> run_unknown(const std::vector<std::string> &words)
+{
+    if (words.empty() || words[0].starts_with('-') ||
+        std::find(COMMANDS.begin(), COMMANDS.end(), words[0]) != COMMANDS.end())
+        return std::nullopt;
+    const std::string_view near = nearest_word(words[0], COMMANDS);
+    tell("unknown command " + words[0] +
+         (near.empty() ? "; cfm --help lists them" : " (did you mean " + std::string(near) + "?)"));
+    return CALLED_WRONGLY;
+}
+
 int run_any(const std::vector<std::string> &arguments_given)
 {
     CLI::App app("The configuration store and the message bus of the router.", "cfm");
@@ -181,10 +198,13 @@ int run_any(const std::vector<std::string> &arguments_given)
 
 int run(const std::vector<std::string> &arguments_given)
 {
-    const std::optional<int> plain = run_plain(arguments_given);
-    const int outcome = plain ? *plain : run_any(arguments_given);
+    std::optional<int> outcome = run_plain(arguments_given);
+    if (!outcome)
+        outcome = run_unknown(arguments_given);
+    if (!outcome)
+        outcome = run_any(arguments_given);
     config_store_close();
-    return outcome;
+    return *outcome;
 }
 
 } // namespace
