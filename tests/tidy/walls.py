@@ -22,6 +22,8 @@ FOLDERS = {
     "platform/sim/": (CONTRACT, COMMON, SIM, KEYS),
     "time_check/": (CONTRACT, DAEMON, VERDICTS),
     "tools/": (CONTRACT, KEYS, r"platform/linux/(bus|printable|run_directory|store/admin)\.h", r"tools/.*"),
+    "tools/tcctl/": (CONTRACT, COMMON, KEYS, VERDICTS, r"platform/linux/(bus|printable|run_directory|store/admin)\.h",
+                     r"tools/.*"),
     "lab/": (CONTRACT, r"platform/linux/(bus|printable)\.h", r"lab/.*"),
     "bench/": (CONTRACT, LINUX, r"platform/sim/virtual_router\.h", DAEMON, r"bench/.*"),
     "tests/": (CONTRACT, COMMON, LINUX, SIM, DAEMON, r"tests/.*"),

@@ -1,0 +1,70 @@
+// tcctl: people's way to the daemon and its settings.
+//
+// Ends with 0 when all is well, 1 when a command found what it looks for, 2 when it could not look or was called
+// wrongly (a line says why).
+#include <exception>
+#include <iostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "tools/nearest_word.h"
+#include "tools/tcctl/command.h"
+#include "tools/tcctl/output.h"
+
+namespace
+{
+
+// A first word that is neither an option nor a command: CLI11 would only say that a command is missing.
+bool is_unknown(const std::vector<std::string> &words)
+{
+    if (words.empty() || words[0].starts_with('-'))
+        return false;
+    for (const tcctl::command &each : tcctl::commands())
+        if (words[0] == each.name)
+            return false;
+    return true;
+}
+
+int fail_unknown(std::string_view word)
+{
+    std::vector<std::string_view> names;
+    for (const tcctl::command &each : tcctl::commands())
+        names.emplace_back(each.name);
+    const std::string_view near = nearest_word(word, names);
+    return tcctl::fail(near.empty() ? fmt::format("unknown command {} (tcctl --help lists them)", word)
+                                    : fmt::format("unknown command {} (did you mean {}?)", word, near));
+}
+
+int run(const std::vector<std::string> &words)
+{
+    if (is_unknown(words))
+        return fail_unknown(words[0]);
+    CLI::App app("Looks at the daemon time_check and its settings.", "tcctl");
+    app.set_version_flag("--version", "tcctl " TCCTL_VERSION);
+    app.require_subcommand(1);
+    int outcome = tcctl::CANNOT;
+    tcctl::add_commands(app, outcome);
+    try {
+        app.parse(std::vector<std::string>(words.rbegin(), words.rend())); // it takes the words from the back
+    } catch (const CLI::ParseError &error) {
+        if (app.exit(error) != 0)
+            return tcctl::CANNOT;
+        return std::cout.flush() ? tcctl::WELL : tcctl::fail("cannot write the help");
+    }
+    return outcome;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    try {
+        return run({argv + 1, argv + argc});
+    } catch (const std::exception &error) {
+        return tcctl::fail(error.what());
+    }
+}
