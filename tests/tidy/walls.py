@@ -22,8 +22,10 @@ FOLDERS = {
     "platform/sim/": (CONTRACT, COMMON, SIM, KEYS),
     "time_check/": (CONTRACT, DAEMON, VERDICTS),
     "tools/": (CONTRACT, KEYS, r"platform/linux/(bus|printable|run_directory|store/admin)\.h", r"tools/.*"),
-    "tools/tcctl/": (CONTRACT, COMMON, KEYS, VERDICTS, r"platform/linux/(bus|printable|run_directory|store/admin)\.h",
-                     r"tools/.*"),
+    # Settings are judged by the daemon's own readers and the store's, never by a second one (decision 0153).
+    "tools/tcctl/": (CONTRACT, COMMON, KEYS, VERDICTS,
+                     r"platform/linux/(bus|printable|run_directory|store/admin|store/text)\.h",
+                     r"time_check/time_check_(clock|schedule|text)\.h", r"tools/.*"),
     "lab/": (CONTRACT, r"platform/linux/(bus|printable)\.h", r"lab/.*"),
     "bench/": (CONTRACT, LINUX, r"platform/sim/virtual_router\.h", DAEMON, r"bench/.*"),
     "tests/": (CONTRACT, COMMON, LINUX, SIM, DAEMON, r"tests/.*"),
@@ -33,7 +35,7 @@ FOLDERS = {
     "tests/scenario/": (CONTRACT, SIM, DAEMON, KEYS, r"tests/support/.*"),
     "tests/sim/": (CONTRACT, COMMON, SIM, DAEMON, r"tests/support/.*"),
     "tests/support/": (CONTRACT, COMMON, SIM, DAEMON, r"tests/support/.*"),
-    "tests/tools/": (CONTRACT, KEYS, r"tools/.*", r"tests/support/.*"),
+    "tests/tools/": (CONTRACT, KEYS, r"tools/.*", r"tests/(support|tools)/.*"),
     "tests/unit/": (CONTRACT, COMMON, SIM, DAEMON, VERDICTS, r"tests/support/.*", r"tests/unit/watched_rows/.*"),
 }
 

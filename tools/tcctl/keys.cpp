@@ -1,6 +1,5 @@
 // tcctl keys: the table of keys, for reading.
 #include <algorithm>
-#include <cctype>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -13,6 +12,7 @@
 #include "tools/key_table.h"
 #include "tools/tcctl/command.h"
 #include "tools/tcctl/output.h"
+#include "tools/tcctl/words.h"
 
 namespace tcctl
 {
@@ -24,14 +24,6 @@ struct keys_options {
     std::string pattern;
     bool is_json = false;
 };
-
-std::string lower(std::string_view text)
-{
-    std::string result(text);
-    std::transform(result.begin(), result.end(), result.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return result;
-}
 
 // A key of the store, such as wan2.ifname, asks for its own row alone; any other text for the rows that hold it.
 std::vector<const keys::row *> wanted_rows(const std::string &pattern)

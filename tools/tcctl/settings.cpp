@@ -1,0 +1,163 @@
+#include "tools/tcctl/settings.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/linux/store/text.h"
+#include "time_check/time_check_text.h"
+#include "tools/key_table.h"
+
+namespace tcctl
+{
+
+namespace
+{
+
+// What a commit or an export ends with.
+constexpr std::string_view LAST_LINE_BEGIN = "# end: ";
+
+bool is_export(std::string_view text)
+{
+    while (text.ends_with('\n'))
+        text.remove_suffix(1);
+    const size_t end = text.rfind('\n');
+    return text.substr(end == std::string_view::npos ? 0 : end + 1).starts_with(LAST_LINE_BEGIN);
+}
+
+// ---- one line by itself, read by the store's own reader ----
+
+struct line_read {
+    store_text_line kind = STORE_TEXT_END;
+    std::string key;
+    std::string value;
+    std::string fault;
+};
+
+line_read read_one(std::string_view line)
+{
+    std::string text(line);
+    const size_t length = text.size();
+    text += '\0'; // the reader writes there
+    store_text_reader reader = {.next = text.data(),
+                                .end = text.data() + length,
+                                .line_number = 0,
+                                .key = nullptr,
+                                .value = nullptr,
+                                .fault = nullptr};
+    line_read result;
+    result.kind = store_text_read(&reader);
+    if (result.kind == STORE_TEXT_SETTING) {
+        result.key = reader.key;
+        result.value = reader.value;
+    } else if (result.kind == STORE_TEXT_BAD) {
+        result.fault = reader.fault;
+    }
+    return result;
+}
+
+// Where the fault is: behind the longest beginning of the line that the reader takes. It is looked for from the end,
+// since the middle of a good escape is none. A line that lacks its "=" lacks it at its end; the fault of a line that is
+// much too long is its length.
+size_t column_of_fault(std::string_view line)
+{
+    constexpr size_t LONGEST = 4096;
+    if (line.size() > LONGEST)
+        return 1;
+    for (size_t length = line.size(); length > 0; length--) {
+        std::string beginning(line.substr(0, length));
+        if (beginning.find('=') == std::string::npos)
+            beginning += '=';
+        if (read_one(beginning).kind != STORE_TEXT_BAD)
+            return length + 1;
+    }
+    return 1;
+}
+
+} // namespace
+
+std::vector<bad_line> settings::add_text(const std::string &file, const std::string &text)
+{
+    std::vector<bad_line> bad;
+    const size_t file_number = files++;
+    whole = whole || is_export(text);
+    std::string_view rest = text;
+    for (unsigned number = 1; !rest.empty(); number++) {
+        const std::string_view line = rest.substr(0, rest.find('\n'));
+        rest.remove_prefix(std::min(rest.size(), line.size() + 1));
+        line_read read = read_one(line);
+        if (read.kind == STORE_TEXT_BAD)
+            bad.push_back({number, column_of_fault(line), std::move(read.fault)});
+        if (read.kind != STORE_TEXT_SETTING)
+            continue;
+        setting given = {std::move(read.key), std::move(read.value), file, file_number, number};
+        const auto before = kept.find(given.key);
+        if (before != kept.end()) {
+            if (before->second.file_number == file_number) // a file may well replace what one before it says
+                lost.push_back({before->second, given});
+            kept.erase(before);
+        }
+        kept.emplace(given.key, std::move(given));
+    }
+    return bad;
+}
+
+void settings::add_store(const std::string &text)
+{
+    add_text("", text);
+    for (auto &[key, given] : kept)
+        given.line = 0;
+    whole = true;
+}
+
+bool settings::is_whole() const
+{
+    return whole;
+}
+
+void settings::set_whole()
+{
+    whole = true;
+}
+
+const setting *settings::find(const std::string &key) const
+{
+    const auto found = kept.find(key);
+    return found == kept.end() ? nullptr : &found->second;
+}
+
+bool settings::has(const std::string &key) const
+{
+    return find(key) != nullptr;
+}
+
+std::string settings::value(const std::string &key) const
+{
+    const setting *const found = find(key);
+    return found == nullptr ? "" : found->value;
+}
+
+int32_t settings::number(const std::string &key) const
+{
+    const std::string text = value(key);
+    if (!text.empty())
+        return time_check_atoi(text.c_str());
+    const keys::row *const row = keys::find(key);
+    return row == nullptr ? 0 : time_check_atoi(std::string(row->standard).c_str());
+}
+
+bool settings::may_be_on(const std::string &key) const
+{
+    return has(key) || whole ? number(key) != 0 : true;
+}
+
+const std::map<std::string, setting> &settings::all() const
+{
+    return kept;
+}
+
+const std::vector<settings::replaced_setting> &settings::replaced() const
+{
+    return lost;
+}
+
+} // namespace tcctl
