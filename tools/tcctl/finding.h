@@ -1,0 +1,49 @@
+// What is wrong with settings.
+#ifndef TOOLS_TCCTL_FINDING_H
+#define TOOLS_TCCTL_FINDING_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/tcctl/settings.h"
+
+namespace tcctl
+{
+
+enum class severity : uint8_t { ERROR, WARNING, NOTE };
+
+// "error", "warning", "note".
+std::string_view name_of(severity severity);
+
+// The traps that the documents tell of, and what else there is.
+enum class fault : uint8_t {
+#define FINDING(name, SEVERITY) name,
+#include "tools/tcctl/findings.def"
+#undef FINDING
+};
+
+std::string id_of(fault fault); // "time-unreadable"
+severity severity_of(fault fault);
+
+// Sentences without a full stop, which are printed one after the other.
+struct finding {
+    tcctl::fault fault;
+    setting where;          // what is about no setting at all, such as the time zone, has an empty key
+    std::string message;    // what is wrong
+    std::string effect;     // what the daemon does with it
+    std::string suggestion; // what was probably meant; "" when that cannot be told
+};
+
+using findings = std::vector<finding>;
+
+// One for each theme: what it finds is added at the end.
+void check_keys(const settings &given, findings &found);
+
+// All of these, in the order of the files' lines.
+findings check_settings(const settings &given);
+
+} // namespace tcctl
+
+#endif
