@@ -45,7 +45,7 @@ severity severity_of(fault fault)
 findings check_settings(const settings &given)
 {
     findings found;
-    for (const auto check : {check_keys, check_daily, check_weekly, check_network})
+    for (const auto check : {check_keys, check_daily, check_weekly, check_network, check_overlaps})
         check(given, found);
     std::stable_sort(found.begin(), found.end(), [](const finding &one, const finding &other) {
         return std::tie(one.where.file_number, one.where.line) < std::tie(other.where.file_number, other.where.line);

@@ -43,6 +43,7 @@ void check_keys(const settings &given, findings &found);
 void check_daily(const settings &given, findings &found);
 void check_weekly(const settings &given, findings &found);
 void check_network(const settings &given, findings &found);
+void check_overlaps(const settings &given, findings &found);
 
 // All of these, in the order of the files' lines.
 findings check_settings(const settings &given);
