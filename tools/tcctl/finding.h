@@ -48,6 +48,17 @@ void check_overlaps(const settings &given, findings &found);
 // All of these, in the order of the files' lines.
 findings check_settings(const settings &given);
 
+// Where the machine has what check_machine looks at.
+struct machine_paths {
+    std::string interfaces = "/sys/class/net";
+    std::string zone_file = "/etc/localtime";
+    std::string zones = "/usr/share/zoneinfo";
+};
+
+// Whether these settings, of the machine's own store, fit the machine: its bridges and its time zone. `zone` is what
+// the environment has under TZ, null for nothing.
+findings check_machine(const settings &given, const machine_paths &paths, const char *zone);
+
 } // namespace tcctl
 
 #endif
