@@ -55,22 +55,35 @@ line_read read_one(std::string_view line)
     return result;
 }
 
-// Where the fault is: behind the longest beginning of the line that the reader takes. It is looked for from the end,
-// since the middle of a good escape is none. A line that lacks its "=" lacks it at its end; the fault of a line that is
-// much too long is its length.
-size_t column_of_fault(std::string_view line)
+// Whether a line is wrong that begins so, however it goes on. A beginning that ends inside a good escape is not: it is
+// right again with up to three characters more.
+bool is_wrong_from(std::string_view line, size_t length)
 {
-    constexpr size_t LONGEST = 4096;
-    if (line.size() > LONGEST)
-        return 1;
-    for (size_t length = line.size(); length > 0; length--) {
-        std::string beginning(line.substr(0, length));
+    constexpr size_t REST_OF_ESCAPE = 3;
+    const size_t last = std::min(length + REST_OF_ESCAPE, line.size());
+    for (size_t taken = length; taken <= last; taken++) {
+        std::string beginning(line.substr(0, taken));
         if (beginning.find('=') == std::string::npos)
             beginning += '=';
         if (read_one(beginning).kind != STORE_TEXT_BAD)
-            return length + 1;
+            return false;
     }
-    return 1;
+    return true;
+}
+
+// Where the fault of a line is. One that lacks its "=" lacks it at its end.
+size_t column_of_fault(std::string_view line)
+{
+    size_t right = 0;               // so many characters are not wrong,
+    size_t wrong = line.size() + 1; // and so many are
+    while (right + 1 < wrong) {
+        const size_t middle = right + (wrong - right) / 2;
+        if (is_wrong_from(line, middle))
+            wrong = middle;
+        else
+            right = middle;
+    }
+    return wrong;
 }
 
 } // namespace
