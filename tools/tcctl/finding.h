@@ -17,7 +17,7 @@ enum class severity : uint8_t { ERROR, WARNING, NOTE };
 // "error", "warning", "note".
 std::string_view name_of(severity severity);
 
-// The traps that the documents tell of, and what else there is.
+// The traps that the documents tell of, and what else there is (decision 0155).
 enum class fault : uint8_t {
 #define FINDING(name, SEVERITY) name,
 #include "tools/tcctl/findings.def"
