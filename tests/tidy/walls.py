@@ -30,7 +30,7 @@ FOLDERS = {
     "bench/": (CONTRACT, LINUX, r"platform/sim/virtual_router\.h", DAEMON, r"bench/.*"),
     "tests/": (CONTRACT, COMMON, LINUX, SIM, DAEMON, r"tests/.*"),
     "tests/contract/": (CONTRACT, COMMON, LINUX, SIM, r"tests/(contract|support)/.*"),
-    "tests/fuzz/": (CONTRACT, COMMON, LINUX, SIM, DAEMON, r"tests/(fuzz|support)/.*"),
+    "tests/fuzz/": (CONTRACT, COMMON, LINUX, SIM, DAEMON, r"tools/.*", r"tests/(fuzz|support)/.*"),
     "tests/porting/": (CONTRACT,),
     "tests/scenario/": (CONTRACT, SIM, DAEMON, KEYS, r"tests/support/.*"),
     "tests/sim/": (CONTRACT, COMMON, SIM, DAEMON, r"tests/support/.*"),
