@@ -208,27 +208,43 @@ TEST(CheckTraps, AWholeRouterOfTheLabHasNone)
         ADD_FAILURE() << each.where.file << ":" << each.where.line << ": " << each.message;
 }
 
-// "cfm set KEY VALUE" in a block of a document.
+// The settings of an example "cfm set KEY VALUE" or "cfm set KEY=VALUE...", as lines.
+std::string settings_of_example(const std::string &line)
+{
+    static const std::regex ONE(R"(^\s*cfm set ([^\s=]+)\s+('[^']*'|[^\s#]+))");
+    static const std::regex SEVERAL(R"(^\s*cfm set [^\s=]+=)");
+    std::smatch words;
+    std::string settings;
+    if (std::regex_search(line, words, ONE)) {
+        settings = words[1].str() + "=" + words[2].str() + "\n";
+    } else if (std::regex_search(line, SEVERAL)) {
+        std::istringstream stream(line.substr(0, line.find(" #")));
+        for (std::string word; stream >> word;)
+            if (word.find('=') != std::string::npos)
+                settings += word + "\n";
+    }
+    settings.erase(std::remove(settings.begin(), settings.end(), '\''), settings.end());
+    return settings;
+}
+
 TEST(CheckTraps, TheDocumentsExamplesHaveNone)
 {
-    const std::regex command(R"(^\s*cfm set (\S+)\s+('[^']*'|[^\s#]+))");
-    size_t settings = 0;
+    EXPECT_EQ(settings_of_example("cfm set key 'Mon 6:30'  # why"), "key=Mon 6:30\n");
+    EXPECT_EQ(settings_of_example("cfm set one=1 two=2 --apply # why"), "one=1\ntwo=2\n");
+    size_t examples = 0;
     std::vector<fs::path> pages = files_in(fs::path(PROJECT_FOLDER) / "docs", ".md");
     pages.push_back(fs::path(PROJECT_FOLDER) / "docs" / "man" / "cfm.1");
     for (const fs::path &page : pages) {
-        std::string text;
+        tcctl::settings given;
         for (const std::string &line : lines_of(text_of(page))) {
-            std::smatch words;
-            if (!std::regex_search(line, words, command))
-                continue;
-            std::string value = words[2];
-            value.erase(std::remove(value.begin(), value.end(), '\''), value.end());
-            text += words[1].str() + "=" + value + "\n";
-            settings++;
+            const std::string settings = settings_of_example(line);
+            examples += settings.empty() ? 0 : 1;
+            EXPECT_TRUE(given.add_text(line, settings).empty()) << line; // a later example may set a key anew
         }
-        expect_nothing(text, page);
+        for (const tcctl::finding &each : tcctl::check_settings(given))
+            ADD_FAILURE() << page << ": " << each.where.file << ": " << each.message;
     }
-    EXPECT_GE(settings, 10U);
+    EXPECT_GE(examples, 10U);
 }
 
 } // namespace
