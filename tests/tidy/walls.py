@@ -35,6 +35,8 @@ FOLDERS = {
     "tests/scenario/": (CONTRACT, SIM, DAEMON, KEYS, r"tests/support/.*"),
     "tests/sim/": (CONTRACT, COMMON, SIM, DAEMON, r"tests/support/.*"),
     "tests/support/": (CONTRACT, COMMON, SIM, DAEMON, r"tests/support/.*"),
+    # What tcctl says is compared with what the daemon does.
+    "tests/tcctl/": (CONTRACT, COMMON, SIM, DAEMON, r"tools/.*", r"tests/support/.*"),
     "tests/tools/": (CONTRACT, KEYS, r"tools/.*", r"tests/(support|tools)/.*"),
     "tests/unit/": (CONTRACT, COMMON, SIM, DAEMON, VERDICTS, r"tests/support/.*", r"tests/unit/watched_rows/.*"),
 }
