@@ -1,0 +1,117 @@
+// The journal's ring: read by anybody at any moment, written by one.
+#include "platform/common/journal.h"
+
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+
+static_assert(sizeof(journal_record) == 256 && offsetof(journal_record, uptime) == 32 &&
+              offsetof(journal_record, text) == 56);
+static_assert(sizeof(journal_head) == 256 && sizeof(journal_ring) == 65536);
+
+static constexpr char MAGIC[] = "tcjournl";
+static constexpr uint32_t BYTE_ORDER_MARK = 0x01020304;
+
+// ---- reading ----
+
+// A checksum and not the sequence number on both sides: it needs no order of writes to hold between processors, and it
+// also finds what a disk or another program has left (decision 0156). FNV-1a, word by word.
+uint32_t journal_check(const journal_record *record)
+{
+    uint32_t check = 2166136261U;
+    for (size_t at = 0; at < sizeof *record; at += sizeof(uint32_t)) {
+        uint32_t word = 0;
+        if (at != offsetof(journal_record, check))
+            memcpy(&word, reinterpret_cast<const char *>(record) + at, sizeof word);
+        check = (check ^ word) * 16777619U;
+    }
+    return check;
+}
+
+const journal_head *journal_head_of(const void *bytes, size_t size)
+{
+    const auto *const head = static_cast<const journal_head *>(bytes);
+    if (size < sizeof *head || memcmp(head->magic, MAGIC, sizeof head->magic) != 0 ||
+        head->byte_order != BYTE_ORDER_MARK || head->version != JOURNAL_VERSION || head->head_size != sizeof *head ||
+        head->record_size != sizeof(journal_record) || head->slots == 0 || head->slots > JOURNAL_SLOTS ||
+        size < sizeof *head + head->slots * sizeof(journal_record))
+        return nullptr;
+    return head->boot[sizeof head->boot - 1] == '\0' ? head : nullptr;
+}
+
+static const journal_record *slots_of(const journal_head *head)
+{
+    return reinterpret_cast<const journal_record *>(head + 1);
+}
+
+// Copies a slot; whether it held a whole record.
+static bool copy_whole(const journal_record *slot, journal_record *copy)
+{
+    memcpy(copy, slot, sizeof *copy);
+    return copy->sequence != 0 && copy->text[sizeof copy->text - 1] == '\0' && copy->check == journal_check(copy);
+}
+
+uint32_t journal_newest(const void *bytes, size_t size)
+{
+    const journal_head *const head = journal_head_of(bytes, size);
+    const uint32_t slots = head == nullptr ? 0 : head->slots;
+    uint32_t newest = 0;
+    for (uint32_t i = 0; i < slots; i++) {
+        journal_record record;
+        if (copy_whole(slots_of(head) + i, &record) && record.sequence > newest)
+            newest = record.sequence;
+    }
+    return newest;
+}
+
+size_t journal_read(const void *bytes, size_t size, uint32_t after, journal_record *records, size_t most)
+{
+    const uint32_t newest = journal_newest(bytes, size);
+    if (newest == 0)
+        return 0;
+    const auto *const head = static_cast<const journal_head *>(bytes);
+    const uint32_t slots = head->slots;
+    const uint32_t before_oldest = newest > slots ? newest - slots : 0;
+    size_t found = 0;
+    for (uint32_t i = (after > before_oldest ? after : before_oldest); i < newest && found < most; i++)
+        if (copy_whole(slots_of(head) + (i + 1) % slots, &records[found]) && records[found].sequence == i + 1)
+            found++;
+    return found;
+}
+
+// ---- writing ----
+
+void journal_ring_make(journal_ring *ring, const char *boot)
+{
+    memset(ring, 0, sizeof *ring);
+    journal_head *const head = &ring->head;
+    memcpy(head->magic, MAGIC, sizeof head->magic);
+    head->byte_order = BYTE_ORDER_MARK;
+    head->version = JOURNAL_VERSION;
+    head->head_size = sizeof *head;
+    head->record_size = sizeof(journal_record);
+    head->slots = JOURNAL_SLOTS;
+    snprintf(head->boot, sizeof head->boot, "%s", boot);
+}
+
+static bool is_repeated(const journal_record *last, const journal_record *record)
+{
+    return last->who == record->who && last->verdict == record->verdict && last->kind == record->kind &&
+           strcmp(last->text, record->text) == 0;
+}
+
+void journal_ring_write(journal_ring *ring, uint32_t *newest, const journal_record *record)
+{
+    journal_record written;
+    if (*newest != 0 && copy_whole(&ring->slots[*newest % JOURNAL_SLOTS], &written) && is_repeated(&written, record)) {
+        written.last = record->last;
+        written.last_uptime = record->last_uptime;
+        if (written.times != UINT16_MAX)
+            written.times++;
+    } else {
+        written = *record;
+        written.sequence = ++*newest;
+    }
+    written.check = journal_check(&written);
+    memcpy(&ring->slots[written.sequence % JOURNAL_SLOTS], &written, sizeof written);
+}
