@@ -89,6 +89,32 @@ uint32_t journal_newest(const void *bytes, size_t size);
 uint32_t journal_check(const struct journal_record *record);
 void journal_ring_write(struct journal_ring *ring, uint32_t *newest, const struct journal_record *record);
 
+// ---- acts ----
+
+// Any thread. `ok`: 0 when it failed. Values of secret keys are "***"; a command or message that holds one is its first
+// word and "***" (decision 0158).
+void journal_set(const char *key, const char *value, int ok);
+void journal_commit(int ok);
+void journal_leds(int state);
+void journal_netctrl(int module, const char *text, int ok);
+void journal_command(const char *text);
+void journal_exec(char *const argv[], const char *redirect); // `redirect` may be null
+void journal_reboot(void);
+void journal_wan_lan_check(const char *address, const char *netmask);
+void journal_note(const char *text);
+void journal_note_end(const char *reason);
+
+// ---- what the ground supplies ----
+
+// Keeps a record; `sequence` and `check` are not filled in. Any thread; must not wait.
+void journal_write(const struct journal_record *record);
+
+// Which part of the status page the calling thread owns. Any thread.
+enum status_part journal_part(void);
+
+// GetValue's job, for the journal's own needs. Any thread.
+int journal_look_up(const char *key, char *value, size_t size);
+
 #ifdef __cplusplus
 }
 #endif
