@@ -201,6 +201,11 @@ void journal_wan_lan_check(const char *address, const char *netmask)
     write_record(&act, JOURNAL_WAN_LAN_CHECK, 1);
 }
 
+void journal_act(uint8_t kind, const char *text, int ok)
+{
+    write_text(kind, ok, "", text, false);
+}
+
 void journal_note(const char *text)
 {
     write_text(JOURNAL_NOTE, 1, "", text, false);

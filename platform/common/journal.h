@@ -29,6 +29,7 @@ enum journal_kind {
     JOURNAL_REBOOT = 7,
     JOURNAL_WAN_LAN_CHECK = 8, // "wan_lan_check ADDRESS MASK"
     JOURNAL_END = 9,           // a note: the daemon was ended in order, "ended: REASON"
+    JOURNAL_FILE = 10,         // "write PATH", "unlink PATH", "rename FROM TO"; a ground need not see these
 };
 
 enum { JOURNAL_TEXT_SIZE = 200 };
@@ -101,6 +102,7 @@ void journal_command(const char *text);
 void journal_exec(char *const argv[], const char *redirect); // `redirect` may be null
 void journal_reboot(void);
 void journal_wan_lan_check(const char *address, const char *netmask);
+void journal_act(uint8_t kind, const char *text, int ok); // any other, in its own words
 void journal_note(const char *text);
 void journal_note_end(const char *reason);
 

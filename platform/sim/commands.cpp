@@ -28,6 +28,7 @@ std::string joined(const Commands::Words &words, size_t first)
 int Commands::run(const std::string &command)
 {
     router().journal.act("command " + command);
+    journal_command(command.c_str());
     if (router().faults.hits(Call::doSystemCmd))
         return -1;
     router().wait(duration_);
@@ -72,6 +73,7 @@ std::string Commands::output_of(const std::string &command)
         return parts.size() == 2 && parts[1].words.size() > 1 ? router().processes.listed(parts[1].words[1]) : "";
     }
     router().journal.act("command " + command);
+    journal_command(command.c_str());
     return "";
 }
 
@@ -174,6 +176,7 @@ extern "C" int doSystemCmd(const char *format, ...)
     va_end(arguments);
     if (length < 0 || length > COMMAND_MAX) {
         router().journal.act("command too long");
+        journal_act(JOURNAL_COMMAND, "command too long", 0);
         return -1;
     }
     return router().commands.run(command);
@@ -188,6 +191,7 @@ extern "C" int _eval(char *const argv[], const char *redirect, int /*timeout*/, 
     if (redirect != nullptr)
         act.append(" ").append(redirect);
     router().journal.act(std::move(act));
+    journal_exec(argv, redirect);
     if (words.empty() || router().faults.hits(Call::_eval))
         return -1;
     const int status = router().commands.run_program(words);
@@ -202,9 +206,11 @@ extern "C" int send_msg_to_netctrl(int module, const char *text)
     const std::string message = std::to_string(module) + "?" + text;
     if (router().faults.hits(Call::send_msg_to_netctrl)) {
         router().journal.act("netctrl failed " + message);
+        journal_netctrl(module, text, 0);
         return -1;
     }
     router().journal.act("netctrl " + message);
+    journal_netctrl(module, text, 1);
     router().journal.message_to_netctrl(message);
     return 0;
 }

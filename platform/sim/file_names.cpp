@@ -130,7 +130,7 @@ int Files::rename(const char *from, const char *to)
         else
             nodes_.at_key(fresh.path) = old.node;
     }
-    router().journal.act(std::string("rename ") + from + " " + to);
+    router().journal.file_act(std::string("rename ") + from + " " + to);
     return 0;
 }
 
@@ -145,7 +145,7 @@ int Files::unlink(const char *path)
     if (place.node == nullptr && !is_link)
         return fail(ENOENT);
     remove(place.path);
-    router().journal.act(std::string("unlink ") + path);
+    router().journal.file_act(std::string("unlink ") + path);
     return 0;
 }
 

@@ -321,7 +321,7 @@ int Files::close(int fd)
     closed->in_use = false;
     closed->node = nullptr;
     if (closed->written)
-        router().journal.act("write " + closed->path);
+        router().journal.file_act("write " + closed->path);
     return 0;
 }
 

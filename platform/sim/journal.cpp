@@ -17,6 +17,34 @@ void Journal::act(std::string line)
     moments_.push_back({.wall = clock_.wall(), .uptime = clock_.uptime()});
 }
 
+void Journal::reason(const journal_record &record)
+{
+    if (hook_)
+        hook_(record);
+    if (reasons_.size() < lines_.size()) // else its line is muted
+        reasons_.push_back(
+            {.who = record.who, .verdict = record.verdict, .count = record.count, .target = record.target});
+}
+
+void Journal::file_act(std::string line)
+{
+    act(line);
+    journal_act(JOURNAL_FILE, line.c_str(), 1);
+}
+
+std::vector<Journal::Record> Journal::records() const
+{
+    std::vector<Record> all;
+    all.reserve(reasons_.size());
+    for (size_t i = 0; i < reasons_.size(); i++)
+        all.push_back({.line = lines_[i],
+                       .who = reasons_[i].who,
+                       .verdict = reasons_[i].verdict,
+                       .count = reasons_[i].count,
+                       .target = reasons_[i].target});
+    return all;
+}
+
 std::vector<std::string> Journal::timed_lines() const
 {
     std::vector<std::string> timed;
@@ -39,9 +67,11 @@ void Journal::clear()
 {
     lines_.clear();
     moments_.clear();
+    reasons_.clear();
     messages_.clear();
     lines_.shrink_to_fit(); // a long run looks at what the process holds
     moments_.shrink_to_fit();
+    reasons_.shrink_to_fit();
     messages_.shrink_to_fit();
 }
 

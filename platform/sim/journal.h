@@ -6,11 +6,13 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "platform/common/journal.h"
 #include "platform/sim/clock.h"
 
 namespace sim
@@ -36,6 +38,20 @@ public:
     // "2026-03-01 02:00:00 +7200 reboot": local time, up-time in seconds, act.
     // Told in the zone that the machine has at the end, when somebody asks, and not in that of the act.
     std::vector<std::string> timed_lines() const;
+    // The same lines with whose they are and why.
+    struct Record {
+        std::string line;
+        uint8_t who = 0;     // a status_who
+        uint8_t verdict = 0; // by which it acted, or STATUS_AT_START and so on
+        uint32_t count = 0;  // how far it was in what the verdict counts, of how much
+        uint32_t target = 0;
+    };
+    std::vector<Record> records() const;
+    // Has each record as the grounds keep it, cut and without secrets, while the daemon acts; muted ones, too.
+    void on_record(std::function<void(const journal_record &)> hook)
+    {
+        hook_ = std::move(hook);
+    }
     // The acts whose first word this is, the whole line of each.
     std::vector<std::string> acts(std::string_view first_word) const;
     // "MODULE?TEXT" of all messages to netctrl, from send_msg_to_netctrl and "cfm post netctrl" alike, in order.
@@ -54,8 +70,12 @@ public:
 
     // ---- for the model ----
 
-    // The line without an end, at the present moment of the clock.
+    // The line without an end, at the present moment of the clock. Then one of the functions of
+    // platform/common/journal.h, which leads to reason().
     void act(std::string line);
+    void reason(const journal_record &record);
+    // Both, for what the daemon does to a file.
+    void file_act(std::string line);
     void message_to_netctrl(std::string text)
     {
         messages_.push_back(std::move(text));
@@ -69,7 +89,15 @@ private:
     };
     const Clock &clock_;
     std::vector<std::string> lines_;
+    struct Reason {
+        uint8_t who;
+        uint8_t verdict;
+        uint32_t count;
+        uint32_t target;
+    };
     std::vector<Moment> moments_; // of each line
+    std::vector<Reason> reasons_;
+    std::function<void(const journal_record &)> hook_;
     std::vector<std::string> messages_;
     std::set<std::string, std::less<>> muted_;
 };

@@ -62,6 +62,7 @@ int tpi_wan_get_ip(const char *ifname, char *address, int /*wan_id*/)
 int wan_lan_check(const char *address, const char *netmask)
 {
     router().journal.act(std::string("wan_lan_check ") + address + " " + netmask);
+    journal_wan_lan_check(address, netmask);
     const std::string *const lan = router().network.address(getLanIfName());
     const in_addr_t mask = inet_addr(netmask);
     return !router().faults.hits(Call::wan_lan_check) && lan != nullptr &&

@@ -81,10 +81,12 @@ extern "C" int SetValue(const char *key, const char *value)
     router().store.use(key);
     if (router().faults.hits(Call::SetValue) || strlen(key) > KEY_MAX || strlen(value) > VALUE_MAX) {
         router().journal.act(std::string("set failed ") + key);
+        journal_set(key, value, 0);
         return 0;
     }
     router().store.set_uncommitted(key, value);
     router().journal.act(std::string("set ") + key + "=" + value);
+    journal_set(key, value, 1);
     return 1;
 }
 
@@ -92,9 +94,11 @@ extern "C" int CommitCfm(void)
 {
     if (router().faults.hits(Call::CommitCfm)) {
         router().journal.act("commit failed");
+        journal_commit(0);
         return 0;
     }
     router().store.commit();
     router().journal.act("commit");
+    journal_commit(1);
     return 1;
 }
