@@ -110,6 +110,7 @@ static void sign(journal_record *act)
         act->count = row->count;
         act->target = row->target;
         act->next = row->next;
+        act->since = row->since;
         note_in_row(act, row);
     }
 }

@@ -32,7 +32,7 @@ enum journal_kind {
     JOURNAL_FILE = 10,         // "write PATH", "unlink PATH", "rename FROM TO"; a ground need not see these
 };
 
-enum { JOURNAL_TEXT_SIZE = 200 };
+enum { JOURNAL_TEXT_SIZE = 192 };
 
 // Calendar times are seconds since 1970, up-times seconds. The layout is the same on 32 and 64 bits.
 struct journal_record {
@@ -40,12 +40,13 @@ struct journal_record {
     uint32_t check;    // of all that follows and of `sequence`
     int64_t time;      // when it was done
     int64_t last;      // and when for the last time, if it was repeated
-    int64_t next;      // when the module acts or looks next, as its row says
+    int64_t since;     // when the module had come to its verdict, as its row says
+    int64_t next;      // and when it acts or looks next
     int32_t uptime;
     int32_t last_uptime;
     uint32_t count;  // how far the module was in what its verdict counts,
     uint32_t target; // and how far that must go; 0: nothing was counted
-    uint16_t times;  // how often it was done in a row, at least 1; stays at the highest that fits
+    uint16_t times;  // how often it was done since the verdict, at least 1; stays at the highest that fits
     uint8_t who;     // a status_who
     uint8_t verdict; // by which it acted, or STATUS_AT_START and so on
     uint8_t kind;    // a journal_kind
@@ -84,7 +85,7 @@ size_t journal_read(const void *bytes, size_t size, uint32_t after, struct journ
 const struct journal_head *journal_head_of(const void *bytes, size_t size);
 
 // Of writers: an empty ring; the number of the newest whole record (0: none); a record's checksum; and writing one
-// record, which counts up a repeated one in its place. One thread at a time.
+// record, which counts up a repeated one in its place (decision 0157). One thread at a time.
 void journal_ring_make(struct journal_ring *ring, const char *boot);
 uint32_t journal_newest(const void *bytes, size_t size);
 uint32_t journal_check(const struct journal_record *record);

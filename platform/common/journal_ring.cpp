@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <cstring>
 
-static_assert(sizeof(journal_record) == 256 && offsetof(journal_record, uptime) == 32 &&
-              offsetof(journal_record, text) == 56);
+static_assert(sizeof(journal_record) == 256 && offsetof(journal_record, uptime) == 40 &&
+              offsetof(journal_record, text) == 64);
 static_assert(sizeof(journal_head) == 256 && sizeof(journal_ring) == 65536);
 
 static constexpr char MAGIC[] = "tcjournl";
@@ -94,16 +94,26 @@ void journal_ring_make(journal_ring *ring, const char *boot)
     snprintf(head->boot, sizeof head->boot, "%s", boot);
 }
 
-static bool is_repeated(const journal_record *last, const journal_record *record)
+// Looks for the same act, done since the module came to its verdict, among the latest records (decision 0157).
+static bool is_repeated(const journal_ring *ring, uint32_t newest, const journal_record *record, journal_record *found)
 {
-    return last->who == record->who && last->verdict == record->verdict && last->kind == record->kind &&
-           strcmp(last->text, record->text) == 0;
+    constexpr uint32_t LOOKED_AT = 16;
+    for (uint32_t number = newest; number != 0 && newest - number < LOOKED_AT; number--) {
+        const journal_record *const slot = &ring->slots[number % JOURNAL_SLOTS];
+        if (slot->who != record->who)
+            continue;
+        if (slot->verdict != record->verdict || slot->since != record->since)
+            return false;
+        if (slot->kind == record->kind && strncmp(slot->text, record->text, sizeof slot->text) == 0)
+            return copy_whole(slot, found); // the writer before this one may have been killed at it
+    }
+    return false;
 }
 
 void journal_ring_write(journal_ring *ring, uint32_t *newest, const journal_record *record)
 {
     journal_record written;
-    if (*newest != 0 && copy_whole(&ring->slots[*newest % JOURNAL_SLOTS], &written) && is_repeated(&written, record)) {
+    if (is_repeated(ring, *newest, record, &written)) {
         written.last = record->last;
         written.last_uptime = record->last_uptime;
         if (written.times != UINT16_MAX)
