@@ -117,7 +117,7 @@ static void sign(journal_record *act)
 
 // ---- the records ----
 
-// A record whose text is the format with these, cut. Only the text is left to be filled.
+// Fills in all but the text, and of a note whose it is.
 static void write_record(journal_record *act, uint8_t kind, int ok)
 {
     act->kind = kind;
@@ -128,7 +128,7 @@ static void write_record(journal_record *act, uint8_t kind, int ok)
     if (kind == JOURNAL_NOTE || kind == JOURNAL_END) {
         act->who = STATUS_NOBODY;
         act->verdict = STATUS_UNJUDGED;
-    } else {
+    } else if (kind != JOURNAL_START) {
         sign(act);
     }
     journal_write(act);
@@ -215,4 +215,11 @@ void journal_note(const char *text)
 void journal_note_end(const char *reason)
 {
     write_text(JOURNAL_END, 1, "ended: ", reason, false);
+}
+
+void journal_note_start(const char *text, const journal_record *why)
+{
+    journal_record note = *why;
+    snprintf(note.text, sizeof note.text, "started: %s", text);
+    write_record(&note, JOURNAL_START, 1);
 }

@@ -30,6 +30,7 @@ enum journal_kind {
     JOURNAL_WAN_LAN_CHECK = 8, // "wan_lan_check ADDRESS MASK"
     JOURNAL_END = 9,           // a note: the daemon was ended in order, "ended: REASON"
     JOURNAL_FILE = 10,         // "write PATH", "unlink PATH", "rename FROM TO"; a ground need not see these
+    JOURNAL_START = 11, // a note: "started: ..."; who restarted the machine before, and why, if it was the daemon
 };
 
 enum { JOURNAL_TEXT_SIZE = 192 };
@@ -106,6 +107,7 @@ void journal_wan_lan_check(const char *address, const char *netmask);
 void journal_act(uint8_t kind, const char *text, int ok); // any other, in its own words
 void journal_note(const char *text);
 void journal_note_end(const char *reason);
+void journal_note_start(const char *text, const struct journal_record *why); // whose the restart before was, and why
 
 // ---- what the ground supplies ----
 

@@ -15,6 +15,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "platform/common/journal.h"
 #include "platform/linux/command.h"
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
@@ -242,12 +243,14 @@ int doSystemCmd(const char *format, ...)
     const int length = vsnprintf(command, sizeof command, format, arguments);
     va_end(arguments);
     if (length < 0 || static_cast<size_t>(length) >= sizeof command) {
+        journal_act(JOURNAL_COMMAND, "command too long", 0);
         errno = E2BIG;
         log_not_run(format);
         return NOT_RUN;
     }
 
     program_notes_command(-1);
+    journal_command(command);
     const pid_t pid = start_shell(command, -1);
     if (pid >= 0)
         return finish(pid, command_deadline_s(), command);
@@ -272,6 +275,7 @@ int _eval(char *const argv[], const char *redirect, int timeout, int *pid) // NO
 {
     if (argv == nullptr || argv[0] == nullptr)
         return NOT_RUN;
+    journal_exec(argv, redirect);
     const int output = open_redirect(redirect);
     const program program = {.path = argv[0], .argv = argv, .output = output, .errors = output};
     const pid_t started = start(&program);

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/common/journal.h"
 #include "platform/config_keys.h"
 #include "platform/config_store.h"
 #include "platform/linux/directory.h"
@@ -92,7 +93,10 @@ static void set_led(const char *led, int state)
 void set_all_led(int state)
 {
     directory_reader leds;
-    if (state < LED_OFF || state > LED_AUTOMATIC || !open_directory(&leds, led_directory()))
+    if (state < LED_OFF || state > LED_AUTOMATIC)
+        return;
+    journal_leds(state);
+    if (!open_directory(&leds, led_directory()))
         return;
     for (const char *led = next_name(&leds); led != nullptr; led = next_name(&leds))
         set_led(led, state);

@@ -7,10 +7,12 @@
 #include <sys/reboot.h>
 #include <unistd.h>
 
+#include "platform/common/journal.h"
 #include "platform/config_keys.h"
 #include "platform/linux/command.h"
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
+#include "platform/linux/journal.h"
 #include "platform/linux/program.h"
 #include "platform/linux/store_setting.h"
 
@@ -48,6 +50,12 @@ int get_sys_mode(void)
     return setting_number(KEY_SYS_MODE, 0);
 }
 
+static void save_all()
+{
+    journal_save(); // first, and synced by itself: of the disks another one may hang
+    sync();
+}
+
 // A disk that hangs must not keep the router from restarting, and it is not waited for again. While the restart is
 // refused, the daemon asks each second (decision 0125).
 static void save_to_disks()
@@ -55,7 +63,7 @@ static void save_to_disks()
     constexpr int PAUSE_S = 60;
     if (disks_have_hung || get_uptime() < next_save_s)
         return;
-    const int waited_s = done_in_a_child(sync);
+    const int waited_s = done_in_a_child(save_all);
     disks_have_hung = waited_s > 0;
     if (disks_have_hung)
         ground_log("restart: the disks have not taken everything after %d s", waited_s);
@@ -64,8 +72,10 @@ static void save_to_disks()
 
 int tpi_systool_reboot(void)
 {
+    journal_reboot();
     save_to_disks();
     const int result = reboot(RB_AUTOBOOT);
+    journal_restart_refused();
     if (result != 0 && told_refusal != errno) {
         told_refusal = errno;
         ground_log("restart: refused: %s", strerror(errno));

@@ -12,6 +12,7 @@
 #include "platform/linux/bus.h"
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
+#include "platform/linux/journal.h"
 #include "platform/linux/program.h"
 #include "platform/linux/service_manager.h"
 #include "platform/linux/status_file.h"
@@ -45,6 +46,7 @@ int RegMsgHandle(const char *name, const char *filter, message_handle_fn handle)
     is_registered = true;
     status_file_begin();
     program_serves();
+    journal_open();
     zone_watch_begin();
     return 1;
 }

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <net/if.h>
 
+#include "platform/common/journal.h"
 #include "platform/config_keys.h"
 #include "platform/config_store.h"
 #include "platform/linux/bus.h"
@@ -170,6 +171,7 @@ static void ask_for_another_lan(const char *address)
 
 int wan_lan_check(const char *address, const char *netmask)
 {
+    journal_wan_lan_check(address, netmask);
     const bool clash = clashes_with_lan(address, netmask);
     if (clash && !lan_clashed)
         ask_for_another_lan(address);

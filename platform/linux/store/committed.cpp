@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/common/journal.h"
 #include "platform/common/published_keys.h"
 #include "platform/linux/store/admin.h"
 #include "platform/linux/store/change.h"
@@ -399,7 +400,7 @@ static int open_conf_directory()
     return dir;
 }
 
-int CommitCfm(void)
+static int commit()
 {
     if (!config_store_look() || store_environment() == nullptr)
         return 0;
@@ -414,4 +415,11 @@ int CommitCfm(void)
     if (rc > 0)
         store_line("not committed to %s: %s; the running values stay", store_conf_directory(), strerror(rc));
     return rc == 0 ? 1 : 0;
+}
+
+int CommitCfm(void)
+{
+    const int is_committed = commit();
+    journal_commit(is_committed);
+    return is_committed;
 }

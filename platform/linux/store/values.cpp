@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "platform/common/journal.h"
 #include "platform/linux/store/change.h"
 #include "platform/linux/store/environment.h"
 #include "platform/linux/store/state.h"
@@ -33,7 +34,7 @@ static int put_setting(MDB_txn *transaction, void *context)
     return store_put(transaction, wanted->key, wanted->value);
 }
 
-int SetValue(const char *key, const char *value)
+static int set_value(const char *key, const char *value)
 {
     const char *fault = store_key_fault(key);
     if (fault == nullptr)
@@ -49,6 +50,13 @@ int SetValue(const char *key, const char *value)
     if (rc != 0)
         store_line("'%.80s' is not set", key);
     return rc == 0 ? 1 : 0;
+}
+
+int SetValue(const char *key, const char *value)
+{
+    const int is_stored = set_value(key, value);
+    journal_set(key, value, is_stored);
+    return is_stored;
 }
 
 static int delete_key(MDB_txn *transaction, void *context)
