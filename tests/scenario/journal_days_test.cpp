@@ -26,7 +26,8 @@ protected:
     {
         box.log.keep(false);
         journal_ring_make(ring_.get(), "");
-        box.journal.on_record([this](const journal_record &record) { journal_ring_write(ring_.get(), &newest_, &record); });
+        box.journal.on_record(
+            [this](const journal_record &record) { journal_ring_write(ring_.get(), &newest_, &record); });
         configure_all();
         enter(GetParam());
     }

@@ -32,7 +32,7 @@ FOLDERS = {
     "tests/contract/": (CONTRACT, COMMON, LINUX, SIM, r"tests/(contract|support)/.*"),
     "tests/fuzz/": (CONTRACT, COMMON, LINUX, SIM, DAEMON, r"tools/.*", r"tests/(fuzz|support)/.*"),
     "tests/porting/": (CONTRACT,),
-    "tests/scenario/": (CONTRACT, SIM, DAEMON, KEYS, r"tests/support/.*"),
+    "tests/scenario/": (CONTRACT, r"platform/common/journal\.h", SIM, DAEMON, KEYS, r"tests/support/.*"),
     "tests/sim/": (CONTRACT, COMMON, SIM, DAEMON, r"tests/support/.*"),
     "tests/support/": (CONTRACT, COMMON, SIM, DAEMON, r"tests/support/.*"),
     # What tcctl says is compared with what the daemon does.
