@@ -21,14 +21,14 @@ static constexpr char SECRETS[] =
 #include "platform/config_keys.def"
     ;
 
-static constexpr bool are_plain_keys()
+static constexpr size_t patterns()
 {
+    size_t found = 0;
     for (const char character : SECRETS)
-        if (character == '%')
-            return false;
-    return true;
+        found += character == '%' ? 1 : 0;
+    return found;
 }
-static_assert(are_plain_keys(), "a secret pattern of keys needs more than a look into the store");
+static_assert(patterns() == 0, "a secret pattern of keys needs more than a look into the store");
 
 // Whether the text goes on with this value as it stands inside a shell's quotes.
 static bool goes_on_with(const char *text, const char *value)
@@ -134,92 +134,101 @@ static void write_record(journal_record *act, uint8_t kind, int ok)
     journal_write(act);
 }
 
-// "WORD TEXT", the second part left out where it is empty; what follows the first word of a text that holds a secret
-// is hidden.
-static void write_text(uint8_t kind, int ok, const char *word, const char *text, bool may_hold_a_secret)
+// By their kinds.
+static constexpr const char *WORDS[] = {"",     "set",    "commit",        "leds",   "netctrl", "command",
+                                        "exec", "reboot", "wan_lan_check", "ended:", "",        "started:"};
+
+// The kind's word, and what was done: FIRST BETWEEN SECOND.
+static void write_act(journal_record *act, uint8_t kind, int ok, const char *first, const char *between,
+                      const char *second)
+{
+    const char *const word = WORDS[kind];
+    const bool may_hold_a_secret = kind == JOURNAL_COMMAND || kind == JOURNAL_EXEC || kind == JOURNAL_NETCTRL;
+    size_t shown = JOURNAL_TEXT_SIZE;
+    if (may_hold_a_secret && holds_a_secret(first)) {
+        shown = strcspn(first, " ?");
+        between = " ***";
+    }
+    snprintf(act->text, sizeof act->text, "%s%s%s%.*s%s%s", word, ok != 0 ? "" : " failed",
+             word[0] != '\0' && first[0] != '\0' ? " " : "", static_cast<int>(shown), first, between, second);
+    write_record(act, kind, ok);
+}
+
+static void write_plain(uint8_t kind, int ok, const char *text)
 {
     journal_record act = {};
-    const bool is_hidden = may_hold_a_secret && holds_a_secret(text);
-    const int length = is_hidden ? static_cast<int>(strcspn(text, " ?")) : JOURNAL_TEXT_SIZE;
-    snprintf(act.text, sizeof act.text, "%s%.*s%s", word, length, text, is_hidden ? " ***" : "");
-    write_record(&act, kind, ok);
+    write_act(&act, kind, ok, text, "", "");
 }
 
 void journal_set(const char *key, const char *value, int ok)
 {
     journal_record act = {};
-    if (ok == 0)
-        snprintf(act.text, sizeof act.text, "set failed %s", key);
-    else
-        snprintf(act.text, sizeof act.text, "set %s=%s", key, is_secret(key) ? "***" : value);
-    write_record(&act, JOURNAL_SET, ok);
+    const char *const shown = is_secret(key) ? "***" : value;
+    write_act(&act, JOURNAL_SET, ok, key, ok != 0 ? "=" : "", ok != 0 ? shown : "");
 }
 
 void journal_commit(int ok)
 {
-    write_text(JOURNAL_COMMIT, ok, ok != 0 ? "commit" : "commit failed", "", false);
+    write_plain(JOURNAL_COMMIT, ok, "");
 }
 
 void journal_leds(int state)
 {
     const char number[] = {static_cast<char>('0' + state), '\0'};
-    write_text(JOURNAL_LEDS, 1, "leds ", number, false);
+    write_plain(JOURNAL_LEDS, 1, number);
 }
 
 void journal_netctrl(int module, const char *text, int ok)
 {
-    char message[JOURNAL_TEXT_SIZE];
+    char message[512];
     snprintf(message, sizeof message, "%d?%s", module, text);
-    write_text(JOURNAL_NETCTRL, ok, ok != 0 ? "netctrl " : "netctrl failed ", message, true);
+    write_plain(JOURNAL_NETCTRL, ok, message);
 }
 
 void journal_command(const char *text)
 {
-    write_text(JOURNAL_COMMAND, 1, "command ", text, true);
+    write_plain(JOURNAL_COMMAND, 1, text);
 }
 
 void journal_exec(char *const argv[], const char *redirect)
 {
-    char text[512];
+    char text[512] = "";
     size_t length = 0;
     for (char *const *word = argv; *word != nullptr && length < sizeof text; word++)
         length +=
-            static_cast<size_t>(snprintf(text + length, sizeof text - length, word == argv ? "%s" : " %s", *word));
-    if (redirect != nullptr && length < sizeof text)
-        snprintf(text + length, sizeof text - length, " %s", redirect);
-    write_text(JOURNAL_EXEC, 1, "exec ", text, true);
+            static_cast<size_t>(snprintf(text + length, sizeof text - length, "%s%s", word == argv ? "" : " ", *word));
+    journal_record act = {};
+    write_act(&act, JOURNAL_EXEC, 1, text, redirect != nullptr ? " " : "", redirect != nullptr ? redirect : "");
 }
 
 void journal_reboot()
 {
-    write_text(JOURNAL_REBOOT, 1, "reboot", "", false);
+    write_plain(JOURNAL_REBOOT, 1, "");
 }
 
 void journal_wan_lan_check(const char *address, const char *netmask)
 {
     journal_record act = {};
-    snprintf(act.text, sizeof act.text, "wan_lan_check %s %s", address, netmask);
-    write_record(&act, JOURNAL_WAN_LAN_CHECK, 1);
+    write_act(&act, JOURNAL_WAN_LAN_CHECK, 1, address, " ", netmask);
 }
 
-void journal_act(uint8_t kind, const char *text, int ok)
+void journal_file(const char *text)
 {
-    write_text(kind, ok, "", text, false);
+    write_plain(JOURNAL_FILE, 1, text);
 }
 
 void journal_note(const char *text)
 {
-    write_text(JOURNAL_NOTE, 1, "", text, false);
+    write_plain(JOURNAL_NOTE, 1, text);
 }
 
 void journal_note_end(const char *reason)
 {
-    write_text(JOURNAL_END, 1, "ended: ", reason, false);
+    write_plain(JOURNAL_END, 1, reason);
 }
 
 void journal_note_start(const char *text, const journal_record *why)
 {
     journal_record note = *why;
-    snprintf(note.text, sizeof note.text, "started: %s", text);
-    write_record(&note, JOURNAL_START, 1);
+    write_act(&note, JOURNAL_START, 1, text, "", "");
 }

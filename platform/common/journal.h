@@ -24,7 +24,7 @@ enum journal_kind {
     JOURNAL_COMMIT = 2,
     JOURNAL_LEDS = 3,    // "leds N"
     JOURNAL_NETCTRL = 4, // "netctrl MODULE?TEXT", "netctrl failed MODULE?TEXT"
-    JOURNAL_COMMAND = 5, // "command TEXT"
+    JOURNAL_COMMAND = 5, // "command TEXT"; "command too long" of one that was not begun
     JOURNAL_EXEC = 6,    // "exec A B >REDIRECT"
     JOURNAL_REBOOT = 7,
     JOURNAL_WAN_LAN_CHECK = 8, // "wan_lan_check ADDRESS MASK"
@@ -85,8 +85,9 @@ size_t journal_read(const void *bytes, size_t size, uint32_t after, struct journ
 // The head, when it is that of a journal of this version and byte order that is as long as it says; else null.
 const struct journal_head *journal_head_of(const void *bytes, size_t size);
 
-// Of writers: an empty ring; the number of the newest whole record (0: none); a record's checksum; and writing one
-// record, which counts up a repeated one in its place (decision 0157). One thread at a time.
+// Of writers: the head of a ring, and an empty one; the number of the newest whole record (0: none); a record's
+// checksum; and writing one record, which counts up a repeated one in its place (decision 0157). One thread at a time.
+void journal_head_make(struct journal_head *head, const char *boot);
 void journal_ring_make(struct journal_ring *ring, const char *boot);
 uint32_t journal_newest(const void *bytes, size_t size);
 uint32_t journal_check(const struct journal_record *record);
@@ -104,7 +105,7 @@ void journal_command(const char *text);
 void journal_exec(char *const argv[], const char *redirect); // `redirect` may be null
 void journal_reboot(void);
 void journal_wan_lan_check(const char *address, const char *netmask);
-void journal_act(uint8_t kind, const char *text, int ok); // any other, in its own words
+void journal_file(const char *text);
 void journal_note(const char *text);
 void journal_note_end(const char *reason);
 void journal_note_start(const char *text, const struct journal_record *why); // whose the restart before was, and why

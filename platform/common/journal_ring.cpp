@@ -9,8 +9,15 @@ static_assert(sizeof(journal_record) == 256 && offsetof(journal_record, uptime) 
               offsetof(journal_record, text) == 64);
 static_assert(sizeof(journal_head) == 256 && sizeof(journal_ring) == 65536);
 
-static constexpr char MAGIC[] = "tcjournl";
-static constexpr uint32_t BYTE_ORDER_MARK = 0x01020304;
+// How each head of this version and byte order begins.
+static constexpr struct {
+    char magic[8] = {'t', 'c', 'j', 'o', 'u', 'r', 'n', 'l'};
+    uint32_t byte_order = 0x01020304;
+    uint32_t version = JOURNAL_VERSION;
+    uint32_t head_size = sizeof(journal_head);
+    uint32_t record_size = sizeof(journal_record);
+} FORM;
+static_assert(sizeof FORM == offsetof(journal_head, slots));
 
 // ---- reading ----
 
@@ -31,10 +38,8 @@ uint32_t journal_check(const journal_record *record)
 const journal_head *journal_head_of(const void *bytes, size_t size)
 {
     const auto *const head = static_cast<const journal_head *>(bytes);
-    if (size < sizeof *head || memcmp(head->magic, MAGIC, sizeof head->magic) != 0 ||
-        head->byte_order != BYTE_ORDER_MARK || head->version != JOURNAL_VERSION || head->head_size != sizeof *head ||
-        head->record_size != sizeof(journal_record) || head->slots == 0 || head->slots > JOURNAL_SLOTS ||
-        size < sizeof *head + head->slots * sizeof(journal_record))
+    if (size < sizeof *head || memcmp(head, &FORM, sizeof FORM) != 0 || head->slots == 0 ||
+        head->slots > JOURNAL_SLOTS || size < sizeof *head + head->slots * sizeof(journal_record))
         return nullptr;
     return head->boot[sizeof head->boot - 1] == '\0' ? head : nullptr;
 }
@@ -81,17 +86,18 @@ size_t journal_read(const void *bytes, size_t size, uint32_t after, journal_reco
 
 // ---- writing ----
 
+void journal_head_make(journal_head *head, const char *boot)
+{
+    *head = {};
+    memcpy(head, &FORM, sizeof FORM);
+    head->slots = JOURNAL_SLOTS;
+    snprintf(head->boot, sizeof head->boot, "%s", boot);
+}
+
 void journal_ring_make(journal_ring *ring, const char *boot)
 {
     memset(ring, 0, sizeof *ring);
-    journal_head *const head = &ring->head;
-    memcpy(head->magic, MAGIC, sizeof head->magic);
-    head->byte_order = BYTE_ORDER_MARK;
-    head->version = JOURNAL_VERSION;
-    head->head_size = sizeof *head;
-    head->record_size = sizeof(journal_record);
-    head->slots = JOURNAL_SLOTS;
-    snprintf(head->boot, sizeof head->boot, "%s", boot);
+    journal_head_make(&ring->head, boot);
 }
 
 // Looks for the same act, done since the module came to its verdict, among the latest records (decision 0157).

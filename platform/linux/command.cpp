@@ -243,7 +243,7 @@ int doSystemCmd(const char *format, ...)
     const int length = vsnprintf(command, sizeof command, format, arguments);
     va_end(arguments);
     if (length < 0 || static_cast<size_t>(length) >= sizeof command) {
-        journal_act(JOURNAL_COMMAND, "command too long", 0);
+        journal_command("too long");
         errno = E2BIG;
         log_not_run(format);
         return NOT_RUN;

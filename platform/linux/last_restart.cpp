@@ -7,73 +7,93 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
-#include "platform/linux/run_directory.h"
 #include "platform/linux/store/state.h"
 
 static constexpr char NAME[] = "last_restart";
-static constexpr char BESIDE[] = "last_restart.new";
-static constexpr size_t FILE_SIZE = sizeof(journal_head) + JOURNAL_LAST_SLOTS * sizeof(journal_record);
+static constexpr char BESIDE[] = "journal.new";
 
 static journal_record no_record; // fills the slots of a young journal
 
-static int open_folder(const char *path)
+static constexpr size_t size_of(uint32_t slots)
+{
+    return sizeof(journal_head) + slots * sizeof(journal_record);
+}
+
+int journal_folder(const char *path)
 {
     return open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
 }
 
-// ---- writing ----
-
-// In one call: a flash file system keeps what is written piece by piece in pieces.
-static bool write_records(int fd, journal_ring *ring, uint32_t newest)
+// In one call: a flash file system keeps what is written piece by piece in pieces. And all of it is written, not just
+// made longer: a memory file system that is full says so now, and not by ending who writes to a mapping.
+static bool write_records(int fd, uint32_t slots, const journal_head *like, journal_record *records, uint32_t newest)
 {
-    journal_head head = ring->head;
-    head.slots = JOURNAL_LAST_SLOTS;
-    iovec parts[1 + JOURNAL_LAST_SLOTS];
+    journal_head head = *like;
+    head.slots = slots;
+    iovec parts[1 + JOURNAL_SLOTS];
     for (iovec &part : parts)
         part = {.iov_base = &no_record, .iov_len = sizeof no_record};
-    parts[0] = {.iov_base = &head, .iov_len = sizeof head};
-    for (uint32_t i = 0; i < JOURNAL_LAST_SLOTS && i < newest; i++)
-        parts[1 + (newest - i) % JOURNAL_LAST_SLOTS].iov_base = &ring->slots[(newest - i) % JOURNAL_SLOTS];
-    return writev(fd, parts, 1 + JOURNAL_LAST_SLOTS) == static_cast<ssize_t>(FILE_SIZE);
+    parts[0].iov_base = &head;
+    for (uint32_t i = 0; i < slots && i < newest; i++)
+        parts[1 + (newest - i) % slots].iov_base = &records[(newest - i) % JOURNAL_SLOTS];
+    return writev(fd, parts, static_cast<int>(1 + slots)) == static_cast<ssize_t>(size_of(slots));
+}
+static_assert(sizeof(journal_head) == sizeof(journal_record));
+
+bool journal_file_write(int dir, const char *name, uint32_t slots, const journal_head *like, journal_record *records,
+                        uint32_t newest)
+{
+    unlinkat(dir, BESIDE, 0); // left by one that was cut short
+    const int fd = openat(dir, BESIDE, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (fd < 0)
+        return false;
+    const bool is_written =
+        write_records(fd, slots, like, records, newest) && fsync(fd) == 0 && renameat(dir, BESIDE, dir, name) == 0;
+    close(fd);
+    if (is_written)
+        fsync(dir);
+    else
+        unlinkat(dir, BESIDE, 0);
+    return is_written;
+}
+
+void *journal_file_map(int dir, const char *name, uint32_t slots, bool is_written)
+{
+    const int fd = openat(dir, name, (is_written ? O_RDWR : O_RDONLY) | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    if (fd < 0)
+        return nullptr;
+    struct stat file = {};
+    void *mapping = MAP_FAILED;
+    if (fstat(fd, &file) == 0 && S_ISREG(file.st_mode) && file.st_size == static_cast<off_t>(size_of(slots)))
+        mapping = mmap(nullptr, size_of(slots), is_written ? PROT_READ | PROT_WRITE : PROT_READ,
+                       is_written ? MAP_SHARED : MAP_PRIVATE, fd, 0);
+    close(fd);
+    if (mapping == MAP_FAILED)
+        return nullptr;
+    const journal_head *const head = journal_head_of(mapping, size_of(slots));
+    if (head != nullptr && head->slots == slots)
+        return mapping;
+    munmap(mapping, size_of(slots));
+    return nullptr;
 }
 
 void last_restart_save(journal_ring *ring, uint32_t newest)
 {
-    const int dir = open_folder(store_conf_directory());
-    unlinkat(dir, BESIDE, 0); // left by one that was cut short
-    const int fd = openat(dir, BESIDE, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    const bool is_whole = fd >= 0 && write_records(fd, ring, newest) && fsync(fd) == 0;
-    if (fd >= 0)
-        close(fd);
-    if (is_whole && renameat(dir, BESIDE, dir, NAME) == 0)
-        fsync(dir);
-    else
-        unlinkat(dir, BESIDE, 0);
-    if (dir >= 0)
-        close(dir);
+    const int dir = journal_folder(store_conf_directory());
+    journal_file_write(dir, NAME, JOURNAL_LAST_SLOTS, &ring->head, ring->slots, newest);
+    close(dir);
 }
 
 void last_restart_remove()
 {
-    const int dir = open_folder(store_conf_directory());
+    const int dir = journal_folder(store_conf_directory());
     unlinkat(dir, NAME, 0);
-    if (dir >= 0)
-        close(dir);
+    close(dir);
 }
 
 // ---- the next start ----
 
-static const void *map(int dir)
-{
-    const int fd = openat(dir, NAME, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
-    if (fd < 0)
-        return nullptr;
-    struct stat file = {};
-    const bool fits = fstat(fd, &file) == 0 && S_ISREG(file.st_mode) && file.st_size == static_cast<off_t>(FILE_SIZE);
-    void *const mapping = fits ? mmap(nullptr, FILE_SIZE, PROT_READ, MAP_PRIVATE, fd, 0) : MAP_FAILED;
-    close(fd);
-    return mapping == MAP_FAILED ? nullptr : mapping;
-}
+static constexpr size_t FILE_SIZE = size_of(JOURNAL_LAST_SLOTS);
 
 // The newest restart or end in it. False: there is none, or it is no journal.
 static bool find_why(const void *bytes, journal_record *why)
@@ -85,35 +105,27 @@ static bool find_why(const void *bytes, journal_record *why)
     return false;
 }
 
-static void copy_to_run_directory(const void *bytes)
+static void copy_to(int run_dir, const void *bytes)
 {
-    char path[RUN_PATH_MAX];
-    char beside[RUN_PATH_MAX];
-    run_path(NAME, path);
-    run_path(BESIDE, beside);
-    unlink(beside);
-    const int fd = open(beside, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (fd < 0)
-        return;
-    const bool is_whole = write(fd, bytes, FILE_SIZE) == static_cast<ssize_t>(FILE_SIZE);
+    unlinkat(run_dir, NAME, 0);
+    const int fd = openat(run_dir, NAME, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (fd >= 0 && write(fd, bytes, FILE_SIZE) != static_cast<ssize_t>(FILE_SIZE))
+        unlinkat(run_dir, NAME, 0);
     close(fd);
-    if (!is_whole || rename(beside, path) != 0)
-        unlink(beside);
 }
 
-const char *last_restart_take(bool goes_on, bool had_one, journal_record *why)
+const char *last_restart_take(int run_dir, bool goes_on, bool had_one, journal_record *why)
 {
-    const int dir = open_folder(store_conf_directory());
-    const void *const bytes = map(dir);
+    const int dir = journal_folder(store_conf_directory());
+    void *const bytes = journal_file_map(dir, NAME, JOURNAL_LAST_SLOTS, false);
     journal_record found;
     const bool is_told = bytes != nullptr && find_why(bytes, &found);
     if (bytes != nullptr) {
-        copy_to_run_directory(bytes);
-        munmap(const_cast<void *>(bytes), FILE_SIZE);
+        copy_to(run_dir, bytes);
+        munmap(bytes, FILE_SIZE);
     }
-    unlinkat(dir, NAME, 0);
-    if (dir >= 0)
-        close(dir);
+    close(dir);
+    last_restart_remove();
 
     *why = {};
     why->who = STATUS_NOBODY;

@@ -176,7 +176,7 @@ extern "C" int doSystemCmd(const char *format, ...)
     va_end(arguments);
     if (length < 0 || length > COMMAND_MAX) {
         router().journal.act("command too long");
-        journal_act(JOURNAL_COMMAND, "command too long", 0);
+        journal_command("too long");
         return -1;
     }
     return router().commands.run(command);

@@ -29,7 +29,7 @@ void Journal::reason(const journal_record &record)
 void Journal::file_act(std::string line)
 {
     act(line);
-    journal_act(JOURNAL_FILE, line.c_str(), 1);
+    journal_file(line.c_str());
 }
 
 std::vector<Journal::Record> Journal::records() const

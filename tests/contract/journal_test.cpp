@@ -130,7 +130,7 @@ TEST_F(LinuxJournal, KeepsTheActsOfEveryCall)
         wan_lan_check("203.0.113.1", "255.255.255.0");
     });
     EXPECT_EQ(texts_in(run() / "journal"),
-              (Texts{"started: first start, or after a power cut or crash", "set wan1_check=1", "set failed ", "commit",
+              (Texts{"started: first start, or after a power cut or crash", "set wan1_check=1", "set failed", "commit",
                      "leds 2", "netctrl failed 19?op=9", "command true 7", "exec true two >/dev/null",
                      "wan_lan_check 203.0.113.1 255.255.255.0"}));
     EXPECT_EQ(fs::file_size(run() / "journal"), 65536U);
