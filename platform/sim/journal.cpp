@@ -26,7 +26,7 @@ void Journal::reason(const journal_record &record)
             {.who = record.who, .verdict = record.verdict, .count = record.count, .target = record.target});
 }
 
-void Journal::file_act(std::string line)
+void Journal::file_act(const std::string &line)
 {
     act(line);
     journal_file(line.c_str());

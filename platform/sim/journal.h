@@ -75,7 +75,7 @@ public:
     void act(std::string line);
     void reason(const journal_record &record);
     // Both, for what the daemon does to a file.
-    void file_act(std::string line);
+    void file_act(const std::string &line);
     void message_to_netctrl(std::string text)
     {
         messages_.push_back(std::move(text));
