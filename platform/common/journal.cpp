@@ -149,9 +149,11 @@ static void write_act(journal_record *act, uint8_t kind, int ok, const char *fir
         shown = strcspn(first, " ?");
         between = " ***";
     }
-    snprintf(act->text, sizeof act->text, "%s%s%s%.*s%s%s", word, ok != 0 ? "" : " failed",
-             word[0] != '\0' && first[0] != '\0' ? " " : "", static_cast<int>(shown), first, between, second);
-    write_record(act, kind, ok);
+    const int length =
+        snprintf(act->text, sizeof act->text, "%s%s%s%.*s%s%s", word, ok != 0 ? "" : " failed",
+                 word[0] != '\0' && first[0] != '\0' ? " " : "", static_cast<int>(shown), first, between, second);
+    if (length > 0) // what does not fit is cut
+        write_record(act, kind, ok);
 }
 
 static void write_plain(uint8_t kind, int ok, const char *text)

@@ -47,7 +47,7 @@ struct journal_record {
     int32_t last_uptime;
     uint32_t count;  // how far the module was in what its verdict counts,
     uint32_t target; // and how far that must go; 0: nothing was counted
-    uint16_t times;  // how often it was done since the verdict, at least 1; stays at the highest that fits
+    uint16_t times;  // how often it was done, at least 1; stays at the highest that fits
     uint8_t who;     // a status_who
     uint8_t verdict; // by which it acted, or STATUS_AT_START and so on
     uint8_t kind;    // a journal_kind

@@ -100,18 +100,28 @@ void journal_ring_make(journal_ring *ring, const char *boot)
     journal_head_make(&ring->head, boot);
 }
 
-// Looks for the same act, done since the module came to its verdict, among the latest records (decision 0157).
+static bool is_same_act(const journal_record *one, const journal_record *other)
+{
+    return one->who == other->who && one->verdict == other->verdict && one->kind == other->kind &&
+           strncmp(one->text, other->text, sizeof one->text) == 0;
+}
+
+// Looks for the same act among the latest records: done since the module came to its verdict, or the third in a row of
+// an hour each at the most (decision 0157).
 static bool is_repeated(const journal_ring *ring, uint32_t newest, const journal_record *record, journal_record *found)
 {
     constexpr uint32_t LOOKED_AT = 16;
+    constexpr int64_t HOUR_S = 3600;
+    const journal_record *latest = nullptr;
     for (uint32_t number = newest; number != 0 && newest - number < LOOKED_AT; number--) {
         const journal_record *const slot = &ring->slots[number % JOURNAL_SLOTS];
-        if (slot->who != record->who)
+        if (!is_same_act(slot, record) || record->time - slot->last > HOUR_S)
             continue;
-        if (slot->verdict != record->verdict || slot->since != record->since)
-            return false;
-        if (slot->kind == record->kind && strncmp(slot->text, record->text, sizeof slot->text) == 0)
-            return copy_whole(slot, found); // the writer before this one may have been killed at it
+        const bool is_another = latest != nullptr;
+        if (!is_another)
+            latest = slot;
+        if (slot->since == record->since || is_another)
+            return copy_whole(latest, found); // the writer before this one may have been killed at it
     }
     return false;
 }

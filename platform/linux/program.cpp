@@ -11,6 +11,7 @@
 #include "platform/linux/command.h"
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
+#include "platform/linux/journal.h"
 #include "platform/linux/service_manager.h"
 #include "platform/program.h"
 #include "platform/system.h"
@@ -20,7 +21,7 @@ constexpr int LOOK_MS = 10;       // between looks whether a command is over
 
 static void (*end_daemon)();
 static void (*read_settings_again)();
-static volatile sig_atomic_t asked_to_end;
+static volatile sig_atomic_t asked_to_end; // by this signal; 0: not
 static volatile sig_atomic_t asked_to_read_again;
 static sigset_t signals;
 static sigset_t waiting_mask; // of the main thread while it waits
@@ -40,7 +41,7 @@ static void note_signal(int number)
     else if (main_thread == 0)
         _exit(EXIT_SUCCESS); // it may be waiting for its store, and has made nothing yet
     else
-        asked_to_end = 1;
+        asked_to_end = number;
 }
 
 static void handle(int number, void (*handler)(int))
@@ -134,6 +135,7 @@ static void stop_others_commands()
     stop_others_commands();
     time_is_up = monotonic_ms() + patience_ms;
     end_daemon();
+    journal_end(asked_to_end == SIGINT ? "SIGINT" : "SIGTERM");
     exit(EXIT_SUCCESS);
 }
 

@@ -90,6 +90,11 @@ struct Mode {
     const char *back;
 };
 
+inline void PrintTo(const Mode &mode, std::ostream *out)
+{
+    *out << mode.name;
+}
+
 inline const std::array MODES = {
     Mode{.id = TWO_WANS,
          .name = "two WANs",
