@@ -6,6 +6,7 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstdlib>
+#include <ctime>
 #include <functional>
 #include <set>
 #include <string>
@@ -34,6 +35,16 @@ public:
     const std::vector<std::string> &lines() const
     {
         return lines_;
+    }
+    // When a line's act happened: calendar seconds since 1970, and up-time in seconds.
+    struct Moment {
+        time_t wall;
+        int uptime;
+    };
+    // Of each line of lines().
+    const std::vector<Moment> &moments() const
+    {
+        return moments_;
     }
     // "2026-03-01 02:00:00 +7200 reboot": local time, up-time in seconds, act.
     // Told in the zone that the machine has at the end, when somebody asks, and not in that of the act.
@@ -82,11 +93,6 @@ public:
     }
 
 private:
-    // Kept as numbers beside the lines: nearly all journals are read without their times.
-    struct Moment {
-        time_t wall;
-        int uptime;
-    };
     const Clock &clock_;
     std::vector<std::string> lines_;
     struct Reason {
@@ -95,7 +101,7 @@ private:
         uint32_t count;
         uint32_t target;
     };
-    std::vector<Moment> moments_; // of each line
+    std::vector<Moment> moments_; // as numbers beside the lines: nearly all journals are read without their times
     std::vector<Reason> reasons_;
     std::function<void(const journal_record &)> hook_;
     std::vector<std::string> messages_;

@@ -89,6 +89,8 @@ void Machine::sleep_for_messages(Micros duration)
         return;
     }
     ticks_++;
+    if (look_)
+        look_();
     do {
         main_sleeps_ = true;
         leave_until(messages_.empty() ? deadline : clock.now());

@@ -73,6 +73,13 @@ public:
     // orders its next. It runs outside the daemon's threads, between two of their waits, never in the middle of a
     // computation. The wall clock plays no part: it may be set meanwhile.
     void at(double seconds_from_now, std::function<void()> change);
+    // Asked at the end of every pass of the main loop, before its sleep and before messages are handed over: for who
+    // follows the daemon second by second. It runs on the daemon's stack, and may look at everything, set parts of the
+    // world and clear the journal, but neither call the daemon's ticks nor let time pass. A restart keeps it.
+    void watch_passes(std::function<void()> look)
+    {
+        look_ = std::move(look);
+    }
     // A power cut: restarts the machine now, without a journal line of the daemon. A change of the world may do it. The
     // call itself takes no time; the daemon's main starts when the restart is over, if it ran before.
     void restart();
@@ -190,6 +197,7 @@ private:
     uint64_t ticks_ = 0;
     uint64_t steps_without_time_ = 0;
     uint64_t restarts_ = 0;
+    std::function<void()> look_; // at the end of a pass
 };
 
 } // namespace sim

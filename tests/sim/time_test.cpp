@@ -23,6 +23,26 @@ TEST_F(SimTime, ATickIsOnePassOfTheMainLoop)
     EXPECT_LE(box.ticks(), 11U + 60U);
 }
 
+TEST_F(SimTime, WhoWatchesThePassesSeesEachWithItsActs)
+{
+    std::vector<int> uptimes;
+    size_t acts = 0;
+    box.watch_passes([&] {
+        uptimes.push_back(box.clock.uptime());
+        for (const sim::Journal::Moment &moment : box.journal.moments())
+            EXPECT_LE(moment.uptime, box.clock.uptime());
+        EXPECT_EQ(box.journal.moments().size(), box.journal.lines().size());
+        acts += box.journal.lines().size();
+        box.journal.clear();
+    });
+    ASSERT_TRUE(box.boot());
+    box.tick(2);
+    box.restart();
+    box.tick(1);
+    EXPECT_EQ(uptimes, (std::vector<int>{0, 1, 2, 0}));
+    EXPECT_GT(acts, 0U);
+}
+
 TEST_F(SimTime, RunUntilFollowsAClockThatIsStepped)
 {
     ASSERT_TRUE(box.boot());
