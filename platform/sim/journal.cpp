@@ -79,6 +79,8 @@ void Journal::clear()
 
 void Log::print(std::string_view text)
 {
+    if (ignored_)
+        return;
     if (shown_)
         fwrite(text.data(), 1, text.size(), stdout);
     for (size_t end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
@@ -96,6 +98,8 @@ void Log::print(std::string_view text)
 
 void Log::print_format(const char *format, va_list arguments)
 {
+    if (ignored_)
+        return;
     char text[1024];
     va_list again;
     va_copy(again, arguments);

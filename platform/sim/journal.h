@@ -133,6 +133,12 @@ public:
     {
         keep_ = keep;
     }
+    // Lines are not even put together from now on, nor counted: for runs that do not look at them. There is no way
+    // back.
+    void ignore()
+    {
+        ignored_ = true;
+    }
     // On the terminal too; so it is at first when SIM_LOG is in the environment.
     void show(bool show)
     {
@@ -150,6 +156,7 @@ private:
     std::string unfinished_; // what was printed since the last line end
     uint64_t count_ = 0;
     bool keep_ = true;
+    bool ignored_ = false;
     bool shown_ = getenv("SIM_LOG") != nullptr;
 };
 
