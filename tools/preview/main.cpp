@@ -1,0 +1,73 @@
+// tcctl-preview: what tcctl preview starts. The coming days of a router, by the daemon itself in virtual time.
+//
+// Ends with 0, or with 2 and a line that says why there is nothing to show.
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "tools/preview/engine.h"
+#include "tools/preview/formats.h"
+#include "tools/preview/options.h"
+#include "tools/preview/progress.h"
+#include "tools/tcctl/command.h"
+#include "tools/tcctl/output.h"
+
+namespace
+{
+
+// The virtual router has a zone of its own from before main on.
+const char *own_zone = nullptr;
+
+__attribute__((constructor(101))) void remember_zone()
+{
+    own_zone = std::getenv("TZ");
+}
+
+int fail(std::string_view why)
+{
+    fmt::print(stderr, "tcctl preview: {}\n", tcctl::shown(why));
+    return tcctl::CANNOT;
+}
+
+int show(const preview::options &given)
+{
+    preview::progress_line progress;
+    const preview::plan made = preview::make_plan(preview::request_of(given, own_zone == nullptr ? "" : own_zone),
+                                                  [&progress](double done) { progress.show(done); });
+    progress.clear();
+    return tcctl::print(preview::json_of(made));
+}
+
+int run(const std::vector<std::string> &words)
+{
+    CLI::App app("Shows the coming days: what the daemon time_check will do by the settings, when and why.",
+                 "tcctl preview");
+    app.set_version_flag("--version", "tcctl preview " TCCTL_VERSION);
+    preview::options given;
+    preview::add_options(app, given);
+    try {
+        app.parse(std::vector<std::string>(words.rbegin(), words.rend())); // it takes the words from the back
+    } catch (const CLI::ParseError &error) {
+        if (app.exit(error) != 0)
+            return tcctl::CANNOT;
+        return std::cout.flush() ? tcctl::WELL : fail("cannot write the help");
+    }
+    return show(given);
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    try {
+        return run({argv + 1, argv + argc});
+    } catch (const std::exception &error) {
+        return fail(error.what());
+    }
+}
