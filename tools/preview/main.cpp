@@ -6,6 +6,8 @@
 #include <exception>
 #include <iostream>
 #include <string>
+#include <sys/ioctl.h>
+#include <unistd.h>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -35,13 +37,33 @@ int fail(std::string_view why)
     return tcctl::CANNOT;
 }
 
+// As wide as the terminal, or as COLUMNS says, or 80.
+int columns()
+{
+    struct winsize size = {};
+    if (isatty(STDOUT_FILENO) != 0 && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
+        return size.ws_col;
+    const char *const told = std::getenv("COLUMNS");
+    const int number = told == nullptr ? 0 : std::atoi(told);
+    return number > 0 ? number : 80;
+}
+
+std::string formatted(const preview::plan &made, const std::string &format)
+{
+    if (format == "json")
+        return preview::json_of(made);
+    if (format == "svg")
+        return preview::svg_of(made);
+    return format == "html" ? preview::html_of(made) : preview::text_of(made, columns());
+}
+
 int show(const preview::options &given)
 {
     preview::progress_line progress;
     const preview::plan made = preview::make_plan(preview::request_of(given, own_zone == nullptr ? "" : own_zone),
                                                   [&progress](double done) { progress.show(done); });
     progress.clear();
-    return tcctl::print(preview::json_of(made));
+    return tcctl::print(formatted(made, given.format));
 }
 
 int run(const std::vector<std::string> &words)
