@@ -21,7 +21,7 @@ struct mark {
     int to;
 };
 
-// The marked spans of a track in a day, by time.
+// The marked spans of a track in a day, by time; windows first, so that a restart is drawn upon its own.
 std::vector<mark> marks_of(const plan &shown, track which, const local_day &day);
 
 // "Wi-Fi off from Mon 23:00:00 to Tue 06:30:00".

@@ -75,7 +75,7 @@ void add_windows_without_restart(plan &into, const std::vector<recorder::finding
         const meaning means = meaning_of(verdict_at(findings, each.to - 2));
         found.push_back({.at = each.from,
                          .kind = "no_restart",
-                         .text = fmt::format("No restart in the window of {}. {}", when(each.from), means.why)});
+                         .text = fmt::format("No restart comes in this window. {}", means.why)});
     }
     into.surprises.insert(into.surprises.end(), found.begin(), found.end());
 }
@@ -181,6 +181,10 @@ void add_unseen_periods(plan &into, track which, const char *family)
 void add_never_opening(plan &into)
 {
     const std::optional<window> wanted = restart_window();
+    if (!wanted && number(KEY_REBOOT_ENABLE) != 0)
+        into.surprises.push_back({.at = into.from,
+                                  .kind = "never_opens",
+                                  .text = "No restart comes: the schedule's type is one that does nothing."});
     if (wanted && wanted->start > wanted->end)
         into.surprises.push_back({.at = into.from,
                                   .kind = "never_opens",

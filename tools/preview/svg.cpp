@@ -17,7 +17,7 @@ namespace
 
 // In pixels of a picture that is not scaled.
 constexpr int WIDTH = 960;
-constexpr int LEFT = 176; // days and tracks
+constexpr int LEFT = 200; // days and tracks
 constexpr int RIGHT = 16;
 constexpr int TOP = 96; // title, legend, hours
 constexpr int ROW = 15;
@@ -121,7 +121,7 @@ std::string day_of(const plan &shown, const local_day &day, const std::vector<tr
         drawn += text_at(16, top + BAR + 2 * ROW, "small", strange == 1 ? "! a surprise" : "! surprises");
     int y = top;
     for (const track which : tracks) {
-        drawn += text_at(LEFT - 50, y + BAR, "small", title_of(which));
+        drawn += text_at(LEFT - 56, y + BAR, "small", title_of(which));
         drawn += fmt::format("<line class=\"line\" x1=\"{0}\" y1=\"{2}\" x2=\"{1}\" y2=\"{2}\"/>\n", LEFT,
                              WIDTH - RIGHT, y + BAR);
         for (const mark &each : marks_of(shown, which, day))
