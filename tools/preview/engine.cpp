@@ -18,7 +18,7 @@ namespace
 using sim::router;
 
 // The daemon starts so long before the preview begins, if the router has been up for so long: what a start alone does
-// is then over.
+// is then over (decision 0164).
 constexpr int START_BEFORE_S = 60;
 
 constexpr double PIECE_S = 6 * 3600.0; // between two looks at the progress

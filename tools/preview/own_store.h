@@ -8,7 +8,7 @@ namespace preview
 {
 
 // Asks cfm for them, the one beside this program or else the first in PATH: the store's own calls are the model's in
-// here. Throws refused, after cfm's own line about it.
+// here (decision 0163). Throws refused, after cfm's own line about it.
 settings own_store();
 
 } // namespace preview

@@ -111,12 +111,14 @@ void add_on_and_off(plan &into)
         } else if (each.what == "on") {
             on = &each;
         } else if (on != nullptr) {
-            into.surprises.push_back({.at = on->at,
-                                      .kind = "on_and_off",
-                                      .text = fmt::format("Wi-Fi comes on after the restart, and goes off again {} s "
-                                                          "later: a start of the daemon brings it in line with what "
-                                                          "the user enabled before the periods are looked at.",
-                                                          each.at - on->at)});
+            const time_t after = each.at - on->at;
+            into.surprises.push_back(
+                {.at = on->at,
+                 .kind = "on_and_off",
+                 .text = fmt::format(
+                     "Wi-Fi comes on after the restart, and goes off again {}: a start of the daemon brings it "
+                     "in line with what the user enabled before the periods are looked at.",
+                     after == 0 ? "at once" : fmt::format("{} s later", after))});
             on = nullptr;
         }
     }

@@ -43,8 +43,10 @@ std::vector<track> drawn_tracks(const plan &shown)
 
 // Patterns and not colours tell the tracks apart.
 constexpr std::string_view HEAD = R"(<defs>
-<pattern id="sleep" width="5" height="5" patternUnits="userSpaceOnUse"><rect width="5" height="5" fill="#fff"/><path d="M0 5 5 0" stroke="#111" stroke-width="1.6"/></pattern>
-<pattern id="guest" width="4" height="4" patternUnits="userSpaceOnUse"><rect width="4" height="4" fill="#fff"/><circle cx="2" cy="2" r="1.2" fill="#111"/></pattern>
+<pattern id="sleep" width="5" height="5" patternUnits="userSpaceOnUse">
+<rect width="5" height="5" fill="#fff"/><path d="M0 5 5 0" stroke="#111" stroke-width="1.6"/></pattern>
+<pattern id="guest" width="4" height="4" patternUnits="userSpaceOnUse">
+<rect width="4" height="4" fill="#fff"/><circle cx="2" cy="2" r="1.2" fill="#111"/></pattern>
 </defs>
 <style>
 text{font-family:sans-serif;font-size:12px;fill:#111}
