@@ -43,7 +43,7 @@ std::vector<mark> marks_of(const plan &shown, track which, const local_day &day)
         add(marks, each, place_of(from, day), time_of_day(change->at - 1) + 1);
         add(marks, each, place_of(change->at, day), place_of(to, day));
     }
-    std::ranges::stable_partition(marks, [](const mark &one) { return one.of->state == "window"; });
+    std::stable_partition(marks.begin(), marks.end(), [](const mark &one) { return one.of->state == "window"; });
     return marks;
 }
 

@@ -21,6 +21,7 @@ namespace
 
 constexpr int SOON_S = 120; // after a restart: switched on and off again
 constexpr int NIGHT_S = 12 * 3600;
+constexpr int NOON_S = 12 * 3600; // no change of the clock moves it to another day
 
 std::string setting(const std::string &key)
 {
@@ -141,7 +142,7 @@ void add_unseen_of_rule(plan &into, track which, unsigned rule_number, const sch
     unsigned unseen = 0;
     time_t first = 0;
     for (const local_day &day : days_between(into.from, into.to)) {
-        const int weekday = std::atoi(local_text(day.begin + 12 * 3600, "%w").c_str());
+        const int weekday = std::atoi(local_text(day.begin + NOON_S, "%w").c_str());
         if ((static_cast<unsigned>(off.tm_wday) >> static_cast<unsigned>(weekday) & 1U) == 0)
             continue;
         const local_day last = rule.type == WLAN_SW_DIFFDAY ? days_between(day.end, day.end + 1).front() : day;

@@ -133,9 +133,10 @@ std::string chart(const plan &shown, int cells)
         for (const local_day &day : days) {
             const std::string remark = clock_remark(shown, day);
             const char sign = !remark.empty() ? '~' : has_surprise(shown, day) ? '!' : ' ';
-            text += without_trailing_blanks(fmt::format("{}{}{}", local_text(day.begin + 12 * 3600, "%a %d %b "), sign,
-                                                        row(shown, which, day, cells))) +
-                    "\n";
+            text +=
+                without_trailing_blanks(fmt::format("{}{}{}", local_text(day.begin + SECONDS_A_DAY / 2, "%a %d %b "),
+                                                    sign, row(shown, which, day, cells))) +
+                "\n";
         }
         text += '\n';
     }
@@ -149,7 +150,7 @@ std::string notes(const plan &shown, size_t columns)
     std::string text;
     for (const local_day &day : days_between(shown.from, shown.to))
         if (const std::string remark = clock_remark(shown, day); !remark.empty())
-            text += fmt::format("~ {} {}\n", local_text(day.begin + 12 * 3600, "%a %d %b"), remark);
+            text += fmt::format("~ {} {}\n", local_text(day.begin + SECONDS_A_DAY / 2, "%a %d %b"), remark);
     for (const remark &each : remarks_of(shown)) {
         const std::string more = each.more == 0 ? "" : fmt::format(" and {} more", each.more);
         std::string lines = paragraph(
