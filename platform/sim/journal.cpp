@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <iterator>
 
+#include "platform/status.h"
+
 namespace sim
 {
 
@@ -14,7 +16,10 @@ void Journal::act(std::string line)
     if (!muted_.empty() && muted_.contains(std::string_view(line).substr(0, line.find(' '))))
         return;
     lines_.push_back(std::move(line));
-    moments_.push_back({.wall = clock_.wall(), .uptime = clock_.uptime()});
+    moments_.push_back({.wall = clock_.wall(),
+                        .uptime = clock_.uptime(),
+                        .who = status_page()->main.acting,
+                        .verdict = status_page()->main.acting_verdict});
 }
 
 void Journal::reason(const journal_record &record)

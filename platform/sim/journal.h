@@ -36,10 +36,13 @@ public:
     {
         return lines_;
     }
-    // When a line's act happened: calendar seconds since 1970, and up-time in seconds.
+    // When a line's act happened: calendar seconds since 1970, and up-time in seconds. Of an act of the main loop also
+    // who did it and by which verdict, as the status page had it at that moment (platform/status.h).
     struct Moment {
         time_t wall;
         int uptime;
+        uint8_t who;
+        uint8_t verdict;
     };
     // Of each line of lines().
     const std::vector<Moment> &moments() const
