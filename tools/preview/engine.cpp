@@ -44,7 +44,7 @@ void watch(recorder &records)
             set_chance();
         }
         records.look();
-        if (counts_samples(verdicts_now()))
+        if (takes_samples_now())
             move_traffic();
     });
 }

@@ -5,6 +5,7 @@
 
 #include "platform/config_keys.h"
 #include "platform/sim/virtual_router.h"
+#include "platform/status.h"
 
 namespace preview
 {
@@ -76,41 +77,37 @@ bool recorder::state_of(track which) const
 
 void recorder::look()
 {
-    now_ = verdicts_now();
     const sim::Journal &journal = sim::router().journal;
-    if (reboot_findings_.empty() || now_.reboot != reboot_findings_.back().verdict)
-        reboot_findings_.push_back({.since = sim::router().clock.wall(), .verdict = now_.reboot});
-    if (!journal.lines().empty()) {
-        for (size_t i = 0; i < journal.lines().size(); i++) {
-            const std::string_view line = journal.lines()[i];
-            const time_t at = journal.moments()[i].wall;
-            if (line.starts_with("set ") && !line.starts_with("set failed "))
-                set(line.substr(4, line.find('=') - 4), line.substr(line.find('=') + 1), at);
-            else if (line == "commit")
-                committed_ = running_;
-            else if (line == "reboot")
-                restarted(at);
-        }
-        sim::router().journal.clear();
+    for (size_t i = 0; i < journal.lines().size(); i++) {
+        const std::string_view line = journal.lines()[i];
+        const sim::Journal::Moment &by = journal.moments()[i];
+        if (line.starts_with("set ") && !line.starts_with("set failed "))
+            set(line.substr(4, line.find('=') - 4), line.substr(line.find('=') + 1), by);
+        else if (line == "commit")
+            committed_ = running_;
+        else if (line == "reboot")
+            restarted(by);
     }
-    before_ = now_;
-    at_start_ = false;
+    if (!journal.lines().empty())
+        sim::router().journal.clear();
+    if (reboot_findings_.empty() || reboot_verdict_now() != reboot_findings_.back().verdict)
+        reboot_findings_.push_back({.since = sim::router().clock.wall(), .verdict = reboot_verdict_now()});
 }
 
 void recorder::changed(std::string_view key, std::string_view value)
 {
-    set(key, value, sim::router().clock.wall());
+    set(key, value, {.wall = sim::router().clock.wall(), .uptime = 0, .who = STATUS_NOBODY, .verdict = 0});
 }
 
-void recorder::set(std::string_view key, std::string_view value, time_t at)
+void recorder::set(std::string_view key, std::string_view value, const sim::Journal::Moment &by)
 {
     if (std::ranges::find(WATCHED_KEYS, key) == WATCHED_KEYS.end())
         return;
     running_[std::string(key)] = value;
-    flip_to_store(at);
+    flip_to_store(by);
 }
 
-void recorder::flip_to_store(time_t at)
+void recorder::flip_to_store(const sim::Journal::Moment &by)
 {
     for (const track which : TRACKS) {
         if (which == track::restart)
@@ -119,23 +116,20 @@ void recorder::flip_to_store(time_t at)
         const bool state = state_of(which);
         if (state == states_.at(index))
             continue;
-        add_span(which, std::string(word_for(which, !state)), since_.at(index), at);
+        add_span(which, std::string(word_for(which, !state)), since_.at(index), by.wall);
         states_.at(index) = state;
-        since_.at(index) = at;
-        add(at, which, std::string(word_for(which, state)), cause_of(which, state));
+        since_.at(index) = by.wall;
+        add(by.wall, which, std::string(word_for(which, state)), cause_of(by));
     }
 }
 
 // The store comes back as it was committed, and the daemon's first pass follows.
-void recorder::restarted(time_t at)
+void recorder::restarted(const sim::Journal::Moment &by)
 {
-    add(at, track::restart, "restart", cause_of_restart());
-    add_span(track::restart, "restarting", at, at + RESTART_TAKES_S);
+    add(by.wall, track::restart, "restart", cause_of_restart());
+    add_span(track::restart, "restarting", by.wall, by.wall + RESTART_TAKES_S);
     running_ = committed_;
-    at_start_ = true;
-    is_back_ = true;
-    flip_to_store(at + RESTART_TAKES_S);
-    is_back_ = false;
+    flip_to_store({.wall = by.wall + RESTART_TAKES_S, .uptime = 0, .who = STATUS_REBOOT, .verdict = by.verdict});
 }
 
 void recorder::add(time_t at, track which, std::string what, const cause &by)
@@ -170,55 +164,43 @@ void recorder::finish()
 
 // ---- why ----
 
-// A module's verdict of the pass in which it acted is still there when the pass ends. Power saving switches Wi-Fi and
-// LEDs, too; then theirs does not speak of it.
-recorder::cause recorder::cause_of(track which, bool state) const
+recorder::cause recorder::cause_of(const sim::Journal::Moment &by) const
 {
-    const auto found = [](std::string_view module, auto verdict) {
-        const meaning means = meaning_of(verdict);
-        return cause{std::string(module), std::string(means.name), std::string(means.why)};
-    };
-    if (is_back_)
-        return {"start", "", "The restart brought back what was committed."};
-    const bool by_power = now_.power == (state ? power_verdict::waking : power_verdict::falling_asleep);
-    if (which == track::wifi && now_.wifi == (state ? wifi_verdict::switching_on : wifi_verdict::switching_off))
-        return found("wifi", now_.wifi);
-    if (which == track::led && !by_power &&
-        (state ? now_.led == led_verdict::between_periods || now_.led == led_verdict::always_on
-               : now_.led == led_verdict::in_period || now_.led == led_verdict::always_off))
-        return found("led", now_.led);
-    if (which == track::guest && now_.guest == guest_verdict::closing)
-        return found("guest", now_.guest);
-    if (by_power && !(at_start_ && state)) {
-        cause slept = found("power", now_.power);
-        if (before_.power == power_verdict::counting_no_client || before_.power == power_verdict::counting_quiet)
-            slept.reason = std::string(meaning_of(before_.power).why) + " " + slept.reason;
-        return slept;
-    }
-    if (which == track::guest && now_.wifi == wifi_verdict::switching_off && !at_start_)
-        return found("wifi", now_.wifi);
-    if (which == track::guest && !state)
+    if (by.who == STATUS_NOBODY)
         return {"start", "", "The guest network counts as opened when the preview begins."};
-    return {"start", "", std::string(STARTS)};
+    if (by.who == STATUS_REBOOT)
+        return {"start", "", "The restart brought back what was committed."};
+    const meaning means = meaning_of(by.who, by.verdict);
+    if (by.verdict == STATUS_AT_START || means.name.empty())
+        return {"start", "", std::string(STARTS)};
+    cause found = {std::string(module_name(by.who)), std::string(means.name), std::string(means.why)};
+    const auto power = static_cast<power_verdict>(by.verdict);
+    if (by.who == STATUS_POWER &&
+        (power == power_verdict::counting_no_client || power == power_verdict::counting_quiet))
+        found.reason += " " + std::string(meaning_of(power_verdict::falling_asleep).why);
+    return found;
 }
 
+// All restarts are told by one verdict: the one before it says what was waited for.
 recorder::cause recorder::cause_of_restart() const
 {
-    cause by = {"reboot", std::string(meaning_of(before_.reboot).name), ""};
-    switch (before_.reboot) {
+    const reboot_verdict before = reboot_findings_.empty() ? reboot_verdict::off : reboot_findings_.back().verdict;
+    cause found = {"reboot", std::string(meaning_of(before).name), ""};
+    switch (before) {
     case reboot_verdict::counting_no_client:
-        by.reason = "Nobody was on the network for about three minutes in the window.";
+        found.reason = "Nobody was on the network for about three minutes in the window.";
         break;
     case reboot_verdict::armed:
     case reboot_verdict::counting_quiet:
-        by.reason = "The network was quiet for about half an hour in the window: this is the earliest moment, and it "
-                    "may be up to ten minutes later.";
+        found.reason =
+            "The network was quiet for about half an hour in the window: this is the earliest moment, and it "
+            "may be up to ten minutes later.";
         break;
     default:
-        by.reason = "The window opened, and the schedule waits for nothing.";
+        found.reason = "The window opened, and the schedule waits for nothing.";
         break;
     }
-    return by;
+    return found;
 }
 
 } // namespace preview

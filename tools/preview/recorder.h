@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/sim/journal.h"
 #include "tools/preview/plan.h"
 #include "tools/preview/verdicts.h"
 
@@ -50,13 +51,13 @@ private:
     };
     static constexpr size_t STATES = 4; // of the tracks before the restart's
 
-    void set(std::string_view key, std::string_view value, time_t at);
-    void flip_to_store(time_t at);
+    void set(std::string_view key, std::string_view value, const sim::Journal::Moment &by);
+    void flip_to_store(const sim::Journal::Moment &by);
     bool state_of(track which) const;
-    void restarted(time_t at);
+    void restarted(const sim::Journal::Moment &by);
     void add(time_t at, track which, std::string what, const cause &by);
     void add_span(track which, std::string state, time_t from, time_t to);
-    cause cause_of(track which, bool state) const;
+    cause cause_of(const sim::Journal::Moment &by) const;
     cause cause_of_restart() const;
 
     plan &plan_;
@@ -67,10 +68,6 @@ private:
     std::array<bool, STATES> states_ = {};
     std::array<time_t, STATES> since_ = {};
     std::array<std::vector<span>, STATES + 1> spans_;
-    verdicts now_ = {};
-    verdicts before_ = {};
-    bool at_start_ = true; // the pass is the daemon's first, which begins with the modules' own starts
-    bool is_back_ = false; // the states have changed because the machine restarted
     std::vector<finding> reboot_findings_;
 };
 

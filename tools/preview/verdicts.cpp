@@ -1,7 +1,9 @@
 #include "tools/preview/verdicts.h"
 
 #include <array>
-#include <cstddef>
+#include <span>
+
+#include "platform/status.h"
 
 namespace preview
 {
@@ -30,47 +32,78 @@ constexpr std::array GUEST = {
 #include "platform/verdicts/guest.def"
 };
 
+const status_main &page()
+{
+    return status_page()->main;
+}
+
 } // namespace
 
-verdicts verdicts_now()
+reboot_verdict reboot_verdict_now()
 {
-    return {.reboot = time_check_reboot_verdict(),
-            .power = time_check_power_verdict(),
-            .wifi = time_check_wifi_verdict(),
-            .led = time_check_led_verdict(),
-            .guest = time_check_wl_guest_verdict()};
+    return static_cast<reboot_verdict>(page().rows[STATUS_REBOOT].verdict);
 }
 
 meaning meaning_of(reboot_verdict verdict)
 {
-    return REBOOT.at(static_cast<size_t>(verdict));
+    return meaning_of(STATUS_REBOOT, static_cast<uint8_t>(verdict));
 }
 
 meaning meaning_of(power_verdict verdict)
 {
-    return POWER.at(static_cast<size_t>(verdict));
+    return meaning_of(STATUS_POWER, static_cast<uint8_t>(verdict));
 }
 
-meaning meaning_of(wifi_verdict verdict)
+std::string_view module_name(uint8_t who)
 {
-    return WIFI.at(static_cast<size_t>(verdict));
+    switch (who) {
+    case STATUS_REBOOT:
+        return "reboot";
+    case STATUS_POWER:
+        return "power";
+    case STATUS_WIFI:
+        return "wifi";
+    case STATUS_LED:
+        return "led";
+    case STATUS_GUEST:
+        return "guest";
+    default:
+        return "";
+    }
 }
 
-meaning meaning_of(led_verdict verdict)
+meaning meaning_of(uint8_t who, uint8_t verdict)
 {
-    return LED.at(static_cast<size_t>(verdict));
+    std::span<const meaning> all;
+    switch (who) {
+    case STATUS_REBOOT:
+        all = REBOOT;
+        break;
+    case STATUS_POWER:
+        all = POWER;
+        break;
+    case STATUS_WIFI:
+        all = WIFI;
+        break;
+    case STATUS_LED:
+        all = LED;
+        break;
+    case STATUS_GUEST:
+        all = GUEST;
+        break;
+    default:
+        break;
+    }
+    return verdict < all.size() ? all[verdict] : meaning{};
 }
 
-meaning meaning_of(guest_verdict verdict)
+bool takes_samples_now()
 {
-    return GUEST.at(static_cast<size_t>(verdict));
-}
-
-bool counts_samples(const verdicts &seen)
-{
-    return seen.reboot == reboot_verdict::counting_no_client || seen.reboot == reboot_verdict::network_busy ||
-           seen.reboot == reboot_verdict::counting_quiet || seen.power == power_verdict::counting_no_client ||
-           seen.power == power_verdict::network_busy || seen.power == power_verdict::counting_quiet;
+    const reboot_verdict reboot = reboot_verdict_now();
+    const auto power = static_cast<power_verdict>(page().rows[STATUS_POWER].verdict);
+    return reboot == reboot_verdict::counting_no_client || reboot == reboot_verdict::network_busy ||
+           reboot == reboot_verdict::counting_quiet || power == power_verdict::counting_no_client ||
+           power == power_verdict::network_busy || power == power_verdict::counting_quiet;
 }
 
 } // namespace preview

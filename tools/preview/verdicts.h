@@ -2,28 +2,24 @@
 #ifndef TOOLS_PREVIEW_VERDICTS_H
 #define TOOLS_PREVIEW_VERDICTS_H
 
+#include <cstdint>
 #include <string_view>
-
-#include "time_check/time_check_led.h"
-#include "time_check/time_check_power.h"
-#include "time_check/time_check_reboot.h"
-#include "time_check/time_check_wifi.h"
-#include "time_check/time_check_wl_guest.h"
 
 namespace preview
 {
 
-struct verdicts {
-    reboot_verdict reboot;
-    power_verdict power;
-    wifi_verdict wifi;
-    led_verdict led;
-    guest_verdict guest;
-    bool operator==(const verdicts &) const = default;
+// The verdicts of those modules of which the preview wants to know more than what they mean.
+enum class reboot_verdict : uint8_t {
+#define VERDICT(name, why) name,
+#include "platform/verdicts/reboot.def"
+};
+enum class power_verdict : uint8_t {
+#define VERDICT(name, why) name,
+#include "platform/verdicts/power.def"
 };
 
-// What the last ticks found.
-verdicts verdicts_now();
+// What the scheduled reboot's last tick found.
+reboot_verdict reboot_verdict_now();
 
 // A verdict by its name, and the sentence that says what it means (platform/verdicts).
 struct meaning {
@@ -32,12 +28,15 @@ struct meaning {
 };
 meaning meaning_of(reboot_verdict verdict);
 meaning meaning_of(power_verdict verdict);
-meaning meaning_of(wifi_verdict verdict);
-meaning meaning_of(led_verdict verdict);
-meaning meaning_of(guest_verdict verdict);
 
-// Whether the rule takes samples of the network: only then its traffic counts.
-bool counts_samples(const verdicts &seen);
+// Who acts, by its number in platform/status.h: "wifi", "led", "power", "guest" or "reboot"; "" for all others.
+std::string_view module_name(uint8_t who);
+
+// Such a module's verdict by its number; of others, and of numbers that are none, both texts are "".
+meaning meaning_of(uint8_t who, uint8_t verdict);
+
+// Whether a rule takes samples of the network now: only then its traffic counts.
+bool takes_samples_now();
 
 } // namespace preview
 
