@@ -21,7 +21,7 @@ using sim::router;
 // is then over (decision 0164).
 constexpr int START_BEFORE_S = 60;
 
-constexpr double PIECE_S = 6 * 3600.0; // between two looks at the progress
+constexpr time_t PIECE_S = time_t{6} * 3600; // between two looks at the progress
 
 // A guest network that is open stays open for its time from the beginning: since when it is, no setting tells, and a
 // start of the daemon would close it.
@@ -69,10 +69,10 @@ plan make_plan(const request &asked, const progress_fn &progress)
         open_guest_network_after(before, records);
     router().boot();
     router().run(before);
-    const auto length = static_cast<double>(made.to - made.from);
-    for (double done = 0; done < length; done += PIECE_S) {
-        progress(done / length);
-        router().run(std::min(PIECE_S, length - done));
+    const time_t length = made.to - made.from;
+    for (time_t done = 0; done < length; done += PIECE_S) {
+        progress(static_cast<double>(done) / static_cast<double>(length));
+        router().run(static_cast<double>(std::min(PIECE_S, length - done)));
     }
     router().watch_passes(nullptr);
     records.finish();
