@@ -38,6 +38,9 @@ std::string text_of(const event &told);
 std::string_view reason_of(uint8_t who, uint8_t verdict);
 std::string reason_text(uint8_t who, uint8_t verdict);
 
+// The names of all verdicts of a module, in their order; none where there is no such module.
+std::vector<std::string_view> verdict_names(std::string_view module);
+
 // Takes records in the order in which they were written, of one router over its restarts, and makes events of them.
 // Acts of one module by one finding within a few seconds are one event.
 class event_maker

@@ -228,6 +228,16 @@ std::string reason_text(uint8_t who, uint8_t verdict)
     }
 }
 
+std::vector<std::string_view> verdict_names(std::string_view module)
+{
+    std::vector<std::string_view> names;
+    for (int who = 0; who < STATUS_NOBODY && names.empty(); who++)
+        if (module_of(static_cast<uint8_t>(who)) == module)
+            for (const verdict_words &each : words_of_who(static_cast<uint8_t>(who)))
+                names.emplace_back(each.name);
+    return names;
+}
+
 std::string text_of(const event &told)
 {
     const journal_record &act = told.first();
