@@ -1,0 +1,143 @@
+#!/usr/bin/env python3
+"""events_compare.py OBSERVED EVENTS RATE KIND...: what an observer saw in the box (events_observer.py) against what
+`tcctl events --json --all` tells of the same time. Each change that was seen must be told, of its module, with a reason
+and at its time; each change that is told must have been seen; and each KIND, or KIND/REASON, must have been
+seen and told at least once.
+"""
+
+import datetime
+import json
+import pathlib
+import sys
+
+# Of the machine's time, between an act and what it leads to: netctrl, the kernel, and how long a look takes.
+LATENCY_S = 0.8
+
+RADIOS = {"radio wlan0": "2.4 GHz", "radio wlan1": "5 GHz"}
+KEYS = {
+    ("key wan1_isonln", "1"): ("wan_online", "wan1"), ("key wan1_isonln", "0"): ("wan_offline", "wan1"),
+    ("key wan2_isonln", "1"): ("wan_online", "wan2"), ("key wan2_isonln", "0"): ("wan_offline", "wan2"),
+    ("key stoppage_flag", "1"): ("fault_lasts", "stoppage"), ("key stoppage_flag", "0"): ("fault_gone", "stoppage"),
+    ("key sys.is.pwr.save.mode", "1"): ("power_asleep", "power"),
+    ("key sys.is.pwr.save.mode", "0"): ("power_awake", "power"),
+}
+
+
+def wanted(change):
+    """(kind, subject, modules) that must be told of a change that was seen; None: it was not the daemon's doing."""
+    what, new = change["what"], change["new"]
+    if what in RADIOS:
+        return ("wifi_off" if new == "down" else "wifi_on", RADIOS[what], ("wifi", "power"))
+    if what.startswith("radio guest"):  # a hand opens it
+        return ("guest_closed", "", ("guest",)) if new == "down" else None
+    if what.startswith("LED "):
+        return ("leds_off" if new == "0" else "leds_on", "", ("led", "power"))
+    if (what, new) in KEYS:
+        kind, module = KEYS[what, new]
+        return (kind, "", (module,))
+    if what.startswith("route "):
+        wan = what.split()[1]
+        if change["by_cable"]:  # the kernel takes it away, the DHCP client brings it back
+            return None
+        return ("wan_told_online" if new else "wan_told_offline", "", (wan,))
+    if what == "program dhttpd":
+        return ("fault_page_start" if new else "fault_page_stop", "", ("stoppage",))
+    if what == "program minidlnad":
+        return ("process_restarted", "minidlna", ("daemon",)) if new else None
+    if what == "program httpd":  # the box starts another
+        return ("process_killed", "httpd", ("cpu",)) if change["old"] else None
+    if what == "boot":
+        return ("restart", "", ("reboot",))
+    return None
+
+
+# For so long after a cable was plugged in, a route comes from the DHCP client.
+PLUGGED_S = 30
+
+SEEN_KINDS = {"wifi_off", "wifi_on", "guest_closed", "leds_off", "leds_on", "wan_online", "wan_offline",
+              "wan_told_online", "wan_told_offline", "fault_lasts", "fault_gone", "power_asleep", "power_awake",
+              "fault_page_start", "fault_page_stop", "process_restarted", "process_killed", "restart"}
+
+
+def read_observed(path):
+    """The changes, and the stretches of time in which the observer looked."""
+    changes, stretches, cables = [], [], {}
+    for line in pathlib.Path(path).read_text().splitlines():
+        try:
+            seen = json.loads(line)
+        except ValueError:  # the restart cut it off
+            continue
+        if seen["what"] == "looks":
+            if stretches:
+                changes.append({"what": "boot", "new": "", "old": "", "before": stretches[-1][1], "at": seen["at"]})
+            stretches.append([seen["at"], seen["at"]])
+        elif seen["what"] == "looked":
+            stretches[-1][1] = seen["at"]
+        else:
+            if seen["what"].startswith("cable "):
+                cables[seen["what"].split()[1]] = seen
+            if seen["what"].startswith("route "):
+                cable = cables.get(seen["what"].split()[1], {"new": "1", "at": 0})
+                seen["by_cable"] = cable["new"] == "0" or seen["at"] - cable["at"] < PLUGGED_S
+            changes.append(seen)
+    return changes, stretches
+
+
+def read_told(path):
+    told = []
+    for line in pathlib.Path(path).read_text().splitlines():
+        event = json.loads(line)
+        last = max(act["last"] for act in event["details"]["acts"])
+        for change in event["details"]["changes"]:
+            told.append({"kind": change["event"], "subject": change["subject"], "module": event["module"],
+                         "reason": event["reason"], "text": event["text"],
+                         "at": datetime.datetime.fromisoformat(event["at"]).timestamp(),
+                         "last": datetime.datetime.fromisoformat(last).timestamp()})
+    return told
+
+
+def changes_nothing(one, changes):
+    """Whether netctrl was told of a WAN whose default route stood there already."""
+    route = [change["new"] for change in changes
+             if change["what"] == f"route {one['module']}" and change["at"] <= one["at"]]
+    return one["kind"] == "wan_told_online" and route[-1:] == ["default"]
+
+
+def clock(moment):
+    return datetime.datetime.fromtimestamp(moment, datetime.timezone.utc).strftime("%H:%M:%S")
+
+
+def main():
+    observed, events, rate, *kinds = sys.argv[1:]
+    slack = LATENCY_S * float(rate) + 1
+    changes, stretches = read_observed(observed)
+    told = read_told(events)
+    faults = []
+    used = set()
+    for change in changes:
+        must = wanted(change)
+        if must is None:
+            continue
+        kind, subject, modules = must
+        matches = [i for i, one in enumerate(told)
+                   if one["kind"] == kind and one["subject"] == subject and one["module"] in modules and one["reason"]
+                   and one["at"] <= change["at"] + 1 and one["last"] >= change["before"] - slack]
+        used.update(matches)
+        if not matches:
+            faults.append(f"missing: {clock(change['at'])} {change['what']} {change['old']} -> {change['new']}: {kind}")
+    for i, one in enumerate(told):
+        is_watched = any(begin + slack < one["at"] < end - slack for begin, end in stretches)
+        if one["kind"] in SEEN_KINDS and is_watched and i not in used and not changes_nothing(one, changes):
+            faults.append(f"invented: {clock(one['at'])} {one['module']} {one['text']}")
+    seen = {one["kind"] for i, one in enumerate(told) if i in used}
+    seen |= {f"{one['kind']}/{one['reason']}" for i, one in enumerate(told) if i in used}
+    lacking = set(kinds) - seen
+    faults += [f"never seen and told: {kind}" for kind in sorted(lacking)]
+    compared = len([change for change in changes if wanted(change)])
+    print(f"{compared} changes seen, {len(used)} told of them")
+    print("\n".join(faults))
+    return 1 if faults or compared == 0 else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
