@@ -147,8 +147,11 @@ void event_maker::take(const journal_record &act, std::vector<event> &events)
 
 void event_maker::flush(std::vector<event> &events)
 {
+    const auto before = static_cast<std::ptrdiff_t>(events.size());
     for (auto &[who, open] : open_)
         close(open, events);
+    std::stable_sort(events.begin() + before, events.end(),
+                     [](const event &one, const event &other) { return one.order < other.order; });
 }
 
 uint64_t event_maker::complete() const
