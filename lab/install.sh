@@ -51,7 +51,7 @@ forbid_services()
 services_of()
 {
     case $1 in
-    minidlna | monit) echo "$1" ;;
+    minidlna | monit | prometheus | prometheus-node-exporter) echo "$1" ;;
     watchdog) echo watchdog wd_keepalive ;;
     esac
 }
