@@ -1,5 +1,6 @@
 #include "tools/tcctl/acts.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <optional>
@@ -143,16 +144,14 @@ change message_change(std::string_view text)
 // The daemon's own bookkeeping, and what a message or an act that follows tells in full.
 bool is_bookkeeping(std::string_view key)
 {
-    for (const std::string_view ending :
-         {".public.enable", ".ssid0.enable", ".ssid1.enable", ".ssid1.guest_enable", WAN_FIELD_CHECK,
-          WAN_FIELD_ONLN_BEFORESTART, WAN_FIELD_DOWN_FLAG, WAN_FIELD_PPPOE_AUTH_CHANGED})
-        if (key.ends_with(ending))
-            return true;
-    for (const std::string_view whole :
-         {KEY_SURF_CHECK_RENEW_FLAG, KEY_REBOOT_FLAG, KEY_POWER_CLOSETYPE_CHANGED, KEY_DHCPS_EN})
-        if (key == whole)
-            return true;
-    return false;
+    constexpr std::array<std::string_view, 8> ENDINGS = {".public.enable",    ".ssid0.enable",
+                                                         ".ssid1.enable",     ".ssid1.guest_enable",
+                                                         WAN_FIELD_CHECK,     WAN_FIELD_ONLN_BEFORESTART,
+                                                         WAN_FIELD_DOWN_FLAG, WAN_FIELD_PPPOE_AUTH_CHANGED};
+    constexpr std::array<std::string_view, 4> WHOLE = {KEY_SURF_CHECK_RENEW_FLAG, KEY_REBOOT_FLAG,
+                                                       KEY_POWER_CLOSETYPE_CHANGED, KEY_DHCPS_EN};
+    return std::ranges::any_of(ENDINGS, [key](std::string_view ending) { return key.ends_with(ending); }) ||
+           std::ranges::find(WHOLE, key) != WHOLE.end();
 }
 
 change set_change(const set_act &set)
