@@ -42,7 +42,7 @@ std::string reason_text(uint8_t who, uint8_t verdict);
 std::vector<std::string_view> verdict_names(std::string_view module);
 
 // Takes records in the order in which they were written, of one router over its restarts, and makes events of them.
-// Acts of one module by one finding within a few seconds are one event.
+// Acts of one module by one finding within a few seconds are one event (decision 0168).
 class event_maker
 {
 public:

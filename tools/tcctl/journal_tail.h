@@ -27,7 +27,7 @@ public:
     bool begin(std::vector<journal_record> &records, std::string *why);
 
     // Appends what has come since, also from a ring that stands in the old one's place. Two system calls when there is
-    // nothing new.
+    // nothing new (decision 0169).
     void look(std::vector<journal_record> &records);
 
     // How many records were overwritten before they were read, since this was last asked.
