@@ -60,6 +60,7 @@ std::vector<std::string> environment_of(const event &told, uint64_t dropped)
 std::vector<char *> pointers_to(std::vector<std::string> &texts)
 {
     std::vector<char *> pointers;
+    pointers.reserve(texts.size() + 1);
     for (std::string &text : texts)
         pointers.push_back(text.data());
     pointers.push_back(nullptr);
