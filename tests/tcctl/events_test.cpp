@@ -50,6 +50,7 @@ std::vector<event> events_of(std::vector<journal_record> acts)
 std::vector<std::string> texts_of(const std::vector<event> &events)
 {
     std::vector<std::string> texts;
+    texts.reserve(events.size());
     for (const event &told : events)
         texts.push_back(text_of(told));
     return texts;
@@ -108,6 +109,7 @@ TEST(Events, WhatStandsThereAlreadyIsNoChange)
                    act_of(STATUS_STOPPAGE, LASTS, JOURNAL_SET, "set stoppage_flag=1", 90),
                    act_of(STATUS_STOPPAGE, NO_FAULT, JOURNAL_SET, "set stoppage_flag=0", 130)});
     std::vector<std::string_view> names;
+    names.reserve(events.size());
     for (const event &told : events)
         names.push_back(name_of(told.kind()));
     EXPECT_EQ(names, (std::vector<std::string_view>{"minor", "fault_lasts", "minor", "fault_gone"}));
