@@ -172,14 +172,12 @@ static bool all_low(const flow_counter *counters, size_t counter_num, uint32_t l
     return true;
 }
 
-constexpr uint32_t LAST_COMPARED = 1800; // half an hour of samples, the first of them the baseline
-
 // decision 0005
 QUIET_SAMPLE time_check_quiet_sample(uint32_t *count, flow_counter *counters, size_t counter_num, uint32_t limit)
 {
     QUIET_SAMPLE sample = QUIET_BASELINE;
     *count += 1;
-    if (*count > LAST_COMPARED) {
+    if (*count > LOW_SAMPLES) {
         *count = 0;
         return QUIET_LONG_ENOUGH;
     }
@@ -230,7 +228,7 @@ void time_check_tell_counts(status_row *row, const forwarded_count *watch, uint3
     if (no_client != 0)
         status_count(row, no_client, NO_CLIENT_SAMPLES);
     else
-        status_count(row, watch->count, watch->count == 0 ? 0 : LAST_COMPARED);
+        status_count(row, watch->count, watch->count == 0 ? 0 : LOW_SAMPLES);
 }
 
 static void tell_busy(status_quiet *seen)

@@ -55,6 +55,9 @@ enum QUIET_SAMPLE {
 // Samples without a client after which the next one decides, tested before it is counted.
 constexpr uint32_t NO_CLIENT_SAMPLES = 180;
 
+// Low samples after which the next one decides: half an hour of them, the first the baseline.
+constexpr uint32_t LOW_SAMPLES = 1800;
+
 // Counts one sample; `limit` is how many bytes a counter must stay below since the previous one to be low. Counters
 // that count become the previous ones.
 QUIET_SAMPLE time_check_quiet_sample(uint32_t *count, flow_counter *counters, size_t counter_num, uint32_t limit);

@@ -18,17 +18,23 @@ void Journal::act(std::string line)
     lines_.push_back(std::move(line));
     moments_.push_back({.wall = clock_.wall(),
                         .uptime = clock_.uptime(),
-                        .who = status_page()->main.acting,
-                        .verdict = status_page()->main.acting_verdict});
+                        .who = STATUS_NOBODY,
+                        .verdict = STATUS_UNJUDGED,
+                        .count = 0,
+                        .target = 0});
 }
 
 void Journal::reason(const journal_record &record)
 {
     if (hook_)
         hook_(record);
-    if (reasons_.size() < lines_.size()) // else its line is muted
-        reasons_.push_back(
-            {.who = record.who, .verdict = record.verdict, .count = record.count, .target = record.target});
+    if (reasoned_ == lines_.size()) // its line is muted
+        return;
+    Moment &moment = moments_[reasoned_++];
+    moment.who = record.who;
+    moment.verdict = record.verdict;
+    moment.count = record.count;
+    moment.target = record.target;
 }
 
 void Journal::file_act(const std::string &line)
@@ -40,13 +46,13 @@ void Journal::file_act(const std::string &line)
 std::vector<Journal::Record> Journal::records() const
 {
     std::vector<Record> all;
-    all.reserve(reasons_.size());
-    for (size_t i = 0; i < reasons_.size(); i++)
+    all.reserve(lines_.size());
+    for (size_t i = 0; i < lines_.size(); i++)
         all.push_back({.line = lines_[i],
-                       .who = reasons_[i].who,
-                       .verdict = reasons_[i].verdict,
-                       .count = reasons_[i].count,
-                       .target = reasons_[i].target});
+                       .who = moments_[i].who,
+                       .verdict = moments_[i].verdict,
+                       .count = moments_[i].count,
+                       .target = moments_[i].target});
     return all;
 }
 
@@ -72,11 +78,10 @@ void Journal::clear()
 {
     lines_.clear();
     moments_.clear();
-    reasons_.clear();
+    reasoned_ = 0;
     messages_.clear();
     lines_.shrink_to_fit(); // a long run looks at what the process holds
     moments_.shrink_to_fit();
-    reasons_.shrink_to_fit();
     messages_.shrink_to_fit();
 }
 

@@ -36,13 +36,14 @@ public:
     {
         return lines_;
     }
-    // When a line's act happened: calendar seconds since 1970, and up-time in seconds. Of an act of the main loop also
-    // who did it and by which verdict, as the status page had it at that moment (platform/status.h).
+    // When a line's act happened, calendar seconds since 1970 and up-time in seconds; whose it was, and why.
     struct Moment {
         time_t wall;
         int uptime;
-        uint8_t who;
-        uint8_t verdict;
+        uint8_t who;        // a status_who
+        uint8_t verdict;    // by which it acted, or STATUS_AT_START and so on
+        uint32_t count = 0; // how far it was in what the verdict counts, of how much
+        uint32_t target = 0;
     };
     // Of each line of lines().
     const std::vector<Moment> &moments() const
@@ -98,14 +99,8 @@ public:
 private:
     const Clock &clock_;
     std::vector<std::string> lines_;
-    struct Reason {
-        uint8_t who;
-        uint8_t verdict;
-        uint32_t count;
-        uint32_t target;
-    };
     std::vector<Moment> moments_; // as numbers beside the lines: nearly all journals are read without their times
-    std::vector<Reason> reasons_;
+    size_t reasoned_ = 0;         // of these, whose reasons are known
     std::function<void(const journal_record &)> hook_;
     std::vector<std::string> messages_;
     std::set<std::string, std::less<>> muted_;

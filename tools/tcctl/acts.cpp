@@ -10,7 +10,7 @@
 #include "platform/config_keys.h"
 #include "platform/netctrl.h"
 #include "tools/tcctl/verdicts.h"
-#include "tools/tcctl/words.h"
+#include "tools/tcctl/times.h"
 
 namespace tcctl
 {

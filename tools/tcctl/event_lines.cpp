@@ -7,7 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/tcctl/output.h"
-#include "tools/tcctl/words.h"
+#include "tools/tcctl/times.h"
 
 namespace tcctl
 {

@@ -7,7 +7,7 @@
 
 #include "tools/tcctl/event.h"
 #include "tools/tcctl/verdicts.h"
-#include "tools/tcctl/words.h"
+#include "tools/tcctl/times.h"
 
 namespace tcctl
 {

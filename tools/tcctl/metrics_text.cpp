@@ -10,7 +10,7 @@
 #include "tools/tcctl/explain.h"
 #include "tools/tcctl/output.h"
 #include "tools/tcctl/page.h"
-#include "tools/tcctl/words.h"
+#include "tools/tcctl/times.h"
 
 namespace tcctl
 {
