@@ -96,8 +96,7 @@ void recorder::look()
 
 void recorder::changed(std::string_view key, std::string_view value)
 {
-    set(key, value,
-        {.wall = sim::router().clock.wall(), .uptime = 0, .who = STATUS_NOBODY, .verdict = 0});
+    set(key, value, {.wall = sim::router().clock.wall(), .uptime = 0, .who = STATUS_NOBODY, .verdict = 0});
 }
 
 void recorder::set(std::string_view key, std::string_view value, const sim::Journal::Moment &by)

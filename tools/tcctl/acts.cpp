@@ -9,8 +9,8 @@
 
 #include "platform/config_keys.h"
 #include "platform/netctrl.h"
-#include "tools/tcctl/verdicts.h"
 #include "tools/tcctl/times.h"
+#include "tools/tcctl/verdicts.h"
 
 namespace tcctl
 {

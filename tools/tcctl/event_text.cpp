@@ -6,8 +6,8 @@
 #include <fmt/format.h>
 
 #include "tools/tcctl/event.h"
-#include "tools/tcctl/verdicts.h"
 #include "tools/tcctl/times.h"
+#include "tools/tcctl/verdicts.h"
 
 namespace tcctl
 {
