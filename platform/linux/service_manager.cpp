@@ -13,6 +13,7 @@
 
 #include "platform/linux/deadline.h"
 #include "platform/linux/store_setting.h"
+#include "platform/status.h"
 
 constexpr int SEND_TIMEOUT_S = 2; // its queue is full; a tick must not wait for ever
 
@@ -22,6 +23,7 @@ static int64_t life_period_ms; // half of what the manager allows; 0: it does no
 static int64_t next_life_ms;
 static bool told_ready;
 static char told_summary[128];
+static char summary[sizeof told_summary];
 
 // ---- the environment ----
 
@@ -120,7 +122,20 @@ int64_t service_lives(int64_t milliseconds)
     return next_life_ms - now < milliseconds ? next_life_ms - now : milliseconds;
 }
 
+// "wan1 online, wan2 offline; restart at 02:47:21".
 const char *service_summary()
 {
-    return "running";
+    const time_check_status *status = status_page();
+    int length = 0;
+    for (uint32_t i = 0; i < status->wans.num && i < STATUS_WANS; i++)
+        length += snprintf(summary + length, sizeof summary - static_cast<size_t>(length), "%swan%u %s",
+                           i == 0 ? "" : ", ", i + 1, status->wans.wan[i].published != 0 ? "online" : "offline");
+    const time_t restart = status->main.rows[STATUS_REBOOT].next;
+    if (length == 0)
+        length += snprintf(summary, sizeof summary, "running");
+    tm local = {};
+    if (restart != 0 && localtime_r(&restart, &local) != nullptr)
+        snprintf(summary + length, sizeof summary - static_cast<size_t>(length), "; restart at %02d:%02d:%02d",
+                 local.tm_hour, local.tm_min, local.tm_sec);
+    return summary;
 }
