@@ -84,6 +84,19 @@ public:
         started_ = now_ - seconds * SECOND;
     }
 
+    // Both to the microsecond: the wall clock since 1970, and the up-time.
+    void set_exactly(Micros wall, Micros uptime)
+    {
+        wall_offset_ = wall - now_;
+        started_ = now_ - uptime;
+        changes_++;
+    }
+    // The wall clock alone.
+    void set_exactly(Micros wall)
+    {
+        set_exactly(wall, now_ - started_);
+    }
+
     // ---- for the machine alone ----
 
     // Moments are of now(). No clock runs backwards by them: whoever calls sees to it.
