@@ -1,11 +1,14 @@
 // tcctl-preview: what tcctl preview starts. The coming days of a router, by the daemon itself in virtual time.
 //
+// Under the name tcctl-replay it is what tcctl replay starts: both carry the virtual router.
+//
 // Ends with 0, or with 2 and a line that says why there is nothing to show.
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <string>
+#include <string_view>
 #include <sys/ioctl.h>
 #include <unistd.h>
 #include <vector>
@@ -17,6 +20,7 @@
 #include "tools/preview/formats.h"
 #include "tools/preview/options.h"
 #include "tools/preview/progress.h"
+#include "tools/replay/program.h"
 #include "tools/tcctl/command.h"
 #include "tools/tcctl/output.h"
 
@@ -31,9 +35,11 @@ __attribute__((constructor(101))) void remember_zone()
     own_zone = std::getenv("TZ");
 }
 
+const char *command = "preview";
+
 int fail(std::string_view why)
 {
-    fmt::print(stderr, "tcctl preview: {}\n", tcctl::shown(why));
+    fmt::print(stderr, "tcctl {}: {}\n", command, tcctl::shown(why));
     return tcctl::CANNOT;
 }
 
@@ -88,6 +94,10 @@ int run(const std::vector<std::string> &words)
 int main(int argc, char *argv[])
 {
     try {
+        if (argc > 0 && std::string_view(argv[0]).ends_with("tcctl-replay")) {
+            command = "replay";
+            return replay::run_program({argv + 1, argv + argc});
+        }
         return run({argv + 1, argv + argc});
     } catch (const std::exception &error) {
         return fail(error.what());

@@ -1,5 +1,5 @@
-// tcctl preview: starts the program that carries the virtual router. It stands beside tcctl or in the folder for such
-// programs, and a router may lack it.
+// tcctl preview and tcctl replay: start the program that carries the virtual router. It stands beside tcctl or in the
+// folder for such programs, and a router may lack it.
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -36,13 +36,14 @@ std::string find_program()
     return "";
 }
 
-int run(std::vector<std::string> words)
+// `name` is what it goes by, which tells it what to do.
+int run(const char *name, std::vector<std::string> words)
 {
     const std::string path = find_program();
     if (path.empty())
         return fail(fmt::format("there is no {} on this router, neither beside tcctl nor in {}", PROGRAM,
                                 TCCTL_LIBEXEC_FOLDER));
-    words.insert(words.begin(), PROGRAM);
+    words.insert(words.begin(), name);
     std::vector<char *> arguments;
     arguments.reserve(words.size() + 1);
     for (std::string &word : words)
@@ -58,7 +59,14 @@ run_fn add_preview(CLI::App &app)
 {
     app.set_help_flag(); // the program's own help has the options
     app.prefix_command();
-    return [&app] { return run(app.remaining()); };
+    return [&app] { return run(PROGRAM, app.remaining()); };
+}
+
+run_fn add_replay(CLI::App &app)
+{
+    app.set_help_flag();
+    app.prefix_command();
+    return [&app] { return run("tcctl-replay", app.remaining()); };
 }
 
 } // namespace tcctl
