@@ -39,6 +39,7 @@ FOLDERS = {
     "tests/fuzz/": (CONTRACT, COMMON, LINUX, SIM, DAEMON, r"tools/.*", r"tests/(fuzz|support)/.*"),
     "tests/porting/": (CONTRACT,),
     "tests/preview/": (SIM, r"tools/preview/.*", r"tests/(preview|support)/.*"),
+    "tests/replay/": (SIM, r"tools/replay/.*", r"tests/(replay|support)/.*"),
     "tests/scenario/": (CONTRACT, r"platform/common/journal\.h", SIM, DAEMON, KEYS, r"tests/support/.*"),
     "tests/sim/": (CONTRACT, COMMON, SIM, DAEMON, r"tests/support/.*"),
     "tests/support/": (CONTRACT, COMMON, SIM, DAEMON, r"tests/support/.*"),
