@@ -219,6 +219,8 @@ struct hostent *Network::resolve(const char *host_name)
 {
     if (inet_pton(AF_INET, host_name, &answer_.address) != 1) { // an address needs no name server
         const std::string ip = lookup(host_name);
+        if (look_at_lookup_)
+            look_at_lookup_(host_name, ip);
         if (inet_pton(AF_INET, ip.c_str(), &answer_.address) != 1) {
             h_errno = name_server_answers() ? HOST_NOT_FOUND : TRY_AGAIN;
             return nullptr;
@@ -264,6 +266,8 @@ bool Network::ping(const char *ip, int count, const char *ifname)
     if (inet_pton(AF_INET, ip, &address) != 1)
         return false;
     const bool answered = answers(ip, ifname == nullptr ? "" : ifname);
+    if (look_at_ping_)
+        look_at_ping_(ip, answered ? 1 : count);
     router().wait(answered ? ping_answered_ : ping_failed_ * count);
     return answered;
 }

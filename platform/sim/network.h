@@ -87,6 +87,17 @@ public:
     // single names and addresses goes before. A name that was looked up meanwhile keeps its address when the internet
     // goes (set_dns takes that away, too); there are addresses for 255 names, those told included.
     void set_internet(bool up);
+    // Asked at every lookup of a name with what was found ("": nothing), and of every address that is pinged with how
+    // many echo requests went out: for who counts what a router asks of the internet. They run on the daemon's stack,
+    // and may look at everything, but neither call the daemon nor let time pass. A restart keeps them.
+    void watch_lookups(std::function<void(const std::string &host_name, const std::string &ip)> look)
+    {
+        look_at_lookup_ = std::move(look);
+    }
+    void watch_pings(std::function<void(const std::string &ip, int requests)> look)
+    {
+        look_at_ping_ = std::move(look);
+    }
 
     // ---- for the model: what the daemon is answered ----
 
@@ -159,6 +170,8 @@ private:
     Micros ping_answered_ = 0;
     Micros ping_failed_ = SECOND;
     Answer answer_ = {};
+    std::function<void(const std::string &, const std::string &)> look_at_lookup_;
+    std::function<void(const std::string &, int)> look_at_ping_;
 };
 
 } // namespace sim

@@ -383,3 +383,21 @@ TEST_F(SimNetwork, ARadioIsConnectedWithAnAddress)
     box.radios.set_connection("wlc0", TPI_NO_WIRE);
     EXPECT_EQ(tpi_wifi_wisp_connect_check("wlc0", TPI_WAN_DHCP), TPI_NO_WIRE);
 }
+
+TEST_F(SimNetwork, WhoWatchesSeesEachLookupAndEachEchoRequest)
+{
+    Lines seen;
+    box.network.watch_lookups(
+        [&seen](const std::string &host_name, const std::string &ip) { seen.push_back(host_name + " " + ip); });
+    box.network.watch_pings(
+        [&seen](const std::string &ip, int requests) { seen.push_back(ip + " " + std::to_string(requests)); });
+    box.network.set_name("host.example", "198.51.100.7");
+    box.network.set_reachable("198.51.100.7", "", true);
+    sim_gethostbyname("host.example");
+    sim_gethostbyname("other.example");
+    sim_gethostbyname("198.51.100.7"); // asks nobody
+    ping_by_interface("198.51.100.7", 2, "eth1");
+    ping_by_interface("198.51.100.8", 2, "eth1");
+    ping_by_interface("none", 2, "eth1");
+    EXPECT_EQ(seen, (Lines{"host.example 198.51.100.7", "other.example ", "198.51.100.7 1", "198.51.100.8 2"}));
+}
