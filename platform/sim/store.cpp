@@ -15,6 +15,7 @@ void Store::unset(std::string_view key)
     const std::string name(key);
     running_.erase(name);
     committed_.erase(name);
+    keys_changed_++;
 }
 
 std::string Store::get(std::string_view key) const
@@ -67,8 +68,8 @@ static constexpr size_t VALUE_MAX = 65535;
 
 extern "C" int GetValue(const char *key, char *value, size_t size)
 {
-    router().store.use(key);
-    const std::string *const found = router().faults.hits(Call::GetValue) ? nullptr : router().store.value_of(key);
+    const std::string *const noted = router().store.use(key);
+    const std::string *const found = router().faults.hits(Call::GetValue) ? nullptr : noted;
     const size_t length = found == nullptr ? 0 : std::min(found->size(), size - 1);
     if (length > 0)
         memcpy(value, found->data(), length);

@@ -7,6 +7,7 @@
 #define PLATFORM_SIM_STORE_H
 
 #include <array>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -37,7 +38,10 @@ public:
     // In the running store only: the daemon sees it, and a restart forgets it unless somebody commits.
     void set_uncommitted(std::string_view key, std::string_view value)
     {
+        const size_t before = running_.size();
         running_.at_key(key) = value;
+        if (running_.size() != before)
+            keys_changed_++;
     }
     // Takes a key out of both.
     void unset(std::string_view key);
@@ -71,23 +75,37 @@ public:
     void machine_restarted()
     {
         running_ = committed_;
+        keys_changed_++;
     }
-    // The daemon reads or writes the key. It asks for the same texts again and again: what was noted a moment ago is
-    // not looked up anew.
-    void use(const char *key)
+    // The daemon reads or writes the key; what value_of() gives. It asks for the same texts again and again: what was
+    // noted a moment ago is not looked up anew, unless keys have come or gone.
+    const std::string *use(const char *key)
     {
-        std::string &noted = noted_[std::hash<const char *>{}(key) / 8 % noted_.size()];
-        if (noted == key)
-            return;
-        noted = key;
-        used_.at_key(key) = true;
+        Noted &noted = noted_[std::hash<const char *>{}(key) / 8 % noted_.size()];
+        if (noted.key != key) {
+            noted.key = key;
+            noted.keys_changed = NEVER;
+            used_.at_key(key) = true;
+        }
+        if (noted.keys_changed != keys_changed_) {
+            noted.value = value_of(key);
+            noted.keys_changed = keys_changed_;
+        }
+        return noted.value;
     }
 
 private:
+    static constexpr uint64_t NEVER = UINT64_MAX;
+    struct Noted {
+        std::string key;
+        const std::string *value = nullptr;
+        uint64_t keys_changed = NEVER; // keys_changed_, when the value was looked up
+    };
     TextMap<std::string> running_;
     TextMap<std::string> committed_;
     TextMap<bool> used_;
-    std::array<std::string, 64> noted_; // by the address of the daemon's text, for the same call has the same one
+    std::array<Noted, 64> noted_; // by the address of the daemon's text, for the same call has the same one
+    uint64_t keys_changed_ = 0;   // how often a key of the running store came or went
     TextMap<bool> product_;
 };
 

@@ -2,6 +2,7 @@
 #include <cerrno>
 #include <fcntl.h>
 
+#include "platform/config_store.h"
 #include "platform/network.h"
 #include "platform/sim/wrap.h"
 #include "platform/statistics.h"
@@ -400,4 +401,45 @@ TEST_F(SimNetwork, WhoWatchesSeesEachLookupAndEachEchoRequest)
     ping_by_interface("198.51.100.8", 2, "eth1");
     ping_by_interface("none", 2, "eth1");
     EXPECT_EQ(seen, (Lines{"host.example 198.51.100.7", "other.example ", "198.51.100.7 1", "198.51.100.8 2"}));
+}
+
+// The daemon asks for the same few keys all the time, and the store remembers where they are.
+class SimStore : public RouterTest
+{
+protected:
+    static std::string asked(const char *key)
+    {
+        char value[16];
+        return GetValue(key, value) == 1 ? value : "none";
+    }
+};
+
+TEST_F(SimStore, AKeyThatComesAndGoesIsSeenAtOnce)
+{
+    static constexpr char KEY[] = "lan.ip";
+    EXPECT_EQ(asked(KEY), "none");
+    box.store.set(KEY, "1");
+    EXPECT_EQ(asked(KEY), "1");
+    box.store.set_uncommitted(KEY, "2");
+    EXPECT_EQ(asked(KEY), "2");
+    box.store.machine_restarted();
+    EXPECT_EQ(asked(KEY), "1");
+    box.store.unset(KEY);
+    EXPECT_EQ(asked(KEY), "none");
+    SetValue(KEY, "3");
+    EXPECT_EQ(asked(KEY), "3");
+    box.store.machine_restarted();
+    EXPECT_EQ(asked(KEY), "none");
+}
+
+TEST_F(SimStore, AnotherKeyAtTheSameAddressIsAnother)
+{
+    box.store.set("wan1.connecttype", "1");
+    box.store.set("wan2.connecttype", "2");
+    char key[] = "wan1.connecttype";
+    EXPECT_EQ(asked(key), "1");
+    key[3] = '2';
+    EXPECT_EQ(asked(key), "2");
+    key[3] = '1';
+    EXPECT_EQ(asked(key), "1");
 }
