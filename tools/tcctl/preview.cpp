@@ -1,72 +1,17 @@
-// tcctl preview and tcctl replay: start the program that carries the virtual router. It stands beside tcctl or in the
-// folder for such programs, and a router may lack it.
-#include <array>
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
-#include <string>
-#include <system_error>
-#include <unistd.h>
-#include <vector>
-
-#include <CLI/CLI.hpp>
-#include <fmt/format.h>
-
-#include "tools/tcctl/command.h"
-#include "tools/tcctl/output.h"
+// tcctl preview and tcctl replay: start the program that carries the virtual router. A router may lack it.
+#include "tools/tcctl/program.h"
 
 namespace tcctl
 {
 
-namespace
-{
-
-constexpr const char *PROGRAM = "tcctl-preview";
-
-// "" where there is none.
-std::string find_program()
-{
-    std::error_code error;
-    const std::filesystem::path own = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
-    const std::array<std::filesystem::path, 2> places = {own / PROGRAM,
-                                                         std::filesystem::path(TCCTL_LIBEXEC_FOLDER) / PROGRAM};
-    for (const std::filesystem::path &place : places)
-        if (access(place.c_str(), X_OK) == 0)
-            return place;
-    return "";
-}
-
-// `name` is what it goes by, which tells it what to do.
-int run(const char *name, std::vector<std::string> words)
-{
-    const std::string path = find_program();
-    if (path.empty())
-        return fail(fmt::format("there is no {} on this router, neither beside tcctl nor in {}", PROGRAM,
-                                TCCTL_LIBEXEC_FOLDER));
-    words.insert(words.begin(), name);
-    std::vector<char *> arguments;
-    arguments.reserve(words.size() + 1);
-    for (std::string &word : words)
-        arguments.push_back(word.data());
-    arguments.push_back(nullptr);
-    execv(path.c_str(), arguments.data());
-    return fail(fmt::format("cannot start {}: {}", path, std::strerror(errno)));
-}
-
-} // namespace
-
 run_fn add_preview(CLI::App &app)
 {
-    app.set_help_flag(); // the program's own help has the options
-    app.prefix_command();
-    return [&app] { return run(PROGRAM, app.remaining()); };
+    return add_program(app, "tcctl-preview");
 }
 
 run_fn add_replay(CLI::App &app)
 {
-    app.set_help_flag();
-    app.prefix_command();
-    return [&app] { return run("tcctl-replay", app.remaining()); };
+    return add_program(app, "tcctl-preview", "tcctl-replay");
 }
 
 } // namespace tcctl
