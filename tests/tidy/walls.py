@@ -32,11 +32,14 @@ FOLDERS = {
                        r"tools/replay/program\.h", r"tools/(preview|tcctl)/.*"),
     # As the preview. What a trace is (trace.h) knows nobody, so that what writes one on a router needs nothing of it.
     "tools/replay/": (CONTRACT, VERDICTS, SIM, r"tools/(replay|tcctl)/.*"),
+    # One virtual router after the other; when traffic counts, and what a zone and a setting are, the preview knows.
+    "tools/fleet/": (CONTRACT, KEYS, SIM, r"tools/(fleet|preview|tcctl)/.*"),
     "lab/": (CONTRACT, r"platform/linux/(bus|printable)\.h", r"lab/.*"),
     "bench/": (CONTRACT, LINUX, r"platform/sim/virtual_router\.h", DAEMON, r"bench/.*"),
     "tests/": (CONTRACT, COMMON, LINUX, SIM, DAEMON, r"tests/.*"),
     "tests/contract/": (CONTRACT, COMMON, LINUX, SIM, r"tests/(contract|support)/.*"),
     "tests/fuzz/": (CONTRACT, COMMON, LINUX, SIM, DAEMON, r"tools/.*", r"tests/(fuzz|support)/.*"),
+    "tests/fleet/": (SIM, r"tools/fleet/.*", r"tests/(fleet|support)/.*"),
     "tests/porting/": (CONTRACT,),
     "tests/preview/": (SIM, r"tools/preview/.*", r"tests/(preview|support)/.*"),
     "tests/replay/": (SIM, r"tools/replay/.*", r"tests/(replay|support)/.*"),
