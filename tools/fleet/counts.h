@@ -62,7 +62,7 @@ peak peak_of(const series &given);
 // The JSON of counts, and back. The same counts give the same text, however they were added up. counts_of throws
 // refused with "NAME: why".
 std::string json_of(const counts &given);
-counts counts_of(std::string_view json, const std::string &name);
+counts counts_of(std::string_view text, const std::string &name);
 
 // A histogram for a terminal of 80 columns, in ASCII; and as a picture of its own.
 std::string text_of(const counts &given);

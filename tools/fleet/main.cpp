@@ -157,7 +157,11 @@ int run(const std::vector<std::string> &words)
             return tcctl::CANNOT;
         return std::cout.flush() ? tcctl::WELL : fail("cannot write the help");
     }
-    return show(given);
+    try {
+        return show(given);
+    } catch (const refused &why) { // which may hold foreign text
+        return fail(why.what());
+    }
 }
 
 } // namespace
@@ -167,6 +171,7 @@ int main(int argc, char *argv[])
     try {
         return run({argv + 1, argv + argc});
     } catch (const std::exception &error) {
-        return fail(error.what());
+        std::fprintf(stderr, "tcctl fleet: %s\n", error.what());
+        return tcctl::CANNOT;
     }
 }

@@ -101,8 +101,8 @@ int64_t read_time(std::string_view word)
 {
     const auto digit = [word](size_t place) { return word[place] >= '0' && word[place] <= '9'; };
     if (word.size() == 5 && word[2] == ':' && digit(0) && digit(1) && digit(3) && digit(4)) {
-        const int hour = (word[0] - '0') * 10 + word[1] - '0';
-        const int minute = (word[3] - '0') * 10 + word[4] - '0';
+        const int64_t hour = (word[0] - '0') * 10 + word[1] - '0';
+        const int64_t minute = (word[3] - '0') * 10 + word[4] - '0';
         if (hour < 24 && minute < 60)
             return (hour * 60 + minute) * 60;
     }
