@@ -205,7 +205,7 @@ void watch(night &is)
             is.restarts = router().restarts();
             set_sent_bytes(is);
         }
-        if (preview::counts_samples(preview::verdicts_now()))
+        if (preview::takes_samples_now())
             move_traffic(is);
     });
 }
