@@ -56,13 +56,20 @@ at()
 
 # ---- its story ----
 
-# tell TEXT...: one line with the real seconds since the start and the box's time of day
+# line_at MS TEXT...: a line of what was at this time of the box's clock: the real seconds since the start, and its time
+# of day
+line_at()
+{
+    local ms=$1 tenths
+    shift
+    tenths=$(((ms - BOX_CLOCK_START_MS) / BOX_CLOCK_RATE / 100))
+    printf '%4d.%d s  %(%H:%M)T  %s\n' $((tenths / 10)) $((tenths % 10)) $((ms / 1000)) "$*"
+}
+
+# tell TEXT...: a line of what is now
 tell()
 {
-    local now_ms tenths
-    now_ms=$(box_clock_ms)
-    tenths=$(((now_ms - BOX_CLOCK_START_MS) / BOX_CLOCK_RATE / 100))
-    printf '%4d.%d s  %(%H:%M)T  %s\n' $((tenths / 10)) $((tenths % 10)) $((now_ms / 1000)) "$*" >>"$BOX_LOG/box.log"
+    line_at "$(box_clock_ms)" "$@" >>"$BOX_LOG/box.log"
 }
 
 # wait_for SECONDS COMMAND...: until the command succeeds; non-zero when it never did
@@ -92,12 +99,14 @@ protect_machine()
 
 # ---- from outside: start and end ----
 
-# start_box: a new box in BOX_DIR, which is emptied; KEEPER is the process that keeps it
+# start_box: a new box in BOX_DIR, which is emptied; KEEPER is the process that keeps it. The settings in the file
+# BOX_SETTINGS, when there is one, take the place of the story's.
 start_box()
 {
     rm -rf "$BOX_DIR"
     mkdir -p "$BOX_DIR/log"
     : >"$BOX_DIR/log/box.log"
+    [[ -z ${BOX_SETTINGS-} ]] || cp -- "$BOX_SETTINGS" "$BOX_DIR/settings"
     export BOX_DIR BOX_PROGRAMS
     setsid setpriv --pdeathsig KILL "$(dirname "${BASH_SOURCE[0]}")/box/outer" </dev/null &
     # shellcheck disable=SC2034 # for the caller
@@ -110,7 +119,7 @@ end_box()
     local rig
     rig=$(rig_pid) && kill -KILL "$rig"
     wait_for 10 box_is_gone || die "the box in $BOX_DIR does not end"
-    rm -rf "$BOX_DIR"/{outer.pid,init.pid,flash} "$BOX_DIR/log/ready"
+    rm -rf "$BOX_DIR"/{outer.pid,init.pid,flash,settings} "$BOX_DIR"/log/{ready,events.place}
 }
 
 box_is_gone()
@@ -158,14 +167,20 @@ rig_pid()
 # init_pid: PID 1 of the box. Noted down, as finding it takes longer than most commands in the box.
 init_pid()
 {
-    local pid started rig boot
+    local pid started
     if read -r pid started 2>/dev/null <"$BOX_DIR/init.pid" && [[ $(process_start "$pid") == "$started" ]]; then
         echo "$pid"
         return
     fi
-    rig=$(rig_pid) && boot=$(child_named "$rig" box-boot) && pid=$(pgrep --parent "$boot") || return
+    pid=$(find_init) || return
     echo "$pid $(process_start "$pid")" >"$BOX_DIR/init.pid"
     echo "$pid"
+}
+
+find_init()
+{
+    local rig boot
+    rig=$(rig_pid) && boot=$(child_named "$rig" box-boot) && pgrep --parent "$boot"
 }
 
 enter()
@@ -180,6 +195,14 @@ in_box()
 {
     local pid
     pid=$(init_pid) || die "no box runs in $BOX_DIR"
+    in_box_of "$pid" "$@"
+}
+
+# in_box_of PID COMMAND...: the same, of the box whose PID 1 this is
+in_box_of()
+{
+    local pid=$1
+    shift
     enter "$pid" --mount --pid --net --uts --ipc --time -- /run/box/lab/box/enter /run/box/environment "$@"
 }
 
