@@ -2,6 +2,7 @@
 #include "platform/common/status_file.h"
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -144,6 +145,8 @@ TEST_F(StatusFile, TellsWhenTheLoopLastEndedASecond)
 TEST_F(StatusFile, IsWholeAtAnyMoment)
 {
     in_own_process([this] {
+        constexpr std::chrono::microseconds PAUSE{
+            500}; // a sanitizer's reader takes a tenth of that; the loop's is a second
         status_file_begin();
         std::atomic<bool> is_over = false;
         std::thread main_loop([&is_over] {
@@ -154,6 +157,7 @@ TEST_F(StatusFile, IsWholeAtAnyMoment)
                     program.count = number;
                 status_publish(STATUS_PART_MAIN);
                 status_file_beat(number);
+                std::this_thread::sleep_for(PAUSE);
             }
         });
         std::thread reachability([&is_over] {
@@ -161,6 +165,7 @@ TEST_F(StatusFile, IsWholeAtAnyMoment)
                 for (status_wan &wan : status_memory.wans.wan)
                     wan.forgiven = wan.names = wan.row.count = number;
                 status_publish(STATUS_PART_WANS);
+                std::this_thread::sleep_for(PAUSE);
             }
         });
         int64_t last = 0;

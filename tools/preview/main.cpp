@@ -100,6 +100,7 @@ int main(int argc, char *argv[])
         }
         return run({argv + 1, argv + argc});
     } catch (const std::exception &error) {
-        return fail(error.what());
+        std::fprintf(stderr, "tcctl %s: %s\n", command, error.what());
+        return tcctl::CANNOT;
     }
 }
