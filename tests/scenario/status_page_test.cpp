@@ -257,7 +257,9 @@ private:
 
     static void expect_wans()
     {
-        EXPECT_EQ(status_memory.wans.changed, 0U);
+        if (status_memory.wans.next > box.clock.wall()) { // between two passes
+            EXPECT_EQ(status_memory.wans.changed, 0U);
+        }
         for (const status_wan &wan : status_memory.wans.wan) {
             const auto verdict = static_cast<reachability_verdict>(wan.row.verdict);
             const bool answered = std::ranges::find(wan.answers, STATUS_ANSWERED) != std::end(wan.answers);
