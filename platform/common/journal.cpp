@@ -142,6 +142,8 @@ static constexpr const char *WORDS[] = {"",     "set",    "commit",        "leds
 static void write_act(journal_record *act, uint8_t kind, int ok, const char *first, const char *between,
                       const char *second)
 {
+    if (journal_is_kept() == 0)
+        return;
     const char *const word = WORDS[kind];
     const bool may_hold_a_secret = kind == JOURNAL_COMMAND || kind == JOURNAL_EXEC || kind == JOURNAL_NETCTRL;
     size_t shown = JOURNAL_TEXT_SIZE;

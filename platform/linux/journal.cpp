@@ -20,6 +20,7 @@ static uint32_t newest;                                        // its number
 static bool was_refused;                                       // a restart
 static pthread_mutex_t ring_mutex = PTHREAD_MUTEX_INITIALIZER; // held for a record's copy
 static pthread_t main_thread;
+static bool is_daemon; // that is, journal_open was called: before there was another thread
 
 // ---- opening ----
 
@@ -42,6 +43,7 @@ void journal_open()
 {
     char boot[JOURNAL_BOOT_SIZE];
     main_thread = pthread_self();
+    is_daemon = true;
     if (!read_first_line("/proc/sys/kernel/random/boot_id", boot, sizeof boot))
         boot[0] = '\0';
     const int dir = journal_folder(run_directory());
@@ -88,9 +90,14 @@ void journal_write(const journal_record *record)
     pthread_mutex_unlock(&ring_mutex);
 }
 
+int journal_is_kept()
+{
+    return is_daemon ? 1 : 0;
+}
+
 status_part journal_part()
 {
-    return ring == nullptr || pthread_equal(pthread_self(), main_thread) != 0 ? STATUS_PART_MAIN : STATUS_PART_WANS;
+    return pthread_equal(pthread_self(), main_thread) != 0 ? STATUS_PART_MAIN : STATUS_PART_WANS;
 }
 
 int journal_look_up(const char *key, char *value, size_t size)

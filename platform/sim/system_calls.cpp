@@ -67,6 +67,11 @@ void journal_write(const journal_record *record)
     router().journal.reason(*record);
 }
 
+int journal_is_kept(void)
+{
+    return 1;
+}
+
 status_part journal_part(void)
 {
     return router().runs_main_thread() ? STATUS_PART_MAIN : STATUS_PART_WANS;

@@ -148,39 +148,38 @@ TEST_F(StatusFile, TellsWhenTheLoopLastEndedASecond)
 TEST_F(StatusFile, IsWholeAtAnyMoment)
 {
     in_own_process([this] {
-        500}; // a sanitizer's reader takes a tenth of that; the loop's is a second
         status_file_begin();
         std::atomic<bool> is_over = false;
         std::thread main_loop([&is_over] {
-        for (uint32_t number = 1; !is_over; number++) {
-            for (status_row &row : status_memory.main.rows)
-                row.count = row.target = number;
-            for (status_program &program : status_memory.main.daemon.programs)
-                program.count = number;
-            status_publish(STATUS_PART_MAIN);
-            status_file_beat(number);
-            std::this_thread::sleep_for(PAUSE);
-        }
+            for (uint32_t number = 1; !is_over; number++) {
+                for (status_row &row : status_memory.main.rows)
+                    row.count = row.target = number;
+                for (status_program &program : status_memory.main.daemon.programs)
+                    program.count = number;
+                status_publish(STATUS_PART_MAIN);
+                status_file_beat(number);
+                std::this_thread::sleep_for(PAUSE);
+            }
         });
         std::thread reachability([&is_over] {
-        for (uint32_t number = 1; !is_over; number++) {
-            for (status_wan &wan : status_memory.wans.wan)
-                wan.forgiven = wan.names = wan.row.count = number;
-            status_publish(STATUS_PART_WANS);
-            std::this_thread::sleep_for(PAUSE);
-        }
+            for (uint32_t number = 1; !is_over; number++) {
+                for (status_wan &wan : status_memory.wans.wan)
+                    wan.forgiven = wan.names = wan.row.count = number;
+                status_publish(STATUS_PART_WANS);
+                std::this_thread::sleep_for(PAUSE);
+            }
         });
         int64_t last = 0;
         for (int i = 0; i < 2000; i++) {
-        ASSERT_EQ(read(), STATUS_READ);
-        const int64_t number = number_in(reading.status);
-        EXPECT_GE(number, last); // never mixed, and never an older second
-        last = number;
+            ASSERT_EQ(read(), STATUS_READ);
+            const int64_t number = number_in(reading.status);
+            EXPECT_GE(number, last); // never mixed, and never an older second
+            last = number;
         }
         is_over = true;
         main_loop.join();
         reachability.join();
-});
+    });
 }
 
 // A thousand times, with TIME_CHECK_WALK=all.
