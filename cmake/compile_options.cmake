@@ -44,7 +44,7 @@ if(TIME_CHECK_SMALL)
         # Two bytes an instruction instead of four, a quarter less flash (decision 0167).
         option(TIME_CHECK_MIPS16 "for processors with MIPS16e, which nearly all small routers have" ON)
         if(TIME_CHECK_MIPS16)
-            target_compile_options(house_freestanding INTERFACE -mips16)
+            target_compile_options(house_freestanding INTERFACE $<$<NOT:$<BOOL:$<TARGET_PROPERTY:WITHOUT_MIPS16>>>:-mips16>)
         endif()
     endif()
     add_link_options($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-no-pie>)

@@ -13,6 +13,7 @@ add_symbol_guard(tidy.symbols $<TARGET_OBJECTS:daemon_objects> $<TARGET_OBJECTS:
 if(NOT TIME_CHECK_SANITIZE)
     daemon_variant(time_check_fortified FLAGS
         -O2 -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong)
+    set_target_properties(time_check_fortified PROPERTIES WITHOUT_MIPS16 ON) # fortified calls do not go with it
     add_symbol_guard(tidy.symbols.fortified $<TARGET_OBJECTS:time_check_fortified>)
     if(NOT CMAKE_CROSSCOMPILING AND CMAKE_CXX_COMPILER_ID STREQUAL GNU) # the lists name what other builds bring
         add_symbol_guard(tidy.symbols.no_more_than_used --both-ways $<TARGET_OBJECTS:daemon_objects>

@@ -34,7 +34,7 @@ void set_client(bool is_there)
 std::vector<change> client_changes(const request &asked, time_t to)
 {
     std::vector<change> edges;
-    for (const local_day &day : days_between(asked.from - 24 * 3600, to))
+    for (const local_day &day : days_between(asked.from - time_t{24} * 3600, to))
         for (const daily_time &period : asked.clients) {
             const local_day next = days_between(day.end, day.end + 1).front();
             edges.push_back({.at = moment_on(day, period.from), .comes = true});
