@@ -115,8 +115,8 @@ void journal_note_start(const char *text, const struct journal_record *why); // 
 // Keeps a record; `sequence` and `check` are not filled in. Any thread; must not wait.
 void journal_write(const struct journal_record *record);
 
-// Whether this program's acts are the daemon's: not 0. Others, which share the ground's code, have no page and no journal.
-// Any thread.
+// Whether this program's acts are the daemon's: not 0. Others, which share the ground's code, have no page and no
+// journal. Any thread.
 int journal_is_kept(void);
 
 // Which part of the status page the calling thread owns. Any thread.
