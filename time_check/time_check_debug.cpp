@@ -16,8 +16,9 @@ static time_check_msg_ops sys_time_check_debug_ops = own_handler(TIME_CHECK_DBG_
 
 static void tell_switches()
 {
+    static_assert(TIME_CHECK_MAX_MODULE_NUM <= 32); // a bit each
     uint32_t switches = 0;
-    for (uint32_t id = 0; id < TIME_CHECK_MAX_MODULE_NUM && id < 32; id++)
+    for (uint32_t id = 0; id < TIME_CHECK_MAX_MODULE_NUM; id++)
         switches |= (_DEBUG_LIST_[id] != 0 ? 1U : 0U) << id;
     status_note(&status_memory.main.debug, switches);
 }

@@ -14,6 +14,7 @@ static_assert(sizeof(status_main) % sizeof(uint32_t) == 0 && sizeof(status_wans)
 
 // Each word is stored after what was stored before it, so that nobody sees words of a copy that its number does not yet
 // speak of.
+// NOLINTNEXTLINE(readability-non-const-parameter): it is what is written
 static void store_words(uint32_t *copy, const char *from, size_t words)
 {
     for (size_t i = 0; i < words; i++) {
