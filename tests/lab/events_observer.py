@@ -43,13 +43,21 @@ def routes():
     return state
 
 
-def look():
+def settings():
+    """The keys; {} when the look at the store was given up, which says nothing: its deadline is the box's, and short."""
+    listed = subprocess.run(["cfm", "list"], capture_output=True, text=True, check=False)
+    if listed.returncode != 0:
+        return {}
     state = {f"key {key}": "" for key in KEYS}
-    listed = subprocess.run(["cfm", "list"], capture_output=True, text=True, check=False).stdout
-    for line in listed.splitlines():
+    for line in listed.stdout.splitlines():
         key, _, value = line.partition("=")
         if key in KEYS:
             state[f"key {key}"] = value
+    return state
+
+
+def look():
+    state = settings()
     for radio in ("wlan0", "wlan1", "guest0", "guest1"):
         state[f"radio {radio}"] = text(f"/sys/class/net/{radio}/operstate")
     for wan in ("wan1", "wan2"):
@@ -74,9 +82,9 @@ def main():
         now = look()
         at = time.time()
         for what, state in now.items():
-            if state != seen[what]:
+            if state != seen.get(what, state):
                 tell(what=what, old=seen[what], new=state, before=before, at=at)
-        seen, before = now, began
+        seen, before = seen | now, began
         tell(what="looked", at=began)
 
 

@@ -2,6 +2,7 @@
 //
 // Ends with 0 when all is well, 1 when a command found what it looks for, 2 when it could not look or was called
 // wrongly (a line says why).
+#include <algorithm>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -23,10 +24,8 @@ bool is_unknown(const std::vector<std::string> &words)
 {
     if (words.empty() || words[0].starts_with('-'))
         return false;
-    for (const tcctl::command &each : tcctl::commands())
-        if (words[0] == each.name)
-            return false;
-    return true;
+    return std::ranges::none_of(tcctl::commands(),
+                                [&words](const tcctl::command &each) { return words[0] == each.name; });
 }
 
 int fail_unknown(std::string_view word)

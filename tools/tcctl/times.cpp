@@ -45,7 +45,7 @@ std::string time_of(int64_t calendar, int64_t now)
     struct tm today = {};
     if (localtime_r(&asked, &then) == nullptr || localtime_r(&present, &today) == nullptr)
         return fmt::format("second {}", calendar);
-    const std::string clock = time_of_day(static_cast<uint32_t>(then.tm_hour * 3600 + then.tm_min * 60 + then.tm_sec));
+    std::string clock = time_of_day(static_cast<uint32_t>(then.tm_hour * 3600 + then.tm_min * 60 + then.tm_sec));
     if (then.tm_year == today.tm_year && then.tm_yday == today.tm_yday)
         return clock;
     if (calendar > now - DAYS_NAMED * 86400 && calendar < now + DAYS_NAMED * 86400)
