@@ -202,6 +202,11 @@ static bool end_by(int64_t deadline, pid_t pid, int timeout_s, const char *name,
     return wait_until(pid, status, monotonic_ms() + KILL_TIMEOUT_MS);
 }
 
+static int exit_status(int status)
+{
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
 static int finish(pid_t pid, int timeout_s, const char *name)
 {
     int status = 0;
@@ -210,7 +215,7 @@ static int finish(pid_t pid, int timeout_s, const char *name)
     program_notes_command(0);
     if (!has_ended)
         return NOT_RUN;
-    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    return exit_status(status);
 }
 
 // Once for each kind of failure: what fails every second must not fill the log.
@@ -292,6 +297,26 @@ int _eval(char *const argv[], const char *redirect, int timeout, int *pid) // NO
         return 0;
     }
     return finish(started, timeout > 0 ? timeout : command_deadline_s(), argv[0]);
+}
+
+pid_t command_begin(const char *command)
+{
+    return start_shell(command, -1);
+}
+
+bool command_is_over(pid_t pid, int *status)
+{
+    if (!has_ended(pid, status))
+        return false;
+    *status = exit_status(*status);
+    return true;
+}
+
+void command_end(pid_t pid)
+{
+    int status = 0;
+    kill(-pid, SIGKILL);
+    wait_until(pid, &status, monotonic_ms() + KILL_TIMEOUT_MS);
 }
 
 int done_in_a_child(void (*act)())

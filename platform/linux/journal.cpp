@@ -18,6 +18,7 @@
 static journal_ring *ring;                                     // null: nothing is kept
 static uint32_t newest;                                        // its number
 static bool was_refused;                                       // a restart
+static bool has_begun;                                         // a restart that may end the daemon first
 static pthread_mutex_t ring_mutex = PTHREAD_MUTEX_INITIALIZER; // held for a record's copy
 static pthread_t main_thread;
 static bool is_daemon; // that is, journal_open was called: before there was another thread
@@ -70,13 +71,25 @@ void journal_restart_refused()
     if (ring != nullptr && !was_refused)
         last_restart_remove();
     was_refused = true;
+    has_begun = false;
+}
+
+void journal_restart_is_tried()
+{
+    was_refused = false;
+}
+
+void journal_restart_has_begun()
+{
+    has_begun = true;
 }
 
 void journal_end(const char *reason)
 {
     journal_note_end(reason);
     was_refused = false;
-    done_in_a_child(journal_save);
+    if (!has_begun)
+        done_in_a_child(journal_save);
 }
 
 // ---- what the journal asks of its ground ----

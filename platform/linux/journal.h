@@ -15,8 +15,15 @@ void journal_save();
 // the daemon asks each second. Main thread.
 void journal_restart_refused();
 
+// Another restart is tried, after others were refused perhaps: its reason is written again. Main thread.
+void journal_restart_is_tried();
+
+// The machine is ending because the daemon told it to, and may end the daemon first: last_restart stays as it is then,
+// so that the restart is the daemon's. Until it is refused. Main thread.
+void journal_restart_has_begun();
+
 // The daemon is being ended in order, by `reason` (a signal's name, say): the journal says so, and so does
-// last_restart. Waits no longer than for a command. Main thread.
+// last_restart, unless the restart has begun. Waits no longer than for a command. Main thread.
 void journal_end(const char *reason);
 
 #endif

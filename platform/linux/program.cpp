@@ -172,10 +172,15 @@ int program_wait(pollfd *things, nfds_t number, int64_t milliseconds)
     return ready == 0 && wait_ms < milliseconds ? -1 : ready;
 }
 
-void program_act()
+void program_end_if_asked()
 {
     if (asked_to_end != 0)
         end_in_order();
+}
+
+void program_act()
+{
+    program_end_if_asked();
     if (asked_to_read_again != 0) {
         asked_to_read_again = 0;
         service_reloads();

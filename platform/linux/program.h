@@ -23,6 +23,9 @@ int program_wait(pollfd *things, nfds_t number, int64_t milliseconds);
 // Does what signals have asked for. Main thread, between ticks.
 void program_act();
 
+// Ends the program in order if it was asked to end: for a tick that does nothing more. Main thread.
+void program_end_if_asked();
+
 // Around a command that is waited for: -1 before it is started, then its process, 0 when it is over. When the program
 // ends in order, threads other than the main one do not come back from the first. Any thread.
 void program_notes_command(pid_t pid);

@@ -260,6 +260,32 @@ TEST_F(LinuxJournal, TheDaemonsRestartOfTheMachineIsItsOwn)
     EXPECT_EQ(last_start().who, STATUS_NOBODY);
 }
 
+TEST_F(LinuxJournal, TheReasonIsThereBeforeTheRestartsCommand)
+{
+    const fs::path seen = folder.path() / "seen";
+    const std::string command = "cp '" + (conf() / "last_restart").string() + "' '" + seen.string() + "'; exit 1";
+    setenv("TIME_CHECK_REBOOT_COMMAND", command.c_str(), 1);
+    daemon_restarts_the_machine();
+    unsetenv("TIME_CHECK_REBOOT_COMMAND");
+    EXPECT_EQ(texts_in(seen).back(), "reboot");
+    daemon([] {});
+    EXPECT_STREQ(last_start().text, "started: after the daemon's restart of the machine");
+}
+
+TEST_F(LinuxJournal, ARestartThatIsTriedAnewIsWrittenDownAnew)
+{
+    daemon([&] {
+        journal_save();
+        journal_restart_refused();
+        EXPECT_FALSE(fs::exists(conf() / "last_restart"));
+        journal_save();
+        EXPECT_FALSE(fs::exists(conf() / "last_restart")) << "a refused one is asked for each second";
+        journal_restart_is_tried();
+        journal_save();
+        EXPECT_TRUE(fs::exists(conf() / "last_restart"));
+    });
+}
+
 TEST_F(LinuxJournal, ADaemonThatWasKilledGoesOnInItsRing)
 {
     daemon([] { set_all_led(1); });
