@@ -21,6 +21,7 @@
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "tests/contract/contract_support.h"
@@ -156,6 +157,115 @@ TEST(Restart, DisksThatHungAreNotWaitedForAgain)
         EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2) << lines;
     });
     unsetenv("TIME_CHECK_COMMAND_DEADLINE_S");
+}
+
+// ---- by a command ----
+
+class RestartByCommand : public testing::Test
+{
+protected:
+    RestartByCommand()
+    {
+        setenv("RAN", ran().c_str(), 1);
+    }
+    ~RestartByCommand() override
+    {
+        for (const char *const name : {"RAN", "TIME_CHECK_REBOOT_COMMAND", "TIME_CHECK_REBOOT_DEADLINE"})
+            unsetenv(name);
+    }
+    RestartByCommand(const RestartByCommand &) = delete;
+    RestartByCommand &operator=(const RestartByCommand &) = delete;
+
+    // The command writes a line each time.
+    static void set(const std::string &command, const char *deadline_s)
+    {
+        setenv("TIME_CHECK_REBOOT_COMMAND", ("echo ran >>$RAN; " + command).c_str(), 1);
+        setenv("TIME_CHECK_REBOOT_DEADLINE", deadline_s, 1);
+    }
+
+    std::filesystem::path ran() const
+    {
+        return folder.path() / "ran";
+    }
+
+    TemporaryFolder folder;
+};
+
+TEST_F(RestartByCommand, IsTriedFirstAndTheMachineRestartedAtItsDeadline)
+{
+    for (const std::string command : {"true", "sleep 600", "kill $$", "trap '' TERM; sleep 600"}) {
+        std::filesystem::remove(ran());
+        set(command, "1");
+        std::chrono::milliseconds taken{};
+        const std::string lines = error_lines_of(
+            [&] { taken = time_taken([] { in_a_machine_that_restarts([] { tpi_systool_reboot(); }); }); });
+        EXPECT_EQ(text_of(ran()), "ran\n") << command;
+        EXPECT_GE(taken, 990ms) << command;
+        EXPECT_TRUE(lines.ends_with(": restart: the machine still runs 1 s after the command\n")) << lines;
+    }
+}
+
+TEST_F(RestartByCommand, ThatEndsTheMachineIsAllThereIs)
+{
+    set("kill -9 -1", "600"); // all but itself and the namespace's first process, which ends by the next
+    in_own_process([] {
+        alarm(60);
+        ASSERT_EQ(unshare(CLONE_NEWPID), 0) << strerror(errno);
+        Child first([] {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            if (fork() == 0) {
+                tpi_systool_reboot();
+                _exit(0);
+            }
+            int status = 0;
+            wait(&status);
+            EXPECT_TRUE(WIFSIGNALED(status)) << "it was still waiting for the machine's end";
+        });
+        EXPECT_EQ(first.wait(), 0);
+    });
+    EXPECT_EQ(text_of(ran()), "ran\n");
+}
+
+TEST_F(RestartByCommand, ThatFailsIsNotWaitedFor)
+{
+    for (const std::string command : {"exit 3", "no-such-program-here 2>/dev/null"}) {
+        set(command, "600");
+        const std::string lines = error_lines_of([] { in_a_machine_that_restarts([] { tpi_systool_reboot(); }); });
+        const char *const status = command == "exit 3" ? "3" : "127";
+        EXPECT_TRUE(lines.ends_with(": restart: the command has ended with status " + std::string(status) + "\n"))
+            << lines;
+    }
+}
+
+TEST_F(RestartByCommand, ThatIsRefusedIsToldOnceAndTriedOnceAnHour)
+{
+    in_own_process([this] {
+        alarm(120);
+        forbid_restarts();
+        const std::string lines = error_lines_of([this] {
+            set("sleep 600", "1");
+            EXPECT_GE(time_taken([] { EXPECT_EQ(tpi_systool_reboot(), -1); }), 990ms);
+            const auto taken = time_taken([] {
+                for (int i = 0; i < 5; i++)
+                    EXPECT_EQ(tpi_systool_reboot(), -1);
+            });
+            EXPECT_LT(taken, 900ms) << "the daemon goes on meanwhile";
+            EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "nothing of the command is left";
+            put_the_uptime_on(3600);
+            EXPECT_EQ(tpi_systool_reboot(), -1);
+            EXPECT_EQ(tpi_systool_reboot(), -1);
+        });
+        EXPECT_EQ(text_of(ran()), "ran\nran\n");
+        EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2) << lines;
+        EXPECT_NE(lines.find(": restart: the machine still runs 1 s after the command\n"), std::string::npos) << lines;
+        EXPECT_TRUE(lines.ends_with(": restart: refused: Operation not permitted\n")) << lines;
+    });
+}
+
+TEST_F(RestartByCommand, ThatIsEmptyIsNone)
+{
+    setenv("TIME_CHECK_REBOOT_COMMAND", "", 1);
+    EXPECT_EQ(error_lines_of([] { in_a_machine_that_restarts([] { tpi_systool_reboot(); }); }), "");
 }
 
 } // namespace

@@ -5,6 +5,7 @@ with status 0 when all is as it should be.
 import os
 import pathlib
 import random
+import shutil
 import signal
 import socket
 import subprocess
@@ -201,6 +202,35 @@ def ends_during_a_command_of_the_check(work):
     expect(left_in_the_kernel() == [], "nothing is left")
 
 
+def restarts_by_its_command(work):
+    """The service manager that it tells to restart the machine ends it first, as every service."""
+    zone = f"NOON{time.gmtime().tm_hour - 12}"  # far from midnight
+    for key, value in (("enable", "1"), ("type", "0"), ("start_time", "12:00"), ("end_time", "14:00")):
+        cfm("set", f"sys.schedulereboot.{key}", value)
+    (work / "conf").mkdir()
+    manager = Manager("@time_check_restarts")
+    daemon = Daemon(work, TZ=zone, NOTIFY_SOCKET="@time_check_restarts", WATCHDOG_USEC="600000",
+                    TIME_CHECK_REBOOT_COMMAND=f"echo told >>{work}/told")
+    cfm("post", "time_check", "time_check_debug?op=1,debug_id=5")  # however short the machine has been up
+    wait_for("it tells the manager to restart the machine", (work / "told").exists)
+    while select_now(manager.socket):
+        manager.hears()
+    heard = [manager.hears() for _ in range(5)]
+    expect(all(each == ["WATCHDOG=1"] for each in heard), "it lives while it waits for the machine's end")
+    expect((work / "told").read_text() == "told\n", "and tells it once")
+    seconds = daemon.end()
+    expect(seconds < 3, f"asked to end, it does, and at once: {seconds:.2f} s")
+    expect(not daemon.says("restart:"), "nothing has failed")
+    cfm("set", "sys.schedulereboot.enable", "0")
+    cfm("commit")
+    shutil.rmtree(work / "run")  # as the machine's end does
+    daemon = Daemon(work)
+    wait_for("the next start is told of", lambda: "boot:" in run("tcctl", "events").stdout)
+    shown = run("tcctl", "events").stdout
+    expect("boot: the restart was ours (reboot, restarting)" in shown, f"it knows whose restart it was: {shown}")
+    daemon.end()
+
+
 def ends_before_it_serves(work):
     """It waits for its store."""
     (work / "run").mkdir(mode=0o755)
@@ -374,7 +404,7 @@ def names_the_run_directory(work):
 
 
 CASES = (arguments, ends_in_order, ends_at_any_moment, ends_during_a_look_up, ends_during_a_command,
-         ends_during_a_command_of_the_check, ends_before_it_serves, ends_at_the_second_signal, reads_settings_again,
+         ends_during_a_command_of_the_check, restarts_by_its_command, ends_before_it_serves, ends_at_the_second_signal, reads_settings_again,
          outlives_a_reader_from_the_start, children_have_default_signals, tells_the_service_manager, tells_that_it_lives,
          tells_why_it_cannot_begin, names_the_run_directory)
 WITHOUT_SETTINGS = (arguments, ends_before_it_serves, outlives_a_reader_from_the_start, names_the_run_directory)
