@@ -20,16 +20,20 @@ namespace tcctl
 namespace
 {
 
-// "" where there is none.
-std::string find_program(const char *program)
+// Beside tcctl in a build; the folder is where they are installed.
+std::array<std::filesystem::path, 2> folders()
 {
     std::error_code error;
     const std::filesystem::path own = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
-    const std::array<std::filesystem::path, 2> places = {own / program,
-                                                         std::filesystem::path(TCCTL_LIBEXEC_FOLDER) / program};
-    for (const std::filesystem::path &place : places)
-        if (access(place.c_str(), X_OK) == 0)
-            return place;
+    return {own, (own / TCCTL_LIBEXEC_FOLDER).lexically_normal()};
+}
+
+// "" where there is none.
+std::string find_program(const char *program)
+{
+    for (const std::filesystem::path &folder : folders())
+        if (access((folder / program).c_str(), X_OK) == 0)
+            return folder / program;
     return "";
 }
 
@@ -38,7 +42,7 @@ int run(const char *program, const char *name, std::vector<std::string> words)
     const std::string path = find_program(program);
     if (path.empty())
         return fail(fmt::format("there is no {} on this router, neither beside tcctl nor in {}", program,
-                                TCCTL_LIBEXEC_FOLDER));
+                                folders().back().string()));
     words.insert(words.begin(), name);
     std::vector<char *> arguments;
     arguments.reserve(words.size() + 1);
