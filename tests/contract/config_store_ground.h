@@ -1,4 +1,4 @@
-// What a ground supplies for the store's contract test.
+// What both grounds supply for the test of what a commit keeps.
 #ifndef TESTS_CONTRACT_CONFIG_STORE_GROUND_H
 #define TESTS_CONTRACT_CONFIG_STORE_GROUND_H
 
@@ -11,8 +11,7 @@ void begin();   // a router whose running store holds nothing under "test."
 void restart(); // a power cut: what was not committed is gone
 void end();
 
-// What another process does and sees.
-void set_elsewhere(const std::string &key, const std::string &value);
+// What another process sees.
 std::string get_elsewhere(const std::string &key);
 
 } // namespace ground

@@ -30,16 +30,6 @@ void ground::end()
     folders.reset();
 }
 
-void ground::set_elsewhere(const std::string &key, const std::string &value)
-{
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(SetValue(key.c_str(), value.c_str()) == 1 ? 0 : 1);
-    int status = 0;
-    if (waitpid(child, &status, 0) != child || status != 0)
-        throw std::runtime_error("the other process could not set " + key);
-}
-
 std::string ground::get_elsewhere(const std::string &key)
 {
     std::array<int, 2> ends = {};

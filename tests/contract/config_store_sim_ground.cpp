@@ -15,11 +15,6 @@ void ground::end()
 {
 }
 
-void ground::set_elsewhere(const std::string &key, const std::string &value)
-{
-    sim::router().store.set_uncommitted(key, value);
-}
-
 std::string ground::get_elsewhere(const std::string &key)
 {
     return sim::router().store.get(key);
