@@ -35,12 +35,15 @@ FOLDERS = {
     # One virtual router after the other; when traffic counts, and what a zone and a setting are, the preview knows.
     "tools/fleet/": (CONTRACT, KEYS, SIM, r"tools/(fleet|preview|tcctl)/.*"),
     "lab/": (CONTRACT, r"platform/linux/(bus|printable)\.h", r"lab/.*"),
+    # What a plain Linux router has beside the daemon: it meets the daemon on the bus alone.
+    "router/": (CONTRACT, r"platform/linux/(bus|printable|run_directory)\.h", r"router/.*"),
     "bench/": (CONTRACT, LINUX, r"platform/sim/virtual_router\.h", DAEMON, r"bench/.*"),
     "tests/": (CONTRACT, COMMON, LINUX, SIM, DAEMON, r"tests/.*"),
     "tests/contract/": (CONTRACT, COMMON, LINUX, SIM, r"tests/(contract|support)/.*"),
     "tests/contract/kit/": (CONTRACT, r"tests/contract/kit/.*"), # it goes to who has a ground of his own
     "tests/fuzz/": (CONTRACT, COMMON, LINUX, SIM, DAEMON, r"tools/.*", r"tests/(fuzz|support)/.*"),
     "tests/fleet/": (SIM, r"tools/fleet/.*", r"tests/(fleet|support)/.*"),
+    "tests/netctrl/": (r"router/.*", r"tests/(netctrl|support)/.*"),
     "tests/porting/": (CONTRACT,),
     "tests/preview/": (SIM, r"tools/preview/.*", r"tests/(preview|support)/.*"),
     "tests/replay/": (SIM, r"tools/replay/.*", r"tests/(replay|support)/.*"),
