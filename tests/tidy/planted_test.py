@@ -18,7 +18,7 @@ FORBIDDEN_INCLUDES = [
     ("platform/linux/bus.cpp", "platform/verdicts/led.def"),
     ("platform/common/vos.cpp", "platform/linux/store_setting.h"),
     ("tools/cfm/main.cpp", "time_check/time_check.h"),
-    ("lab/netctrl/netctrl.cpp", "platform/linux/store/environment.h"),
+    ("router/netctrl/main.cpp", "platform/linux/store/environment.h"),
     ("tests/unit/clock_test.cpp", "platform/linux/bus.h"),
     ("tests/contract/bus_test.cpp", "time_check/time_check.h"),
     ("platform/linux/bus.cpp", "../sim/virtual_router.h"),

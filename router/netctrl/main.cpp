@@ -1,0 +1,153 @@
+// netctrl: does on a plain Linux router what time_check asks for. Holds the name netctrl on the message bus, and runs a
+// program for each message.
+//
+// Ends with 0 after SIGTERM or SIGINT, 1 when the name cannot be had, 2 when it was called wrongly.
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <getopt.h>
+
+#include "platform/linux/run_directory.h"
+#include "router/netctrl/message.h"
+#include "router/netctrl/serve.h"
+
+namespace
+{
+
+constexpr char USAGE[] =
+    "Usage: netctrl [OPTION]... [--dry-run MESSAGE...]\n"
+    "Does what time_check asks for: takes the messages to netctrl and runs a program for each.\n"
+    "\n"
+    "  --dry-run          say what would be run, and run nothing; with messages: for these, and end\n"
+    "  --list-verbs       print each verb with its message, its subject and its program, and end\n"
+    "  --owner DIR        the owner's programs, which go first (" NETCTRL_OWNER_DIR ",\n"
+    "                     or TIME_CHECK_NETCTRL_OWNER in the environment)\n"
+    "  --package DIR      the package's programs (" NETCTRL_PACKAGE_DIR ",\n"
+    "                     or TIME_CHECK_NETCTRL_PACKAGE in the environment)\n"
+    "  --state FILE       what is wanted and not done yet (netctrl.state in the run directory)\n"
+    "  --limit SECONDS    what a program may take before it is ended (60)\n"
+    "  --help, --version  print this, or the version, and end\n";
+
+enum option_code { DRY_RUN = 256, LIST_VERBS, OWNER, PACKAGE, STATE, LIMIT, HELP, VERSION };
+
+constexpr option OPTIONS[] = {
+    {"dry-run", no_argument, nullptr, DRY_RUN},
+    {"list-verbs", no_argument, nullptr, LIST_VERBS},
+    {"owner", required_argument, nullptr, OWNER},
+    {"package", required_argument, nullptr, PACKAGE},
+    {"state", required_argument, nullptr, STATE},
+    {"limit", required_argument, nullptr, LIMIT},
+    {"help", no_argument, nullptr, HELP},
+    {"version", no_argument, nullptr, VERSION},
+    {nullptr, 0, nullptr, 0},
+};
+
+[[noreturn]] void wrong(const std::string &what)
+{
+    fprintf(stderr, "netctrl: %s\nTry netctrl --help.\n", what.c_str());
+    exit(2);
+}
+
+std::string from_environment(const char *name, const char *otherwise)
+{
+    const char *const value = getenv(name);
+    return value == nullptr || value[0] == '\0' ? otherwise : value;
+}
+
+std::string default_state()
+{
+    char path[RUN_PATH_MAX];
+    run_path("netctrl.state", path);
+    return path;
+}
+
+int64_t limit_in(const char *text)
+{
+    char *end = nullptr;
+    const double seconds = strtod(text, &end);
+    if (end == text || *end != '\0' || !(seconds > 0 && seconds <= 86400))
+        wrong(std::string("--limit: not a number of seconds from 0 to 86400: ") + text);
+    return std::llround(std::ceil(seconds * 1000));
+}
+
+int list_verbs(const service &service)
+{
+    for (const verb &verb : all_verbs())
+        for (const std::string &message : messages_of(verb)) {
+            const std::string path = program_of(service.folders, verb.name);
+            printf("%-36s %-20s %-13s %s\n", message.c_str(), std::string(verb.name).c_str(),
+                   read_message(message)->subject.c_str(), path.empty() ? "-" : path.c_str());
+        }
+    return 0;
+}
+
+// For messages of the command line.
+int say_what_would_run(const service &service, char **messages)
+{
+    for (; *messages != nullptr; messages++) {
+        const std::optional<request> asked = read_message(*messages);
+        if (!asked)
+            wrong(std::string("no message that netctrl understands: ") + *messages);
+        printf("%s: %s\n", asked->message.c_str(), would_run(service.folders, *asked).c_str());
+    }
+    return 0;
+}
+
+struct arguments {
+    service is;
+    bool lists = false;
+};
+
+void take_option(arguments *arguments, int code)
+{
+    switch (code) {
+    case DRY_RUN:
+        arguments->is.is_dry = true;
+        break;
+    case LIST_VERBS:
+        arguments->lists = true;
+        break;
+    case OWNER:
+        arguments->is.folders.owner = optarg;
+        break;
+    case PACKAGE:
+        arguments->is.folders.package = optarg;
+        break;
+    case STATE:
+        arguments->is.state_path = optarg;
+        break;
+    case LIMIT:
+        arguments->is.limit_ms = limit_in(optarg);
+        break;
+    case HELP:
+        fputs(USAGE, stdout);
+        exit(0);
+    case VERSION:
+        puts("netctrl " NETCTRL_VERSION);
+        exit(0);
+    default: // getopt has said what is wrong
+        fputs("Try netctrl --help.\n", stderr);
+        exit(2);
+    }
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    arguments arguments = {
+        .is = {.folders = {.owner = from_environment("TIME_CHECK_NETCTRL_OWNER", NETCTRL_OWNER_DIR),
+                           .package = from_environment("TIME_CHECK_NETCTRL_PACKAGE", NETCTRL_PACKAGE_DIR)},
+               .state_path = default_state(),
+               .limit_ms = 60'000,
+               .is_dry = false}};
+    for (int code = 0; (code = getopt_long(argc, argv, "", OPTIONS, nullptr)) != -1;)
+        take_option(&arguments, code);
+    const bool has_messages = optind < argc;
+    if (has_messages && (!arguments.is.is_dry || arguments.lists))
+        wrong(std::string("messages go with --dry-run alone: ") + argv[optind]);
+    if (arguments.lists)
+        return list_verbs(arguments.is);
+    return has_messages ? say_what_would_run(arguments.is, argv + optind) : serve(arguments.is);
+}
