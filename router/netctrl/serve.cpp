@@ -168,7 +168,10 @@ void begin(server *server, wish *wish)
         return;
     }
     std::vector<std::string> variables = environment_of(wish->asked);
+    variables.push_back("TC_PACKAGE=" + server->is.folders.package);
     variables.push_back("TC_TRY=" + std::to_string(wish->tries + 1));
+    if (const auto last = server->last_status.find(wish->asked.message); last != server->last_status.end())
+        variables.push_back("TC_LAST_STATUS=" + std::to_string(last->second));
     const pid_t pid = start_program(path, variables);
     const int64_t now = now_ms();
     if (pid > 0) {

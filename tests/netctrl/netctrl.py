@@ -134,9 +134,11 @@ def runs_programs(world):
     world.start(TC_FOREIGN="1")
     world.post("19?index=1,op=3,wl_rate=5")
     wait_for("the program saw its message, and nothing to read", lambda: world.noted() == [
-        "TC_INDEX=1", "TC_MESSAGE=19?op=3,wl_rate=5,index=1", "TC_SUBJECT=wifi-5", "TC_TRY=1", "TC_VERB=guest-restart",
+        "TC_INDEX=1", "TC_MESSAGE=19?op=3,wl_rate=5,index=1", f"TC_PACKAGE={world.package}", "TC_SUBJECT=wifi-5", "TC_TRY=1", "TC_VERB=guest-restart",
         "TC_WL_RATE=5", "eof"])
     world.wait_for_line(r"^19\?op=3,wl_rate=5,index=1: guest-restart: exit 3, \d+\.\d{3} s$")
+    world.post("19?op=3,wl_rate=5,index=1")
+    wait_for("it is told how it ended before", lambda: "TC_LAST_STATUS=3" in world.noted())
     world.program(world.package / "guest-apply", "#!/nowhere/sh\n")
     world.post("19?op=9")
     world.wait_for_line(r"^netctrl: cannot run .*/guest-apply: No such file or directory$")
@@ -260,11 +262,9 @@ def ends_in_order(world):
 def says_once(world):
     world.acts("exit 69")
     world.start()
-    for _ in range(3):
+    for tries in (1, 2, 3):
         world.post(ON, "77?op=1", "\x1b[2J")
-        count = len(world.noted())
-        wait_for("it is tried", lambda: len(world.noted()) > count or count > 2)
-    wait_for("each time", lambda: len(world.noted()) == 3)
+        wait_for("it is tried each time", lambda number=tries: len(world.noted()) == number)
     (world.package / "wifi-stop").unlink()
     world.post(OFF)
     world.wait_for_line("^19.*wifi-stop: there is no program for it$")
