@@ -18,6 +18,7 @@
 #include "platform/linux/store/admin.h"
 #include "tools/cfm/commands.h"
 #include "tools/cfm/output.h"
+#include "tools/command_line.h"
 #include "tools/nearest_word.h"
 
 namespace
@@ -97,7 +98,7 @@ void add_key_commands(CLI::App &app, arguments &given, int &outcome)
     command->add_option("KEY", given.key)->required();
     command = add_command(app, "set", "store VALUE under KEY, or any number of KEY=VALUE", outcome,
                           [&] { return set_words(given); });
-    command->add_option("KEY VALUE", given.words)->required();
+    command->add_option("KEY VALUE | KEY=VALUE", given.words)->required();
     command->add_flag("--apply", given.apply, "commit, and tell the daemon that it is to look");
     command = add_command(app, "unset", "remove each KEY", outcome, [&] { return unset(given.words); });
     command->add_option("KEY", given.words)->required();
@@ -133,7 +134,7 @@ void add_store_commands(CLI::App &app, arguments &given, int &outcome)
     command = add_command(app, "wait", "wait until KEY has VALUE", outcome,
                           [&] { return wait_for(given.key, given.timeout); });
     command->add_option("KEY=VALUE", given.key)->required();
-    command->add_option("--timeout", given.timeout, "give up after so many seconds");
+    command->add_option("--timeout", given.timeout, "give up after so many seconds")->type_name("SECONDS");
 }
 
 void add_bus_commands(CLI::App &app, arguments &given, int &outcome)
@@ -187,7 +188,7 @@ int run_any(const std::vector<std::string> &arguments_given)
     add_bus_commands(app, given, outcome);
     const std::vector<std::string> words = mark_texts(arguments_given);
     try {
-        app.parse(std::vector<std::string>(words.rbegin(), words.rend())); // it takes the words from the back
+        take_words(app, words);
     } catch (const CLI::ParseError &error) {
         if (app.exit(error) != 0)
             return CALLED_WRONGLY;

@@ -17,6 +17,7 @@
 #include <fmt/format.h>
 
 #include "platform/sim/virtual_router.h"
+#include "tools/command_line.h"
 #include "tools/fleet/counts.h"
 #include "tools/fleet/night.h"
 #include "tools/fleet/workers.h"
@@ -52,17 +53,23 @@ void add_options(CLI::App &app, options &given)
     constexpr uint32_t ROUTERS_MAX = 100000000;
     constexpr int JOBS_MAX = 1024;
     app.add_option("--routers", given.routers, "how many routers there are")
+        ->type_name("N")
         ->check(CLI::Range(uint32_t{1}, ROUTERS_MAX));
-    app.add_option("--profile", given.profile, "what they have in common, - for standard input (docs/fleet.md)");
-    app.add_option("--seed", given.seed, "another number, other routers of the same kind (1)");
-    app.add_option("--night", given.night, "the day on whose evening it begins, YYYY-MM-DD (2026-03-02)");
-    app.add_option("--shard", given.shard, "I/K: the I-th of K parts of them alone");
-    app.add_option("--jobs", given.jobs, "how many processes (one a processor)")->check(CLI::Range(1, JOBS_MAX));
-    app.add_option("--out", given.output, "where to (standard output)");
+    app.add_option("--profile", given.profile, "what they have in common, - for standard input (docs/fleet.md)")
+        ->type_name("FILE");
+    app.add_option("--seed", given.seed, "another number, other routers of the same kind (1)")->type_name("N");
+    app.add_option("--night", given.night, "the day on whose evening it begins, YYYY-MM-DD (2026-03-02)")
+        ->type_name("DATE");
+    app.add_option("--shard", given.shard, "the I-th of K parts of them alone")->type_name("I/K");
+    app.add_option("--jobs", given.jobs, "how many processes (one a processor)")
+        ->type_name("N")
+        ->check(CLI::Range(1, JOBS_MAX));
+    app.add_option("--out", given.output, "where to (standard output)")->type_name("FILE");
     app.add_option("--format", given.format, "text, json or svg (text; of a shard json)")
+        ->type_name("FORMAT")
         ->check(CLI::IsMember({"text", "json", "svg"}));
     CLI::Option *const merge =
-        app.add_option("--merge", given.merged, "adds up what was written as JSON")->expected(1, -1);
+        app.add_option("--merge", given.merged, "adds up what was written as JSON")->type_name("FILE")->expected(1, -1);
     for (const char *other : {"--routers", "--profile", "--seed", "--night", "--shard", "--jobs"})
         merge->excludes(app.get_option(other));
 }
@@ -151,7 +158,7 @@ int run(const std::vector<std::string> &words)
     options given;
     add_options(app, given);
     try {
-        app.parse(std::vector<std::string>(words.rbegin(), words.rend())); // it takes the words from the back
+        take_words(app, words);
     } catch (const CLI::ParseError &error) {
         if (app.exit(error) != 0)
             return tcctl::CANNOT;

@@ -16,6 +16,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include "tools/command_line.h"
 #include "tools/preview/engine.h"
 #include "tools/preview/formats.h"
 #include "tools/preview/options.h"
@@ -80,7 +81,7 @@ int run(const std::vector<std::string> &words)
     preview::options given;
     preview::add_options(app, given);
     try {
-        app.parse(std::vector<std::string>(words.rbegin(), words.rend())); // it takes the words from the back
+        take_words(app, words);
     } catch (const CLI::ParseError &error) {
         if (app.exit(error) != 0)
             return tcctl::CANNOT;

@@ -81,15 +81,20 @@ int uptime_now()
 void add_options(CLI::App &app, options &given)
 {
     app.add_option("FILE", given.file, "settings as cfm import takes them, - for standard input (this router's store)");
-    app.add_option("--from", given.from, "'YYYY-MM-DD HH:MM:SS' by the router's clock (now)");
-    app.add_option("--days", given.days, "how many days, 1 to 3660 (7)")->check(CLI::Range(1, DAYS_MAX));
-    app.add_option("--tz", given.zone, "the router's time zone, as TZ has it (this machine's)");
+    app.add_option("--from", given.from, "'YYYY-MM-DD HH:MM:SS' by the router's clock (now)")->type_name("TIME");
+    app.add_option("--days", given.days, "how many days, 1 to 3660 (7)")
+        ->type_name("N")
+        ->check(CLI::Range(1, DAYS_MAX));
+    app.add_option("--tz", given.zone, "the router's time zone, as TZ has it (this machine's)")->type_name("ZONE");
     app.add_option("--uptime", given.uptime,
                    "how long it has been up then, in seconds (this router's; a day for a FILE)")
+        ->type_name("SECONDS")
         ->check(CLI::Range(0, 1000000000));
     app.add_option("--clients", given.clients, "when somebody uses the network: none, always, or HH:MM-HH:MM... (none)")
+        ->type_name("WHEN")
         ->expected(1, -1);
     app.add_option("--format", given.format, "text, json, svg or html (text)")
+        ->type_name("FORMAT")
         ->check(CLI::IsMember({"text", "json", "svg", "html"}));
 }
 

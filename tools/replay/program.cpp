@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include "tools/command_line.h"
 #include "tools/replay/replay.h"
 #include "tools/tcctl/command.h"
 #include "tools/tcctl/output.h"
@@ -41,9 +42,9 @@ int run_program(const std::vector<std::string> &words)
     app.add_option("TRACE", path, "the trace's file, - for standard input")->required();
     app.add_flag("--json", is_json, "print an object");
     app.add_flag("--all", all, "print also what the daemon sets again as it has set it already");
-    app.add_option("--until", until, "go no further than this moment, such as 2026-03-02T23:00:00Z");
+    app.add_option("--until", until, "go no further than this moment, such as 2026-03-02T23:00:00Z")->type_name("TIME");
     try {
-        app.parse(std::vector<std::string>(words.rbegin(), words.rend())); // it takes the words from the back
+        take_words(app, words);
     } catch (const CLI::ParseError &error) {
         if (app.exit(error) != 0)
             return tcctl::CANNOT;

@@ -220,6 +220,7 @@ run_fn add_check(CLI::App &app)
     app.add_flag("--quiet", options->is_quiet, "print nothing, the exit code says it");
     app.add_flag("--whole", options->is_whole, "a key that the files do not name is missing on the router, too");
     app.add_option("--level", options->level, "least severity that counts: error, warning or note")
+        ->type_name("LEVEL")
         ->check(CLI::IsMember({"error", "warning", "note"}));
     return [options] { return run(*options); };
 }

@@ -53,6 +53,21 @@ std::string fault_of(std::string_view what, std::string_view name, const std::ve
 
 } // namespace
 
+std::vector<std::string_view> event_modules()
+{
+    std::vector<std::string_view> modules(module_names().begin(), module_names().end());
+    modules.insert(modules.end(), {NOBODY, CLASH});
+    return modules;
+}
+
+std::vector<std::string_view> event_names()
+{
+    std::vector<std::string_view> names;
+    for (int i = 0; i <= static_cast<int>(change_kind::MINOR); i++)
+        names.push_back(name_of(static_cast<change_kind>(i)));
+    return names;
+}
+
 bool is_wanted(const events_options &options, const event &told)
 {
     const bool is_kind = options.kinds.empty() || std::find(options.kinds.begin(), options.kinds.end(),
@@ -68,14 +83,10 @@ bool is_wanted(const events_options &options, const journal_record &act)
 
 std::string fault_in(events_options &options)
 {
-    std::vector<std::string_view> modules(module_names().begin(), module_names().end());
-    modules.insert(modules.end(), {NOBODY, CLASH});
     for (const std::string &name : options.modules)
         if (event_module(name).empty())
-            return fault_of("module", name, modules);
-    std::vector<std::string_view> kinds;
-    for (int i = 0; i <= static_cast<int>(change_kind::MINOR); i++)
-        kinds.push_back(name_of(static_cast<change_kind>(i)));
+            return fault_of("module", name, event_modules());
+    const std::vector<std::string_view> kinds = event_names();
     for (const std::string &name : options.kinds)
         if (std::find(kinds.begin(), kinds.end(), name) == kinds.end())
             return fault_of("event", name, kinds);
@@ -150,16 +161,23 @@ run_fn add_events(CLI::App &app)
 {
     const auto options = std::make_shared<events_options>();
     app.add_option("MODULE", options->modules, "these alone; router: how it was started");
-    app.add_option("--since", options->since_text, "HH:MM[:SS], 'YYYY-MM-DD HH:MM[:SS]', or -30m, -2h, -3d");
-    app.add_option("--event", options->kinds, "these alone, such as wan_offline,restart_armed")->delimiter(',');
-    app.add_option("--exec", options->program, "with --follow: a program to run for each event, and its arguments");
+    app.add_option("--since", options->since_text, "HH:MM[:SS], 'YYYY-MM-DD HH:MM[:SS]', or -30m, -2h, -3d")
+        ->type_name("TIME");
+    app.add_option("--event", options->kinds, "these alone, such as wan_offline,restart_armed")
+        ->delimiter(',')
+        ->type_name("EVENT");
+    app.add_option("--exec", options->program, "with --follow: a program to run for each event, and its arguments")
+        ->type_name("PROGRAM");
     app.add_option("--timeout", options->limits.timeout_s, "for how many seconds it may run")
+        ->type_name("SECONDS")
         ->check(CLI::Range(1, 86400))
         ->capture_default_str();
     app.add_option("--rate", options->limits.most_a_minute, "how often it may be run within a minute")
+        ->type_name("N")
         ->check(CLI::Range(1, 6000))
         ->capture_default_str();
-    app.add_option("--state", options->place, "with --exec: the file that remembers what it was run for");
+    app.add_option("--state", options->place, "with --exec: the file that remembers what it was run for")
+        ->type_name("FILE");
     app.add_flag("--follow", options->follows, "go on as more happens");
     app.add_flag("--json", options->is_json, "print an object a line");
     app.add_flag("--raw", options->is_raw, "print each act as it stands in the journal");

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tools/tcctl/event.h"
@@ -26,6 +27,10 @@ struct events_options {
     bool is_raw = false;
     bool wants_all = false;
 };
+
+// What may be asked for.
+std::vector<std::string_view> event_modules();
+std::vector<std::string_view> event_names();
 
 // "" when all that was asked for can be had; then `since` is set.
 std::string fault_in(events_options &options);

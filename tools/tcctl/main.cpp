@@ -12,6 +12,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include "tools/command_line.h"
 #include "tools/nearest_word.h"
 #include "tools/tcctl/command.h"
 #include "tools/tcctl/output.h"
@@ -48,7 +49,7 @@ int run(const std::vector<std::string> &words)
     int outcome = tcctl::CANNOT;
     tcctl::add_commands(app, outcome);
     try {
-        app.parse(std::vector<std::string>(words.rbegin(), words.rend())); // it takes the words from the back
+        take_words(app, words);
     } catch (const CLI::ParseError &error) {
         if (app.exit(error) != 0)
             return tcctl::CANNOT;

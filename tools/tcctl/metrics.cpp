@@ -79,7 +79,8 @@ int run(const metrics_options &options)
 run_fn add_metrics(CLI::App &app)
 {
     const auto options = std::make_shared<metrics_options>();
-    app.add_option("--textfile", options->textfile, "write them there for node exporter's text folder, whole or not");
+    app.add_option("--textfile", options->textfile, "write them there for node exporter's text folder, whole or not")
+        ->type_name("FILE");
     app.add_flag("--openmetrics", options->is_open_metrics, "name counters by the letter of OpenMetrics");
     return [options] { return run(*options); };
 }
