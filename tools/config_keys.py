@@ -11,6 +11,10 @@ TYPES = {"FLAG", "NUMBER", "TEXT", "WORD", "TIME", "WEEKLY_TIME", "DAYS", "INTER
 KINDS = {"SETTING", "SECRET", "STATE", "PUBLISHED"}
 WHENS = {"start", "message", "renewal", "tick", "pass", "sample", "needed"}
 
+WANS = 2
+RULES = 20
+FEW = 10 # values to choose from
+
 # What a family's row stands for: the names and keys of its members, and the module that a change is told to.
 FAMILIES = {
     "CONFIG_KEY": [("", "", None)],
@@ -54,6 +58,27 @@ class Key:
         """A regular expression for the keys that the key's own conversions stand for."""
         parts = re.split(r"(%[dus])", self.key)
         return "".join({"%d": "[1-9][0-9]*", "%u": "[1-9][0-9]*", "%s": ".+"}.get(part, re.escape(part)) for part in parts)
+
+    def members(self):
+        """The keys that people know of a pattern: of two WANs, of twenty rules. A name may be any: no key."""
+        numbers = {"%d": range(1, WANS + 1), "%u": range(1, RULES + 1)}
+        for conversion, several in numbers.items():
+            if conversion in self.key:
+                return [self.key.replace(conversion, str(number)) for number in several]
+        return [] if "%s" in self.key else [self.key]
+
+    def bounds(self):
+        """(lowest, highest) of a number's range, None where there is none."""
+        found = re.fullmatch(r"(-?\d+)?\.\.(\d+)?", self.range) if self.type == "NUMBER" else None
+        return tuple(int(bound) if bound else None for bound in found.groups()) if found else (None, None)
+
+    def choices(self):
+        """The values that it may have, when they are few; else none."""
+        if "|" in self.range or self.type == "WORD":
+            return self.range.split("|")
+        low, high = self.bounds()
+        few = low is not None and high is not None and high - low < FEW
+        return [str(number) for number in range(low, high + 1)] if few else []
 
 
 def tokens(text):
