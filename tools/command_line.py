@@ -29,6 +29,7 @@ class Argument:
     about: str
     kind: str = ""  # file, key, setting, program; "" for anything
     words: list = field(default_factory=list)  # when it is one of these
+    is_choice: bool = False  # which the command line itself says
     required: bool = False
     many: bool = False
     listed: bool = False  # of a value: several with commas between
@@ -63,7 +64,8 @@ def argument_of(described, own_name, command, known):
     if name == "NAME":
         words = BUS_NAMES
     kind = KINDS.get(described["names"][-1] if described["names"] else name, KINDS.get(name, ""))
-    return Argument(name, described["about"], kind, words, described["required"], described["many"], described["listed"])
+    return Argument(name, described["about"], kind, words, bool(chosen), described["required"], described["many"],
+                    described["listed"])
 
 
 def command_of(described, known):
