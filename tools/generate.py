@@ -17,6 +17,7 @@ import complete_fish
 import complete_zsh
 import config_keys
 import keys_to_docs
+import man_pages
 import verdicts_to_docs
 
 COMPLETED = ("cfm", "tcctl", "tcctl-preview", "tcctl-fleet", "time_check")
@@ -36,7 +37,7 @@ def completions(programs, keys):
 def generated(described, root):
     programs = command_line.programs(described, root)
     keys = config_keys.keys(root / "platform/config_keys.def")
-    return {**completions(programs, keys)}
+    return {**completions(programs, keys), **man_pages.pages(programs, keys, root)}
 
 
 def differs(path, text, check):
