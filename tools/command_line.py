@@ -3,6 +3,7 @@
 programs(folder, root) gives one Command a program, by its name; folder holds the describing programs.
 """
 
+import functools
 import json
 import pathlib
 import re
@@ -54,6 +55,7 @@ class Command:
     arguments: list
     commands: list
     is_program: bool = False  # a command of tcctl that starts a program of its own
+    words: dict = field(default_factory=dict)  # of a program: what it knows while it runs (tools/describe/words.h)
 
 
 def argument_of(described, own_name, command, known):
@@ -82,10 +84,16 @@ def command_of(described, known):
     return Command(name, described["about"], options, arguments, commands, described["rest"])
 
 
+@functools.cache
+def said(program, name):
+    return subprocess.run([name], executable=program, check=True, capture_output=True, text=True).stdout
+
+
 def told(folder, program, name):
-    done = subprocess.run([name], executable=pathlib.Path(folder) / program, check=True, capture_output=True, text=True)
-    described = json.loads(done.stdout)
-    return command_of(described, described["words"])
+    described = json.loads(said(pathlib.Path(folder) / program, name))
+    command = command_of(described, described["words"])
+    command.words = described["words"]
+    return command
 
 
 def daemon(root):

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Writes what is made of the table of keys and of the programs' own command lines: completion, the generated parts of
-the man pages, the schema of a settings file, and the tables of the documents.
+the man pages, JSON schemas, and the tables of the documents.
 
 Usage: generate.py [--check] DESCRIBED [ROOT]. DESCRIBED is the folder of the describing programs (tools/describe);
 `cmake --build --preset default --target generated` builds these, and calls it. With --check nothing is written: what
@@ -18,6 +18,7 @@ import complete_zsh
 import config_keys
 import keys_to_docs
 import man_pages
+import schemas
 import verdicts_to_docs
 
 COMPLETED = ("cfm", "tcctl", "tcctl-preview", "tcctl-fleet", "time_check")
@@ -37,7 +38,8 @@ def completions(programs, keys):
 def generated(described, root):
     programs = command_line.programs(described, root)
     keys = config_keys.keys(root / "platform/config_keys.def")
-    return {**completions(programs, keys), **man_pages.pages(programs, keys, root)}
+    return {**completions(programs, keys), **man_pages.pages(programs, keys, root),
+            **schemas.files(programs["tcctl"].words, keys, root)}
 
 
 def differs(path, text, check):
@@ -68,4 +70,7 @@ if __name__ == "__main__":
     if not arguments or len(arguments) > 2:
         sys.exit(__doc__)
     here = pathlib.Path(__file__).resolve().parent.parent
-    sys.exit(main("--check" in sys.argv, arguments[0], pathlib.Path(arguments[1]) if arguments[1:] else here))
+    try:
+        sys.exit(main("--check" in sys.argv, arguments[0], pathlib.Path(arguments[1]) if arguments[1:] else here))
+    except ValueError as error:
+        sys.exit(f"generate.py: {error}")
