@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""events_command_test.py TCCTL PAGE_MAKER RULES RULES_TEST: tcctl's events and metrics as people and programs call
+"""events_command_test.py TCCTL PAGE_MAKER RULES RULES_TEST SCHEMA: tcctl's events and metrics as people and programs call
 them, and the alert rules."""
 
 import json
@@ -15,7 +15,9 @@ import tempfile
 import time
 import unittest
 
-TCCTL, MAKER, RULES, RULES_TEST = sys.argv[1:5]
+import jsonschema
+
+TCCTL, MAKER, RULES, RULES_TEST, SCHEMA = sys.argv[1:6]
 SLOTS = 255
 SET, COMMIT, COMMAND, REBOOT, START = 1, 2, 5, 7, 11
 REBOOT_MODULE, WIFI, WAN1, NOBODY = 1, 3, 66, 255
@@ -114,6 +116,28 @@ Wed 2026-03-04
                          {"version": 1, "at": "2026-03-04T13:00:00+01:00", "module": "wan1", "event": "wan_offline",
                           "reason": "unresolved"})
         self.assertEqual([act["act"] for act in told["details"]["acts"]], ["set wan1_isonln=0"])
+
+    def test_json_is_what_its_schema_says(self):
+        schema = jsonschema.Draft7Validator(json.loads(pathlib.Path(SCHEMA).read_text(encoding="utf-8")))
+        dice = random.Random(3)
+        texts = (b"set wan1_isonln=0", b"set nkgw.led.state=1", b"commit", b"netctrl 53?op=1", b"command killall httpd",
+                 b"command cfm post netctrl 19?op=2,wl_rate=5", b"leds 0", b"reboot", b"exec /sbin/x y", b"\xff\x1b[2J",
+                 b"started: after the daemon's restart of the machine", b"ended: SIGTERM", b"wan_lan_check 10.0.0.1 x")
+        seen = set()
+        for _ in range(20):
+            self.ring = Ring(self.ring.path)
+            for number in range(SLOTS):
+                self.ring.write(NOON + 7 * number, dice.choice((*range(10), 64, 65, 66, 67, NOBODY)),
+                                dice.choice((*range(20), 253, 254, 255)), dice.randrange(1, 13), dice.choice(texts),
+                                dice.choice((0, 0, 1)), dice.choice((0, NOON)))
+            for words in (["--all"], ["--raw"]):
+                for line in self.call("events", "--json", *words).stdout.splitlines():
+                    told = json.loads(line)
+                    self.assertEqual([error.message for error in schema.iter_errors(told)], [])
+                    seen.add(told["event"])
+                    told["details"]["more"] = 1
+                    self.assertFalse(schema.is_valid(told))
+        self.assertGreater(len(seen), 15)
 
     def test_raw_and_selection(self):
         self.wifi_goes_off(NOON)
