@@ -1,77 +1,32 @@
 """What the stories have in common: they do things to the emulated router and wait for what it then shows."""
 
-import re
+import pathlib
 import sys
 import time
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+
 from machine import Machine
+from onlooker import NotSeen, Onlooker  # noqa: E402, F401: the stories catch it
 
 
-class NotSeen(Exception):
-    """The router did not show in time what it must."""
-
-
-class Router:
+class Router(Onlooker):
     """The emulated router, started, with our programs running."""
 
     def __init__(self, console):
         print("- the router is started", flush=True)
         began = time.monotonic()
-        self._machine = Machine(console)
+        super().__init__(Machine(console))
         self._machine.wait_ready()
         print(f"  it has booted after {time.monotonic() - began:.1f} s", flush=True)
         self.expect("its commands answer", 10, "echo hi", "^hi$")
         self.expect("it is up", 60, "cat /run/log/router.log", "the router is up")
-
-    def end(self):
-        self._machine.end()
-
-    def step(self, text):
-        """Says what comes next."""
-        print(f"- {text}", flush=True)
-
-    def do(self, command, seconds=60):
-        """Runs a command that must succeed, and returns what it printed."""
-        status, output = self._machine.run(command, seconds)
-        if status != 0:
-            raise NotSeen(f"{command}\n    gave {status} and printed: {output or 'nothing'}")
-        return output
-
-    def expect(self, what, seconds, command, pattern):
-        """Waits until what the command prints matches the pattern; a line's begin and end are ^ and $."""
-        self._wait(what, seconds, command, pattern, True)
-
-    def expect_not(self, what, seconds, command, pattern):
-        """Waits until what the command prints does not match the pattern."""
-        self._wait(what, seconds, command, pattern, False)
-
-    def _wait(self, what, seconds, command, pattern, wanted):
-        deadline = time.monotonic() + seconds
-        while True:
-            _, seen = self._machine.run(command)
-            if (re.search(pattern, seen, re.MULTILINE) is not None) == wanted:
-                print(f"  ok: {what}", flush=True)
-                return
-            if time.monotonic() > deadline:
-                word = "what matches" if wanted else "nothing that matches"
-                raise NotSeen(
-                    f"{what}\n    looked at: {command}\n    expected within {seconds} s: {word} {pattern}"
-                    f"\n    saw: {seen or 'nothing'}"
-                )
-            time.sleep(0.3)
 
     def expect_restart(self, what, seconds):
         """Waits until the router has started once more."""
         self._machine.wait_restart(seconds)
         self.expect("it is up again", 60, "cat /run/log/router.log", "the router is up")
         print(f"  ok: {what}", flush=True)
-
-    def expect_number(self, what, command, most):
-        """What the command prints must be a number that is not larger."""
-        seen = self.do(command)
-        if not seen.isdecimal() or int(seen) > most:
-            raise NotSeen(f"{what}\n    looked at: {command}\n    expected: at most {most}\n    saw: {seen}")
-        print(f"  ok: {what}: {seen}, and may be {most}", flush=True)
 
     def restart_daemon(self):
         """Ends the daemon, whereupon the router starts it anew."""
