@@ -13,6 +13,10 @@ import sys
 # Of the machine's time, between an act and what it leads to: netctrl, the kernel, and how long a look takes.
 LATENCY_S = 2.0
 
+# What the daemon's own command does at once: told of the very second in which it was seen. The command takes as long as
+# the look beside it, which starts a program too, however busy the machine is.
+AT_ONCE = {"process_killed"}
+
 RADIOS = {"radio wlan0": "2.4 GHz", "radio wlan1": "5 GHz"}
 KEYS = {
     ("key wan1_isonln", "1"): ("wan_online", "wan1"), ("key wan1_isonln", "0"): ("wan_offline", "wan1"),
@@ -108,6 +112,11 @@ def changes_nothing(one, changes):
     return one["kind"] == "wan_told_online" and route[-1:] in ([], ["default"])
 
 
+def slack_of(change, kind, rate):
+    """For how long before the last look that did not show it, by the box's clock, it may have been told."""
+    return 1 + (change["at"] - change["before"] if kind in AT_ONCE else LATENCY_S * rate)
+
+
 def clock(moment):
     return datetime.datetime.fromtimestamp(moment, datetime.timezone.utc).strftime("%H:%M:%S")
 
@@ -115,6 +124,7 @@ def clock(moment):
 def main():
     observed, events, rate, *kinds = sys.argv[1:]
     slack = LATENCY_S * float(rate) + 1
+    exact = []
     changes, stretches = read_observed(observed)
     told = read_told(events)
     faults = []
@@ -126,8 +136,9 @@ def main():
         kind, subject, modules = must
         matches = [i for i, one in enumerate(told)
                    if one["kind"] == kind and one["subject"] == subject and one["module"] in modules and one["reason"]
-                   and one["at"] <= change["at"] + 1 and one["last"] >= change["before"] - slack]
+                   and one["at"] <= change["at"] + 1 and one["last"] >= change["before"] - slack_of(change, kind, float(rate))]
         used.update(matches)
+        exact += [(clock(told[i]["at"]), change) for i in matches if kind in AT_ONCE]
         if not matches:
             faults.append(f"missing: {clock(change['at'])} {change['what']} {change['old']} -> {change['new']}: {kind}")
     for i, one in enumerate(told):
@@ -140,6 +151,8 @@ def main():
     faults += [f"never seen and told: {kind}" for kind in sorted(lacking)]
     compared = len([change for change in changes if wanted(change)])
     print(f"{compared} changes seen, {len(used)} told of them")
+    for at, change in exact:
+        print(f"{change['what']}: told {at}, seen between {clock(change['before'])} and {clock(change['at'])}")
     print("\n".join(faults))
     return 1 if faults or compared == 0 else 0
 
