@@ -20,7 +20,7 @@
 
 #include "platform/system.h"
 
-extern "C" int time_check_main();
+extern "C" int time_check_main(int count, char *arguments[]);
 
 // What the daemon calls in place of the C library and the ground (tick_bench.cmake).
 extern "C" unsigned bench_sleep(unsigned seconds);
@@ -40,7 +40,9 @@ std::atomic<int> ticks_done;
 
 void enter_daemon()
 {
-    time_check_main();
+    std::string name = "time_check";
+    char *arguments[] = {name.data(), nullptr};
+    time_check_main(1, arguments);
     std::fputs("the daemon ended\n", stderr);
     std::_Exit(1);
 }
