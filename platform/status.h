@@ -152,9 +152,11 @@ struct status_stoppage {
     int32_t since_uptime; // when it was first seen
 };
 
+enum { STATUS_CHANGED = 1, STATUS_NOTED = 2 };
+
 // What the main loop owns.
 struct status_main {
-    uint32_t changed; // not 0: to be published
+    uint32_t changed; // not 0: to be published. STATUS_CHANGED: any of it; STATUS_NOTED alone: what status_noted has
     uint32_t debug;   // the debug switches, a bit a module
     uint8_t acting;   // who acts now, a status_who, and by which verdict
     uint8_t acting_verdict;
@@ -221,6 +223,24 @@ struct time_check_status {
 // The page that the modules write, and the one call that gives it to the ground. Any thread, each its part.
 extern struct time_check_status status_memory;
 struct time_check_status *status_page(void);
+
+// What of `main` has changed since it was last published, for a ground that copies no more (decision 0179): words,
+// by their number in it, and rows of modules that acted. Valid while `changed` is STATUS_NOTED alone; a word may be
+// there twice.
+enum { STATUS_NOTED_MAX = 32 };
+struct status_changes {
+    uint32_t acted; // a bit a row, stoppage_row the one behind the last
+    uint32_t num;
+    uint16_t words[STATUS_NOTED_MAX];
+};
+extern struct status_changes status_noted;
+
+// Has the next publishing take over a field of `main`, of `size` bytes, a multiple of 4 or within a word, that has
+// changed. Main loop.
+void status_field_changed(const void *field, uint32_t size);
+
+// The same for what an act changes of a row; of one that is not in `main` nothing.
+void status_row_acted(const struct status_row *row);
 
 enum status_part { STATUS_PART_MAIN, STATUS_PART_WANS };
 

@@ -215,10 +215,10 @@ static uint32_t byte_rate(const flow_counter *counter, uint32_t period)
 static void tell_rates(const forwarded_count *watch, uint32_t speed, uint32_t period)
 {
     status_quiet *const seen = watch->seen;
-    seen->sampled = time(nullptr);
-    seen->limit = speed;
-    seen->received = watch->count == 0 ? 0 : byte_rate(&watch->counters[0], period);
-    seen->sent = watch->count == 0 ? 0 : byte_rate(&watch->counters[1], period);
+    status_note(&seen->sampled, time(nullptr));
+    status_note(&seen->limit, speed);
+    status_note(&seen->received, watch->count == 0 ? 0 : byte_rate(&watch->counters[0], period));
+    status_note(&seen->sent, watch->count == 0 ? 0 : byte_rate(&watch->counters[1], period));
 }
 
 void time_check_tell_counts(status_row *row, const forwarded_count *watch, uint32_t no_client)
@@ -233,9 +233,9 @@ void time_check_tell_counts(status_row *row, const forwarded_count *watch, uint3
 
 static void tell_busy(status_quiet *seen)
 {
-    seen->busy = seen->sampled;
-    seen->busy_received = seen->received;
-    seen->busy_sent = seen->sent;
+    status_note(&seen->busy, seen->sampled);
+    status_note(&seen->busy_received, seen->received);
+    status_note(&seen->busy_sent, seen->sent);
 }
 
 WITH_FRACTIONS int32_t time_check_count_forwarded(uint32_t module, forwarded_count *watch, uint32_t speed,

@@ -274,7 +274,7 @@ static void arm(const moment *now)
     state.rand_sleep_time = time_check_get_sleep_rand(); // 0 is not armed, the next decision draws again (compat 34)
     judged(state.rand_sleep_time != 0 ? reboot_verdict::armed : reboot_verdict::counting_quiet);
     status_count(row, LOW_SAMPLES, LOW_SAMPLES);
-    row->next = state.rand_sleep_time != 0 ? state.tmp_last_time + state.rand_sleep_time + 1 : 0;
+    status_note(&row->next, state.rand_sleep_time != 0 ? state.tmp_last_time + state.rand_sleep_time + 1 : 0);
     doSystemCmd("date");
     LOG_PROGRESS_OF(EACH_DAY_FLOW, "now time:%02d:%02d\n", now->local.tm_hour, now->local.tm_min);
     LOG_PROGRESS_OF(EACH_DAY_FLOW, "sleep %dS after to reboot!!\n", state.rand_sleep_time);

@@ -48,7 +48,7 @@ inline void status_note(Field *field, Number number)
 {
     if (*field != static_cast<Field>(number)) {
         *field = static_cast<Field>(number);
-        status_memory.main.changed = 1;
+        status_field_changed(field, sizeof *field);
     }
 }
 

@@ -16,9 +16,8 @@ bool time_check_names_all_programs(const char *target)
 void time_check_tell_look(status_row *row, status_program *program, uint8_t verdict)
 {
     status_judged(row, verdict);
-    program->looked = time(nullptr);
-    program->verdict = verdict;
-    status_memory.main.changed = 1;
+    status_note(&program->looked, time(nullptr));
+    status_note(&program->verdict, verdict);
 }
 
 uint32_t time_check_tenths(float percent)

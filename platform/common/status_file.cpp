@@ -48,6 +48,34 @@ void status_file_publish(status_file *file, status_part part, const time_check_s
     __atomic_store_n(number, next, __ATOMIC_RELEASE);
 }
 
+static void store_changed(uint32_t *copy, const char *from, const status_changes *changes)
+{
+    for (const uint16_t *word = changes->words; word != changes->words + changes->num; word++)
+        store_words(copy + *word, from + *word * sizeof(uint32_t), 1);
+}
+
+static void store_acted(uint32_t *copy, const char *from, uint32_t rows)
+{
+    constexpr size_t WORDS = (sizeof(status_row) - offsetof(status_row, acted)) / sizeof(uint32_t);
+    for (size_t at = offsetof(status_main, rows) + offsetof(status_row, acted); rows != 0; rows >>= 1) {
+        if ((rows & 1) != 0)
+            store_words(copy + at / sizeof(uint32_t), from + at, WORDS);
+        at += sizeof(status_row);
+    }
+}
+
+void status_file_publish_changes(status_file *file, const time_check_status *page, const status_changes *now,
+                                 const status_changes *before)
+{
+    const uint32_t next = __atomic_load_n(&file->main_number, __ATOMIC_RELAXED) + 1;
+    const auto *const from = reinterpret_cast<const char *>(&page->main);
+    uint32_t *const copy = file->main[next % 2];
+    store_changed(copy, from, before);
+    store_changed(copy, from, now);
+    store_acted(copy, from, before->acted | now->acted);
+    __atomic_store_n(&file->main_number, next, __ATOMIC_RELEASE);
+}
+
 // ---- reading ----
 
 static void copy_from_writer(void *part, const uint32_t *copy, size_t words)

@@ -33,6 +33,11 @@ constexpr uint32_t STATUS_BYTE_ORDER = 0x01020304;
 // Puts a part of the page where readers find it. One thread a part.
 void status_file_publish(status_file *file, status_part part, const time_check_status *page);
 
+// The same for `main` of which nothing has changed but that: `now` since it was last published, and `before` by then,
+// which the copy that is written now has not yet.
+void status_file_publish_changes(status_file *file, const time_check_status *page, const status_changes *now,
+                                 const status_changes *before);
+
 // What a reader learns.
 struct status_reading {
     time_check_status status;

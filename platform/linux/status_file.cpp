@@ -23,6 +23,10 @@ static status_file *readers_page; // null: nobody can read it. Both threads publ
 static char path[RUN_PATH_MAX];
 static int locked_fd = -1; // which other processes see as locked while this one lives
 
+// What was last published of the main loop's part, which the older of the two copies lacks.
+static status_changes published;
+static bool published_any = true; // or more than that
+
 // ---- where it lies ----
 
 static const char *reading_group()
@@ -116,6 +120,7 @@ void status_file_begin()
         else if (fd >= 0)
             close(fd);
     }
+    published_any = true;
     if (file == nullptr)
         ground_log("status: %s cannot be written: %s", path, strerror(errno));
     __atomic_store_n(&readers_page, file, __ATOMIC_RELEASE);
@@ -134,11 +139,28 @@ void status_file_beat(int64_t now_ms)
         __atomic_store_n(&readers_page->beat, static_cast<uint32_t>(now_ms), __ATOMIC_RELAXED);
 }
 
+static void publish_main(status_file *file, time_check_status *page)
+{
+    const bool any = page->main.changed != STATUS_NOTED;
+    if (any || published_any)
+        status_file_publish(file, STATUS_PART_MAIN, page);
+    else
+        status_file_publish_changes(file, page, &status_noted, &published);
+    published_any = any;
+    published = status_noted;
+}
+
 void status_publish(status_part part)
 {
     time_check_status *page = status_page();
     status_file *file = __atomic_load_n(&readers_page, __ATOMIC_ACQUIRE);
-    (part == STATUS_PART_MAIN ? page->main.changed : page->wans.changed) = 0;
-    if (file != nullptr)
-        status_file_publish(file, part, page);
+    if (part == STATUS_PART_MAIN) {
+        if (file != nullptr)
+            publish_main(file, page);
+        page->main.changed = 0;
+    } else {
+        page->wans.changed = 0;
+        if (file != nullptr)
+            status_file_publish(file, part, page);
+    }
 }

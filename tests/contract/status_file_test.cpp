@@ -68,13 +68,29 @@ protected:
     status_reading reading = {};
 };
 
-// Every number of both parts becomes this one.
-void fill(uint32_t number)
+void fill_main(uint32_t number)
 {
     for (status_row &row : status_memory.main.rows)
         row.count = row.target = number;
     for (status_program &program : status_memory.main.daemon.programs)
         program.count = number;
+}
+
+// Each of those as a change, which the list has just room for.
+void note_main()
+{
+    for (const status_row &row : status_memory.main.rows) {
+        status_field_changed(&row.count, sizeof row.count);
+        status_field_changed(&row.target, sizeof row.target);
+    }
+    for (const status_program &program : status_memory.main.daemon.programs)
+        status_field_changed(&program.count, sizeof program.count);
+}
+
+// Every number of both parts becomes this one.
+void fill(uint32_t number)
+{
+    fill_main(number);
     for (status_wan &wan : status_memory.wans.wan)
         wan.forgiven = wan.names = wan.row.count = number;
 }
@@ -152,10 +168,9 @@ TEST_F(StatusFile, IsWholeAtAnyMoment)
         std::atomic<bool> is_over = false;
         std::thread main_loop([&is_over] {
             for (uint32_t number = 1; !is_over; number++) {
-                for (status_row &row : status_memory.main.rows)
-                    row.count = row.target = number;
-                for (status_program &program : status_memory.main.daemon.programs)
-                    program.count = number;
+                fill_main(number);
+                if (number % 8 != 0) // now and then all of it is copied
+                    note_main();
                 status_publish(STATUS_PART_MAIN);
                 status_file_beat(number);
                 std::this_thread::sleep_for(PAUSE);
@@ -179,6 +194,67 @@ TEST_F(StatusFile, IsWholeAtAnyMoment)
         is_over = true;
         main_loop.join();
         reachability.join();
+    });
+}
+
+// A second's changes: some numbers, now and then more of them than the list holds, an act, or no one knows what.
+void change_something()
+{
+    status_main *const main = &status_memory.main;
+    const auto one_of = [](long most) { return static_cast<size_t>(random() % most); };
+    for (size_t i = one_of(10) == 0 ? 50 : one_of(6); i > 0; i--) {
+        status_program *const program = &main->cpu.programs[one_of(STATUS_PROGRAMS)];
+        program->looked = random();
+        status_field_changed(&program->looked, sizeof program->looked);
+        program->verdict = static_cast<uint8_t>(one_of(9));
+        status_field_changed(&program->verdict, sizeof program->verdict);
+    }
+    if (one_of(3) == 0) {
+        status_row *const row = one_of(4) == 0 ? &main->stoppage_row : &main->rows[one_of(STATUS_ROWS)];
+        snprintf(row->act, sizeof row->act, "act %ld", random());
+        row->acted = random();
+        row->acted_verdict = static_cast<uint8_t>(one_of(9));
+        status_row_acted(row);
+    }
+    if (one_of(10) == 0) {
+        main->rows[one_of(STATUS_ROWS)].since = random();
+        main->changed |= STATUS_CHANGED;
+    }
+}
+
+TEST_F(StatusFile, HasWhatChangedInEachOfItsCopies)
+{
+    in_own_process([this] {
+        status_file_begin();
+        int by_words = 0;
+        for (int second = 0; second < 2000 && !testing::Test::HasFailure(); second++) {
+            if (second % 500 == 499) {
+                fs::remove(file());
+                status_file_look();
+            }
+            change_something();
+            by_words += status_memory.main.changed == STATUS_NOTED ? 1 : 0;
+            if (status_memory.main.changed == 0)
+                continue;
+            status_publish(STATUS_PART_MAIN);
+            ASSERT_EQ(read(), STATUS_READ);
+            reading.status.main.changed = 0; // which is of no use to a reader
+            EXPECT_EQ(memcmp(&reading.status.main, &status_memory.main, sizeof status_memory.main), 0) << second;
+        }
+        EXPECT_GT(by_words, 1000);
+    });
+}
+
+// An act of the reachability thread is none of the main loop's part.
+TEST_F(StatusFile, ActsOfOtherRowsAreNotNoted)
+{
+    in_own_process([] {
+        status_memory.main.changed = 0;
+        status_row_acted(&status_memory.wans.wan[1].row);
+        EXPECT_EQ(status_memory.main.changed, 0U);
+        status_row_acted(&status_memory.main.stoppage_row);
+        EXPECT_EQ(status_memory.main.changed, uint32_t{STATUS_NOTED});
+        EXPECT_EQ(status_noted.acted, 1U << STATUS_ROWS);
     });
 }
 
