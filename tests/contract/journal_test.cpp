@@ -156,7 +156,8 @@ TEST_F(LinuxJournal, SaysWhoseActItWasAndWhyAndNotesItInThePage)
         EXPECT_STREQ(row.act, "set guest=0");
         EXPECT_EQ(row.acted_verdict, 5);
         EXPECT_GT(row.acted, 0);
-        EXPECT_EQ(status_memory.main.changed, 1U);
+        EXPECT_EQ(status_memory.main.changed, uint32_t{STATUS_NOTED});
+        EXPECT_EQ(status_noted.acted, 1U << STATUS_GUEST);
         status_memory.wans.acting = STATUS_WAN2;
         status_memory.wans.acting_verdict = 7;
         std::thread([] { SetValue("wan2_check", "1"); }).join();
