@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""commands_test.py TCCTL PAGE_MAKER SCHEMAS: tcctl's status and why as people and programs call them."""
+"""commands_test.py TCCTL PAGE_MAKER SCHEMAS CFM: tcctl's status and why as people and programs call them."""
 
 import fcntl
 import json
@@ -14,7 +14,7 @@ import unittest
 
 import jsonschema
 
-TCCTL, MAKER, SCHEMAS = sys.argv[1:4]
+TCCTL, MAKER, SCHEMAS, CFM = sys.argv[1:5]
 MODULES = ["reboot", "power", "wifi", "led", "guest", "cpu", "daemon", "uplink", "ap", "stoppage", "wan1", "wan2"]
 MOST_VERDICTS = 18
 
@@ -77,6 +77,43 @@ class Commands(unittest.TestCase):
             self.assertEqual([module["module"] for module in told["modules"]], MODULES)
             for module in MODULES:
                 jsonschema.validate(json.loads(self.call("why", module, "--json").stdout), schema("why"))
+
+    def cfm(self, *words):
+        subprocess.run([CFM, *words], env=self.store_environment(), check=True)
+
+    def store_environment(self):
+        conf = self.run_dir.parent / "conf"
+        conf.mkdir(exist_ok=True)
+        self.run_dir.chmod(0o700)
+        return self.environment(TIME_CHECK_CONF_DIR=str(conf))
+
+    def uncommitted(self):
+        """What a line and what JSON says of it."""
+        where = {"TIME_CHECK_CONF_DIR": self.store_environment()["TIME_CHECK_CONF_DIR"]}
+        told = json.loads(self.call("status", "--json", **where).stdout)
+        jsonschema.validate(told, schema("status"))
+        lines = " ".join(self.call("status", **where).stdout.split())
+        found = re.search(r"(settings|(\d+) settings?( not)?) (not )?committed", lines)
+        return found and found[0], told["uncommitted"]
+
+    def test_what_is_not_committed(self):
+        self.make()
+        self.assertEqual(self.uncommitted(), (None, None))
+        self.assertFalse((self.run_dir / "config.mdb").exists(), "a look makes no store")
+        self.cfm("set", "lan.ip", "192.168.7.1")
+        self.assertEqual(self.uncommitted(), ("1 setting not committed", 1))
+        self.cfm("set", "lan.mask", "255.255.255.0")
+        self.assertEqual(self.uncommitted(), ("2 settings not committed", 2))
+        self.cfm("commit")
+        self.assertEqual(self.uncommitted(), ("settings committed", 0))
+        self.cfm("set", "wan1_isonln", "1")  # which is published and never committed
+        self.assertEqual(self.uncommitted(), ("settings committed", 0))
+        self.cfm("set", "lan.ip", "192.168.8.1")
+        self.cfm("unset", "lan.mask")
+        self.cfm("set", "sys.schedulereboot.enable", "1")
+        self.assertEqual(self.uncommitted(), ("3 settings not committed", 3))
+        differing = subprocess.run([CFM, "diff"], env=self.store_environment(), capture_output=True, text=True)
+        self.assertEqual(len({line[1:].split("=")[0] for line in differing.stdout.splitlines()}), 3)
 
     def test_the_exit_code_says_whether_all_is_well(self):
         for verdict in range(MOST_VERDICTS):

@@ -10,26 +10,6 @@
 namespace
 {
 
-bool append(void *text, const char *piece, size_t length)
-{
-    static_cast<std::string *>(text)->append(piece, length);
-    return true;
-}
-
-// Comments are passed over.
-settings taken_apart(std::string_view text)
-{
-    settings found;
-    while (!text.empty()) {
-        const std::string_view line = text.substr(0, text.find('\n'));
-        text.remove_prefix(line.size() + 1); // every line has its end
-        const size_t equals = line.find('=');
-        if (line[0] != '#' && equals != std::string_view::npos)
-            found.emplace_hint(found.end(), line.substr(0, equals), line.substr(equals + 1));
-    }
-    return found;
-}
-
 // The byte that an escape stands for; `from` is moved behind it.
 char unescaped(std::string_view text, size_t &from)
 {
@@ -58,33 +38,6 @@ bool open_store()
         return false;
     if (!was_there)
         tell(std::string("no store was in ") + run_directory() + ": a new one is made there");
-    return true;
-}
-
-bool read_running(const std::string &prefix, settings &found)
-{
-    std::string text;
-    if (!config_store_list(prefix.c_str(), append, &text))
-        return false;
-    found = taken_apart(text);
-    return true;
-}
-
-bool read_settings(settings &found)
-{
-    std::string text;
-    if (!config_store_export(append, &text))
-        return false;
-    found = taken_apart(text);
-    return true;
-}
-
-bool read_committed(settings &found)
-{
-    std::string text;
-    if (!config_store_committed(append, &text))
-        return false;
-    found = taken_apart(text);
     return true;
 }
 

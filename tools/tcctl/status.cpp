@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <ctime>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unistd.h>
@@ -13,6 +14,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/nearest_word.h"
+#include "tools/store_settings.h"
 #include "tools/tcctl/command.h"
 #include "tools/tcctl/explain.h"
 #include "tools/tcctl/output.h"
@@ -73,6 +75,16 @@ bool is_well(const std::vector<shown_module> &modules, const judged_second &now)
            std::none_of(modules.begin(), modules.end(), [](const shown_module &one) { return one.made.is_wrong; });
 }
 
+// Nothing where the store is not to be seen, as by somebody who may only read the page.
+std::string text_of(const std::optional<size_t> &uncommitted)
+{
+    if (!uncommitted)
+        return "";
+    if (*uncommitted == 0)
+        return ", settings committed";
+    return fmt::format(", {} {} not committed", *uncommitted, *uncommitted == 1 ? "setting" : "settings");
+}
+
 std::string head_of(const status_reading &reading, const judged_second &now)
 {
     std::string head = fmt::format("time_check {}, router up {}, daemon for {}, last second {}", reading.program,
@@ -80,6 +92,7 @@ std::string head_of(const status_reading &reading, const judged_second &now)
                                    time_of(reading.calendar, time(nullptr)));
     if (!clock_is_set(now))
         head += ", the clock has not been set";
+    head += text_of(uncommitted_settings());
     return wrapped("", 4, shown(head));
 }
 
@@ -106,10 +119,12 @@ std::string json_of_all(const status_reading &reading, const std::vector<shown_m
         module["programs"] = programs;
         list.push_back(module);
     }
+    const std::optional<size_t> uncommitted = uncommitted_settings();
     const nlohmann::ordered_json all = {{"version", 1},
                                         {"daemon", json_of(reading)},
                                         {"clock_set", clock_is_set(second_of(reading))},
                                         {"well", is_well(modules, second_of(reading))},
+                                        {"uncommitted", uncommitted ? nlohmann::ordered_json(*uncommitted) : nullptr},
                                         {"modules", list}};
     return all.dump(indent) + '\n';
 }
