@@ -1,5 +1,6 @@
 #include "tools/tcctl/command.h"
 
+#include <algorithm>
 #include <array>
 
 #include <CLI/CLI.hpp>
@@ -18,9 +19,12 @@ std::span<const command> commands()
     return COMMANDS;
 }
 
-void add_commands(CLI::App &app, int &outcome)
+void add_commands(CLI::App &app, std::string_view called, int &outcome)
 {
+    const bool is_one = std::ranges::any_of(COMMANDS, [called](const command &each) { return each.name == called; });
     for (const command &each : COMMANDS) {
+        if (is_one && each.name != called)
+            continue;
         CLI::App *const added = app.add_subcommand(each.name, each.summary);
         added->callback([&outcome, run = each.add(*added)] { outcome = run(); });
     }

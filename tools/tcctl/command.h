@@ -3,7 +3,11 @@
 #define TOOLS_TCCTL_COMMAND_H
 
 #include <functional>
+#include <optional>
 #include <span>
+#include <string>
+#include <string_view>
+#include <vector>
 
 namespace CLI
 {
@@ -31,8 +35,13 @@ struct command {
 // All of them, as commands.def has them.
 std::span<const command> commands();
 
-// Adds every command to `app`. The one that is called leaves its exit code in `outcome`.
-void add_commands(CLI::App &app, int &outcome);
+// Adds the command `called` to `app`, or every one when there is none of that name: what is not called need not be
+// built up. The one that is called leaves its exit code in `outcome`.
+void add_commands(CLI::App &app, std::string_view called, int &outcome);
+
+// What is called most, "status" and "status --json", understood by itself: to build up a command line costs more than
+// all the rest (decision 0180). None: it is something else.
+std::optional<int> run_plain_status(const std::vector<std::string> &words);
 
 #define TCCTL_COMMAND(name, summary) run_fn add_##name(CLI::App &app);
 #include "tools/tcctl/commands.def"

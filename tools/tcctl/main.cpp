@@ -3,8 +3,10 @@
 // Ends with 0 when all is well, 1 when a command found what it looks for, 2 when it could not look or was called
 // wrongly (a line says why).
 #include <algorithm>
+#include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -47,7 +49,7 @@ int run(const std::vector<std::string> &words)
     app.set_version_flag("--version", "tcctl " TCCTL_VERSION);
     app.require_subcommand(1);
     int outcome = tcctl::CANNOT;
-    tcctl::add_commands(app, outcome);
+    tcctl::add_commands(app, words.empty() ? "" : words[0], outcome);
     try {
         take_words(app, words);
     } catch (const CLI::ParseError &error) {
@@ -63,7 +65,10 @@ int run(const std::vector<std::string> &words)
 int main(int argc, char *argv[])
 {
     try {
-        return run({argv + 1, argv + argc});
+        const std::vector<std::string> words(argv + 1, argv + argc);
+        if (const std::optional<int> outcome = tcctl::run_plain_status(words))
+            std::_Exit(*outcome); // all is printed, and the rest need not be put away piece by piece (decision 0180)
+        return run(words);
     } catch (const std::exception &error) {
         return tcctl::fail(error.what());
     }

@@ -33,8 +33,11 @@ std::string shown(std::string_view text)
 
 bool has_colour()
 {
-    const char *const no_color = std::getenv("NO_COLOR");
-    return (no_color == nullptr || *no_color == '\0') && isatty(STDOUT_FILENO) != 0;
+    static const bool IS_WANTED = [] {
+        const char *const no_color = std::getenv("NO_COLOR");
+        return (no_color == nullptr || *no_color == '\0') && isatty(STDOUT_FILENO) != 0;
+    }();
+    return IS_WANTED;
 }
 
 static int code_of(colour which)

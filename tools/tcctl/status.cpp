@@ -172,6 +172,14 @@ int run(const status_options &options)
 
 } // namespace
 
+std::optional<int> run_plain_status(const std::vector<std::string> &words)
+{
+    const bool is_json = words.size() == 2 && words[1] == "--json";
+    if (words.empty() || words[0] != "status" || (words.size() != 1 && !is_json))
+        return std::nullopt;
+    return run({.modules = {}, .is_json = is_json, .is_watching = false});
+}
+
 run_fn add_status(CLI::App &app)
 {
     const auto options = std::make_shared<status_options>();
