@@ -182,6 +182,8 @@ def aims():
         pair_aim("message round trip, 99th percentile", ("message round trip", "bare datagram"), 2, "2", "1.2", 5),
         pair_aim("cfm get next to an empty program of the same linkage", ("cfm get, start to exit", "empty program"), 1.3, "1.3",
                  "1.1"),
+        pair_aim("tcctl status next to an empty program of the same linkage, which has the streams too",
+                 ("tcctl status, start to exit", "empty program with streams"), 1.3, "1.3", "1.2"),
         ratio_aim("anonymous memory next to the program that only sleeps", MEMORY.get("online"), MEMORY.get("sleeper"), 2, "2", " kB",
                   "1.4"),
     ]

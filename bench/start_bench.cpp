@@ -1,5 +1,7 @@
 // start_bench CFM EMPTY FILE KEY: a "cfm get KEY" from start to exit, in turn with an empty program of the same
 // linkage, and with grep and cut in a shell, reading FILE.
+// start_bench TCCTL EMPTY STREAMS: a "tcctl status" of a daemon that is well, in turn with the empty program, and with
+// one that holds the C++ library's streams, as tcctl does.
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
@@ -34,17 +36,18 @@ void run(std::vector<std::string> words)
     }
 }
 
-} // namespace
-
-int main(int argc, char **argv)
+void compare_status(const std::vector<std::string> &arguments)
 {
-    if (argc != 5) {
-        std::fputs("usage: start_bench CFM EMPTY FILE KEY\n", stderr);
-        return 2;
-    }
-    const std::vector<std::string> arguments(argv + 1, argv + argc);
-    const std::string shell = "grep '^" + arguments[3] + "=' " + arguments[2] + " | cut -d= -f2";
+    const bench::way status = {"tcctl status", [&] { run({arguments[0], "status"}); }, {}};
+    bench::alternate("tcctl status, start to exit", status, {"empty program", [&] { run({arguments[1]}); }, {}},
+                     {15, 20, 1});
+    bench::alternate("tcctl status, start to exit", status,
+                     {"empty program with streams", [&] { run({arguments[2]}); }, {}}, {15, 20, 1});
+}
 
+void compare_get(const std::vector<std::string> &arguments)
+{
+    const std::string shell = "grep '^" + arguments[3] + "=' " + arguments[2] + " | cut -d= -f2";
     const bench::way cfm = {"cfm get", [&] { run({arguments[0], "get", arguments[3]}); }, {}};
     bench::alternate("cfm get, start to exit", cfm, {"empty program", [&] { run({arguments[1]}); }, {}}, {15, 20, 1});
     bench::alternate("cfm get, start to exit", cfm,
@@ -54,4 +57,19 @@ int main(int argc, char **argv)
                       },
                       {}},
                      {15, 20, 1});
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    if (argc == 4) {
+        compare_status(arguments);
+    } else if (argc == 5) {
+        compare_get(arguments);
+    } else {
+        std::fputs("usage: start_bench CFM EMPTY FILE KEY\n       start_bench TCCTL EMPTY STREAMS\n", stderr);
+        return 2;
+    }
 }
