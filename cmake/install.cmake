@@ -4,7 +4,6 @@ include(CMakePackageConfigHelpers)
 option(TIME_CHECK_SERVICES "install what starts the daemon: units, an init script" ON)
 
 set(data ${CMAKE_INSTALL_DATADIR}/time_check)
-set(lib_folder lib) # where managers look below a prefix, whatever the folder of libraries is called
 
 # ---- programs ----
 
@@ -18,7 +17,11 @@ if(TARGET tcctl-preview)
         RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/time_check COMPONENT preview)
 endif()
 
-# ---- manual pages and completion ----
+if(TIME_CHECK_SERVICES AND TIME_CHECK_PLATFORM STREQUAL "linux")
+    include(cmake/install_services.cmake)
+endif()
+
+# ---- manual pages ----
 
 # install_pages(COMPONENT PAGE...)
 function(install_pages component)
@@ -46,7 +49,7 @@ set(source ${data}/src)
 install(DIRECTORY platform/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/time_check/platform COMPONENT dev
     FILES_MATCHING PATTERN *.h PATTERN *.def
     PATTERN common EXCLUDE PATTERN linux EXCLUDE PATTERN sim EXCLUDE)
-install(DIRECTORY cmake time_check DESTINATION ${source} COMPONENT dev PATTERN install.cmake EXCLUDE)
+install(DIRECTORY cmake time_check DESTINATION ${source} COMPONENT dev PATTERN install*.cmake EXCLUDE)
 install(DIRECTORY platform DESTINATION ${source} COMPONENT dev
     PATTERN sim EXCLUDE PATTERN *.md EXCLUDE)
 install(FILES CMakeLists.txt DESTINATION ${source} COMPONENT dev)
