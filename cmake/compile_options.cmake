@@ -1,6 +1,8 @@
 # Two sets of flags: for people's programs and tests (hosted C++), and for the daemon and the grounds (C++ without
 # exceptions, RTTI or the C++ library, so that a router needs libc alone).
 
+include(CheckCXXCompilerFlag)
+
 # Our presets switch it on; another compiler's new warning must not keep a stranger from building.
 option(TIME_CHECK_WERROR "make every warning an error" OFF)
 
@@ -29,10 +31,13 @@ if(TIME_CHECK_SMALL)
     # symbols in the plain one.
     if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
         target_compile_options(house_freestanding INTERFACE -flto=auto -ffat-lto-objects)
+        set(CMAKE_REQUIRED_FLAGS -Werror) # not every processor has them, which is a warning
+        check_cxx_compiler_flag(-fsection-anchors TIME_CHECK_HAS_ANCHORS)
+        unset(CMAKE_REQUIRED_FLAGS)
         # What is meant for speed and found to grow this program (decision 0085).
         target_compile_options(house_freestanding INTERFACE
             -fno-guess-branch-probability -fno-shrink-wrap -fno-expensive-optimizations -fno-tree-tail-merge
-            -fsection-anchors
+            $<$<BOOL:${TIME_CHECK_HAS_ANCHORS}>:-fsection-anchors>
             $<$<STREQUAL:${TIME_CHECK_FOR_MIPS},mips>:-mmemcpy;-mbranch-likely>)
     endif()
     # Programs at fixed addresses: on MIPS the table of addresses and the calls through it are a quarter of the daemon,
@@ -52,7 +57,6 @@ endif()
 
 # Where tests look and no router does, a fresh variable on the stack holds a pattern and not the zero that often happens
 # to lie there, so that what is read before it is written is seen.
-include(CheckCXXCompilerFlag)
 check_cxx_compiler_flag(-ftrivial-auto-var-init=pattern TIME_CHECK_HAS_PATTERN)
 if(TIME_CHECK_HAS_PATTERN AND TIME_CHECK_TESTS AND NOT TIME_CHECK_SMALL)
     target_compile_options(house_freestanding INTERFACE $<$<CONFIG:Debug>:-ftrivial-auto-var-init=pattern>)
