@@ -19,6 +19,7 @@ FOLDERS = {
     "platform/": (KEYS,),
     "platform/common/": (CONTRACT, COMMON, KEYS),
     "platform/linux/": (CONTRACT, COMMON, LINUX),
+    "platform/trace/": (CONTRACT, r"platform/common/secrets\.h", r"platform/trace/[a-z_]+\.h"),
     "platform/sim/": (CONTRACT, COMMON, SIM, KEYS),
     "time_check/": (CONTRACT, DAEMON, VERDICTS),
     "tools/": (CONTRACT, KEYS, r"platform/linux/(bus|printable|run_directory|store/admin)\.h", r"tools/.*"),
