@@ -18,11 +18,24 @@ if(TIME_CHECK_SMALL AND NOT TIME_CHECK_PLATFORM STREQUAL "sim")
         target_link_options(time_check PRIVATE -flto-partition=one)
     endif()
 endif()
+# daemon_on(GROUND...): the daemon's objects on these libraries, with what prints the calls between the two if that is wanted
+function(daemon_on)
+    if(TIME_CHECK_TRACE)
+        target_link_libraries(ground_trace INTERFACE ${ARGN})
+        target_link_libraries(time_check PRIVATE daemon_traced)
+    else()
+        target_link_libraries(time_check PRIVATE daemon_objects ${ARGN})
+    endif()
+endfunction()
+
 if(TIME_CHECK_PLATFORM STREQUAL "sim")
+    if(TIME_CHECK_TRACE)
+        message(FATAL_ERROR "TIME_CHECK_TRACE: the virtual router has a journal instead")
+    endif()
     target_link_libraries(time_check PRIVATE time_check_on_sim)
     set_target_properties(time_check PROPERTIES LINKER_LANGUAGE CXX) # the virtual router is a C++ program
 elseif(TIME_CHECK_PLATFORM STREQUAL "linux")
-    target_link_libraries(time_check PRIVATE daemon_objects platform_linux)
+    daemon_on(platform_linux)
     # Its lines go out by platform/linux/log_lines.cpp, and what it reads of a command has a deadline (command.cpp); other
     # programs of this ground keep libc's calls. Where the program is optimised when it is linked, nobody is seen to call
     # these before that is over: hence the -u.
@@ -31,5 +44,5 @@ elseif(TIME_CHECK_PLATFORM STREQUAL "linux")
     endforeach()
 else()
     # A ground need not have what stands in platform/common; what it has goes first.
-    target_link_libraries(time_check PRIVATE daemon_objects time_check_ground platform_program platform_common)
+    daemon_on(time_check_ground platform_program platform_common)
 endif()

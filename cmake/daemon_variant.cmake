@@ -56,7 +56,8 @@ function(daemon_renamed name)
     list(TRANSFORM arg_SYMBOLS PREPEND --redefine-sym= OUTPUT_VARIABLE symbols)
     set(archive ${CMAKE_CURRENT_BINARY_DIR}/lib${name}.a)
     add_custom_command(OUTPUT ${archive}
-        COMMAND ${CMAKE_OBJCOPY} ${symbols} $<TARGET_FILE:daemon_objects> ${archive}
+        # The linker would find the old names in what it optimises once more.
+        COMMAND ${CMAKE_OBJCOPY} --remove-section=.gnu.lto_* ${symbols} $<TARGET_FILE:daemon_objects> ${archive}
         DEPENDS daemon_objects VERBATIM)
     add_custom_target(${name}_archive DEPENDS ${archive})
     add_library(${name} INTERFACE)

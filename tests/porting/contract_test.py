@@ -109,9 +109,11 @@ def main(words):
     calls = {name_of(each) for all_of_it in declarations().values() for each in all_of_it} - {None} - OWN
     table = rows()
     stub = set(re.findall(r"^(?:int|void|char \*|const char \*)\s*(\w+)\(", text_of("tests/porting/stub_ground.c"), re.MULTILINE))
+    traced = set(re.findall(r"^[a-z][\w *]*\btrace_(\w+)\(", text_of("platform/trace/ground_trace.cpp"), re.MULTILINE))
     findings = [
         *compare("docs/porting.md", {call for row in table for call in row}, calls | LIBC),
         *compare("tests/porting/stub_ground.c", stub, calls - OPTIONAL),
+        *compare("platform/trace/ground_trace.cpp", traced, calls),
         *check_kit(words[0], table),
         *check_version(),
     ]
