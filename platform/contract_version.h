@@ -1,5 +1,5 @@
 // The version of the contract, which is all of platform/*.h: goes up by one when a call comes, goes, or promises
-// something else. What is new in each is in docs/contract-changes.md.
+// something else (decision 0193). What is new in each is in docs/contract-changes.md.
 #ifndef PLATFORM_CONTRACT_VERSION_H
 #define PLATFORM_CONTRACT_VERSION_H
 
