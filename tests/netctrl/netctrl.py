@@ -227,10 +227,8 @@ def killed_and_back(world):
     world.start()
     wait_for("what ran when it was killed is done", lambda: sorted(world.noted()) == sorted(
         f"{word} {message}" for word in ("begin", "end") for message in (ON, "52?op=16,wan_id=1")))
+    world.end_all()
     (world.run / "netctrl.state").write_text("garbage\0\n" * 1000)
-    for process in world.processes:
-        process.kill()
-        process.wait()
     world.start()
     world.wait_for_line("netctrl.state: not understood: garbage")
 
