@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fnmatch.h>
 
 #include "platform/common/journal.h"
 #include "platform/config_keys.h"
@@ -14,12 +15,34 @@
 enum led_state { LED_OFF = 0, LED_ON = 1, LED_BLINKING = 2, LED_AUTOMATIC = 3 };
 
 constexpr size_t TRIGGER_SIZE = 32;
+constexpr size_t PATTERN_SIZE = 64;
 constexpr size_t PATH_SIZE = 256;
 
 static const char *led_directory()
 {
     const char *configured = getenv("TIME_CHECK_LED_DIR");
     return configured == nullptr || configured[0] == '\0' ? "/sys/class/leds" : configured;
+}
+
+// Whether an LED is one of the panel's: its name matches one of the patterns of TIME_CHECK_LEDS, parted by blanks.
+// Without patterns all of the machine's are (decision 0195).
+static bool is_of_panel(const char *led)
+{
+    const char *at = getenv("TIME_CHECK_LEDS");
+    if (at == nullptr || at[0] == '\0')
+        return true;
+    while (*at != '\0') {
+        char pattern[PATTERN_SIZE];
+        const size_t length = strcspn(at, " ");
+        if (length > 0 && length < sizeof pattern) {
+            memcpy(pattern, at, length);
+            pattern[length] = '\0';
+            if (fnmatch(pattern, led, 0) == 0)
+                return true;
+        }
+        at += at[length] == '\0' ? length : length + 1;
+    }
+    return false;
 }
 
 static void led_path(char (&path)[PATH_SIZE], const char *led, const char *attribute)
@@ -99,6 +122,7 @@ void set_all_led(int state)
     if (!open_directory(&leds, led_directory()))
         return;
     for (const char *led = next_name(&leds); led != nullptr; led = next_name(&leds))
-        set_led(led, state);
+        if (is_of_panel(led))
+            set_led(led, state);
     close_directory(&leds);
 }

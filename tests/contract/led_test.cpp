@@ -18,6 +18,7 @@ protected:
     Leds()
     {
         setenv("TIME_CHECK_LED_DIR", folder.path().c_str(), 1);
+        unsetenv("TIME_CHECK_LEDS");
         stored().clear();
     }
 
@@ -106,6 +107,31 @@ TEST_F(Leds, OtherStatesAndAMissingFolderDoNothing)
     EXPECT_EQ(brightness("wan"), "0\n");
     setenv("TIME_CHECK_LED_DIR", "/there/is/no/such/folder", 1);
     set_all_led(1);
+}
+
+TEST_F(Leds, OfThePanelAreThoseThatAPatternNames)
+{
+    for (const char *name : {"power", "green:wan", "green:lan1", "input3::capslock"})
+        add(name, "1");
+    const std::string too_long(70, '*');
+    setenv("TIME_CHECK_LEDS", ("  power green:* " + too_long).c_str(), 1);
+    set_all_led(1);
+    EXPECT_EQ(brightness("power"), "1");
+    EXPECT_EQ(brightness("green:wan"), "1");
+    EXPECT_EQ(brightness("green:lan1"), "1");
+    EXPECT_EQ(brightness("input3::capslock"), "0\n");
+    EXPECT_FALSE(stored().contains("led.input3::capslock.trigger"));
+}
+
+TEST_F(Leds, OfThePanelAreAllWithoutPatternsAndNoneWithBlanksAlone)
+{
+    add("power", "1");
+    setenv("TIME_CHECK_LEDS", " ", 1);
+    set_all_led(1);
+    EXPECT_EQ(brightness("power"), "0\n");
+    setenv("TIME_CHECK_LEDS", "", 1);
+    set_all_led(1);
+    EXPECT_EQ(brightness("power"), "1");
 }
 
 TEST_F(Leds, ManyLedsAndAFileAmongThem)
