@@ -117,6 +117,9 @@ class World:
 def arguments(world):
     expect(world.call("--help").returncode == 0 and "--dry-run" in world.call("--help").stdout, "--help says what there is")
     expect(re.fullmatch(r"netctrl \d+\.\d+\.\d+\n", world.call("--version").stdout), "--version")
+    manual = pathlib.Path(__file__).parents[2].joinpath("docs/man/time_check-netctrl.8").read_text().replace("\\-", "-")
+    options = set(re.findall(r"--[a-z-]+", world.call("--help").stdout))
+    expect(options == set(re.findall(r"--[a-z-]+", manual)), "the manual page has the same options")
     for words in (["--nonsense"], ["--limit"], ["--limit", "0"], ["--limit", "1x"], ["--limit", "nan"], ["19?op=9"],
                   ["--dry-run", "19?op=99"], ["--list-verbs", "--dry-run", "19?op=9"]):
         ended = world.call(*words)

@@ -4,6 +4,7 @@ calls and answer as the test says. A folder of the test's own is the whole machi
 """
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -12,6 +13,7 @@ import time
 import unittest
 
 SOURCE = pathlib.Path(sys.argv.pop(1)).resolve()
+DOCUMENT = (SOURCE.parent / "docs/netctrl.md").read_text()
 NOT_HERE, NOT_YET = 69, 75
 # Notes its call, and what it reads if that is asked for; then says what is in NAME.says/ARGUMENTS, or NAME.says/any; the
 # status is in a file beside it.
@@ -396,16 +398,39 @@ class Programs(unittest.TestCase):
         self.assertEqual(subprocess.run([SOURCE / "path/nas"], check=False).returncode, 0)
 
 
+def verbs_of_the_table():
+    lines = (SOURCE / "netctrl/verbs.def").read_text().splitlines()
+    return {line.split('"')[3] for line in lines if line.startswith("NETCTRL_VERB(")}
+
+
 class EachVerb(unittest.TestCase):
     def test_has_a_program_on_the_router_and_in_the_lab(self):
-        verbs = set()
-        for line in (SOURCE / "netctrl/verbs.def").read_text().splitlines():
-            if line.startswith("NETCTRL_VERB("):
-                verbs.add(line.split('"')[3])
+        verbs = verbs_of_the_table()
         for folder in (SOURCE / "programs", SOURCE.parent / "lab/netctrl.d"):
             programs = {path.name for path in folder.iterdir() if path.suffix != ".sh"}
             self.assertEqual(programs, verbs, folder)
             self.assertTrue(all(os.access(folder / name, os.X_OK) for name in programs))
+
+    def test_has_its_row_in_the_document(self):
+        section = DOCUMENT.split("## The verbs\n")[1].split("\n## ")[0]
+        self.assertEqual(set(re.findall(r"^\| `([a-z-]+)` \|", section, re.MULTILINE)), verbs_of_the_table())
+
+
+class EachNameOfTheConfiguration(unittest.TestCase):
+    def test_is_in_the_document_and_the_example_as_it_is_without(self):
+        example = dict(re.findall(r"^#([A-Z0-9_]+)='(.*)'$", (SOURCE / "router.conf").read_text(), re.MULTILINE))
+        defaults = {}
+        for source in (SOURCE / "programs/router.sh", SOURCE / "path/wlconf"):
+            defaults.update(re.findall(r'"\$\{([A-Z0-9_]+)=([^$"}]*)\}"', source.read_text()))
+        del defaults["NET_DIR"]  # for tests
+        self.assertGreater(len(defaults), 8)
+        self.assertEqual({name: value for name, value in example.items() if name in defaults}, defaults)
+        self.assertEqual({value for name, value in example.items() if name not in defaults}, {""})
+        used = set(re.findall(r"\$\{([A-Z0-9_]+):-", (SOURCE / "programs/router.sh").read_text())) - {"TC_TRY", "TIME_CHECK_ROUTER_CONF",
+                                                                              "TIME_CHECK_RUN_DIR"}
+        self.assertEqual(set(example), set(defaults) | used)
+        for name in example:
+            self.assertIn(f"`{name}`", DOCUMENT)
 
 
 if __name__ == "__main__":
