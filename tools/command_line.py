@@ -111,7 +111,8 @@ def programs(folder, root):
     for command in found["tcctl"].commands:
         if command.is_program:
             if f"tcctl-{command.name}" not in found:
-                raise ValueError(f"tools/describe/CMakeLists.txt does not describe tcctl-{command.name}")
+                raise ValueError(f"tcctl {command.name} starts tcctl-{command.name}, which tools/describe/CMakeLists.txt does not "
+                                 "list; its main has to call take_words (tools/command_line.h)")
             own = found[f"tcctl-{command.name}"]
             command.options, command.arguments = own.options, own.arguments
     return found

@@ -21,14 +21,14 @@ import man_pages
 import schemas
 import verdicts_to_docs
 
-COMPLETED = ("cfm", "tcctl", "tcctl-preview", "tcctl-fleet", "time_check")
+UNINSTALLED = "tcctl-replay"  # tcctl-preview by another name
 
 
 def completions(programs, keys):
     """{path: text}"""
     words = {name: key.choices() for key in keys for name in key.members()}
     files = {}
-    for name in COMPLETED:
+    for name in sorted(set(programs) - {UNINSTALLED}):
         for shell, file, module in (("bash", name, complete_bash), ("zsh", "_" + name, complete_zsh),
                                     ("fish", name + ".fish", complete_fish)):
             files[f"packaging/completion/{shell}/{file}"] = module.script(name, programs[name], words)

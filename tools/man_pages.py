@@ -14,8 +14,6 @@ import roff
 
 PLACE = re.compile(r'^(\.\\" generated: (.+)\n)(?:.*\n)*?(\.\\" end of generated\n)', re.MULTILINE)
 NO_PROSE = (".TP", ".RS", ".RE", ".SH", ".SS", ".PP", '.\\" generated')
-PROGRAMS = ("cfm", "tcctl", "tcctl-fleet", "tcctl-preview", "tcctl-replay")
-PAGES = {**{f"docs/man/{name}.1": name for name in PROGRAMS}, "docs/man/time_check.8": "time_check"}
 OTHERS = ("docs/man/time_check.conf.5", "docs/man/time_check-messages.7", "docs/man/time_check-porting.7")
 
 # ---- the command line ----
@@ -187,8 +185,9 @@ def other_page(text, root, keys):
 def pages(programs, keys, root):
     """{path: text}"""
     found = {}
-    for path, name in PAGES.items():
-        found[path] = program_page((root / path).read_text(encoding="utf-8"), name, programs[name], path)
+    for name, program in programs.items():
+        path = f"docs/man/{name}.{8 if name == 'time_check' else 1}"
+        found[path] = program_page((root / path).read_text(encoding="utf-8"), name, program, path)
     for path in OTHERS:
         found[path] = other_page((root / path).read_text(encoding="utf-8"), root, keys)
     return found

@@ -207,7 +207,7 @@ class Files(unittest.TestCase):
         for shell, call in (("bash", ["bash", "-n"]), ("zsh", ["zsh", "-n"]), ("fish", ["fish", "--no-config", "-n"]),
                             ("bash", ["shellcheck", "-s", "bash"])):
             files = sorted(pathlib.Path(COMPLETION, shell).iterdir())
-            self.assertEqual(len(files), 5)
+            self.assertGreaterEqual(len(files), 5)
             for file in files:
                 with self.subTest(file=file, call=call):
                     done = subprocess.run([*call, file], capture_output=True, text=True)

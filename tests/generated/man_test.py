@@ -39,7 +39,9 @@ class Pages(unittest.TestCase):
         self.assertNotEqual(done.returncode, 0)
 
     def test_are_all_generated_in_part(self):
-        self.assertEqual({f"docs/man/{page.name}" for page in PAGES}, set(man_pages.PAGES) | set(man_pages.OTHERS))
+        for page in PAGES:
+            with self.subTest(page=page.name):
+                self.assertRegex(page.read_text(encoding="utf-8"), man_pages.PLACE)
 
     def test_lead_to_pages_that_are_there(self):
         own = {page.name for page in PAGES}
