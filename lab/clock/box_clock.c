@@ -15,6 +15,7 @@
 #include <poll.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/epoll.h>
 #include <sys/select.h>
 #include <sys/syscall.h>
@@ -49,6 +50,7 @@ static ns_t zero;
 static ns_t shortest_pause;
 static const char *looks; // a file's name, or NULL
 static __thread int begins_to_look;
+static int counts_real_time = 1; // what the kernel counts of a program's use; else that goes by the box's clock, too
 
 static ns_t number_from(const char *variable, ns_t otherwise)
 {
@@ -63,6 +65,7 @@ __attribute__((constructor)) static void read_settings(void)
     zero = number_from("BOX_CLOCK_ZERO_MS", 0) * NS_A_MILLISECOND;
     shortest_pause = number_from("BOX_CLOCK_PAUSE_MS", 0) * NS_A_MILLISECOND;
     looks = getenv("BOX_CLOCK_LOOKS");
+    counts_real_time = getenv("BOX_CPU_CLOCK") == NULL || strcmp(getenv("BOX_CPU_CLOCK"), "box") != 0;
 }
 
 static ns_t to_ns(const struct timespec *time)
@@ -210,7 +213,7 @@ int select(int count, fd_set *restrict reads, fd_set *restrict writes, fd_set *r
 {
     if (timeout == NULL)
         return (int)syscall(PSELECT, count, reads, writes, others, NULL, NULL);
-    if (count == 0) { // a pause between two looks at the kernel's counters, which count real time
+    if (count == 0 && counts_real_time) { // a pause between two looks at the kernel's counters
         const ns_t asked = timeval_ns(timeout);
         const struct timespec pause = from_ns(asked > shortest_pause ? asked : shortest_pause);
         return (int)syscall(CLOCK_NANOSLEEP, CLOCK_MONOTONIC, 0, &pause, NULL);
