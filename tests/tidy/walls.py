@@ -31,11 +31,11 @@ FOLDERS = {
     # call for all programs.
     "tools/preview/": (CONTRACT, KEYS, VERDICTS, SIM, r"platform/linux/store/text\.h",
                        r"time_check/time_check_schedule\.h",
-                       r"tools/command_line\.h", r"tools/replay/program\.h", r"tools/(preview|tcctl)/.*"),
+                       r"tools/(command_line|text_file)\.h", r"tools/replay/program\.h", r"tools/(preview|tcctl)/.*"),
     # As the preview. What a trace is (trace.h) knows nobody, so that what writes one on a router needs nothing of it.
-    "tools/replay/": (CONTRACT, VERDICTS, SIM, r"tools/command_line\.h", r"tools/(replay|tcctl)/.*"),
+    "tools/replay/": (CONTRACT, VERDICTS, SIM, r"tools/(command_line|text_file)\.h", r"tools/(replay|tcctl)/.*"),
     # One virtual router after the other; when traffic counts, and what a zone and a setting are, the preview knows.
-    "tools/fleet/": (CONTRACT, KEYS, SIM, r"tools/command_line\.h", r"tools/(fleet|preview|tcctl)/.*"),
+    "tools/fleet/": (CONTRACT, KEYS, SIM, r"tools/(command_line|text_file)\.h", r"tools/(fleet|preview|tcctl)/.*"),
     "lab/": (CONTRACT, r"platform/linux/(bus|printable)\.h", r"lab/.*"),
     # What a plain Linux router has beside the daemon: it meets the daemon on the bus alone.
     "router/": (CONTRACT, r"platform/linux/(bus|printable|run_directory)\.h", r"router/.*"),

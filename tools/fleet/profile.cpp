@@ -2,12 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <charconv>
 #include <cstdio>
-#include <cstring>
-#include <fstream>
-#include <iostream>
 #include <iterator>
 #include <sstream>
 #include <variant>
@@ -15,6 +11,7 @@
 #include <fmt/format.h>
 
 #include "tools/preview/calendar.h"
+#include "tools/text_file.h"
 
 namespace fleet
 {
@@ -285,20 +282,8 @@ profile read_profile(const std::string &path)
 {
     if (path.empty())
         return parse_profile("", "the profile");
-    std::ifstream file;
-    if (path != "-") {
-        file.open(path);
-        if (!file)
-            throw refused(fmt::format("cannot open {}: {}", path, std::strerror(errno)));
-    }
-    std::istream &from = path == "-" ? std::cin : file;
-    std::string text(FILE_MAX + 1, '\0');
-    from.read(text.data(), static_cast<std::streamsize>(text.size()));
-    text.resize(static_cast<size_t>(from.gcount()));
-    const std::string name = path == "-" ? "standard input" : path;
-    if (from.bad() || !from.eof() || text.size() > FILE_MAX)
-        throw refused(fmt::format("cannot read {}, or it is longer than a profile can be", name));
-    return parse_profile(text, name);
+    const tools::text_file file = tools::read_text(path, FILE_MAX, "a profile");
+    return parse_profile(file.text, file.name);
 }
 
 } // namespace fleet

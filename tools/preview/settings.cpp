@@ -1,9 +1,5 @@
 #include "tools/preview/settings.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <memory>
 #include <string_view>
 #include <sys/stat.h>
 
@@ -85,22 +81,8 @@ settings parse_settings(std::string text, const std::string &name)
 
 settings read_settings(const std::string &path)
 {
-    const bool is_standard_input = path == "-";
-    const std::string name = is_standard_input ? "standard input" : path;
-    const std::unique_ptr<FILE, int (*)(FILE *)> file(is_standard_input ? stdin : std::fopen(path.c_str(), "re"),
-                                                      std::fclose);
-    if (file == nullptr)
-        throw refused(fmt::format("cannot open {}: {}", path, std::strerror(errno)));
-    std::string text;
-    std::string piece(65536, '\0');
-    while (const size_t got = std::fread(piece.data(), 1, piece.size(), file.get())) {
-        text.append(piece, 0, got);
-        if (text.size() > FILE_MAX)
-            throw refused(fmt::format("{}: too large for settings", name));
-    }
-    if (std::ferror(file.get()) != 0)
-        throw refused(fmt::format("cannot read {}: {}", name, std::strerror(errno)));
-    return parse_settings(std::move(text), name);
+    tools::text_file file = tools::read_text(path, FILE_MAX, "settings");
+    return parse_settings(std::move(file.text), file.name);
 }
 
 } // namespace preview

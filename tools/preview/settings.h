@@ -2,18 +2,17 @@
 #ifndef TOOLS_PREVIEW_SETTINGS_H
 #define TOOLS_PREVIEW_SETTINGS_H
 
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "tools/text_file.h"
 
 namespace preview
 {
 
 // What cannot be previewed as it was asked for; what() is a line for people.
-struct refused : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
+using tools::refused;
 
 using settings = std::vector<std::pair<std::string, std::string>>;
 

@@ -1,8 +1,5 @@
 #include "tools/preview/verdicts.h"
 
-#include <array>
-#include <span>
-
 #include "platform/status.h"
 
 namespace preview
@@ -10,27 +7,6 @@ namespace preview
 
 namespace
 {
-
-#define VERDICT(name, why) meaning{#name, why},
-constexpr std::array REBOOT = {
-#include "platform/verdicts/reboot.def"
-};
-#define VERDICT(name, why) meaning{#name, why},
-constexpr std::array POWER = {
-#include "platform/verdicts/power.def"
-};
-#define VERDICT(name, why) meaning{#name, why},
-constexpr std::array WIFI = {
-#include "platform/verdicts/wifi.def"
-};
-#define VERDICT(name, why) meaning{#name, why},
-constexpr std::array LED = {
-#include "platform/verdicts/led.def"
-};
-#define VERDICT(name, why) meaning{#name, why},
-constexpr std::array GUEST = {
-#include "platform/verdicts/guest.def"
-};
 
 const status_main &page()
 {
@@ -74,27 +50,10 @@ std::string_view module_name(uint8_t who)
 
 meaning meaning_of(uint8_t who, uint8_t verdict)
 {
-    std::span<const meaning> all;
-    switch (who) {
-    case STATUS_REBOOT:
-        all = REBOOT;
-        break;
-    case STATUS_POWER:
-        all = POWER;
-        break;
-    case STATUS_WIFI:
-        all = WIFI;
-        break;
-    case STATUS_LED:
-        all = LED;
-        break;
-    case STATUS_GUEST:
-        all = GUEST;
-        break;
-    default:
-        break;
-    }
-    return verdict < all.size() ? all[verdict] : meaning{};
+    if (module_name(who).empty())
+        return {};
+    const auto words = tcctl::words_of_who(who);
+    return verdict < words.size() ? meaning{words[verdict].name, words[verdict].sentence} : meaning{};
 }
 
 bool takes_samples_now()

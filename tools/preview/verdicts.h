@@ -5,18 +5,14 @@
 #include <cstdint>
 #include <string_view>
 
+#include "tools/tcctl/verdicts.h"
+
 namespace preview
 {
 
 // The verdicts of those modules of which the preview wants to know more than what they mean.
-enum class reboot_verdict : uint8_t {
-#define VERDICT(name, why) name,
-#include "platform/verdicts/reboot.def"
-};
-enum class power_verdict : uint8_t {
-#define VERDICT(name, why) name,
-#include "platform/verdicts/power.def"
-};
+using reboot_verdict = tcctl::reboot;
+using power_verdict = tcctl::power;
 
 // What the scheduled reboot's last tick found.
 reboot_verdict reboot_verdict_now();

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <span>
 
 #include "platform/status.h"
+#include "tools/tcctl/verdicts.h"
 
 namespace replay
 {
@@ -12,73 +12,22 @@ namespace replay
 namespace
 {
 
-struct meaning {
-    std::string_view name;
-    std::string_view why;
-};
-
-#define VERDICT(name, why) meaning{#name, why},
-constexpr std::array REBOOT = {
-#include "platform/verdicts/reboot.def"
-};
-#define VERDICT(name, why) meaning{#name, why},
-constexpr std::array POWER = {
-#include "platform/verdicts/power.def"
-};
-#define VERDICT(name, why) meaning{#name, why},
-constexpr std::array WIFI = {
-#include "platform/verdicts/wifi.def"
-};
-#define VERDICT(name, why) meaning{#name, why},
-constexpr std::array LED = {
-#include "platform/verdicts/led.def"
-};
-#define VERDICT(name, why) meaning{#name, why},
-constexpr std::array GUEST = {
-#include "platform/verdicts/guest.def"
-};
-#define VERDICT(name, why) meaning{#name, why},
-constexpr std::array STOPPAGE = {
-#include "platform/verdicts/stoppage.def"
-};
-#define VERDICT(name, why) meaning{#name, why},
-constexpr std::array WIFI_CONNECT = {
-#include "platform/verdicts/wifi_connect.def"
-};
-#define VERDICT(name, why) meaning{#name, why},
-constexpr std::array AP_CONNECT = {
-#include "platform/verdicts/ap_connect.def"
-};
-#define VERDICT(name, why) meaning{#name, why},
-constexpr std::array CPU = {
-#include "platform/verdicts/cpu.def"
-};
-#define VERDICT(name, why) meaning{#name, why},
-constexpr std::array DAEMON = {
-#include "platform/verdicts/daemon.def"
-};
-#define VERDICT(name, why) meaning{#name, why},
-constexpr std::array REACHABILITY = {
-#include "platform/verdicts/reachability.def"
-};
-
 struct module {
     uint8_t who;
     std::string_view name;
-    std::span<const meaning> meanings;
 };
-constexpr std::array<module, 12> MODULES = {{{STATUS_REBOOT, "reboot", REBOOT},
-                                             {STATUS_POWER, "power", POWER},
-                                             {STATUS_WIFI, "wifi", WIFI},
-                                             {STATUS_LED, "led", LED},
-                                             {STATUS_CPU, "cpu", CPU},
-                                             {STATUS_DAEMON, "daemon", DAEMON},
-                                             {STATUS_WIFI_CONNECT, "wifi_connect", WIFI_CONNECT},
-                                             {STATUS_AP_CONNECT, "ap_connect", AP_CONNECT},
-                                             {STATUS_GUEST, "guest", GUEST},
-                                             {STATUS_STOPPAGE, "stoppage", STOPPAGE},
-                                             {STATUS_WAN1, "WAN 1", REACHABILITY},
-                                             {STATUS_WAN2, "WAN 2", REACHABILITY}}};
+constexpr std::array<module, 12> MODULES = {{{STATUS_REBOOT, "reboot"},
+                                             {STATUS_POWER, "power"},
+                                             {STATUS_WIFI, "wifi"},
+                                             {STATUS_LED, "led"},
+                                             {STATUS_CPU, "cpu"},
+                                             {STATUS_DAEMON, "daemon"},
+                                             {STATUS_WIFI_CONNECT, "wifi_connect"},
+                                             {STATUS_AP_CONNECT, "ap_connect"},
+                                             {STATUS_GUEST, "guest"},
+                                             {STATUS_STOPPAGE, "stoppage"},
+                                             {STATUS_WAN1, "WAN 1"},
+                                             {STATUS_WAN2, "WAN 2"}}};
 
 } // namespace
 
@@ -91,10 +40,10 @@ std::optional<finding> finding_of(uint8_t who, uint8_t verdict)
         return finding{.module = found->name, .verdict = "start", .why = "The module begins."};
     if (verdict == STATUS_BY_MESSAGE)
         return finding{.module = found->name, .verdict = "message", .why = "A message asked for it."};
-    if (verdict >= found->meanings.size())
+    const auto words = tcctl::words_of_who(who);
+    if (verdict >= words.size())
         return std::nullopt;
-    const meaning &means = found->meanings[verdict];
-    return finding{.module = found->name, .verdict = means.name, .why = means.why};
+    return finding{.module = found->name, .verdict = words[verdict].name, .why = words[verdict].sentence};
 }
 
 } // namespace replay

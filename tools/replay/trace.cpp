@@ -2,12 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <charconv>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <memory>
 #include <utility>
 
 #include <fmt/format.h>
@@ -393,22 +389,8 @@ trace parse(std::string_view text, const std::string &name)
 
 trace read(const std::string &path)
 {
-    const bool is_standard_input = path == "-";
-    const std::string name = is_standard_input ? "standard input" : path;
-    const std::unique_ptr<FILE, int (*)(FILE *)> file(is_standard_input ? stdin : std::fopen(path.c_str(), "re"),
-                                                      std::fclose);
-    if (file == nullptr)
-        throw refused(fmt::format("cannot open {}: {}", path, std::strerror(errno)));
-    std::string text;
-    std::string piece(65536, '\0');
-    while (const size_t got = std::fread(piece.data(), 1, piece.size(), file.get())) {
-        text.append(piece, 0, got);
-        if (text.size() > FILE_MAX)
-            throw refused(fmt::format("{}: too large for a trace", name));
-    }
-    if (std::ferror(file.get()) != 0)
-        throw refused(fmt::format("cannot read {}: {}", name, std::strerror(errno)));
-    return parse(text, name);
+    const tools::text_file file = tools::read_text(path, FILE_MAX, "a trace");
+    return parse(file.text, file.name);
 }
 
 std::string head()

@@ -7,18 +7,17 @@
 
 #include <cstdint>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "tools/text_file.h"
+
 namespace replay
 {
 
-// What is no trace; what() is "NAME:LINE:COLUMN: why", for people.
-struct refused : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
+// Of what is no trace, what() is "NAME:LINE:COLUMN: why", for people.
+using tools::refused;
 
 enum class kind : uint8_t {
 #define TRACE_KIND(name, word, words) name,

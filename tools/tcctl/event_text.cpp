@@ -15,37 +15,6 @@ namespace tcctl
 namespace
 {
 
-std::span<const verdict_words> words_of_who(uint8_t who)
-{
-    switch (who) {
-    case STATUS_REBOOT:
-        return words_of(reboot{});
-    case STATUS_POWER:
-        return words_of(power{});
-    case STATUS_WIFI:
-        return words_of(wifi{});
-    case STATUS_LED:
-        return words_of(led{});
-    case STATUS_CPU:
-        return words_of(cpu{});
-    case STATUS_DAEMON:
-        return words_of(liveness{});
-    case STATUS_WIFI_CONNECT:
-        return words_of(uplink{});
-    case STATUS_AP_CONNECT:
-        return words_of(gateway{});
-    case STATUS_GUEST:
-        return words_of(guest{});
-    case STATUS_STOPPAGE:
-        return words_of(stoppage{});
-    case STATUS_WAN1:
-    case STATUS_WAN2:
-        return words_of(reach{});
-    default:
-        return {};
-    }
-}
-
 // Up to its first end or colon, to go on with in the middle of a sentence.
 std::string beginning_of(std::string_view sentence)
 {

@@ -2,6 +2,8 @@
 
 #include <array>
 
+#include "platform/status.h"
+
 namespace tcctl
 {
 
@@ -103,6 +105,37 @@ std::span<const verdict_words> words_of(stoppage /*kind*/)
 std::span<const verdict_words> words_of(reach /*kind*/)
 {
     return REACH_WORDS;
+}
+
+std::span<const verdict_words> words_of_who(uint8_t who)
+{
+    switch (who) {
+    case STATUS_REBOOT:
+        return words_of(reboot{});
+    case STATUS_POWER:
+        return words_of(power{});
+    case STATUS_WIFI:
+        return words_of(wifi{});
+    case STATUS_LED:
+        return words_of(led{});
+    case STATUS_CPU:
+        return words_of(cpu{});
+    case STATUS_DAEMON:
+        return words_of(liveness{});
+    case STATUS_WIFI_CONNECT:
+        return words_of(uplink{});
+    case STATUS_AP_CONNECT:
+        return words_of(gateway{});
+    case STATUS_GUEST:
+        return words_of(guest{});
+    case STATUS_STOPPAGE:
+        return words_of(stoppage{});
+    case STATUS_WAN1:
+    case STATUS_WAN2:
+        return words_of(reach{});
+    default:
+        return {};
+    }
 }
 
 } // namespace tcctl

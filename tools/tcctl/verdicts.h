@@ -71,6 +71,9 @@ std::span<const verdict_words> words_of(gateway kind);
 std::span<const verdict_words> words_of(stoppage kind);
 std::span<const verdict_words> words_of(reach kind);
 
+// The same of a module by its number in platform/status.h; of others nothing.
+std::span<const verdict_words> words_of_who(uint8_t who);
+
 } // namespace tcctl
 
 #endif
