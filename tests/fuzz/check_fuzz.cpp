@@ -2,26 +2,17 @@
 // what is wrong with the settings is about a line that is there.
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "platform/linux/store/text.h"
+#include "tests/fuzz/expect.h"
 #include "tools/tcctl/finding.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 
 namespace
 {
-
-void expect(bool holds, const char *what)
-{
-    if (holds)
-        return;
-    fprintf(stderr, "does not hold: %s\n", what);
-    abort();
-}
 
 std::vector<std::string> lines_of(const std::string &text)
 {

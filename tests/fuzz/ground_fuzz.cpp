@@ -1,7 +1,5 @@
 // What the Linux ground reads of the kernel, of files and of people: an input's first byte says which reader gets it.
 #include <arpa/inet.h>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <linux/netfilter/nfnetlink.h>
 #include <memory>
@@ -16,6 +14,7 @@
 #include "platform/system.h"
 #include "platform/vos.h"
 #include "tests/fuzz/command_grammar.h"
+#include "tests/fuzz/expect.h"
 #include "tests/fuzz/input.h"
 #include "time_check/time_check_text.h"
 
@@ -32,14 +31,6 @@ extern "C" int GetValue(const char * /*key*/, char *value, size_t /*size*/)
 
 namespace
 {
-
-void expect(bool holds, const char *what)
-{
-    if (holds)
-        return;
-    fprintf(stderr, "does not hold: %s\n", what);
-    abort();
-}
 
 // Memory of just this size, so that one byte too many is seen.
 std::unique_ptr<char[]> exactly(const std::string &bytes)

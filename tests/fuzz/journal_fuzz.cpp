@@ -1,27 +1,19 @@
 // The journal's readers on what others have left: a file of any bytes, and a ring with some of its bytes changed. The
 // input's first byte says which.
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "platform/common/journal.h"
+#include "tests/fuzz/expect.h"
 #include "tests/fuzz/input.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 
 namespace
 {
-
-void expect(bool holds, const char *what)
-{
-    if (holds)
-        return;
-    fprintf(stderr, "does not hold: %s\n", what);
-    abort();
-}
 
 void read_all(const char *bytes, size_t size)
 {

@@ -1,7 +1,5 @@
 // The status page's reader on a file of any bytes, and on a page with some of its bytes changed. The input's first byte
 // says which.
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -9,20 +7,13 @@
 #include <unistd.h>
 
 #include "platform/common/status_file.h"
+#include "tests/fuzz/expect.h"
 #include "tests/fuzz/input.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 
 namespace
 {
-
-void expect(bool holds, const char *what)
-{
-    if (holds)
-        return;
-    fprintf(stderr, "does not hold: %s\n", what);
-    abort();
-}
 
 status_fault read_file(const void *bytes, size_t size, status_reading *reading)
 {

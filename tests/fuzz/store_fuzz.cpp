@@ -1,6 +1,5 @@
 // The Linux ground's store in folders of its own: texts that people import, files that stand on the flash, keys and
 // values. An input's first byte says which.
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -14,6 +13,7 @@
 #include "platform/config_store.h"
 #include "platform/linux/store/admin.h"
 #include "platform/linux/store/text.h"
+#include "tests/fuzz/expect.h"
 #include "tests/fuzz/input.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
@@ -23,14 +23,6 @@ namespace
 
 namespace fs = std::filesystem;
 using Settings = std::map<std::string, std::string>;
-
-void expect(bool holds, const char *what)
-{
-    if (holds)
-        return;
-    fprintf(stderr, "does not hold: %s\n", what);
-    abort();
-}
 
 // ---- the store's folders ----
 

@@ -32,24 +32,6 @@ protected:
         enter(GetParam());
     }
 
-    // What a household asks of the daemon in a day.
-    static void plan_day()
-    {
-        const auto at = [](double hour, void (*change)()) { box.at(hour * HOUR_S, change); };
-        at(2.9, lone_client);
-        at(8, [] {
-            Dice unused(0);
-            open_guest_network(unused);
-        });
-        at(11.6, [] { box.post("6?op=1,string_info=minidlna"); });
-        at(11.7, [] { box.processes.end("minidlna"); });
-        at(11.8, [] { box.processes.start("minidlna", 420); });
-        at(13.6, [] { box.processes.set_share("httpd", 100); });
-        at(13.9, httpd_is_idle);
-        at(15.6, GetParam().lose_uplink);
-        at(15.8, mend_network);
-    }
-
     // The hours from the oldest record to now.
     double reach() const
     {
@@ -65,7 +47,7 @@ TEST_P(JournalDays, KeepsAHouseholdsLastTwoDays)
 {
     ASSERT_TRUE(box.boot());
     for (int day = 0; day < 4; day++) {
-        plan_day();
+        plan_day(GetParam());
         box.run(DAY_S);
     }
     EXPECT_GT(reach(), 48);

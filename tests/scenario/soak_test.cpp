@@ -155,28 +155,10 @@ private:
         box.run(HOUR_S);
     }
 
-    // What a household asks of the daemon in a day; none of it lasts into the next half hour.
-    static void plan(const Mode &mode)
-    {
-        const auto at = [](double hour, void (*change)()) { box.at(hour * HOUR_S, change); };
-        at(2.9, lone_client);
-        at(8, [] {
-            Dice unused(0);
-            open_guest_network(unused);
-        });
-        at(11.6, [] { box.post("6?op=1,string_info=minidlna"); });
-        at(11.7, [] { box.processes.end("minidlna"); });
-        at(11.8, [] { box.processes.start("minidlna", 420); });
-        at(13.6, [] { box.processes.set_share("httpd", 100); });
-        at(13.9, httpd_is_idle);
-        at(15.6, mode.lose_uplink);
-        at(15.8, mend_network);
-    }
-
     void day_without(const Mode &mode)
     {
         const uint64_t restarts = box.restarts();
-        plan(mode);
+        plan_day(mode);
         for (int hour = 0; hour < 24; hour++) {
             box.run(HOUR_S / 2);
             SCOPED_TRACE("without a fault, " + box.clock.local());

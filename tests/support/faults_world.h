@@ -275,6 +275,24 @@ inline void open_guest_network(Dice & /*dice*/)
     box.post("9?string_info=wl_guest");
 }
 
+// What a household asks of the daemon in a day, from midnight on; none of it lasts into the next half hour.
+inline void plan_day(const Mode &mode)
+{
+    const auto at = [](double hour, void (*change)()) { box.at(hour * 3600, change); };
+    at(2.9, lone_client);
+    at(8, [] {
+        Dice unused(0);
+        open_guest_network(unused);
+    });
+    at(11.6, [] { box.post("6?op=1,string_info=minidlna"); });
+    at(11.7, [] { box.processes.end("minidlna"); });
+    at(11.8, [] { box.processes.start("minidlna", 420); });
+    at(13.6, [] { box.processes.set_share("httpd", 100); });
+    at(13.9, httpd_is_idle);
+    at(15.6, mode.lose_uplink);
+    at(15.8, mend_network);
+}
+
 inline const std::array FAULTS = {
     Fault{"nothing", ALL_MODES, Wans::ALL_ONLINE, [](Dice &) {}, [] {}},
     Fault{"no internet", ALL_MODES, Wans::NONE_ONLINE, [](Dice &) { box.network.set_internet(false); }, mend_network},
