@@ -31,7 +31,7 @@ int Commands::run(const std::string &command)
     journal_command(command.c_str());
     if (router().faults.hits(Call::doSystemCmd))
         return -1;
-    router().wait(duration_);
+    router().pause(duration_);
     if (hook_)
         if (const int status = hook_(command); status != NOT_HANDLED)
             return status;

@@ -67,6 +67,12 @@ void Machine::wait(Micros duration)
         leave_until(deadline);
 }
 
+void Machine::pause(Micros duration)
+{
+    const Micros ends = clock.now() + duration;
+    wait(pace_ && !runs_main_thread() ? pace_(false, ends) - clock.now() : duration);
+}
+
 void Machine::hand_over()
 {
     while (!messages_.empty()) {
@@ -83,7 +89,6 @@ void Machine::hand_over()
 
 void Machine::sleep_for_messages(Micros duration)
 {
-    const Micros deadline = clock.now() + duration;
     if (current_ == nullptr || !current_->takes_messages) {
         wait(duration);
         return;
@@ -91,6 +96,7 @@ void Machine::sleep_for_messages(Micros duration)
     ticks_++;
     if (look_)
         look_();
+    const Micros deadline = pace_ ? pace_(true, clock.now() + duration) : clock.now() + duration;
     do {
         main_sleeps_ = true;
         leave_until(messages_.empty() ? deadline : clock.now());
@@ -315,6 +321,12 @@ void Machine::forget_daemon()
     restore_daemon_state();
     srandom(1); // as a process finds them
     srand(1);
+}
+
+void Machine::start_daemon_now()
+{
+    forget_daemon();
+    start_main(clock.now());
 }
 
 void Machine::begin_anew()

@@ -80,6 +80,16 @@ public:
     {
         look_ = std::move(look);
     }
+    // Asked when the pause ends that begins now: the main loop's at the end of a pass, or a pause or command of another
+    // thread. It is given the moment of clock.now() at which it would end, and gives the one at which it does: for who
+    // lets the daemon go at the pace at which another machine let it. On the daemon's stack, as watch_passes.
+    void pace_pauses(std::function<Micros(bool is_main_loop, Micros ends)> pace)
+    {
+        pace_ = std::move(pace);
+    }
+    // The daemon's main starts now, from its beginning, and whatever it was at is given up: a restart of the machine is
+    // over by it, and otherwise the daemon alone was started again. A change of the world may do it.
+    void start_daemon_now();
     // A power cut: restarts the machine now, without a journal line of the daemon. A change of the world may do it. The
     // call itself takes no time; the daemon's main starts when the restart is over, if it ran before.
     void restart();
@@ -114,6 +124,8 @@ public:
     // The same, and messages are handed over meanwhile, one at a time on the caller's stack: the main loop's pause,
     // which ends a tick. A message does not shorten it. In any other thread it is wait().
     void sleep_for_messages(Micros duration);
+    // The same as wait(), but for a pace that was told.
+    void pause(Micros duration);
     // Starts a thread; its number, from 1 and never given twice. It runs first when its maker waits. std::bad_alloc: no
     // memory for its stack. There is no end but that of its body, and nobody can wait for that.
     uint64_t start_thread(std::function<void()> body);
@@ -198,6 +210,7 @@ private:
     uint64_t steps_without_time_ = 0;
     uint64_t restarts_ = 0;
     std::function<void()> look_; // at the end of a pass
+    std::function<Micros(bool, Micros)> pace_;
 };
 
 } // namespace sim

@@ -215,8 +215,15 @@ std::string Network::lookup(const std::string &host_name)
     return ip;
 }
 
+void Network::wait_for_answers() const
+{
+    if (delay_ && !router().runs_main_thread())
+        router().wait(delay_());
+}
+
 struct hostent *Network::resolve(const char *host_name)
 {
+    wait_for_answers();
     if (inet_pton(AF_INET, host_name, &answer_.address) != 1) { // an address needs no name server
         const std::string ip = lookup(host_name);
         if (look_at_lookup_)
@@ -265,6 +272,7 @@ bool Network::ping(const char *ip, int count, const char *ifname)
     in_addr_t address = 0;
     if (inet_pton(AF_INET, ip, &address) != 1)
         return false;
+    wait_for_answers();
     const bool answered = answers(ip, ifname == nullptr ? "" : ifname);
     if (look_at_ping_)
         look_at_ping_(ip, answered ? 1 : count);

@@ -99,6 +99,13 @@ public:
         look_at_ping_ = std::move(look);
     }
 
+    // Asked, in any thread but the main loop's, when a name is looked up or an address pinged: how long to wait before
+    // that, in microseconds. For who knows how long the looks of another router took. On the daemon's stack, as above.
+    void delay_answers(std::function<Micros()> delay)
+    {
+        delay_ = std::move(delay);
+    }
+
     // ---- for the model: what the daemon is answered ----
 
     // Null: none. Valid until the address is set.
@@ -145,6 +152,7 @@ private:
     std::string lookup(const std::string &host_name);
     bool name_server_answers() const;
     bool answers(const std::string &ip, const std::string &ifname) const;
+    void wait_for_answers() const;
 
     // What was told. The kernel's tables are virtual files, written anew at each change of a row; all other answers are
     // looked up here when the daemon asks. What is not in a map was never told, which is not the same as told "" or
@@ -172,6 +180,7 @@ private:
     Answer answer_ = {};
     std::function<void(const std::string &, const std::string &)> look_at_lookup_;
     std::function<void(const std::string &, int)> look_at_ping_;
+    std::function<Micros()> delay_;
 };
 
 } // namespace sim

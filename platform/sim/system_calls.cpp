@@ -22,7 +22,7 @@ int get_uptime(void)
 
 void system_sleep(int seconds)
 {
-    router().wait(seconds * SECOND);
+    router().pause(seconds * SECOND);
 }
 
 int get_sys_mode(void)
