@@ -18,7 +18,7 @@ std::string written(const replay::trace &told)
     for (const replay::change &each : told.changes) {
         wall += each.elapsed - before;
         before = each.elapsed;
-        text += replay::line_of(wall, 0, &each == told.changes.data() ? told.uptime : -1, each.what, each.words);
+        text += replay::line_of(wall, 0, each.uptime, each.what, each.words);
         if (each.what == replay::kind::clock)
             wall = *replay::read_moment(each.words[0]);
     }

@@ -73,9 +73,9 @@ TEST(Trace, HoldsChangesWithTheirTimes)
     EXPECT_EQ(told.uptime, 7200 * SECOND);
     EXPECT_EQ(told.length, 3 * SECOND);
     const std::vector<replay::change> wanted = {
-        {.elapsed = 0, .what = kind::link, .words = {"1", "up"}},
+        {.elapsed = 0, .what = kind::link, .words = {"1", "up"}, .uptime = 7200 * SECOND},
         {.elapsed = SECOND * 3 / 2, .what = kind::address, .words = {"eth1", ""}},
-        {.elapsed = 2 * SECOND, .what = kind::set, .words = {"a b", "c d \\ \n="}},
+        {.elapsed = 2 * SECOND, .what = kind::set, .words = {"a b", "c d \\ \n="}, .uptime = 7202 * SECOND},
         {.elapsed = 3 * SECOND, .what = kind::message, .words = {"web", "6?op=1,string_info=x y"}},
         {.elapsed = 3 * SECOND, .what = kind::answers, .words = {"", "eth1", "no"}},
     };
@@ -125,8 +125,6 @@ TEST(Mistakes, OfTimes)
         "t:3:22: the up-time is +7260 by the lines above: the clock was changed, which a line with clock tells, or "
         "the router started, and the up-time is less");
     EXPECT_EQ(complaint_of("end\n2026-03-02T23:01:00Z commit\n"), "t:3:22: the trace went to its end above");
-    EXPECT_EQ(complaint_of("daemon\n2026-03-02T23:01:00Z daemon\n"),
-              "t:3:22: the daemon is started once, and by the router after that");
 }
 
 TEST(Mistakes, OfWords)

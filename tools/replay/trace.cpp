@@ -285,11 +285,12 @@ public:
         const std::optional<micros> moment = read_moment(when);
         if (!moment)
             throw fault{in.at(), "no moment such as 2026-03-02T23:00:00Z or 2026-03-02T23:00:00+01:00"};
-        place(*moment, in);
+        const std::optional<micros> uptime = place(*moment, in);
         const std::string_view word = in.word();
         const kind what = read_kind(word, in.at());
         const size_t at = in.at();
-        read_.changes.push_back({.elapsed = elapsed_, .what = what, .words = read_words(in, what)});
+        read_.changes.push_back(
+            {.elapsed = elapsed_, .what = what, .words = read_words(in, what), .uptime = uptime.value_or(-1)});
         follow(read_.changes.back(), at);
     }
 
@@ -302,8 +303,9 @@ public:
     }
 
 private:
-    // Where the line stands in time. Only a change of the clock, which is said, makes the calendar jump.
-    void place(micros moment, line_reader &in)
+    // Where the line stands in time; the up-time that it tells. Only a change of the clock, which is said, makes the
+    // calendar jump.
+    std::optional<micros> place(micros moment, line_reader &in)
     {
         const size_t at = in.at();
         std::optional<micros> uptime;
@@ -329,12 +331,16 @@ private:
         wall_ = moment;
         if (uptime)
             uptime_ = *uptime;
+        return uptime;
     }
 
-    // Either it goes with the calendar, or the router was started in between.
+    // Either it goes with the calendar, or the router was started in between: at the moment of the line above, or a
+    // little before by a clock that its start has set.
     void check_uptime(micros uptime, micros passed, size_t at) const
     {
-        if (std::abs(uptime - uptime_ - passed) > SECOND && uptime > passed)
+        constexpr micros CLOCK_ERROR = 120 * SECOND;
+        const bool is_anew = uptime <= passed || (uptime < uptime_ && uptime <= passed + CLOCK_ERROR);
+        if (std::abs(uptime - uptime_ - passed) > SECOND && !is_anew)
             throw fault{at, fmt::format("the up-time is +{} by the lines above: the clock was changed, which a line "
                                         "with clock tells, or the router started, and the up-time is less",
                                         (uptime_ + passed) / SECOND)};
@@ -347,15 +353,12 @@ private:
         ended_ = made.what == kind::end;
         if (made.what == kind::clock)
             wall_ = *read_moment(made.words[0]);
-        if (made.what == kind::daemon && std::exchange(has_daemon_, true))
-            throw fault{at, "the daemon is started once, and by the router after that"};
     }
 
     trace read_;
     micros wall_ = 0; // of the last line
     micros uptime_ = 0;
     micros elapsed_ = 0;
-    bool has_daemon_ = false;
     bool ended_ = false;
 };
 

@@ -38,6 +38,7 @@ struct change {
     micros elapsed; // since the trace's first line
     kind what;
     std::vector<std::string> words;
+    micros uptime = -1; // as the line tells it; -1: it does not
     bool operator==(const change &) const = default;
 };
 
