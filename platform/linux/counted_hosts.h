@@ -32,6 +32,10 @@ struct counted_set {
 constexpr size_t COUNTED_SETS = 4;
 extern const counted_set counted_sets[COUNTED_SETS];
 
+// Reads all sets into the hosts above, as they are; makes nothing. False: they cannot be read, errno says why (ENOENT:
+// nobody has counted yet).
+bool read_counted_hosts();
+
 // Takes the elements of one message of the answer to a question for a set, `context` being the counted_set, into the
 // hosts above. What is no element, or is cut, is passed over. The library's signature and result.
 int take_counted_message(const nlmsghdr *message, void *context);

@@ -131,7 +131,7 @@ static bool read_set(const counted_set *set)
     return false;
 }
 
-static bool read_all_sets()
+bool read_counted_hosts()
 {
     forget_hosts();
     for (const counted_set &set : counted_sets)
@@ -148,11 +148,11 @@ static int log_unreadable_again_s; // the up-time before which it is not said ag
 // Reads the sets, making the table when it is not there: at the first call, and after someone has removed it.
 static bool read_counters()
 {
-    if (read_all_sets())
+    if (read_counted_hosts())
         return true;
     if (errno != ENOENT || monotonic_ms() < create_again_ms)
         return false;
-    if (create_table() && read_all_sets())
+    if (create_table() && read_counted_hosts())
         return true;
     create_again_ms = monotonic_ms() + int64_t{RETRY_CREATE_S} * MS_A_SECOND;
     return false;
