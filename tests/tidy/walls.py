@@ -22,7 +22,7 @@ FOLDERS = {
     "platform/trace/": (CONTRACT, r"platform/common/secrets\.h", r"platform/trace/[a-z_]+\.h"),
     "platform/sim/": (CONTRACT, COMMON, SIM, KEYS),
     "time_check/": (CONTRACT, DAEMON, VERDICTS),
-    "tools/": (CONTRACT, KEYS, r"platform/linux/(bus|printable|run_directory|store/admin)\.h", r"tools/.*"),
+    "tools/": (CONTRACT, KEYS, r"platform/linux/(bus|bus_copy|printable|run_directory|store/admin)\.h", r"tools/.*"),
     # Settings are judged by the daemon's own readers and the store's, never by a second one (decision 0153).
     "tools/tcctl/": (CONTRACT, COMMON, KEYS, VERDICTS,
                      r"platform/linux/(bus|printable|run_directory|store/admin|store/text)\.h",

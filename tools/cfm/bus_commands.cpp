@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "platform/linux/bus.h"
+#include "platform/linux/bus_copy.h"
 #include "tools/cfm/commands.h"
 #include "tools/cfm/output.h"
 
@@ -47,7 +48,10 @@ int print_waiting(const bus_end &end, const std::string &name)
 int post(const std::string &name, const std::string &text)
 {
     const bus_result result = bus_post(name.c_str(), text.c_str());
-    return result == BUS_DONE ? DONE : bus_failure(name, result);
+    if (result != BUS_DONE)
+        return bus_failure(name, result);
+    bus_copy(name.c_str(), text.c_str());
+    return DONE;
 }
 
 // Ends by a signal, or when nobody reads its output any more.
