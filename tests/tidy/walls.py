@@ -34,6 +34,11 @@ FOLDERS = {
                        r"tools/(command_line|text_file)\.h", r"tools/replay/program\.h", r"tools/(preview|tcctl)/.*"),
     # As the preview. What a trace is (trace.h) knows nobody, so that what writes one on a router needs nothing of it.
     "tools/replay/": (CONTRACT, VERDICTS, SIM, r"tools/(command_line|text_file)\.h", r"tools/(replay|tcctl)/.*"),
+    # It reads the machine with the ground's own units, and the daemon's page and journal with tcctl's.
+    "tools/record/": (CONTRACT, COMMON, KEYS,
+                      r"platform/linux/(bus|bus_copy|counted_hosts|kernel_file|process|directory|run_directory)\.h",
+                      r"platform/linux/store/(admin|text)\.h",
+                      r"tools/replay/trace\.h", r"tools/(record|tcctl)/.*", r"tools/(command_line|key_table)\.h"),
     # One virtual router after the other; when traffic counts, and what a zone and a setting are, the preview knows.
     "tools/fleet/": (CONTRACT, KEYS, SIM, r"tools/(command_line|text_file)\.h", r"tools/(fleet|preview|tcctl)/.*"),
     "lab/": (CONTRACT, r"platform/linux/(bus|printable)\.h", r"lab/.*"),
@@ -48,6 +53,7 @@ FOLDERS = {
     "tests/netctrl/": (r"router/.*", r"tests/(netctrl|support)/.*"),
     "tests/porting/": (CONTRACT,),
     "tests/preview/": (SIM, r"tools/preview/.*", r"tests/(preview|support)/.*"),
+    "tests/record/": (r"tools/record/.*",),
     "tests/replay/": (SIM, r"tools/replay/.*", r"tests/(replay|support)/.*"),
     "tests/scenario/": (CONTRACT, r"platform/common/journal\.h", SIM, DAEMON, KEYS, r"tests/support/.*"),
     "tests/sim/": (CONTRACT, COMMON, SIM, DAEMON, r"tests/support/.*"),
