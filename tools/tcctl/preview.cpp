@@ -1,4 +1,5 @@
-// tcctl preview and tcctl replay: start the program that carries the virtual router. A router may lack it.
+// tcctl preview, replay and record: start programs of their own, which a router may lack. The first two carry the
+// virtual router.
 #include "tools/tcctl/program.h"
 
 namespace tcctl
@@ -12,6 +13,11 @@ run_fn add_preview(CLI::App &app)
 run_fn add_replay(CLI::App &app)
 {
     return add_program(app, "tcctl-preview", "tcctl-replay");
+}
+
+run_fn add_record(CLI::App &app)
+{
+    return add_program(app, "tcctl-record");
 }
 
 } // namespace tcctl
