@@ -133,8 +133,9 @@ uint64_t daemon_watch::passes_until(const status_main &page, micros beat, micros
     const auto *const counting = std::ranges::find_if(counts, [](uint32_t each) { return each != 0; });
     const int what = counting == counts.end() ? -1 : static_cast<int>(counting - counts.begin());
     const micros gap = beat - beat_;
-    const bool was_away = now - looked_ > SECOND * 6 / 5;
-    uint64_t passes = was_away ? std::max<uint64_t>(static_cast<uint64_t>((gap + SECOND / 5) / period_), 1) : 1;
+    const micros away = now - looked_; // at the last look the pass before these had not ended
+    const micros unseen = away > SECOND * 6 / 5 ? std::min(gap, away) : 0;
+    const uint64_t passes = std::max<uint64_t>(static_cast<uint64_t>((unseen + SECOND / 5) / period_), 1);
     if (what >= 0 && what == counted_.what && *counting > counted_.value) {
         const uint64_t number = counted_.number + (*counting - counted_.value);
         return number > passes_.number() ? number - passes_.number() : 0;
