@@ -1,5 +1,6 @@
 #include "router/netctrl/lines.h"
 
+#include <algorithm>
 #include <poll.h>
 #include <unistd.h>
 

@@ -87,7 +87,7 @@ void restore(server *server)
         say("netctrl: " + server->is.state_path + ": not understood: " + line);
     for (const auto &[subject, wishes] : server->all.subjects)
         for (const wish &each : wishes)
-            say(each.asked.message + ": " + std::string(each.asked.what->name) + ": was not done before; it is now");
+            say(each.asked.message + ": " + std::string(each.asked.what->name) + ": left over from before");
 }
 
 void tell_unknown(server *server, const char *text)
