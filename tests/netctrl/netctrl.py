@@ -88,10 +88,15 @@ class World:
                               env=self.environment, timeout=SECONDS)
 
     def post(self, *messages):
+        """The longest that a message has waited for room, in seconds."""
+        longest = 0.0
         with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as sender:
             sender.connect(str(self.run / "bus.netctrl"))
             for message in messages:
+                begun = time.monotonic()
                 sender.send(message.encode())
+                longest = max(longest, time.monotonic() - begun)
+        return longest
 
     def noted(self):
         return self.notes.read_text().splitlines()
@@ -163,6 +168,7 @@ def one_at_a_time_for_a_subject(world):
 
 
 def burst(world):
+    world.acts("sleep 0.1")  # each of ten thousand in turn would take a quarter of an hour
     world.start()
     messages = []
     for i in range(1250):
@@ -170,11 +176,9 @@ def burst(world):
         messages += [f"19?op={wanted},wl_rate=24", f"19?op={3 - wanted},wl_rate=5", f"52?op={14 + wanted},wan_id=1",
                      f"53?op={3 - wanted}", "19?op=3,wl_rate=24,index=1", f"52?op={17 - wanted},wan_id=2",
                      f"nonsense {i}", "51?op=6"]
-    begun = time.monotonic()
-    world.post(*messages)
-    taken = time.monotonic() - begun
+    longest = world.post(*messages)
     expect(len(messages) == 10_000, "10,000 messages were sent")
-    expect(taken < 10, f"nobody waited: {taken:.2f} s")
+    expect(longest < 2, f"none waited for as long as a sender does before it gives up: {longest:.3f} s")
     last = {"wifi": OFF, "5g": ON_5G, "wan1": "52?op=16,wan_id=1", "wan2": "52?op=15,wan_id=2", "page": "53?op=1",
             "guest": "19?op=3,wl_rate=24,index=1", "media": "51?op=6"}
     of = {"wifi": r"^end 19\?op=.,wl_rate=24$", "5g": r"^end 19\?op=.,wl_rate=5$", "wan1": "^end 52.*=1$",
