@@ -28,6 +28,7 @@
 #include "platform/linux/bus_copy.h"
 #include "platform/linux/run_directory.h"
 #include "platform/linux/store/admin.h"
+#include "tools/command_line.h"
 #include "tools/record/daemon_watch.h"
 #include "tools/record/masked.h"
 #include "tools/record/processes.h"
@@ -283,7 +284,7 @@ int run(const std::vector<std::string> &words)
     app.add_flag("--append", given.appends, "go on with the trace that is there: the router was started again");
     app.add_option("--for", given.length, "for how long: 90, 15m, 2h, 1d");
     try {
-        app.parse(std::vector<std::string>(words.rbegin(), words.rend())); // it takes the words from the back
+        take_words(app, words);
     } catch (const CLI::ParseError &error) {
         if (app.exit(error) != 0)
             return tcctl::CANNOT;
