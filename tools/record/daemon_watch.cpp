@@ -210,7 +210,10 @@ void daemon_watch::tell_looks(scribe &out, const status_wans &wans)
 {
     const status_wan &first = wans.wan[0];
     const micros begins = (first.looked - first.duration) * SECOND;
-    micros from = looks_next_ >= begins && looks_next_ < begins + SECOND ? looks_next_ : begins + SECOND / 2;
+    micros from =
+        looks_next_ >= begins && looks_next_ < begins + SECOND
+            ? looks_next_
+            : begins + (looks_next_ == 0 ? SECOND * 9 / 10 : SECOND / 2); // the first one comes behind commands
     for (uint32_t i = 0; i < wans.num; i++) {
         const micros second = wans.wan[i].looked * SECOND;
         const bool is_last = i + 1 == wans.num;
