@@ -4,10 +4,23 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 constexpr unsigned ALL_BITS = 07777; // of a mode
+
+// A program may be started with descriptors 0 to 2 closed. The next file that it opened, the running store, say, would
+// then be its standard output. What takes their places can be neither read nor written, so using them fails as before
+// (decision 0110). Before main, since every program of this ground needs it and none can then forget it.
+__attribute__((constructor)) static void occupy_standard_descriptors()
+{
+    int fd = 0;
+    while (fd >= 0 && fd <= STDERR_FILENO)
+        fd = open("/", O_PATH); // without O_CLOEXEC: what the program runs must not open its files there either
+    if (fd >= 0)
+        close(fd);
+}
 
 const char *run_directory()
 {
