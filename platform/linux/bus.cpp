@@ -178,13 +178,18 @@ bus_result bus_open_anew(const char *name, bus_end *end)
     return result;
 }
 
-void bus_close(bus_end *end)
+void bus_leave(const bus_end *end)
 {
     sockaddr_un address = {};
     socklen_t length = sizeof address;
     sockaddr *const generic_address = reinterpret_cast<sockaddr *>(&address); // NOLINT(*-reinterpret-cast)
     if (getsockname(end->socket, generic_address, &length) == 0)
         unlink(address.sun_path);
+}
+
+void bus_close(bus_end *end)
+{
+    bus_leave(end);
     close(end->socket);
     close(end->lock); // last: only then may another process take the name
 }

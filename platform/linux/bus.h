@@ -44,6 +44,9 @@ bool bus_stands(const char *name, const bus_end *end);
 // as it is unless the result is BUS_DONE.
 bus_result bus_open_anew(const char *name, bus_end *end);
 
+// No sender finds the end any more: each is told so from now on. What waits can still be received.
+void bus_leave(const bus_end *end);
+
 // Gives the name back; messages that still wait are lost.
 void bus_close(bus_end *end);
 

@@ -13,6 +13,7 @@
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
 #include "platform/linux/journal.h"
+#include "platform/linux/message_loop.h"
 #include "platform/linux/program.h"
 #include "platform/linux/service_manager.h"
 #include "platform/linux/status_file.h"
@@ -106,6 +107,15 @@ static bool hand_over_one_message()
     else if (result == BUS_TOO_LONG || result == BUS_FOREIGN_SENDER)
         tell_drop(result, received.sender);
     return result != BUS_NOTHING && result != BUS_SYSTEM_ERROR;
+}
+
+void take_last_messages()
+{
+    constexpr int64_t PATIENCE_MS = 1000;
+    const int64_t deadline = monotonic_ms() + PATIENCE_MS;
+    bus_leave(&own_end);
+    while (hand_over_one_message() && monotonic_ms() < deadline) {
+    }
 }
 
 // Row by row and not in a loop: the compiler then sees whom it calls, and makes the same code as without a table.

@@ -12,6 +12,7 @@
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
 #include "platform/linux/journal.h"
+#include "platform/linux/message_loop.h"
 #include "platform/linux/service_manager.h"
 #include "platform/program.h"
 #include "platform/system.h"
@@ -180,6 +181,8 @@ void program_end_if_asked()
 
 void program_act()
 {
+    if (asked_to_end != 0)
+        take_last_messages();
     program_end_if_asked();
     if (asked_to_read_again != 0) {
         asked_to_read_again = 0;

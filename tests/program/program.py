@@ -137,6 +137,20 @@ def ends_in_order(work):
         expect(left_in_the_kernel() == [], f"nothing is left after {number.name}")
 
 
+def takes_what_was_posted_before_its_end(work):
+    daemon = Daemon(work)
+    wait_for("the check is past its start", daemon.is_quiet)
+    daemon.process.send_signal(signal.SIGSTOP)
+    texts = [f"posted{number}" for number in range(8)]
+    for text in texts:
+        expect(cfm("post", "time_check", f"time_check_cpu?op=1,string_info={text}").returncode == 0, f"{text} is taken")
+    daemon.process.send_signal(signal.SIGTERM)
+    daemon.process.send_signal(signal.SIGCONT)
+    daemon.end()
+    expect(all(daemon.says(text) for text in texts), "each is read before the end")
+    expect(cfm("post", "time_check", "1?op=0").returncode != 0, "nothing is taken after it")
+
+
 def ends_at_any_moment(work):
     seed = random.randrange(1 << 30)
     print(f"seed {seed}")
@@ -403,7 +417,7 @@ def names_the_run_directory(work):
     expect(f"run directory {work}/no/parent: No such file or directory" in cfm("get", "a.key").stderr, "so without its parent")
 
 
-CASES = (arguments, ends_in_order, ends_at_any_moment, ends_during_a_look_up, ends_during_a_command,
+CASES = (arguments, ends_in_order, takes_what_was_posted_before_its_end, ends_at_any_moment, ends_during_a_look_up, ends_during_a_command,
          ends_during_a_command_of_the_check, restarts_by_its_command, ends_before_it_serves, ends_at_the_second_signal, reads_settings_again,
          outlives_a_reader_from_the_start, children_have_default_signals, tells_the_service_manager, tells_that_it_lives,
          tells_why_it_cannot_begin, names_the_run_directory)
