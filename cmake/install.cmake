@@ -64,7 +64,7 @@ endforeach()
 set(source ${data}/src)
 install(DIRECTORY platform/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/time_check/platform COMPONENT dev
     FILES_MATCHING PATTERN *.h PATTERN *.def
-    PATTERN common EXCLUDE PATTERN linux EXCLUDE PATTERN sim EXCLUDE)
+    PATTERN common EXCLUDE PATTERN linux EXCLUDE PATTERN sim EXCLUDE PATTERN trace EXCLUDE)
 install(DIRECTORY cmake time_check DESTINATION ${source} COMPONENT dev PATTERN install*.cmake EXCLUDE)
 install(DIRECTORY platform DESTINATION ${source} COMPONENT dev
     PATTERN sim EXCLUDE PATTERN *.md EXCLUDE)

@@ -27,8 +27,7 @@ linux_store_test(config_store_threads_test threads)
 linux_store_test(config_store_power_cut_test contract)
 foreach(name IN ITEMS config_store_cfm_test cfm_set_test cfm_list_test cfm_watch_test)
     linux_store_test(${name} contract)
-    target_compile_definitions(${name} PRIVATE CFM_PROGRAM="$<TARGET_FILE:cfm>"
-        CFM_MANUAL="${PROJECT_SOURCE_DIR}/docs/man/cfm.1")
+    target_compile_definitions(${name} PRIVATE CFM_PROGRAM="$<TARGET_FILE:cfm>")
     add_dependencies(${name} cfm)
 endforeach()
 

@@ -227,35 +227,6 @@ TEST_F(Cfm, SaysHowItIsCalled)
     }
 }
 
-// The words of a text that begin so, without their beginning.
-std::set<std::string> words_behind(const std::string &text, const std::string &beginning)
-{
-    std::set<std::string> words;
-    for (size_t at = 0; (at = text.find(beginning, at)) != std::string::npos;) {
-        at += beginning.size();
-        const size_t end = text.find_first_not_of("abcdefghijklmnopqrstuvwxyz", at);
-        words.insert(text.substr(at, end - at));
-    }
-    return words;
-}
-
-TEST_F(Cfm, ManualNamesEachCommandAndOption)
-{
-    const std::string manual = read_file(CFM_MANUAL);
-    const std::string synopsis = manual.substr(0, manual.find(".SH DESCRIPTION"));
-    const std::string help = output("--help");
-    std::set<std::string> commands = words_behind(help.substr(help.find("Subcommands:")), "\n  ");
-    commands.erase("");
-    EXPECT_EQ(words_behind(synopsis, "cfm ").size() - 1, commands.size()) << "- 1: the name's line";
-    for (const std::string &command : commands) {
-        EXPECT_NE(synopsis.find("cfm " + command + " "), synopsis.find("cfm " + command + "\n")) << command;
-        std::set<std::string> options = words_behind(output(command + " --help"), "--");
-        options.erase("help");
-        for (const std::string &option : options)
-            EXPECT_NE(manual.find("\\-\\-" + option), std::string::npos) << command << " --" << option;
-    }
-}
-
 TEST_F(Cfm, CallThatMakesNoSenseEndsWithTwo)
 {
     for (const char *words : {"", "get", "set key", "set a=b c=d e", "set", "set --apply", "get one two", "unset",

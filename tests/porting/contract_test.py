@@ -18,7 +18,7 @@ NOTED = ROOT / "tests" / "porting" / "contract.txt"
 LIBC = {"popen", "pclose"}
 # What the ground need not have, and the daemon's side calls; and what is the daemon's side itself.
 OPTIONAL = {"program_begin", "status_publish"}
-OWN = {"status_page"}
+OWN = {"status_page", "status_field_changed", "status_row_acted"}
 
 
 def text_of(name):
