@@ -48,7 +48,7 @@ FOLDERS = {
     "tests/": (CONTRACT, COMMON, LINUX, SIM, DAEMON, r"tests/.*"),
     "tests/contract/": (CONTRACT, COMMON, LINUX, SIM, r"tests/(contract|support)/.*"),
     "tests/contract/kit/": (CONTRACT, r"tests/contract/kit/.*"), # it goes to who has a ground of his own
-    "tests/fuzz/": (CONTRACT, COMMON, LINUX, SIM, DAEMON, r"tools/.*", r"tests/(fuzz|support)/.*"),
+    "tests/fuzz/": (CONTRACT, COMMON, LINUX, SIM, DAEMON, r"(tools|router)/.*", r"tests/(fuzz|support)/.*"),
     "tests/fleet/": (SIM, r"tools/fleet/.*", r"tests/(fleet|support)/.*"),
     "tests/netctrl/": (r"router/.*", r"tests/(netctrl|support)/.*"),
     "tests/porting/": (CONTRACT,),
