@@ -1,0 +1,1 @@
+include $(BR2_EXTERNAL_TIME_CHECK_PATH)/time_check.mk
