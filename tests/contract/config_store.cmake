@@ -22,6 +22,7 @@ endfunction()
 
 linux_store_test(config_store_linux_test contract)
 linux_store_test(config_store_published_test contract)
+linux_store_test(config_store_look_test contract)
 linux_store_test(config_store_open_test contract)
 linux_store_test(config_store_threads_test threads)
 linux_store_test(config_store_power_cut_test contract)

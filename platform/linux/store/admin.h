@@ -48,6 +48,15 @@ bool config_store_export(config_store_sink sink, void *context);
 // before it. Nothing is handed over when there is neither. False: a line says why they cannot be read.
 bool config_store_committed(config_store_sink sink, void *context);
 
+// Whether the running store is known to hold what is committed: nothing was stored since that was last seen, and the
+// committed file is the same. False: the two are to be compared, or cannot be. Opens nothing; there must be a running
+// store, and the process must not have it open. For programs with one thread.
+bool config_store_is_noted();
+
+// Says, after a comparison that began after config_store_is_noted, that they were found equal: the next look need not
+// compare again. Does nothing when either was changed since, or somebody is busy with them.
+void config_store_note();
+
 // Is told of a setting.
 typedef void (*config_store_setting)(void *context, const char *key, const char *value);
 

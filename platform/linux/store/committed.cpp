@@ -41,6 +41,16 @@ static bool is_noted(const struct stat *file, const store_note *note)
            memcmp(&found, &note->file, sizeof found) == 0;
 }
 
+bool store_stands_as_noted(const store_note *note)
+{
+    struct stat file = {};
+    const int dir = open(store_conf_directory(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    const bool stands = dir >= 0 && fstatat(dir, COMMITTED, &file, 0) == 0 && is_noted(&file, note);
+    if (dir >= 0)
+        close(dir);
+    return stands;
+}
+
 // `file` is not given when the committed one is not there, `content` when nothing was read.
 static bool write_note(uint64_t transaction, const struct stat *file, const store_content *content)
 {

@@ -154,7 +154,7 @@ static struct flock lock_record(store_lock lock, short type)
     return record;
 }
 
-static bool try_lock(store_lock lock)
+bool store_try(store_lock lock)
 {
     if (pthread_mutex_trylock(&thread_locks[lock]) != 0)
         return false;
@@ -177,12 +177,12 @@ static void say_who_holds(store_lock lock)
 bool store_take(store_lock lock)
 {
     static constexpr long LONGEST_PAUSE_NS = 500000; // a writer in a loop lets go for moments only
-    if (try_lock(lock))
+    if (store_try(lock))
         return true;
     const int64_t deadline = monotonic_ms() + LOCK_DEADLINE_MS[lock];
     for (struct timespec pause = {0, 20000}; monotonic_ms() < deadline;) {
         clock_nanosleep(CLOCK_MONOTONIC, 0, &pause, nullptr);
-        if (try_lock(lock))
+        if (store_try(lock))
             return true;
         if (pause.tv_nsec < LONGEST_PAUSE_NS)
             pause.tv_nsec *= 2;

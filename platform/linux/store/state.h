@@ -37,6 +37,9 @@ enum store_lock {
 bool store_take(store_lock lock);
 void store_release(store_lock lock);
 
+// Takes it if it is free. False: somebody holds it; there is no line.
+bool store_try(store_lock lock);
+
 // A committed text, told from others by its contents: a file may be copied, or its file system mounted again.
 struct store_content {
     uint32_t size; // 0: none
