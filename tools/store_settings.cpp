@@ -85,7 +85,12 @@ std::optional<size_t> uncommitted_settings()
 {
     if (!config_store_is_there())
         return std::nullopt;
-    const std::optional<size_t> found = count_uncommitted();
+    const bool is_noted = config_store_is_noted();
+    const std::optional<size_t> found = is_noted ? 0 : count_uncommitted();
     config_store_close();
+    if (!is_noted && found == 0) {
+        config_store_note();
+        config_store_close();
+    }
     return found;
 }

@@ -96,6 +96,16 @@ class Commands(unittest.TestCase):
         found = re.search(r"(settings|(\d+) settings?( not)?) (not )?committed", lines)
         return found and found[0], told["uncommitted"]
 
+    def test_a_committed_file_that_was_replaced(self):
+        self.make()
+        for number in "1", "2":
+            self.cfm("set", "lan.ip", f"192.168.{number}.1")
+            self.cfm("commit")
+        self.assertEqual(self.uncommitted(), ("settings committed", 0))
+        conf = self.run_dir.parent / "conf"
+        (conf / "config.txt.previous").rename(conf / "config.txt")
+        self.assertEqual(self.uncommitted(), ("1 setting not committed", 1))
+
     def test_what_is_not_committed(self):
         self.make()
         self.assertEqual(self.uncommitted(), (None, None))
@@ -108,6 +118,7 @@ class Commands(unittest.TestCase):
         self.assertEqual(self.uncommitted(), ("settings committed", 0))
         self.cfm("set", "wan1_isonln", "1")  # which is published and never committed
         self.assertEqual(self.uncommitted(), ("settings committed", 0))
+        self.assertEqual(self.uncommitted(), ("settings committed", 0), "as the first look noted it")
         self.cfm("set", "lan.ip", "192.168.8.1")
         self.cfm("unset", "lan.mask")
         self.cfm("set", "sys.schedulereboot.enable", "1")
