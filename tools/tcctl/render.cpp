@@ -37,6 +37,13 @@ void append(std::string &text, const std::string &part)
         text += (text.empty() ? "" : "; ") + part;
 }
 
+// With blanks behind it, so that what follows begins at a column.
+std::string padded(std::string text, size_t width)
+{
+    text.resize(std::max(text.size(), width), ' ');
+    return text;
+}
+
 std::string next_text(const coming &next, const judged_second &now)
 {
     std::string text = fmt::format("{} {}", next.what, time_of(next.at, now.calendar));
@@ -110,7 +117,7 @@ std::string overview_of(const explanation &made, const judged_second &now)
         module.clear();
     }
     const size_t column = lines.size() + NAME;
-    lines += wrapped(fmt::format("{:{}}{:{}}", module, NAME, verdict, DETAIL - NAME), DETAIL, shown(detail));
+    lines += wrapped(padded(padded(module, NAME) + verdict, DETAIL), DETAIL, shown(detail));
     paint(lines, column, verdict.size(), colour_of(made));
     return lines;
 }

@@ -27,11 +27,24 @@ std::string length_of(int64_t seconds)
     return "0 s";
 }
 
+// By hand: each line of a status has a time or two, and these digits were an eighth of what it costs (decision 0207).
 std::string time_of_day(uint32_t seconds)
 {
-    std::string text = fmt::format("{:02}:{:02}", seconds / 3600, seconds % 3600 / 60);
-    if (seconds % 60 != 0)
-        text += fmt::format(":{:02}", seconds % 60);
+    const auto digit = [](uint32_t number) { return static_cast<char>('0' + number % 10); };
+    const auto append = [&digit](std::string &text, uint32_t number) {
+        if (number >= 100) // no hour of a day, but the page is not ours
+            text += fmt::format("{}", number / 100);
+        text += digit(number / 10);
+        text += digit(number);
+    };
+    std::string text;
+    append(text, seconds / 3600);
+    text += ':';
+    append(text, seconds % 3600 / 60);
+    if (seconds % 60 != 0) {
+        text += ':';
+        append(text, seconds % 60);
+    }
     return text;
 }
 
