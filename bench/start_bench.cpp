@@ -1,12 +1,13 @@
 // start_bench CFM EMPTY FILE KEY: a "cfm get KEY" from start to exit, in turn with an empty program of the same
 // linkage, and with grep and cut in a shell, reading FILE.
 // start_bench TCCTL EMPTY STREAMS: a "tcctl status" of a daemon that is well, in turn with the empty program, and with
-// one that holds the C++ library's streams, as tcctl does.
+// one that holds the C++ library's streams, as tcctl does; before that the processor time and page faults of each.
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <spawn.h>
 #include <string>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -36,8 +37,46 @@ void run(std::vector<std::string> words)
     }
 }
 
+struct start_cost {
+    std::vector<double> cpu_us; // user and system
+    std::vector<double> faults;
+};
+
+void take_start(const std::vector<std::string> &words, start_cost *cost)
+{
+    const auto cpu_us = [](const rusage &usage) {
+        return 1e6 * static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+               static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
+    };
+    rusage before = {};
+    rusage after = {};
+    getrusage(RUSAGE_CHILDREN, &before);
+    run(words);
+    getrusage(RUSAGE_CHILDREN, &after);
+    cost->cpu_us.push_back(cpu_us(after) - cpu_us(before));
+    cost->faults.push_back(static_cast<double>(after.ru_minflt - before.ru_minflt));
+}
+
+// In turn, so that other work on the machine meets all of them alike.
+void print_costs(const std::vector<std::vector<std::string>> &programs)
+{
+    constexpr int ROUNDS = 500;
+    std::vector<start_cost> costs(programs.size());
+    for (int round = 0; round < ROUNDS; round++)
+        for (size_t i = 0; i < programs.size(); i++)
+            take_start(programs[i], &costs[i]);
+    for (size_t i = 0; i < programs.size(); i++) {
+        std::string name = programs[i][0];
+        for (size_t word = 1; word < programs[i].size(); word++)
+            name += " " + programs[i][word];
+        std::printf("start\t%s\tcpu us\t%.0f\n", name.c_str(), bench::part_of(costs[i].cpu_us, 0.5));
+        std::printf("start\t%s\tpage faults\t%.0f\n", name.c_str(), bench::part_of(costs[i].faults, 0.5));
+    }
+}
+
 void compare_status(const std::vector<std::string> &arguments)
 {
+    print_costs({{arguments[0], "status"}, {arguments[1]}, {arguments[2]}});
     const bench::way status = {"tcctl status", [&] { run({arguments[0], "status"}); }, {}};
     bench::alternate("tcctl status, start to exit", status, {"empty program", [&] { run({arguments[1]}); }, {}},
                      {15, 20, 1});
