@@ -146,7 +146,7 @@ def takes_what_was_posted_before_its_end(work):
         expect(cfm("post", "time_check", f"time_check_cpu?op=1,string_info={text}").returncode == 0, f"{text} is taken")
     daemon.process.send_signal(signal.SIGTERM)
     daemon.process.send_signal(signal.SIGCONT)
-    daemon.end()
+    expect(daemon.process.wait(SECONDS) == 0, "it ends in order")
     expect(all(daemon.says(text) for text in texts), "each is read before the end")
     expect(cfm("post", "time_check", "1?op=0").returncode != 0, "nothing is taken after it")
 
