@@ -44,11 +44,15 @@ FOLDERS = {
     "lab/": (CONTRACT, r"platform/linux/(bus|printable)\.h", r"lab/.*"),
     # What a plain Linux router has beside the daemon: it meets the daemon on the bus alone.
     "router/": (CONTRACT, r"platform/linux/(bus|printable|run_directory)\.h", r"router/.*"),
+    # The page that a household reads is made of the daemon's own; it is read and put into words as tcctl does.
+    "router/dhttpd/": (r"platform/common/status_file\.h", r"tools/tcctl/(explain|page|times|verdicts)\.h",
+                       r"router/dhttpd/.*"),
     "bench/": (CONTRACT, LINUX, r"platform/sim/virtual_router\.h", DAEMON, r"bench/.*"),
     "tests/": (CONTRACT, COMMON, LINUX, SIM, DAEMON, r"tests/.*"),
     "tests/contract/": (CONTRACT, COMMON, LINUX, SIM, r"tests/(contract|support)/.*"),
     "tests/contract/kit/": (CONTRACT, r"tests/contract/kit/.*"), # it goes to who has a ground of his own
     "tests/fuzz/": (CONTRACT, COMMON, LINUX, SIM, DAEMON, r"(tools|router)/.*", r"tests/(fuzz|support)/.*"),
+    "tests/dhttpd/": (COMMON, r"router/.*", r"tests/(dhttpd|support)/.*"),
     "tests/fleet/": (SIM, r"tools/fleet/.*", r"tests/(fleet|support)/.*"),
     "tests/netctrl/": (r"router/.*", r"tests/(netctrl|support)/.*"),
     "tests/porting/": (CONTRACT,),
