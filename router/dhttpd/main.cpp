@@ -1,0 +1,101 @@
+// dhttpd: tells who is in the LAN, in the browser, why the line is dead. The name is what time_check looks for.
+//
+// Ends with 0 after SIGTERM or SIGINT, 1 when it cannot listen, 2 when it was called wrongly.
+#include <cstdio>
+#include <cstdlib>
+#include <getopt.h>
+#include <string>
+
+#include "router/dhttpd/server.h"
+
+namespace
+{
+
+constexpr char USAGE[] = "Usage: dhttpd --listen ADDRESS:PORT [OPTION]...\n"
+                         "Serves the page that tells why the line is dead, from time_check's status page.\n"
+                         "\n"
+                         "  --listen ADDRESS:PORT  the LAN's own address; of IPv6 in brackets\n"
+                         "  --interface NAME       take only what comes in there\n"
+                         "  --status               show at /status what every module is doing\n"
+                         "  --preview FILE         show the file, made by tcctl preview --format html, at /preview\n"
+                         "  --help, --version      print this, or the version, and end\n";
+
+enum option_code { LISTEN = 256, INTERFACE, STATUS, PREVIEW, HELP, VERSION };
+
+constexpr option OPTIONS[] = {
+    {"listen", required_argument, nullptr, LISTEN},
+    {"interface", required_argument, nullptr, INTERFACE},
+    {"status", no_argument, nullptr, STATUS},
+    {"preview", required_argument, nullptr, PREVIEW},
+    {"help", no_argument, nullptr, HELP},
+    {"version", no_argument, nullptr, VERSION},
+    {nullptr, 0, nullptr, 0},
+};
+
+[[noreturn]] void wrong(const std::string &what)
+{
+    fprintf(stderr, "dhttpd: %s\nTry dhttpd --help.\n", what.c_str());
+    exit(2);
+}
+
+struct arguments {
+    dhttpd::site site;
+    std::string interface;
+};
+
+void take_address(dhttpd::site *site, const std::string &text)
+{
+    const size_t colon = text.rfind(':');
+    const long port = colon == std::string::npos ? 0 : strtol(text.c_str() + colon + 1, nullptr, 10);
+    if (port < 1 || port > 65535 || text.find_first_not_of("0123456789", colon + 1) != std::string::npos)
+        wrong("--listen: not an ADDRESS:PORT: " + text);
+    site->host = text.substr(0, colon);
+    site->port = std::to_string(port);
+}
+
+void take_option(arguments *arguments, int code)
+{
+    switch (code) {
+    case LISTEN:
+        take_address(&arguments->site, optarg);
+        break;
+    case INTERFACE:
+        arguments->interface = optarg;
+        break;
+    case STATUS:
+        arguments->site.has_status = true;
+        break;
+    case PREVIEW:
+        arguments->site.preview_path = optarg;
+        break;
+    case HELP:
+        fputs(USAGE, stdout);
+        exit(0);
+    case VERSION:
+        puts("dhttpd " DHTTPD_VERSION);
+        exit(0);
+    default: // getopt has said what is wrong
+        fputs("Try dhttpd --help.\n", stderr);
+        exit(2);
+    }
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    arguments arguments;
+    for (int code = 0; (code = getopt_long(argc, argv, "", OPTIONS, nullptr)) != -1;)
+        take_option(&arguments, code);
+    if (optind < argc)
+        wrong(std::string("what is that: ") + argv[optind]);
+    if (arguments.site.host.empty())
+        wrong("--listen is missing");
+    std::string why;
+    const int listening = dhttpd::listen_at(arguments.site, arguments.interface, &why);
+    if (listening < 0) {
+        fprintf(stderr, "dhttpd: %s\n", why.c_str());
+        return 1;
+    }
+    return dhttpd::serve(arguments.site, listening);
+}
