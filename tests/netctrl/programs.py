@@ -329,12 +329,51 @@ class Programs(unittest.TestCase):
     def test_services_are_started_and_stopped(self):
         self.tool("systemctl")
         self.config("MEDIA_SERVICE=gerbera\n")
-        for verb in ("media-server-start", "fault-page-start", "fault-page-stop"):
-            self.run_verb(verb)
-        self.assertEqual(self.calls(), ["systemctl restart gerbera", "systemctl start time_check-dhttpd",
-                                        "systemctl stop time_check-dhttpd"])
+        self.run_verb("media-server-start")
+        self.assertEqual(self.calls(), ["systemctl restart gerbera"])
+
+    LEADS = ["nft -f -", "table ip time_check_fault_page", "delete table ip time_check_fault_page",
+             "table ip time_check_fault_page {", "    chain prerouting {",
+             "        type nat hook prerouting priority -101; policy accept", '        iifname != "br7" accept',
+             "        tcp dport 80 fib daddr type != local dnat to 192.168.7.1:8053"]
+
+    def test_clients_are_led_to_the_fault_page(self):
+        for tool in ("systemctl", "nft"):
+            self.tool(tool)
+        self.config("LAN=br7\nLAN_ADDRESS=192.168.7.1/24\n")
+        self.run_verb("fault-page-start")
+        calls = self.calls()
+        self.assertEqual(calls[:9], ["systemctl start time_check-dhttpd", *self.LEADS])
+        self.assertNotIn("8054", "".join(calls), "without dnsmasq names stay as they are")
+        self.assertEqual((self.world / "reply/dhttpd.env").read_text().split(), [
+            "ADDRESS=192.168.7.1", "INTERFACE=br7", "PORT=8053", "NAMES_PORT=8054", "NOWHERE=192.0.2.1"])
+        self.tool("dnsmasq")
+        self.run_verb("fault-page-start")
+        calls = self.calls()
+        self.assertEqual(calls[:10], ["systemctl start time_check-dhttpd", "systemctl start time_check-fault-names",
+                                      *self.LEADS])
+        self.assertEqual(calls[10].strip(), "meta l4proto { tcp, udp } th dport 53 dnat to 192.168.7.1:8054")
+        self.config("LAN=br7\nLAN_ADDRESS=192.168.7.1/24\nFAULT_PAGE_NOWHERE=\n")
+        self.run_verb("fault-page-start")
+        self.assertNotIn("8054", "".join(self.calls()))
+
+    def test_clients_are_led_to_the_fault_page_no_more(self):
+        for tool in ("systemctl", "nft"):
+            self.tool(tool)
+        self.run_verb("fault-page-stop")
+        self.assertEqual(self.calls(), ["nft list table ip time_check_fault_page",
+                                        "nft delete table ip time_check_fault_page", "systemctl stop time_check-dhttpd"])
+        self.says("nft", "list table ip time_check_fault_page", "", 1)
+        self.run_verb("fault-page-stop")
+        self.assertEqual(self.calls(), ["nft list table ip time_check_fault_page", "systemctl stop time_check-dhttpd"])
+
+    def test_a_fault_page_without_a_lan(self):
+        self.tool("systemctl")
+        self.assert_fails_as_it_should("fault-page-start")
+        self.assertEqual(self.calls("systemctl"), [])
 
     def test_services_that_are_not_there_or_fail(self):
+        self.config("LAN_ADDRESS=192.168.7.1\n")
         for verb in ("media-server-start", "fault-page-start"):
             self.assert_fails_as_it_should(verb)
         self.tool("systemctl", any_status=5)
