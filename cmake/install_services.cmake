@@ -34,6 +34,8 @@ install(FILES packaging/rt_tables.d/time_check.conf DESTINATION ${data}/rt_table
 if(TARGET netctrl)
     rewrite_on_install(router
         router/systemd/time_check-netctrl.service
+        router/systemd/time_check-dhttpd.service
+        router/systemd/time_check-fault-names.service
         router/systemd/time_check.service.d/router.conf)
     install(DIRECTORY ${services}/router/systemd/ DESTINATION lib/systemd/system COMPONENT router)
     install(FILES router/router.conf DESTINATION ${data}/examples COMPONENT router)
