@@ -1,4 +1,5 @@
 // What a recorder makes of what it reads.
+#include <cstdio>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <memory>
@@ -108,6 +109,63 @@ TEST_F(Written, HoldsAsFewPassesAsKeepAllInTheirPlaces)
     EXPECT_EQ(lines(), "2026-03-02T12:00:16.02Z pass 10 2026-03-02T12:00:10.02Z\n"
                        "2026-03-02T12:00:17.022Z pass 11 2026-03-02T12:00:16.02Z\n"
                        "2026-03-02T12:00:25.038Z pass 20 2026-03-02T12:00:25.038Z\n");
+}
+
+// A look at WAN 1 that ended `ended` seconds after noon, and began so many before.
+status_reading look_of(int64_t ended, uint32_t duration, const char *address)
+{
+    status_reading page = {};
+    page.is_alive = true;
+    page.pid = 7;
+    page.start = 100;
+    status_wans &wans = page.status.wans;
+    wans.num = 1;
+    wans.passes = 1;
+    wans.next = NOON / SECOND + ended + 5;
+    wans.wan[0].looked = NOON / SECOND + ended;
+    wans.wan[0].duration = duration;
+    wans.wan[0].names = STATUS_NO_ANSWER;
+    std::snprintf(wans.wan[0].interface, sizeof wans.wan[0].interface, "wan1");
+    std::snprintf(wans.wan[0].address, sizeof wans.wan[0].address, "%s", address);
+    return page;
+}
+
+// What the first look of a daemon that started at noon is told as, by a recorder that learnt of an address at `comes`.
+class Looks : public Written
+{
+protected:
+    std::string told(record::micros comes, const status_reading &page)
+    {
+        begin();
+        out->tell_state(kind::wan, {"1", "wan1"}, 1);
+        out->tell_state(kind::link, {"1", "up"}, 1);
+        out->tell_state(kind::address, {"wan1", "-"}, 1);
+        record::daemon_watch watch;
+        watch.look_at_start(*out, page);
+        at(comes);
+        out->tell_state(kind::address, {"wan1", "10.0.0.2"}, 1);
+        at((page.status.wans.wan[0].looked + 1) * SECOND - NOON);
+        watch.look(*out, page);
+        const std::string all = lines();
+        return all.substr(all.find("look 1"));
+    }
+};
+
+TEST_F(Looks, BeginBehindTheAddressThatTheyHaveSeen)
+{
+    EXPECT_EQ(told(SECOND * 95 / 100, look_of(7, 7, "10.0.0.2")),
+              "look 1 2026-03-02T12:00:00.95Z 2026-03-02T12:00:07.999999Z\n");
+}
+
+TEST_F(Looks, BeginBeforeTheAddressThatTheyHaveNotSeen)
+{
+    EXPECT_EQ(told(SECOND * 6 / 10, look_of(7, 7, "")),
+              "look 1 2026-03-02T12:00:00.599999Z 2026-03-02T12:00:07.999999Z\n");
+}
+
+TEST_F(Looks, NeverBeginBeforeTheDaemon)
+{
+    EXPECT_EQ(told(1, look_of(7, 7, "")), "look 1 2026-03-02T12:00:00Z 2026-03-02T12:00:07.999999Z\n");
 }
 
 TEST(Masks, HideSecretsWhereverTheyStand)

@@ -41,6 +41,45 @@ std::string moment(micros at)
     return replay::moment_text(at);
 }
 
+// The page's beat is at first the daemon's start, and then the end of its last pass.
+micros beat_of(const scribe &out, const status_reading &read)
+{
+    return out.now().wall - micros{read.age_ms} * 1000;
+}
+
+// Whether a wired WAN has link and address, and since when.
+struct line_state {
+    bool is_known;
+    bool is_up;
+    micros since;
+};
+
+line_state line_of(const scribe &out, int number)
+{
+    const scribe::state *const name = out.known(kind::wan, std::to_string(number));
+    const scribe::state *const link = out.known(kind::link, std::to_string(number));
+    const scribe::state *const address = name == nullptr ? nullptr : out.known(kind::address, name->words[0]);
+    if (link == nullptr || address == nullptr)
+        return {.is_known = false, .is_up = false, .since = 0};
+    const bool has_link = link->words[0] == "up";
+    const bool has_address = address->words[0] != "-";
+    if (has_link == has_address)
+        return {.is_known = true,
+                .is_up = has_link,
+                .since = has_link ? std::max(link->since, address->since) : std::min(link->since, address->since)};
+    return {.is_known = true, .is_up = false, .since = has_link ? address->since : link->since};
+}
+
+// A look at a WAN began about then, in the second that begins at `second`: behind what it has seen, and before what it
+// has not.
+micros seen_from(const scribe &out, const status_wan &wan, int number, micros second, micros about)
+{
+    const line_state line = line_of(out, number);
+    if (line.is_known && line.is_up == (wan.address[0] != '\0'))
+        return std::max(about, line.since);
+    return line.is_known && line.since > second ? std::min(about, line.since - 1) : about;
+}
+
 } // namespace
 
 // ---- the main loop ----
@@ -88,14 +127,11 @@ micros daemon_watch::next_pass() const
     return beat_ == 0 ? 0 : beat_ + SECOND;
 }
 
-// The page's beat is at first the daemon's start, and then the end of its last pass.
 void daemon_watch::look(scribe &out, const status_reading &read)
 {
     if (!read.is_alive)
         return;
-    const micros beat = out.now().wall - micros{read.age_ms} * 1000;
-    look_at_start(out, read, beat);
-    look_at_passes(out, read.status.main, beat);
+    look_at_passes(out, read.status.main, beat_of(out, read));
     look_at_wans(out, read.status.wans);
     look_at_gateway(out, read.status.main.gateway);
     programs_.clear();
@@ -105,10 +141,11 @@ void daemon_watch::look(scribe &out, const status_reading &read)
                 programs_[text_of(program.name)] = true;
 }
 
-void daemon_watch::look_at_start(scribe &out, const status_reading &read, micros beat)
+void daemon_watch::look_at_start(scribe &out, const status_reading &read)
 {
-    if (read.pid == pid_ && read.start == start_)
+    if (!read.is_alive || (read.pid == pid_ && read.start == start_))
         return;
+    const micros beat = beat_of(out, read);
     const micros second = out.now().wall - out.now().up + micros{read.start} * SECOND;
     passes_.finish(out);
     pid_ = read.pid;
@@ -206,18 +243,24 @@ void daemon_watch::tell_answers(scribe &out, const status_wans &wans, int number
     }
 }
 
+// The page tells whole seconds.
 void daemon_watch::tell_looks(scribe &out, const status_wans &wans)
 {
+    const auto places = [&out, &wans](uint32_t i, micros second, micros about) {
+        return wans.mode == 0 ? seen_from(out, wans.wan[i], static_cast<int>(i) + 1, second, about) : about;
+    };
     const status_wan &first = wans.wan[0];
     const micros begins = (first.looked - first.duration) * SECOND;
-    micros from =
-        looks_next_ >= begins && looks_next_ < begins + SECOND
-            ? looks_next_
-            : begins + (looks_next_ == 0 ? SECOND * 9 / 10 : SECOND / 2); // the first one comes behind commands
+    micros from = looks_next_ >= begins && looks_next_ < begins + SECOND ? looks_next_ : begins + SECOND / 2;
+    if (looks_next_ == 0) // the first one comes behind commands
+        from = begins + SECOND * 9 / 10;
+    for (uint32_t i = 0; i < wans.num && (i == 0 || wans.wan[i - 1].duration == 0); i++)
+        from = std::max(places(i, begins, from), started_);
     for (uint32_t i = 0; i < wans.num; i++) {
         const micros second = wans.wan[i].looked * SECOND;
         const bool is_last = i + 1 == wans.num;
-        micros to = is_last ? std::clamp(out.now().wall, second, second + SECOND - 1) : second + SECOND / 2;
+        micros to = is_last ? std::clamp(out.now().wall, second, second + SECOND - 1)
+                            : places(i + 1, second, second + SECOND / 2);
         to = std::min(std::max(from, to), out.now().wall);
         out.tell(kind::look, {std::to_string(i + 1), moment(std::min(from, to)), moment(to)});
         from = to;

@@ -45,7 +45,9 @@ private:
 class daemon_watch
 {
 public:
-    // A look at the page, at the moment of `out`.
+    // A look at the page, at the moment of `out`: whether the daemon was started, and then all else of it. What the
+    // daemon may have seen of links and addresses is told by then.
+    void look_at_start(scribe &out, const status_reading &read);
     void look(scribe &out, const status_reading &read);
     void end(scribe &out)
     {
@@ -60,7 +62,6 @@ public:
     }
 
 private:
-    void look_at_start(scribe &out, const status_reading &read, micros beat);
     void look_at_passes(scribe &out, const status_main &page, micros beat);
     uint64_t passes_until(const status_main &page, micros beat, micros now);
     void look_at_wans(scribe &out, const status_wans &wans);

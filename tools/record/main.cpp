@@ -195,13 +195,16 @@ private:
     {
         status_reading page;
         std::string why;
-        if (tcctl::read_page(&page, &why))
-            daemon_.look(out_, page);
+        const bool is_read = tcctl::read_page(&page, &why);
+        if (is_read)
+            daemon_.look_at_start(out_, page);
         else
             out_.lacks(why + "; the trace begins without a daemon");
+        record::world::look_at_lines(out_); // behind the page: nothing that the daemon went by is missing
+        if (is_read)
+            daemon_.look(out_, page);
         if (settings_.may_have_changed())
             settings_.look(out_);
-        record::world::look_at_lines(out_);
         if (out_.now().up >= next_sample_)
             sample();
         plan_sample();
@@ -300,6 +303,7 @@ int main(int argc, char *argv[])
     try {
         return run({argv + 1, argv + argc});
     } catch (const std::exception &error) {
-        return fail(error.what());
+        std::fprintf(stderr, "tcctl record: %s\n", tcctl::shown(error.what()).c_str());
+        return tcctl::CANNOT;
     }
 }

@@ -100,7 +100,8 @@ std::map<std::string, processes::process> processes::find(const std::map<std::st
     return found;
 }
 
-void processes::tell_share(scribe &out, const std::string &name, process &now, const process &before, uint64_t machine)
+void processes::tell_share(scribe &out, const std::string &name, process &now, const process &before,
+                           uint64_t machine) const
 {
     const uint64_t passed = machine - std::min(machine_, machine);
     const uint64_t used = now.ticks - std::min(before.ticks, now.ticks);

@@ -40,7 +40,7 @@ private:
         int share; // of one CPU, percent, as it was told
     };
     std::map<std::string, process> find(const std::map<std::string, bool> &watched);
-    void tell_share(scribe &out, const std::string &name, process &now, const process &before, uint64_t machine);
+    void tell_share(scribe &out, const std::string &name, process &now, const process &before, uint64_t machine) const;
 
     masks &hides_;
     std::map<std::string, process> last_; // by their names

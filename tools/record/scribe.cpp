@@ -68,12 +68,18 @@ void scribe::tell_state(kind what, const std::vector<std::string> &words, size_t
     std::string name;
     for (size_t i = 0; i < named; i++)
         name += words[i] + ' ';
-    std::vector<std::string> state(words.begin() + static_cast<ptrdiff_t>(named), words.end());
-    const auto [place, is_new] = states_.try_emplace({what, name}, state);
-    if (!is_new && place->second == state)
+    std::vector<std::string> is(words.begin() + static_cast<ptrdiff_t>(named), words.end());
+    const auto [place, is_new] = states_.try_emplace({what, name});
+    if (!is_new && place->second.words == is)
         return;
-    place->second = std::move(state);
     tell(what, words);
+    place->second = {.words = std::move(is), .since = last_};
+}
+
+const scribe::state *scribe::known(kind what, const std::string &name) const
+{
+    const auto place = states_.find({what, name + ' '});
+    return place == states_.end() ? nullptr : &place->second;
 }
 
 void scribe::forget_state(kind what, const std::string &name)

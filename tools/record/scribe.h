@@ -46,6 +46,13 @@ public:
     // A line unless the last one of this kind with the same first `named` words was the same.
     void tell_state(kind what, const std::vector<std::string> &words, size_t named);
     void forget_state(kind what, const std::string &name);
+    // What is known by tell_state of this kind and of `name`, its one named word, and since which line's moment;
+    // nullptr: nothing.
+    struct state {
+        std::vector<std::string> words;
+        micros since;
+    };
+    const state *known(kind what, const std::string &name) const;
 
     // The moment of the last line, and how many there are.
     micros last() const
@@ -68,7 +75,7 @@ private:
     clocks now_;
     micros last_;        // of the last line
     uint64_t lines_ = 0; // of this program
-    std::map<std::pair<kind, std::string>, std::vector<std::string>> states_;
+    std::map<std::pair<kind, std::string>, state> states_;
     std::set<std::string> lacking_;
 };
 
