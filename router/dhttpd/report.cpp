@@ -17,7 +17,7 @@ line_state state_of(uint8_t verdict)
     case tcctl::reach::no_link:
         return line_state::NO_CABLE;
     case tcctl::reach::no_address:
-        return line_state::NO_ADDRESS;
+        return line_state::WITHOUT_ADDRESS;
     case tcctl::reach::not_connected:
         return line_state::NOT_ASSOCIATED;
     case tcctl::reach::unresolved:
@@ -57,7 +57,7 @@ std::array<standing, 3> parts_of(const line &line)
     case line_state::NO_CABLE:
     case line_state::NOT_ASSOCIATED:
         return {BROKEN, UNKNOWN, UNKNOWN};
-    case line_state::NO_ADDRESS:
+    case line_state::WITHOUT_ADDRESS:
         return {GOOD, BROKEN, UNKNOWN};
     case line_state::NO_NAMES:
     case line_state::NO_ANSWER:

@@ -15,7 +15,7 @@ namespace dhttpd
 enum class standing : uint8_t { GOOD, BROKEN, UNKNOWN };
 
 // What a person can be told of a line: the first that is missing.
-enum class line_state : uint8_t { GOOD, NO_CABLE, NO_ADDRESS, NOT_ASSOCIATED, NO_NAMES, NO_ANSWER, UNKNOWN };
+enum class line_state : uint8_t { GOOD, NO_CABLE, WITHOUT_ADDRESS, NOT_ASSOCIATED, NO_NAMES, NO_ANSWER, UNKNOWN };
 
 struct line {
     std::string interface; // "" where it is not known
