@@ -8,6 +8,7 @@ set(data ${CMAKE_INSTALL_DATADIR}/time_check)
 # ---- programs ----
 
 install(TARGETS time_check RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT daemon)
+install(FILES packaging/home-router.conf DESTINATION ${data}/examples COMPONENT daemon)
 if(TARGET tcctl)
     install(TARGETS cfm tcctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
     install(FILES packaging/prometheus/time_check.rules.yml DESTINATION ${data}/prometheus COMPONENT tools)
