@@ -45,7 +45,7 @@ def quoted(text):
 
 
 def told(text):
-    """A text inside a specification."""
+    """A text inside the words that zsh is given."""
     return "".join("\\" + sign if sign in "[]:\\" else sign for sign in text)
 
 
