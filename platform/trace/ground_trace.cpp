@@ -194,7 +194,7 @@ int trace_doSystemCmd(const char *format, ...)
     return result;
 }
 
-int trace__eval(char *const argv[], const char *redirect, int timeout, int *pid)
+int trace__eval(char *const argv[], const char *redirect, int timeout, int *pid) // NOLINT(bugprone-reserved-identifier)
 {
     char words[512] = "";
     size_t length = 0;

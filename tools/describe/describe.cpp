@@ -50,7 +50,7 @@ json described(CLI::App &app)
 
 } // namespace
 
-void take_words(CLI::App &app, const std::vector<std::string> &)
+void take_words(CLI::App &app, const std::vector<std::string> & /*words*/)
 {
     json whole = described(app);
     whole["words"] = known_words();

@@ -186,7 +186,7 @@ private:
     void wait_for_more(micros until)
     {
         const micros left = std::max<micros>(until - record::read_clocks().up, 0);
-        const timespec timeout = {.tv_sec = left / SECOND, .tv_nsec = left % SECOND * 1000};
+        const timespec timeout = {.tv_sec = left / SECOND, .tv_nsec = static_cast<long>(left % SECOND * 1000)};
         pollfd readable = {.fd = messages_.socket, .events = POLLIN, .revents = 0};
         ppoll(&readable, 1, &timeout, nullptr);
     }
