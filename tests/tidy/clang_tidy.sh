@@ -1,6 +1,6 @@
 #!/bin/bash
 # clang_tidy.sh CLANG_TIDY BUILD_FOLDER FOLDER: clang-tidy over the sources of a folder, two at a time; over all of them
-# with TIDY=all in the environment, otherwise over those that changed (units_to_check.py).
+# with TIDY=all in the environment, a share with TIDY=share, otherwise over those that changed (units_to_check.py).
 set -euo pipefail
 here=$(dirname "$0")
 found_clean=$2/clang_tidy
