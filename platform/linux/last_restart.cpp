@@ -87,7 +87,8 @@ void last_restart_save(journal_ring *ring, uint32_t newest)
 void last_restart_remove()
 {
     const int dir = journal_folder(store_conf_directory());
-    unlinkat(dir, NAME, 0);
+    if (unlinkat(dir, NAME, 0) == 0)
+        fsync(dir); // otherwise a power cut soon after brings it back, and is taken for what it tells of
     close(dir);
 }
 
