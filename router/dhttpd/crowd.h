@@ -14,7 +14,7 @@ namespace dhttpd
 using address = std::array<uint8_t, 16>; // an IPv4 address in its first four bytes
 
 struct limits {
-    size_t all = 224;         // connections
+    size_t all = 200;         // connections
     size_t of_one = 32;       // of an address
     int64_t longest = 20'000; // milliseconds from the first byte to the last
 };

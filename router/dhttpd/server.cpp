@@ -81,9 +81,9 @@ int listen_at(const site &site, const std::string &interface, std::string *why)
 namespace
 {
 
-constexpr unsigned CONNECTIONS = 256;       // at once; of these the crowd leaves some to who is coming
+constexpr unsigned CONNECTIONS = 232;       // at once; of these the crowd leaves some to who is coming
 constexpr unsigned SILENT_SECONDS = 10;     // after which a connection is ended
-constexpr size_t BYTES_OF_A_REQUEST = 8192; // with what the library needs to read it
+constexpr size_t BYTES_OF_A_REQUEST = 7168; // with what the library needs to read it
 
 struct server {
     const site &is;
