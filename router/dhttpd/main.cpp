@@ -6,6 +6,7 @@
 #include <getopt.h>
 #include <string>
 
+#include "router/call.h"
 #include "router/dhttpd/server.h"
 
 namespace
@@ -20,23 +21,19 @@ constexpr char USAGE[] = "Usage: dhttpd --listen ADDRESS:PORT [OPTION]...\n"
                          "  --preview FILE         show the file, made by tcctl preview --format html, at /preview\n"
                          "  --help, --version      print this, or the version, and end\n";
 
-enum option_code { LISTEN = 256, INTERFACE, STATUS, PREVIEW, HELP, VERSION };
+enum option_code { LISTEN = 256, INTERFACE, STATUS, PREVIEW };
 
 constexpr option OPTIONS[] = {
     {"listen", required_argument, nullptr, LISTEN},
     {"interface", required_argument, nullptr, INTERFACE},
     {"status", no_argument, nullptr, STATUS},
     {"preview", required_argument, nullptr, PREVIEW},
-    {"help", no_argument, nullptr, HELP},
-    {"version", no_argument, nullptr, VERSION},
+    {"help", no_argument, nullptr, CALL_HELP},
+    {"version", no_argument, nullptr, CALL_VERSION},
     {nullptr, 0, nullptr, 0},
 };
 
-[[noreturn]] void wrong(const std::string &what)
-{
-    fprintf(stderr, "dhttpd: %s\nTry dhttpd --help.\n", what.c_str());
-    exit(2);
-}
+constexpr program IS = {.name = "dhttpd", .version = DHTTPD_VERSION, .usage = USAGE};
 
 struct arguments {
     dhttpd::site site;
@@ -48,7 +45,7 @@ void take_address(dhttpd::site *site, const std::string &text)
     const size_t colon = text.rfind(':');
     const long port = colon == std::string::npos ? 0 : strtol(text.c_str() + colon + 1, nullptr, 10);
     if (port < 1 || port > 65535 || text.find_first_not_of("0123456789", colon + 1) != std::string::npos)
-        wrong("--listen: not an ADDRESS:PORT: " + text);
+        wrong_call(IS, "--listen: not an ADDRESS:PORT: " + text);
     site->host = text.substr(0, colon);
     site->port = std::to_string(port);
 }
@@ -68,15 +65,8 @@ void take_option(arguments *arguments, int code)
     case PREVIEW:
         arguments->site.preview_path = optarg;
         break;
-    case HELP:
-        fputs(USAGE, stdout);
-        exit(0);
-    case VERSION:
-        puts("dhttpd " DHTTPD_VERSION);
-        exit(0);
-    default: // getopt has said what is wrong
-        fputs("Try dhttpd --help.\n", stderr);
-        exit(2);
+    default:
+        end_call(IS, code);
     }
 }
 
@@ -88,9 +78,9 @@ int main(int argc, char **argv)
     for (int code = 0; (code = getopt_long(argc, argv, "", OPTIONS, nullptr)) != -1;)
         take_option(&arguments, code);
     if (optind < argc)
-        wrong(std::string("what is that: ") + argv[optind]);
+        wrong_call(IS, std::string("what is that: ") + argv[optind]);
     if (arguments.site.host.empty())
-        wrong("--listen is missing");
+        wrong_call(IS, "--listen is missing");
     std::string why;
     const int listening = dhttpd::listen_at(arguments.site, arguments.interface, &why);
     if (listening < 0) {

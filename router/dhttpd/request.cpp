@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "tools/html.h"
+
 namespace dhttpd
 {
 
@@ -153,28 +155,11 @@ std::string link_to(const target &wanted)
 
 std::string escaped(std::string_view text)
 {
-    std::string safe;
-    for (const char c : text)
-        switch (c) {
-        case '&':
-            safe += "&amp;";
-            break;
-        case '<':
-            safe += "&lt;";
-            break;
-        case '>':
-            safe += "&gt;";
-            break;
-        case '"':
-            safe += "&quot;";
-            break;
-        case '\'':
-            safe += "&#39;";
-            break;
-        default: // what no document may contain, and bytes that nobody has checked
-            safe += (c >= ' ' && c < '\x7f') || c == '\n' ? c : '?';
-        }
-    return safe;
+    // What no document may contain, and bytes that nobody has checked.
+    std::string shown(text);
+    std::replace_if(
+        shown.begin(), shown.end(), [](char c) { return (c < ' ' || c >= '\x7f') && c != '\n'; }, '?');
+    return escaped_html(shown);
 }
 
 } // namespace dhttpd

@@ -9,6 +9,7 @@
 #include <getopt.h>
 
 #include "platform/linux/run_directory.h"
+#include "router/call.h"
 #include "router/netctrl/message.h"
 #include "router/netctrl/serve.h"
 
@@ -29,7 +30,7 @@ constexpr char USAGE[] =
     "  --limit SECONDS    what a program may take before it is ended (60)\n"
     "  --help, --version  print this, or the version, and end\n";
 
-enum option_code { DRY_RUN = 256, LIST_VERBS, OWNER, PACKAGE, STATE, LIMIT, HELP, VERSION };
+enum option_code { DRY_RUN = 256, LIST_VERBS, OWNER, PACKAGE, STATE, LIMIT };
 
 constexpr option OPTIONS[] = {
     {"dry-run", no_argument, nullptr, DRY_RUN},
@@ -38,16 +39,12 @@ constexpr option OPTIONS[] = {
     {"package", required_argument, nullptr, PACKAGE},
     {"state", required_argument, nullptr, STATE},
     {"limit", required_argument, nullptr, LIMIT},
-    {"help", no_argument, nullptr, HELP},
-    {"version", no_argument, nullptr, VERSION},
+    {"help", no_argument, nullptr, CALL_HELP},
+    {"version", no_argument, nullptr, CALL_VERSION},
     {nullptr, 0, nullptr, 0},
 };
 
-[[noreturn]] void wrong(const std::string &what)
-{
-    fprintf(stderr, "netctrl: %s\nTry netctrl --help.\n", what.c_str());
-    exit(2);
-}
+constexpr program IS = {.name = "netctrl", .version = NETCTRL_VERSION, .usage = USAGE};
 
 std::string from_environment(const char *name, const char *otherwise)
 {
@@ -67,7 +64,7 @@ int64_t limit_in(const char *text)
     char *end = nullptr;
     const double seconds = strtod(text, &end);
     if (end == text || *end != '\0' || !(seconds > 0 && seconds <= 86400))
-        wrong(std::string("--limit: not a number of seconds from 0 to 86400: ") + text);
+        wrong_call(IS, std::string("--limit: not a number of seconds from 0 to 86400: ") + text);
     return std::llround(std::ceil(seconds * 1000));
 }
 
@@ -88,7 +85,7 @@ int say_what_would_run(const service &service, char **messages)
     for (; *messages != nullptr; messages++) {
         const std::optional<request> asked = read_message(*messages);
         if (!asked)
-            wrong(std::string("no message that netctrl understands: ") + *messages);
+            wrong_call(IS, std::string("no message that netctrl understands: ") + *messages);
         printf("%s: %s\n", asked->message.c_str(), would_run(service.folders, *asked).c_str());
     }
     return 0;
@@ -120,15 +117,8 @@ void take_option(arguments *arguments, int code)
     case LIMIT:
         arguments->is.limit_ms = limit_in(optarg);
         break;
-    case HELP:
-        fputs(USAGE, stdout);
-        exit(0);
-    case VERSION:
-        puts("netctrl " NETCTRL_VERSION);
-        exit(0);
-    default: // getopt has said what is wrong
-        fputs("Try netctrl --help.\n", stderr);
-        exit(2);
+    default:
+        end_call(IS, code);
     }
 }
 
@@ -146,7 +136,7 @@ int main(int argc, char **argv)
         take_option(&arguments, code);
     const bool has_messages = optind < argc;
     if (has_messages && (!arguments.is.is_dry || arguments.lists))
-        wrong(std::string("messages go with --dry-run alone: ") + argv[optind]);
+        wrong_call(IS, std::string("messages go with --dry-run alone: ") + argv[optind]);
     if (arguments.lists)
         return list_verbs(arguments.is);
     return has_messages ? say_what_would_run(arguments.is, argv + optind) : serve(arguments.is);

@@ -31,7 +31,7 @@ FOLDERS = {
     # call for all programs.
     "tools/preview/": (CONTRACT, KEYS, VERDICTS, SIM, r"platform/linux/store/text\.h",
                        r"time_check/time_check_schedule\.h",
-                       r"tools/(command_line|text_file)\.h", r"tools/replay/program\.h", r"tools/(preview|tcctl)/.*"),
+                       r"tools/(command_line|html|text_file)\.h", r"tools/replay/program\.h", r"tools/(preview|tcctl)/.*"),
     # As the preview. What a trace is (trace.h) knows nobody, so that what writes one on a router needs nothing of it.
     "tools/replay/": (CONTRACT, VERDICTS, SIM, r"tools/(command_line|text_file)\.h", r"tools/(replay|tcctl)/.*"),
     # It reads the machine with the ground's own units, and the daemon's page and journal with tcctl's.
@@ -45,8 +45,8 @@ FOLDERS = {
     # What a plain Linux router has beside the daemon: it meets the daemon on the bus alone.
     "router/": (CONTRACT, r"platform/linux/(bus|printable|run_directory)\.h", r"router/.*"),
     # The page that a household reads is made of the daemon's own; it is read and put into words as tcctl does.
-    "router/dhttpd/": (r"platform/common/status_file\.h", r"tools/tcctl/(explain|page|times|verdicts)\.h",
-                       r"router/dhttpd/.*"),
+    "router/dhttpd/": (r"platform/common/status_file\.h", r"tools/(html|tcctl/(explain|page|times|verdicts))\.h",
+                       r"router/(call\.h|dhttpd/.*)"),
     "bench/": (CONTRACT, LINUX, r"platform/sim/virtual_router\.h", DAEMON, r"bench/.*"),
     "tests/": (CONTRACT, COMMON, LINUX, SIM, DAEMON, r"tests/.*"),
     "tests/contract/": (CONTRACT, COMMON, LINUX, SIM, r"tests/(contract|support)/.*"),

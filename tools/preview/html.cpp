@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include "tools/html.h"
 #include "tools/preview/chart.h"
 #include "tools/preview/formats.h"
 
@@ -34,29 +35,6 @@ li:target{outline:2px solid #111}
 </style>
 )";
 
-std::string escaped(std::string_view text)
-{
-    std::string safe;
-    for (const char c : text)
-        switch (c) {
-        case '&':
-            safe += "&amp;";
-            break;
-        case '<':
-            safe += "&lt;";
-            break;
-        case '>':
-            safe += "&gt;";
-            break;
-        case '"':
-            safe += "&quot;";
-            break;
-        default:
-            safe += c;
-        }
-    return safe;
-}
-
 // Where the reader finds why: the act with which the span began, or else its day.
 std::string target_of(const plan &shown, const span &one, size_t day)
 {
@@ -71,7 +49,7 @@ std::string track_row(const plan &shown, track which, const local_day &day, size
     std::string row =
         fmt::format("<div class=\"track\"><span class=\"name\">{}</span><div class=\"bar\">", title_of(which));
     for (const mark &each : marks_of(shown, which, day)) {
-        const std::string sentence = escaped(sentence_of(*each.of));
+        const std::string sentence = escaped_html(sentence_of(*each.of));
         row += fmt::format("<a class=\"mark {}\" href=\"#{}\" style=\"left:{:.3f}%;width:{:.3f}%\" title=\"{}\" "
                            "aria-label=\"{}\"></a>",
                            which == track::restart ? std::string_view(each.of->state) : name_of(which),
@@ -88,8 +66,8 @@ std::string acts_of(const plan &shown, const local_day &day)
         const act &each = shown.acts[i];
         if (day.begin <= each.at && each.at < day.end)
             list += fmt::format("<li id=\"act{}\"><time datetime=\"{}\">{}</time> <strong>{}</strong><br>{}</li>\n", i,
-                                iso_text(each.at), local_text(each.at, "%H:%M:%S"), escaped(headline_of(each)),
-                                escaped(each.reason));
+                                iso_text(each.at), local_text(each.at, "%H:%M:%S"), escaped_html(headline_of(each)),
+                                escaped_html(each.reason));
     }
     return list.empty() ? "<p>Nothing happens on this day.</p>\n"
                         : fmt::format("<details open><summary>What happens</summary><ol>\n{}</ol></details>\n", list);
@@ -115,9 +93,10 @@ std::string surprises_of(const plan &shown)
 {
     std::string list;
     for (const remark &each : remarks_of(shown))
-        list += fmt::format("<li><time datetime=\"{}\">{}</time>{}: {}</li>\n", iso_text(each.first->at),
-                            local_text(each.first->at, "%a %d %b %H:%M"),
-                            each.more == 0 ? "" : fmt::format(" and {} more", each.more), escaped(each.first->text));
+        list +=
+            fmt::format("<li><time datetime=\"{}\">{}</time>{}: {}</li>\n", iso_text(each.first->at),
+                        local_text(each.first->at, "%a %d %b %H:%M"),
+                        each.more == 0 ? "" : fmt::format(" and {} more", each.more), escaped_html(each.first->text));
     return list.empty() ? "" : fmt::format("<section><h2>Look at these</h2><ul>\n{}</ul></section>\n", list);
 }
 
