@@ -14,28 +14,14 @@ import subprocess
 import sys
 import tempfile
 import termios
-import time
 
-SECONDS = 60  # for what must happen in the end, on however busy a machine
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+from expect import SECONDS, expect, wait_for  # noqa: E402
+
 OWN_COLOURS = re.compile(rb"\033\[(?:1;31m|1;32m|m|0m|0;3[123]m)")
 LOST = re.compile(rb"^time_check: (\d+) lines of the log were lost$", re.M)
 LINES_A_MESSAGE = 2  # of mark(); the reachability thread has some, too
 CFM_SETTINGS = ("sys.workmode=router", "wl2g.public.mode=ap", "wl5g.public.mode=ap", "wans.flag=1", "wan1.connecttype=0")
-
-
-def expect(holds, what):
-    if not holds:
-        sys.exit(f"NOT SO: {what}")
-    print(f"ok: {what}", flush=True)
-
-
-def wait_for(what, holds):
-    deadline = time.monotonic() + SECONDS
-    while not holds():
-        if time.monotonic() > deadline:
-            sys.exit(f"NOT SEEN within {SECONDS} s: {what}")
-        time.sleep(0.02)
-    print(f"ok: {what}", flush=True)
 
 
 def cfm(*words):

@@ -13,7 +13,9 @@ import sys
 import tempfile
 import time
 
-SECONDS = 30  # for what must happen in the end, on however busy a machine
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+from expect import SECONDS, expect, wait_for  # noqa: E402
+
 ON, OFF, ON_5G = "19?op=1,wl_rate=24", "19?op=2,wl_rate=24", "19?op=1,wl_rate=5"
 # Notes its beginning and its end, and does what the test has put beside it.
 NOTER = """#!/bin/sh
@@ -21,21 +23,6 @@ echo "begin $TC_MESSAGE" >>"$NOTES"
 [ ! -e "$ACT" ] || . "$ACT"
 echo "end $TC_MESSAGE" >>"$NOTES"
 """
-
-
-def expect(holds, what):
-    if not holds:
-        sys.exit(f"NOT SO: {what}")
-    print(f"ok: {what}", flush=True)
-
-
-def wait_for(what, holds, seconds=SECONDS):
-    deadline = time.monotonic() + seconds
-    while not holds():
-        if time.monotonic() > deadline:
-            sys.exit(f"NOT SEEN within {seconds} s: {what}")
-        time.sleep(0.005)
-    print(f"ok: {what}", flush=True)
 
 
 class World:

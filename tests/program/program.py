@@ -13,25 +13,12 @@ import sys
 import tempfile
 import time
 
-SECONDS = 60  # for what must happen in the end, on however busy a machine
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+from expect import SECONDS, expect, wait_for  # noqa: E402
+
 SETTINGS = {"sys.workmode": "router", "wl2g.public.mode": "ap", "wl5g.public.mode": "ap", "wans.flag": "2",
             "wan1.connecttype": "0", "wan2.connecttype": "0"}
 CHECKED = ("HUP", "INT", "PIPE", "TERM", "XFSZ")
-
-
-def expect(holds, what):
-    if not holds:
-        sys.exit(f"NOT SO: {what}")
-    print(f"ok: {what}", flush=True)
-
-
-def wait_for(what, holds, seconds=SECONDS):
-    deadline = time.monotonic() + seconds
-    while not holds():
-        if time.monotonic() > deadline:
-            sys.exit(f"NOT SEEN within {seconds} s: {what}")
-        time.sleep(0.005)
-    print(f"ok: {what}", flush=True)
 
 
 def run(*words, **options):
