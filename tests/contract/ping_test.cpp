@@ -2,10 +2,12 @@
 #include "platform/network.h"
 
 #include <arpa/inet.h>
+#include <atomic>
 #include <cstring>
 #include <functional>
 #include <gtest/gtest.h>
 #include <netinet/ip_icmp.h>
+#include <poll.h>
 #include <string>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -27,6 +29,29 @@ extern "C" int connect(int socket, const sockaddr *address, socklen_t size)
     if (before_next_connect)
         std::exchange(before_next_connect, nullptr)();
     return static_cast<int>(syscall(SYS_connect, socket, address, size));
+}
+
+// And between the look that finds no answer and what follows it: told once, of which socket it was.
+static std::function<void(int socket)> after_second_look;
+static int looks_in_vain;
+
+extern "C" ssize_t recv(int socket, void *buffer, size_t size, int flags)
+{
+    const ssize_t got = syscall(SYS_recvfrom, socket, buffer, size, flags, nullptr, nullptr);
+    if (got < 0 && after_second_look && ++looks_in_vain == 2)
+        std::exchange(after_second_look, nullptr)(socket);
+    return got;
+}
+
+// How often somebody waited for an answer.
+static std::atomic<int> waits;
+
+extern "C" int ppoll(pollfd *descriptors, nfds_t number, const timespec *timeout, const sigset_t *signals)
+{
+    waits++;
+    timespec left = *timeout; // the kernel writes there
+    constexpr size_t SIGNALS_SIZE = 8;
+    return static_cast<int>(syscall(SYS_ppoll, descriptors, number, &left, signals, SIGNALS_SIZE));
 }
 
 namespace
@@ -92,17 +117,21 @@ TEST_F(Ping, UnknownInterfaceFailsRatherThanGoingOutAnywhere)
 
 TEST_F(Ping, WhatIsNoAddressFailsAtOnce)
 {
+    waits = 0;
     for (const char *address : {"", "0.0.0.0", "10.91.0", "10.91.0.1 ", "name.example", "::1", "256.1.1.1"})
-        EXPECT_LT(time_taken([&] { EXPECT_EQ(simple_ping(address), -1) << address; }), 500ms) << address;
+        EXPECT_EQ(simple_ping(address), -1) << address;
     EXPECT_EQ(simple_ping(nullptr), -1);
     EXPECT_EQ(ping_by_interface("10.91.0.1", 0, nullptr), -1);
+    EXPECT_EQ(waits, 0);
 }
 
 TEST_F(Ping, RequestThatCannotBeSentFailsAtOnce)
 {
-    EXPECT_LT(time_taken([] { EXPECT_EQ(simple_ping("203.0.113.1"), -1); }), 500ms) << "no route";
+    waits = 0;
+    EXPECT_EQ(simple_ping("203.0.113.1"), -1) << "no route";
     sh("nft 'table ip wall { chain c { type filter hook output priority 0; ip daddr 10.91.0.1 drop; }; }'");
-    EXPECT_LT(time_taken([] { EXPECT_EQ(simple_ping("10.91.0.1"), -1); }), 500ms) << "forbidden";
+    EXPECT_EQ(simple_ping("10.91.0.1"), -1) << "forbidden";
+    EXPECT_EQ(waits, 0);
 }
 
 // A machine whose answers carry another number, then another content, and then are right. Writes a byte when it
@@ -147,6 +176,54 @@ TEST_F(Ping, AnswersToOthersDoNotCount)
     close(listening[1]);
 }
 
+// A machine that answers one request, with another number at first, and rightly when a byte says so. Writes a byte when
+// it listens.
+void answer_when_told(int listening, int told)
+{
+    const int socket = ::socket(AF_INET, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_ICMP);
+    char packet[256];
+    sockaddr_in from = {};
+    socklen_t from_size = sizeof from;
+    if (write(listening, "", 1) != 1)
+        _exit(1);
+    const ssize_t got = recvfrom(socket, packet, sizeof packet, 0, reinterpret_cast<sockaddr *>(&from), &from_size);
+    constexpr size_t IP_HEADER = 20;
+    constexpr size_t IDENTIFIER = IP_HEADER + 4;
+    packet[IP_HEADER] = ICMP_ECHOREPLY;
+    for (const int change : {1, 1}) { // there and back
+        packet[IDENTIFIER] = static_cast<char>(packet[IDENTIFIER] ^ change);
+        sendto(socket, packet + IP_HEADER, static_cast<size_t>(got) - IP_HEADER, 0, reinterpret_cast<sockaddr *>(&from),
+               from_size);
+        char byte = 0;
+        if (read(told, &byte, 1) != 1)
+            _exit(2);
+    }
+}
+
+// An answer comes while the thread has to wait for the processor, until the second in which it may come is over.
+TEST_F(Ping, AnswerThatCameInTimeCountsHoweverLateItIsSeen)
+{
+    first.sh("echo 1 >/proc/sys/net/ipv4/icmp_echo_ignore_all");
+    int listening[2];
+    int told[2];
+    ASSERT_EQ(pipe(listening), 0);
+    ASSERT_EQ(pipe(told), 0);
+    std::thread stranger([&] { first.act([&] { answer_when_told(listening[1], told[0]); }); });
+    char byte = 0;
+    EXPECT_EQ(read(listening[0], &byte, 1), 1);
+    after_second_look = [&](int socket) {
+        EXPECT_EQ(write(told[1], "12", 2), 2);
+        pollfd readable = {.fd = socket, .events = POLLIN, .revents = 0};
+        EXPECT_EQ(poll(&readable, 1, 20000), 1) << "the right answer";
+        std::this_thread::sleep_for(1100ms);
+    };
+    EXPECT_EQ(simple_ping("10.91.0.1"), 0);
+    EXPECT_FALSE(after_second_look) << "nobody looked in vain";
+    stranger.join();
+    for (const int end : {listening[0], listening[1], told[0], told[1]})
+        close(end);
+}
+
 // More echo requests, each answered, than a socket's queue has room for.
 void ping_a_lot(const char *address)
 {
@@ -180,6 +257,7 @@ TEST_F(Ping, OthersAnswersLeaveRoomForOurs)
     EXPECT_EQ(simple_ping("10.92.0.1"), 0);
 }
 
+// On a busy machine this is where an answer was lost: in the queue of a socket that was not yet connected.
 TEST_F(Ping, ThreadsMayPingAtTheSameTime)
 {
     std::vector<std::thread> threads;
