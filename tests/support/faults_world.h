@@ -173,8 +173,10 @@ inline void call_fails(Dice &dice)
     // Without its name on the bus the daemon ends, without its thread nobody looks at the WANs.
     static const Lines spared = {"RegMsgHandle", "pthread_create"};
     const std::string &call = dice.one_of(sim::Faults::names());
-    if (std::ranges::find(spared, call) == spared.end())
-        box.faults.fail(call, static_cast<unsigned>(1 + dice.roll(500)), EIO, dice.roll(4) == 0);
+    if (std::ranges::find(spared, call) != spared.end())
+        return;
+    const bool forever = dice.roll(4) == 0; // compilers differ in which of two arguments comes first
+    box.faults.fail(call, static_cast<unsigned>(1 + dice.roll(500)), EIO, forever);
 }
 
 inline void strange_messages(Dice &dice)
@@ -187,8 +189,10 @@ inline void strange_messages(Dice &dice)
                                                       "4?relate_module_id=19,string_info=first_time_start",
                                                       "99999999999?=,=,op",
                                                       "9?string_info=wl_guest"};
-    for (size_t i = 1 + dice.roll(20); i > 0; i--)
-        box.at(static_cast<double>(dice.roll(2400000)) / 1000, [text = dice.one_of(texts)] { box.post(text); });
+    for (size_t i = 1 + dice.roll(20); i > 0; i--) {
+        const std::string text = dice.one_of(texts);
+        box.at(static_cast<double>(dice.roll(2400000)) / 1000, [text] { box.post(text); });
+    }
 }
 
 inline std::string garbage(Dice &dice)

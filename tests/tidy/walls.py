@@ -59,7 +59,7 @@ FOLDERS = {
     "tests/preview/": (SIM, r"tools/preview/.*", r"tests/(preview|support)/.*"),
     "tests/record/": (r"tools/record/.*",),
     "tests/replay/": (SIM, r"tools/replay/.*", r"tests/(replay|support)/.*"),
-    "tests/scenario/": (CONTRACT, r"platform/common/journal\.h", SIM, DAEMON, KEYS, r"tests/support/.*"),
+    "tests/scenario/": (CONTRACT, r"platform/common/journal\.h", SIM, DAEMON, KEYS, r"tests/support/.*", r"tests/scenario/journals\.def"), # journals.def is data of a test
     "tests/sim/": (CONTRACT, COMMON, SIM, DAEMON, r"tests/support/.*"),
     "tests/support/": (CONTRACT, COMMON, SIM, DAEMON, r"tests/support/.*"),
     # What tcctl says is compared with what the daemon does.
