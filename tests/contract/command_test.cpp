@@ -434,7 +434,7 @@ TEST(Machine, UptimeIsTheKernels)
 TEST(Machine, SystemSleepLastsItsTimeAndNegativeTimesAreNone)
 {
     EXPECT_GE(time_taken([] { system_sleep(1); }), 990ms);
-    EXPECT_LT(time_taken([] { system_sleep(-5); }), 500ms);
+    EXPECT_LT(time_taken([] { system_sleep(-5); }), 4s);
 }
 
 } // namespace

@@ -144,7 +144,7 @@ TEST(Restart, ThatIsRefusedIsToldOnceAndSyncsOnceAMinute)
 
 TEST(Restart, DisksThatHungAreNotWaitedForAgain)
 {
-    setenv("TIME_CHECK_COMMAND_DEADLINE_S", "1", 1);
+    setenv("TIME_CHECK_COMMAND_DEADLINE_S", "4", 1);
     in_own_process([] {
         alarm(60);
         ask_before_each_sync();
@@ -152,7 +152,7 @@ TEST(Restart, DisksThatHungAreNotWaitedForAgain)
         const std::string lines = error_lines_of([] {
             EXPECT_EQ(tpi_systool_reboot(), -1);
             put_the_uptime_on(60);
-            EXPECT_LT(time_taken([] { EXPECT_EQ(tpi_systool_reboot(), -1); }), 900ms);
+            EXPECT_LT(time_taken([] { EXPECT_EQ(tpi_systool_reboot(), -1); }), 3900ms);
         });
         EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2) << lines;
     });
@@ -249,7 +249,7 @@ TEST_F(RestartByCommand, ThatIsRefusedIsToldOnceAndTriedOnceAnHour)
                 for (int i = 0; i < 5; i++)
                     EXPECT_EQ(tpi_systool_reboot(), -1);
             });
-            EXPECT_LT(taken, 900ms) << "the daemon goes on meanwhile";
+            EXPECT_LT(taken, 4s) << "the daemon goes on meanwhile: a second each would be five";
             EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "nothing of the command is left";
             put_the_uptime_on(3600);
             EXPECT_EQ(tpi_systool_reboot(), -1);

@@ -6,6 +6,7 @@ import json
 import os
 import pathlib
 import random
+import re
 import shutil
 import signal
 import struct
@@ -78,6 +79,20 @@ class Events(unittest.TestCase):
         process = subprocess.Popen([TCCTL, *words], env=self.environment(), stdout=subprocess.PIPE,
                                    stderr=subprocess.PIPE, text=True)
         self.started.append(process)
+        return process
+
+    def follow(self, *words):
+        """tcctl events --follow that has begun: it was seen asleep twice, with a look between."""
+        process = self.start("events", "--follow", *words)
+        looks = set()
+
+        def has_begun():
+            status = pathlib.Path(f"/proc/{process.pid}/status").read_text()
+            if "State:\tS" in status:
+                looks.add(re.search(r"^voluntary_ctxt_switches:\s+(\d+)$", status, re.MULTILINE)[1])
+            return len(looks) > 1
+
+        self.wait_for(has_begun)
         return process
 
     def wifi_goes_off(self, at):
@@ -200,8 +215,7 @@ Wed 2026-03-04
 
     def test_follows_over_a_replaced_ring_and_ends_with_its_reader(self):
         self.ring.path.unlink()
-        process = self.start("events", "--follow", "--json")
-        time.sleep(0.5)
+        process = self.follow("--json")
         self.ring = Ring(self.ring.path)
         self.ring.write(NOON, WAN1, UNRESOLVED, SET, b"set wan1_isonln=0")
         self.assertEqual(json.loads(process.stdout.readline())["event"], "wan_offline")
@@ -226,8 +240,7 @@ Wed 2026-03-04
     def test_runs_a_program_with_the_event_and_no_shell(self):
         told = self.home / "told"
         program = self.program(f'printf "%s\\n" "$TC_EVENT|$TC_MODULE|$TC_REASON|$TC_AT|$TC_TEXT|$*" >>{told}; exit 3')
-        process = self.start("events", "--follow", "--exec", program, "an argument", "$(reboot)")
-        time.sleep(0.5)
+        process = self.follow("--exec", program, "an argument", "$(reboot)")
         self.ring.write(NOON, WAN1, UNRESOLVED, SET, b"set wan1_isonln=0")
         self.ring.write(NOON + 60, WIFI, SWITCHING_OFF, SET, b"set `touch x`;$(touch y)=\n\x1b\"' | sh")
         self.wait_for(lambda: len(self.told()) >= 2)
@@ -255,9 +268,8 @@ Wed 2026-03-04
 
     def test_ends_a_program_that_hangs_with_all_its_children(self):
         told = self.home / "told"
-        self.start("events", "--follow", "--timeout", "1", "--exec",
-                   self.program(f"sleep 1000 & echo $! >>{told}; wait"))
-        time.sleep(0.5)
+        self.follow("--timeout", "1", "--exec",
+                    self.program(f"sleep 1000 & echo $! >>{told}; wait"))
         self.ring.write(NOON, WAN1, UNRESOLVED, SET, b"set wan1_isonln=0")
         self.wait_for(lambda: self.told() != [])
         child = pathlib.Path("/proc") / self.told()[0]
@@ -265,8 +277,7 @@ Wed 2026-03-04
 
     def test_drops_what_is_too_much_and_tells_how_many(self):
         told = self.home / "told"
-        self.start("events", "--follow", "--rate", "2", "--exec", self.program(f'echo "$TC_TIME $TC_DROPPED" >>{told}'))
-        time.sleep(0.5)
+        self.follow("--rate", "2", "--exec", self.program(f'echo "$TC_TIME $TC_DROPPED" >>{told}'))
         for i in range(5):
             self.ring.write(NOON + 60 * i, WAN1, UNRESOLVED, SET, b"set wan1_isonln=%d" % (i % 2))
         self.wait_for(lambda: len(self.told()) >= 2)
