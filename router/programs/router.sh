@@ -10,7 +10,7 @@ config=${TIME_CHECK_ROUTER_CONF:-/etc/time_check/router.conf}
 : "${HOSTAPD_DIR=/run/hostapd}" "${WPA_DIR=/run/wpa_supplicant}" "${DNSMASQ_DIR=/etc/dnsmasq.d}"
 : "${DNSMASQ_SERVICE=dnsmasq}" "${MEDIA_SERVICE=minidlna}" "${FAULT_PAGE_SERVICE=time_check-dhttpd}"
 : "${FAULT_NAMES_SERVICE=time_check-fault-names}" "${FAULT_PAGE_PORT=8053}" "${FAULT_PAGE_NAMES_PORT=8054}"
-: "${FAULT_PAGE_NOWHERE=192.0.2.1}"
+: "${FAULT_PAGE_NOWHERE=192.0.2.1}" "${LINE_PATIENCE=40}"
 : "${REPLY_DIR=${TIME_CHECK_RUN_DIR:-/run/time_check}}" "${NET_DIR=/sys/class/net}"
 : "${FAULT_PAGE_ENV=$REPLY_DIR/dhttpd.env}"
 
