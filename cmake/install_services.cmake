@@ -36,7 +36,11 @@ if(TARGET netctrl)
         router/systemd/time_check-netctrl.service
         router/systemd/time_check-dhttpd.service
         router/systemd/time_check-fault-names.service
+        router/systemd/time_check-networkd-watch.service
+        router/systemd/time_check-pppd-watch.service
         router/systemd/time_check.service.d/router.conf)
     install(DIRECTORY ${services}/router/systemd/ DESTINATION lib/systemd/system COMPONENT router)
+    install(FILES router/systemd/dhcpcd.service.d/time_check.conf
+        DESTINATION lib/systemd/system/dhcpcd.service.d COMPONENT router)
     install(FILES router/router.conf DESTINATION ${data}/examples COMPONENT router)
 endif()
