@@ -101,7 +101,8 @@ static status_file *make_file(int fd, const char *beside)
         return nullptr;
     auto *file = static_cast<status_file *>(mapped);
     fill_head(file);
-    if (reading_group() != nullptr && fchmod(fd, S_IRUSR | S_IWUSR | S_IRGRP) != 0)
+    // The file is its maker's group's, and not theirs: who may read it is up to the folder.
+    if (reading_group() != nullptr && fchmod(fd, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH) != 0)
         return nullptr;
     return rename(beside, path) == 0 ? file : nullptr;
 }
