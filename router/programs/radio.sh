@@ -70,16 +70,32 @@ switch_on_anew()
 }
 
 # The guests' network of the band as its setting says. It is a BSS of the radio, and hostapd switches all of them at
-# once; but one whose interface is down is not on the air, and comes back with it.
+# once; but one whose interface is down is not on the air.
 apply_guests()
 {
     for guest in $guests; do
         if is_on "$keys.ssid1.enable"; then
-            [ ! -e "$NET_DIR/$guest" ] || ip link set "$guest" up || fail "cannot open $guest"
+            open_guest "$guest"
         else
             close_guest "$guest"
         fi
     done
+}
+
+# hostapd does not see the interface of a network beside the first come up again, and leaves it silent. So the radio goes
+# off and on, with a moment's break for all of its networks (decision 0215). One that is on its way (DFS) begins with all.
+open_guest()
+{
+    [ -e "$NET_DIR/$1" ] || return 0
+    ip link set "$1" up || fail "cannot open $1"
+    [ "$(cat "$NET_DIR/$1/carrier" 2>/dev/null)" != 0 ] || for_each_radio switch_off_and_on
+}
+
+switch_off_and_on()
+{
+    [ "$2" = ENABLED ] || return 0
+    order "$1" disable
+    order "$1" enable
 }
 
 # The interface comes with the radio, a moment later; it is not there while the radio is off.

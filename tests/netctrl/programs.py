@@ -177,6 +177,20 @@ class Programs(unittest.TestCase):
         self.run_verb("guest-restart", TC_WL_RATE="24", TC_INDEX="1")
         self.assertEqual(self.calls(), ["ip link set wlan0_guest down"])
 
+    def test_a_guest_network_that_hostapd_leaves_silent_takes_its_radio_off_and_on(self):
+        self.guests("ENABLED", True)
+        (self.world / "net/wlan0_guest").mkdir()
+        (self.world / "net/wlan0_guest/carrier").write_text("0\n")
+        self.run_verb("guest-restart", TC_WL_RATE="24", TC_INDEX="1")
+        self.assertEqual(self.calls(), ["ip link set wlan0_guest up", "hostapd_cli wlan0 disable", "hostapd_cli wlan0 enable"])
+        self.hostapd(wlan0="DFS")
+        self.run_verb("guest-restart", TC_WL_RATE="24", TC_INDEX="1")
+        self.assertEqual(self.calls(), ["ip link set wlan0_guest up"])
+        (self.world / "net/wlan0_guest/carrier").write_text("1\n")
+        self.hostapd(wlan0="ENABLED")
+        self.run_verb("guest-restart", TC_WL_RATE="24", TC_INDEX="1")
+        self.assertEqual(self.calls(), ["ip link set wlan0_guest up"])
+
     def test_a_closed_guest_network_stays_closed_when_its_radio_comes_back(self):
         self.guests("DISABLED", False)
         self.interfaces("wlan0_guest")
