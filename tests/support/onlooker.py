@@ -31,23 +31,30 @@ class Onlooker:
 
     def expect(self, what, seconds, command, pattern):
         """Waits until what the command prints matches the pattern; a line's begin and end are ^ and $."""
-        self._wait(what, seconds, command, pattern, True)
+        self._wait(what, seconds, command, self._seen_by(command), pattern, True)
 
     def expect_not(self, what, seconds, command, pattern):
         """Waits until what the command prints does not match the pattern."""
-        self._wait(what, seconds, command, pattern, False)
+        self._wait(what, seconds, command, self._seen_by(command), pattern, False)
 
-    def _wait(self, what, seconds, command, pattern, wanted):
+    def expect_outside(self, what, seconds, look, pattern):
+        """Waits until the text that look() returns, who looks from outside of the machine, matches the pattern."""
+        self._wait(what, seconds, look.__doc__, look, pattern, True)
+
+    def _seen_by(self, command):
+        return lambda: self._machine.run(command)[1]
+
+    def _wait(self, what, seconds, where, look, pattern, wanted):
         deadline = time.monotonic() + seconds
         while True:
-            _, seen = self._machine.run(command)
+            seen = look()
             if (re.search(pattern, seen, re.MULTILINE) is not None) == wanted:
                 print(f"  ok: {what}", flush=True)
                 return
             if time.monotonic() > deadline:
                 word = "what matches" if wanted else "nothing that matches"
                 raise NotSeen(
-                    f"{what}\n    looked at: {command}\n    expected within {seconds} s: {word} {pattern}"
+                    f"{what}\n    looked at: {where}\n    expected within {seconds} s: {word} {pattern}"
                     f"\n    saw: {seen or 'nothing'}"
                 )
             time.sleep(0.3)
