@@ -340,7 +340,7 @@ post()
 {
     local mark=$((1000 + ++marks))
     wait_for 10 in_box cfm post time_check "$1" 2>/dev/null
-    in_box cfm post time_check "time_check_debug?debug_id=$mark"
+    wait_for 10 in_box cfm post time_check "time_check_debug?debug_id=$mark" 2>/dev/null # there may be room for one at a time
     wait_for 10 grep --quiet --text "key = debug_id,value = $mark" "$BOX_DIR/log/time_check.log"
 }
 marks=0
