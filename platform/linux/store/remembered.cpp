@@ -11,19 +11,20 @@
 struct remembered_value {
     bool is_fresh; // read from the snapshot that the memory is labelled with
     bool is_found;
-    uint8_t key_length;
+    uint8_t key_size; // with its end
     uint8_t length;
     char text[60]; // the key, and behind it the value
 };
 
-constexpr size_t REMEMBERED = 48; // an idle tick reads ten keys, with a wireless uplink twice as many
+constexpr uint32_t REMEMBERED = 48; // an idle tick reads ten keys, with a wireless uplink twice as many
+constexpr uint32_t PAIRS = 64;
 
 struct value_memory {
     uint64_t transaction;
     uint32_t environment;
     uint32_t count;
-    uint32_t last;             // the place that was asked for last
-    uint8_t after[REMEMBERED]; // the place that was asked for after each: a tick asks as the tick before
+    uint32_t last;             // the pair of places that was asked for last
+    uint8_t after[PAIRS];      // the place that was asked for after each pair: a tick asks as the tick before
     uint8_t marks[REMEMBERED]; // of the keys: what stands together is looked at first, the keys lie further apart
     remembered_value values[REMEMBERED];
 };
@@ -45,30 +46,43 @@ static bool memory_holds()
            memory.environment == opened->number && memory.transaction == latest_transaction(opened->env);
 }
 
+static void note_asked(uint32_t place)
+{
+    constexpr uint32_t SHIFT = 3; // of the place before, its lower half; of what was before that, nothing
+    memory.after[memory.last] = static_cast<uint8_t>(place);
+    memory.last = ((memory.last << SHIFT) + place) % PAIRS;
+}
+
 static uint8_t mark_of(const MDB_val *key)
 {
     const auto *const bytes = static_cast<const uint8_t *>(key->mv_data);
     const auto length = static_cast<uint32_t>(key->mv_size);
     return static_cast<uint8_t>(length == 0 ? 0 : length + 3U * bytes[length - 1] + 5U * bytes[length / 2]);
 }
-
 // Null: there is none.
-static remembered_value *place_of(const MDB_val *key)
+__attribute__((noinline)) static remembered_value *search_place_of(const MDB_val *key)
 {
     const uint8_t mark = mark_of(key);
-    uint8_t place = memory.after[memory.last];
-    for (uint32_t left = memory.count; left > 0; left--, place++) {
-        if (place >= memory.count)
-            place = 0;
+    for (uint32_t place = 0; place < memory.count; place++) {
         remembered_value *const kept = memory.values + place;
-        if (memory.marks[place] == mark && kept->key_length == key->mv_size &&
+        if (memory.marks[place] == mark && kept->key_size == key->mv_size + 1 &&
             memcmp(kept->text, key->mv_data, key->mv_size) == 0) {
-            memory.after[memory.last] = place;
-            memory.last = place;
+            note_asked(place);
             return kept;
         }
     }
     return nullptr;
+}
+
+static remembered_value *place_of(const char *key)
+{
+    const uint32_t expected = memory.after[memory.last];
+    if (expected < memory.count && strcmp(memory.values[expected].text, key) == 0) {
+        note_asked(expected);
+        return memory.values + expected;
+    }
+    const MDB_val wanted = store_lmdb_value(key);
+    return search_place_of(&wanted);
 }
 
 static void label_memory(uint64_t transaction)
@@ -87,12 +101,12 @@ static remembered_value *new_place(const MDB_val *key)
     if (memory.count == REMEMBERED)
         memory.count = 0;
     const uint32_t place = memory.count++;
-    memory.after[memory.last] = static_cast<uint8_t>(place);
-    memory.last = place;
+    note_asked(place);
     memory.marks[place] = mark_of(key);
     remembered_value *const kept = memory.values + place;
     memcpy(kept->text, key->mv_data, key->mv_size);
-    kept->key_length = static_cast<uint8_t>(key->mv_size);
+    kept->text[key->mv_size] = '\0';
+    kept->key_size = static_cast<uint8_t>(key->mv_size + 1);
     return kept;
 }
 
@@ -101,28 +115,29 @@ static void remember(MDB_txn *transaction, const MDB_val *key, remembered_value 
                      bool is_found)
 {
     const size_t length = is_found ? found->mv_size : 0;
-    if (key->mv_size + length > sizeof kept->text)
+    if (key->mv_size + 1 + length > sizeof kept->text)
         return;
     label_memory(mdb_txn_id(transaction));
     if (kept == nullptr)
         kept = new_place(key);
-    memcpy(kept->text + kept->key_length, found->mv_data, length);
+    memcpy(kept->text + kept->key_size, found->mv_data, length);
     kept->length = static_cast<uint8_t>(length);
     kept->is_found = is_found;
     kept->is_fresh = true;
 }
 
-static bool read_value(MDB_val *key, remembered_value *kept, char *value, size_t size)
+__attribute__((noinline)) static bool read_value(const char *key, remembered_value *kept, char *value, size_t size)
 {
+    MDB_val wanted = store_lmdb_value(key);
     MDB_txn *transaction = store_begin_read();
     if (transaction == nullptr)
         return false;
     MDB_val found = {0, value}; // stays so for a missing key
-    const int rc = mdb_get(transaction, STORE_DATABASE, key, &found);
+    const int rc = mdb_get(transaction, STORE_DATABASE, &wanted, &found);
     if (rc == 0)
         store_copy_value(value, size, found.mv_data, found.mv_size);
     if (rc == 0 || rc == MDB_NOTFOUND)
-        remember(transaction, key, kept, &found, rc == 0);
+        remember(transaction, &wanted, kept, &found, rc == 0);
     store_end_read(transaction);
     return rc == 0;
 }
@@ -130,10 +145,9 @@ static bool read_value(MDB_val *key, remembered_value *kept, char *value, size_t
 int GetValue(const char *key, char *value, size_t size)
 {
     value[0] = '\0';
-    MDB_val wanted = store_lmdb_value(key);
-    remembered_value *const kept = place_of(&wanted);
+    remembered_value *const kept = place_of(key);
     if (kept == nullptr || !kept->is_fresh || !memory_holds())
-        return read_value(&wanted, kept, value, size) ? 1 : 0;
-    store_copy_value(value, size, kept->text + kept->key_length, kept->length);
+        return read_value(key, kept, value, size) ? 1 : 0;
+    store_copy_value(value, size, kept->text + kept->key_size, kept->length);
     return kept->is_found ? 1 : 0;
 }
