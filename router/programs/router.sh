@@ -53,7 +53,7 @@ need()
 setting()
 {
     setting=$(cfm get "$1" 2>/dev/null) || setting=
-    echo "${setting:-${2-}}"
+    printf '%s\n' "${setting:-${2-}}" # echo would make line ends of what a value holds
 }
 
 is_on()
@@ -64,15 +64,15 @@ is_on()
 # The bridge of the LAN, and its configured address.
 lan()
 {
-    echo "${LAN:-$(setting lan.ifname br0)}"
+    printf '%s\n' "${LAN:-$(setting lan.ifname br0)}"
 }
 
 lan_address()
 {
     address=${LAN_ADDRESS:-$(setting lan.ip)}
     case $address in
-    '' | */*) echo "$address" ;;
-    *) echo "$address/24" ;;
+    '' | */*) printf '%s\n' "$address" ;;
+    *) printf '%s\n' "$address/24" ;;
     esac
 }
 
@@ -80,8 +80,8 @@ lan_address()
 wan()
 {
     case $1 in
-    1) echo "${WAN1:-$(setting wan1.ifname wan1)}" ;;
-    2) echo "${WAN2:-$(setting wan2.ifname wan2)}" ;;
+    1) printf '%s\n' "${WAN1:-$(setting wan1.ifname wan1)}" ;;
+    2) printf '%s\n' "${WAN2:-$(setting wan2.ifname wan2)}" ;;
     *) setting "wan$1.ifname" "wan$1" ;;
     esac
 }
@@ -89,7 +89,32 @@ wan()
 # The interface of a WISP's uplink.
 uplink()
 {
-    echo "${UPLINK:-$(setting wl.wisp.ifname "$(wan 1)")}"
+    printf '%s\n' "${UPLINK:-$(setting wl.wisp.ifname "$(wan 1)")}"
+}
+
+# A setting may hold any text. What goes into files of other programs or beside their options has to be what it is called:
+# a second line would be an option of its own (decision 0225).
+
+# must_be_interface NAME
+must_be_interface()
+{
+    case $1 in
+    '' | [!A-Za-z0-9_]* | *[!A-Za-z0-9_.:@+-]* | ????????????????*) fail "there can be no such interface: $(shown "$1")" ;;
+    esac
+}
+
+# must_be_address ADDRESS[/BITS]
+must_be_address()
+{
+    case $1 in
+    '' | [!0-9]* | *[!0-9./]* | */*/* | */) fail "there can be no such address: $(shown "$1")" ;;
+    esac
+}
+
+# shown TEXT: for a line of the log
+shown()
+{
+    printf %.60s "$1" | LC_ALL=C tr -c '[:print:]' '?'
 }
 
 # ---- interfaces, by who looks after them ----
@@ -97,6 +122,7 @@ uplink()
 # restart_interface NAME: has it ask for its address again
 restart_interface()
 {
+    must_be_interface "$1"
     if is_networkds "$1"; then
         networkctl reconfigure "$1" || fail "networkctl reconfigure $1"
     elif has ifup && ifquery "$1" >/dev/null 2>&1; then
@@ -131,6 +157,7 @@ service()
 # dnsmasq_dhcp NAME INTERFACE on|off: whether dnsmasq gives out addresses there. It reads its files at a start only.
 dnsmasq_dhcp()
 {
+    must_be_interface "$2"
     [ -d "$DNSMASQ_DIR" ] || not_here "there is no $DNSMASQ_DIR"
     dnsmasq_file=$DNSMASQ_DIR/time_check-$1.conf
     if [ "$3" = on ]; then

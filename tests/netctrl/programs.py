@@ -27,7 +27,7 @@ key=$WORLD/says/$name/${call//\\//_}
 [[ ! -e $key ]] || cat "$key"
 [[ ! -e $key.status ]] || exit "$(<"$key.status")"
 """
-MACHINE_TOOLS = ("sh", "bash", "cat", "sed", "grep", "head", "rm", "dirname", "echo")
+MACHINE_TOOLS = ("sh", "bash", "cat", "sed", "grep", "head", "rm", "dirname", "echo", "tr")
 HOSTAPD = "-p {0}/hostapd -s {0}/reply -i "
 
 
@@ -159,6 +159,41 @@ class Programs(unittest.TestCase):
         self.hostapd(wlan0="DISABLED")
         self.says("hostapd_cli", HOSTAPD.format(self.world) + "wlan0 enable", "FAIL\n")
         self.assertIn("does not enable", self.run_verb("wifi-start", 1, TC_WL_RATE="24"))
+
+    # ---- settings that are no names ----
+
+    def assert_refused(self, verb, said, **variables):
+        """With a line, and before anything was called or written."""
+        self.assertIn(said, self.run_verb(verb, 1, **variables))
+        self.assertEqual(self.calls(), [])
+        self.assertEqual(list((self.world / "dnsmasq.d").iterdir()) + list((self.world / "reply").iterdir()), [])
+
+    def test_what_is_no_interface_goes_nowhere(self):
+        for tool in ("ip", "networkctl", "ifup", "ifdown", "ifquery", "systemctl"):
+            self.tool(tool)
+        self.set(sys__workmode="ap", dhcps__en="0", lan__ip="192.168.0.1", wans__flag="2")
+        for name in ("br0\ndhcp-script=/tmp/x", "br0\\ndhcp-script=/tmp/x", "-a", "--interfaces=/tmp/x", "br0 br1", "../br0", "a" * 16, "br0;x"):
+            self.set(lan__ifname=name, wan1__ifname=name, wl__wisp__ifname=name)
+            for verb in ("dhcp-server-restart", "upstream-back", "upstream-lost", "uplink-lost", "uplink-back", "wan-up"):
+                self.assert_refused(verb, "there can be no such interface: ")
+            for verb in ("wan-online", "wan-offline"):
+                self.assert_refused(verb, "there can be no such interface: ", TC_WAN_ID="1")
+
+    def test_what_is_no_address_goes_nowhere(self):
+        for tool in ("ip", "nft", "systemctl", "dnsmasq"):
+            self.tool(tool)
+        for address in ("192.168.0.1\nLD_PRELOAD=/tmp/x", "192.168.0.1; flush ruleset", "192.168.0.1\\nX=1", "-4", "include \"/etc/shadow\""):
+            self.set(lan__ip=address)
+            for verb in ("fault-page-start", "upstream-lost"):
+                self.assert_refused(verb, "there can be no such address: ")
+
+    def test_names_of_all_kinds_of_interfaces_are_taken(self):
+        self.tool("systemctl")
+        self.set(sys__workmode="ap", dhcps__en="0")
+        for name in ("br0", "br-lan", "eth0.2", "wlan0-1", "veth@x", "eth0:1", "enx0123456789ab", "_x"):
+            self.set(lan__ifname=name)
+            self.run_verb("dhcp-server-restart")
+            self.assertEqual((self.world / "dnsmasq.d/time_check-lan.conf").read_text(), f"no-dhcp-interface={name}\n")
 
     # ---- guests ----
 
