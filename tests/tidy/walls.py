@@ -60,6 +60,7 @@ FOLDERS = {
     "tests/record/": (r"tools/record/.*",),
     "tests/replay/": (SIM, r"tools/replay/.*", r"tests/(replay|support)/.*"),
     "tests/scenario/": (CONTRACT, r"platform/common/journal\.h", SIM, DAEMON, KEYS, r"tests/support/.*", r"tests/scenario/journals\.def"), # journals.def is data of a test
+    "tests/security/": (CONTRACT, SIM, DAEMON, KEYS, r"tests/(fuzz|support)/.*"), # every key gets a value
     "tests/sim/": (CONTRACT, COMMON, SIM, DAEMON, r"tests/support/.*"),
     "tests/support/": (CONTRACT, COMMON, SIM, DAEMON, r"tests/support/.*"),
     # What tcctl says is compared with what the daemon does.
