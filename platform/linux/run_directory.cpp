@@ -28,12 +28,26 @@ const char *run_directory()
     return configured == nullptr || configured[0] == '\0' ? "/run/time_check" : configured;
 }
 
+// What a link leads to, but where it is somebody else's: it would lead elsewhere as soon as he likes.
+static int stat_own(const char *path, struct stat *found)
+{
+    *found = {};
+    const int looked = lstat(path, found);
+    return looked == 0 && S_ISLNK(found->st_mode) && found->st_uid == geteuid() ? stat(path, found) : looked;
+}
+
+bool is_own_directory(const char *path)
+{
+    struct stat found;
+    return stat_own(path, &found) == 0 && S_ISDIR(found.st_mode) && found.st_uid == geteuid();
+}
+
 bool make_run_directory()
 {
     if (mkdir(run_directory(), S_IRWXU) != 0 && errno != EEXIST)
         return false;
-    struct stat found = {};
-    if (stat(run_directory(), &found) != 0)
+    struct stat found;
+    if (stat_own(run_directory(), &found) != 0)
         return false;
     if (!S_ISDIR(found.st_mode)) {
         errno = ENOTDIR;
@@ -46,17 +60,21 @@ bool make_run_directory()
     return true;
 }
 
+static const char *kind_of(mode_t mode)
+{
+    return S_ISDIR(mode) ? "directory" : S_ISLNK(mode) ? "link" : "file";
+}
+
 const char *run_directory_fault(char (&text)[RUN_FAULT_MAX])
 {
     const int error = errno;
-    struct stat found = {};
-    if (stat(run_directory(), &found) != 0)
+    struct stat found;
+    if (stat_own(run_directory(), &found) != 0)
         snprintf(text, sizeof text, "run directory %.99s: %s", run_directory(), strerror(error));
     else
         snprintf(text, sizeof text,
                  "run directory %.99s: user %u's %s, mode %04o; wanted: user %u's directory, mode 0700",
-                 run_directory(), found.st_uid, S_ISDIR(found.st_mode) ? "directory" : "file", found.st_mode & ALL_BITS,
-                 geteuid());
+                 run_directory(), found.st_uid, kind_of(found.st_mode), found.st_mode & ALL_BITS, geteuid());
     errno = error;
     return text;
 }

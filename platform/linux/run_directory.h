@@ -9,8 +9,12 @@
 const char *run_directory();
 
 // Makes the run directory (mode 0700) when it is missing; its parent must exist. False, with errno set: it cannot be
-// made, or what is there is not a directory of this user that is closed to others (EPERM, ENOTDIR). Any thread.
+// made, or what is there is not a directory of this user that is closed to others (EPERM, ENOTDIR); another user's link
+// is none, wherever it leads. Any thread.
 bool make_run_directory();
+
+// Whether that is a directory of this user, and no other one's link to one. Any thread.
+bool is_own_directory(const char *path);
 
 constexpr size_t RUN_FAULT_MAX = 256; // bytes of a fault with its end
 

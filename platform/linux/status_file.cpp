@@ -42,8 +42,13 @@ static bool make_group_folder(const char *folder, const char *name)
         ground_log("status: there is no group %s", name);
         return false;
     }
-    return (mkdir(folder, S_IRWXU) == 0 || errno == EEXIST) &&
-           chown(folder, static_cast<uid_t>(-1), group->gr_gid) == 0 && chmod(folder, S_IRWXU | S_IRGRP | S_IXGRP) == 0;
+    if (mkdir(folder, S_IRWXU) != 0 && errno != EEXIST)
+        return false;
+    if (!is_own_directory(folder)) {
+        errno = EPERM;
+        return false;
+    }
+    return chown(folder, static_cast<uid_t>(-1), group->gr_gid) == 0 && chmod(folder, S_IRWXU | S_IRGRP | S_IXGRP) == 0;
 }
 
 void status_file_path(char (&name)[RUN_PATH_MAX], bool for_group)
