@@ -18,14 +18,14 @@ add_library(house_freestanding INTERFACE)
 target_link_libraries(house_freestanding INTERFACE house_warnings)
 target_compile_options(house_freestanding INTERFACE
     $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-asynchronous-unwind-tables>
-    -fdata-sections)
+    -ffunction-sections -fdata-sections)
 
 # For routers with little flash: whatever the build type says about the rest, the daemon and its ground are small.
 option(TIME_CHECK_SMALL "make the daemon and its ground as small as can be" OFF)
 string(REGEX MATCH "^mips" TIME_CHECK_FOR_MIPS "${CMAKE_SYSTEM_PROCESSOR}")
 if(TIME_CHECK_SMALL)
     target_compile_options(house_freestanding INTERFACE
-        -Os -ffunction-sections -fno-unwind-tables -fno-stack-protector -fno-ident
+        -Os -fno-unwind-tables -fno-stack-protector -fno-ident
         -fno-move-loop-invariants -fno-jump-tables) # an address that is kept over a loop is saved and restored around it
     # Optimised once more when the program is linked. The objects hold both forms, because the virtual router renames
     # symbols in the plain one.
