@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <unistd.h>
 
 #include "platform/linux/printable.h"
 
@@ -38,9 +39,19 @@ int fail(const std::string &why)
     return FAILED;
 }
 
+int called_wrongly(const std::string &why)
+{
+    std::fprintf(stderr, "%s\nRun with --help for more information.\n", shown(why, false).c_str());
+    return CALLED_WRONGLY;
+}
+
 int print(const std::string &text)
 {
-    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
-        return fail(std::string("cannot write: ") + std::strerror(errno));
+    for (size_t done = 0; done < text.size();) {
+        const ssize_t written = write(STDOUT_FILENO, text.data() + done, text.size() - done);
+        if (written < 0 && errno != EINTR)
+            return fail(std::string("cannot write: ") + std::strerror(errno));
+        done += written > 0 ? static_cast<size_t>(written) : 0;
+    }
     return DONE;
 }

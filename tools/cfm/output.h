@@ -18,6 +18,9 @@ void tell(const std::string &line);
 // The same, and FAILED.
 int fail(const std::string &why);
 
+// The line as it is and one that leads to the help, and CALLED_WRONGLY.
+int called_wrongly(const std::string &why);
+
 // To standard output, as it is. DONE, or FAILED when not all of it can be written.
 int print(const std::string &text);
 
