@@ -120,7 +120,9 @@ bool is_chosen(const list_choice &choice, const settings &committed, const setti
 
 std::string line_of(const settings::value_type &setting, bool secrets)
 {
-    return setting.first + '=' + shown_value(setting, secrets) + '\n';
+    std::string line = setting.first + '=';
+    line += shown_value(setting, secrets);
+    return line + '\n';
 }
 
 } // namespace

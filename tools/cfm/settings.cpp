@@ -1,6 +1,6 @@
 #include "tools/cfm/settings.h"
 
-#include <string_view>
+#include <cstdlib>
 
 #include "platform/linux/run_directory.h"
 #include "platform/linux/store/admin.h"
@@ -23,7 +23,7 @@ char unescaped(std::string_view text, size_t &from)
         return '\t';
     case 'x':
         from += 2;
-        return static_cast<char>(std::stoi(std::string(text.substr(from - 2, 2)), nullptr, 16));
+        return static_cast<char>(std::strtol(std::string(text.substr(from - 2, 2)).c_str(), nullptr, 16));
     default:
         return letter;
     }
@@ -41,7 +41,7 @@ bool open_store()
     return true;
 }
 
-std::string decoded(const std::string &text)
+std::string decoded(std::string_view text)
 {
     std::string result;
     for (size_t i = 0; i < text.size();) {
@@ -51,11 +51,12 @@ std::string decoded(const std::string &text)
     return result;
 }
 
-const std::string &shown_value(const settings::value_type &setting, bool secrets)
+std::string_view shown_value(const settings::value_type &setting, bool secrets)
 {
-    static const std::string HIDDEN = "***";
     if (secrets || setting.second.empty())
         return setting.second;
     const std::optional<keys::row> row = keys::find_bare(decoded(setting.first));
-    return row && row->kind == keys::kind::secret ? HIDDEN : setting.second;
+    if (row && row->kind == keys::kind::secret)
+        return "***";
+    return setting.second;
 }

@@ -3,6 +3,7 @@
 #define TOOLS_CFM_SETTINGS_H
 
 #include <string>
+#include <string_view>
 
 #include "tools/store_settings.h"
 
@@ -11,9 +12,9 @@
 bool open_store();
 
 // What the text form stands for.
-std::string decoded(const std::string &text);
+std::string decoded(std::string_view text);
 
 // The value, "***" for a secret unless secrets are asked for. An empty one has nothing to hide.
-const std::string &shown_value(const settings::value_type &setting, bool secrets);
+std::string_view shown_value(const settings::value_type &setting, bool secrets);
 
 #endif
