@@ -323,6 +323,48 @@ TEST_F(DamagedStore, IsMadeAnewFromTheCommittedFile)
     expect_healed("zeros", "MDB_INVALID");
 }
 
+// A process that only reads is often the first to look.
+TEST_F(DamagedStore, IsMadeAnewForWhoOnlyReads)
+{
+    const auto is_read_as = [&](const char *value, const std::string &what) {
+        said([&] { EXPECT_TRUE(config_store_open_to_read()) << what; });
+        EXPECT_EQ(value_of("key"), value) << what;
+        config_store_close();
+        EXPECT_EQ(value_of("key"), value) << what;
+        config_store_close();
+    };
+    is_read_as("newer", "not there");
+    is_read_as("newer", "whole");
+    for (const char *part : {"config.mdb", "config.mdb-lock", "config.state"}) {
+        fs::remove(run_file(part));
+        is_read_as("newer", std::string(part) + " is gone");
+        write_file(run_file(part), "");
+        is_read_as("newer", std::string(part) + " is empty");
+    }
+    write_file(run_file("config.mdb"), "hello");
+    is_read_as("newer", "another file");
+    folders.restart();
+    hide_conf();
+    is_read_as("(none)", "nothing committed");
+    show_conf();
+    is_read_as("newer", "committed meanwhile");
+}
+
+TEST_F(Store, OpenedToReadIsNotChangedAndIsSeenToChange)
+{
+    ASSERT_EQ(SetValue("key", "first"), 1);
+    config_store_close();
+    ASSERT_TRUE(config_store_open_to_read());
+    EXPECT_EQ(value_of("key"), "first");
+    elsewhere([] { EXPECT_EQ(SetValue("key", "second"), 1); });
+    EXPECT_EQ(value_of("key"), "second");
+    said([] { EXPECT_EQ(SetValue("key", "third"), 0); });
+    config_store_leave();
+    EXPECT_EQ(value_of("key"), "second");
+    config_store_close();
+    EXPECT_EQ(SetValue("key", "third"), 1);
+}
+
 TEST_F(DamagedStore, IsMadeAnewWhenAPartOfItIsGone)
 {
     leave_it();

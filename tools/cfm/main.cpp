@@ -153,6 +153,6 @@ std::vector<std::string> mark_texts(std::vector<std::string> words)
 int main(int argc, char *argv[])
 {
     const int outcome = command_line::run(CFM, mark_texts({argv + 1, argv + argc}));
-    config_store_close();
+    config_store_leave();
     return outcome;
 }

@@ -31,10 +31,10 @@ char unescaped(std::string_view text, size_t &from)
 
 } // namespace
 
-bool open_store()
+bool open_store(bool (*opens)())
 {
     const bool was_there = config_store_is_there();
-    if (!config_store_open())
+    if (!opens())
         return false;
     if (!was_there)
         tell(std::string("no store was in ") + run_directory() + ": a new one is made there");

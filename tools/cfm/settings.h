@@ -5,11 +5,12 @@
 #include <string>
 #include <string_view>
 
+#include "platform/linux/store/admin.h"
 #include "tools/store_settings.h"
 
 // Opens the store, and says so where it was not there and is made: whoever looks into another store than the daemon's
-// is to notice. False: a line says why it cannot be opened.
-bool open_store();
+// is to notice. False: a line says why it cannot be opened. `opens` does it.
+bool open_store(bool (*opens)() = config_store_open);
 
 // What the text form stands for.
 std::string decoded(std::string_view text);

@@ -1,5 +1,6 @@
 // The commands that change the store, and the one that scripts call most.
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -17,6 +18,8 @@
 
 namespace
 {
+
+std::array<char, CONFIG_STORE_VALUE_MAX + 1> value_of_key; // which get prints
 
 // ---- warnings ----
 
@@ -88,17 +91,17 @@ int apply_changes(const assignments &changed)
 // hundred places for processes that look at the store.
 int get(const std::string &key)
 {
-    const auto value = std::make_unique_for_overwrite<char[]>(CONFIG_STORE_VALUE_MAX + 1);
-    if (!open_store())
+    if (!open_store(config_store_open_to_read))
         return FAILED;
-    const bool is_found = GetValue(key.c_str(), value.get(), CONFIG_STORE_VALUE_MAX + 1) != 0;
-    config_store_close();
+    const bool is_found = GetValue(key.c_str(), value_of_key.data(), value_of_key.size()) != 0;
+    config_store_leave();
     if (!is_found)
         return fail("no key '" + key + "'");
     // Programs take values as they are; a terminal would obey them.
-    const std::string text = value.get();
-    const std::string safe = shown(text, true);
-    return print((safe != text && isatty(STDOUT_FILENO) != 0 ? safe : text) + '\n');
+    const std::string text = value_of_key.data();
+    if (isatty(STDOUT_FILENO) != 0)
+        return print(shown(text, true) + '\n');
+    return print(text + '\n');
 }
 
 int set(const assignments &wanted, bool apply)

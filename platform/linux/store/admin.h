@@ -12,6 +12,9 @@ constexpr size_t CONFIG_STORE_VALUE_MAX = 65536; // bytes
 // other calls do so themselves; this one tells whether it worked.
 bool config_store_open();
 
+// The same for a program that will not change the store before it closes it, with one thread: that is cheaper.
+bool config_store_open_to_read();
+
 // Opens it as soon as it can be opened, however long that takes, and says at once and every minute that it waits.
 // Called by a process with one thread.
 void config_store_wait();
@@ -29,6 +32,10 @@ unsigned long long config_store_changes();
 
 // Gives back what the process holds of the store; the next call opens it again. No other thread may be using the store.
 void config_store_close();
+
+// Gives back this thread's place among those who look at the store, and nothing else: for a program that is about to
+// end, or to wait for whoever reads its output. The next call takes one again.
+void config_store_leave();
 
 // 1: the key is gone. 0: there was none (without a line). -1: the store could not be changed.
 int config_store_unset(const char *key);

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <pthread.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "platform/linux/run_directory.h"
@@ -132,15 +133,15 @@ static int open_database(MDB_env *env)
     return rc;
 }
 
-static int open_files(MDB_env *env)
+static int open_files(MDB_env *env, unsigned flags)
 {
     char path[RUN_PATH_MAX];
     run_path(DATA, path);
-    int rc = reserve_lock_file();
+    int rc = (flags & MDB_RDONLY) != 0 ? 0 : reserve_lock_file();
     if (rc == 0)
         rc = mdb_env_set_mapsize(env, MAP_SIZE);
     if (rc == 0) // nothing here outlives the machine, so nothing is synced
-        rc = mdb_env_open(env, path, MDB_NOSUBDIR | MDB_NOSYNC | MDB_NOTLS, 0600);
+        rc = mdb_env_open(env, path, MDB_NOSUBDIR | MDB_NOSYNC | MDB_NOTLS | flags, 0600);
     int fd = -1;
     if (rc == 0)
         rc = mdb_env_get_fd(env, &fd);
@@ -152,11 +153,11 @@ static int open_files(MDB_env *env)
     return rc == 0 ? open_database(env) : rc;
 }
 
-static int try_open(MDB_env **env)
+static int try_open(MDB_env **env, unsigned flags)
 {
     int rc = mdb_env_create(env);
     if (rc == 0)
-        rc = open_files(*env);
+        rc = open_files(*env, flags);
     if (rc != 0) {
         mdb_env_close(*env);
         *env = nullptr;
@@ -215,16 +216,43 @@ static bool is_damage(int rc)
     return rc == MDB_INVALID || rc == MDB_VERSION_MISMATCH || rc == MDB_CORRUPTED;
 }
 
+// With all of its memory: nobody died while he made it.
+static bool is_lock_file_whole(const char *path)
+{
+    static constexpr off_t BLOCK = 512; // what stat counts in
+    struct stat found = {};
+    return lstat(path, &found) == 0 && S_ISREG(found.st_mode) && found.st_size >= LMDB_LOCK_FILE_SIZE &&
+           found.st_blocks * BLOCK >= LMDB_LOCK_FILE_SIZE;
+}
+
+// A store that is whole and holds something need not be made ready for changes, which is a third of the opening
+// (decision 0232). Null: it is not, or there is none.
+static MDB_env *open_to_read()
+{
+    MDB_env *env = nullptr;
+    MDB_envinfo info = {};
+    store_note note;
+    char path[RUN_PATH_MAX];
+    run_path(DATA_LOCK, path);
+    if (!store_read_note(&note) || note.made == 0 || !is_lock_file_whole(path) || try_open(&env, MDB_RDONLY) != 0)
+        return nullptr;
+    mdb_env_info(env, &info);
+    if (info.me_last_txnid != 0)
+        return env;
+    mdb_env_close(env);
+    return nullptr;
+}
+
 static MDB_env *open_environment()
 {
     MDB_env *env = nullptr;
     int rc = make_way();
     if (rc == 0)
-        rc = try_open(&env);
+        rc = try_open(&env, 0);
     if (is_damage(rc)) {
         rc = set_aside(mdb_strerror(rc));
         if (rc == 0)
-            rc = try_open(&env);
+            rc = try_open(&env, 0);
     }
     if (rc != 0)
         store_line("cannot open %s/%s: %s", run_directory(), DATA, mdb_strerror(rc));
@@ -243,10 +271,10 @@ static store_opened *free_place()
     return place < environments + PLACES ? place : nullptr;
 }
 
-static bool open_current()
+static bool open_current(MDB_env *(*opens)())
 {
     store_opened *const place = free_place();
-    MDB_env *const env = place != nullptr && prepare_once() ? open_environment() : nullptr;
+    MDB_env *const env = place != nullptr && prepare_once() ? opens() : nullptr;
     if (env == nullptr)
         return false;
     store_opened *const before = store_current;
@@ -262,7 +290,7 @@ static MDB_env *enter()
     if (!store_state_open() || !store_take(STORE_OPEN_LOCK))
         return nullptr;
     leave();
-    const bool is_in = (store_current != nullptr || open_current()) && join();
+    const bool is_in = (store_current != nullptr || open_current(open_environment)) && join();
     store_release(STORE_OPEN_LOCK);
     return is_in ? store_here.opened->env : nullptr;
 }
@@ -278,6 +306,18 @@ MDB_env *store_environment()
 bool config_store_open()
 {
     return store_environment() != nullptr;
+}
+
+bool config_store_open_to_read()
+{
+    if (store_current == nullptr) {
+        if (!store_state_open() || !store_take(STORE_OPEN_LOCK))
+            return false;
+        if (open_current(open_to_read))
+            join();
+        store_release(STORE_OPEN_LOCK);
+    }
+    return config_store_open(); // as by anybody, when that did not open it
 }
 
 void config_store_wait()
@@ -297,6 +337,11 @@ void config_store_close()
         opened = {};
     }
     store_state_close();
+}
+
+void config_store_leave()
+{
+    leave();
 }
 
 // ---- what people's tools ask ----
@@ -352,7 +397,7 @@ static void open_anew()
     if (!store_take(STORE_OPEN_LOCK))
         return;
     if (make_way() == 0 && !stands(store_current))
-        open_current();
+        open_current(open_environment);
     store_release(STORE_OPEN_LOCK);
 }
 
