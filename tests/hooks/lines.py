@@ -90,6 +90,10 @@ def make_folders(build):
             mkdir -p "/mnt/$name/upper" "/mnt/$name/work"
             mount -t overlay overlay -o "lowerdir=/$folder,upperdir=/mnt/$name/upper,workdir=/mnt/$name/work" "/$folder"
         done
+        # As an ordinary user's namespaces cannot write to a folder of root's below another.
+        mkdir -p /mnt/dhcp /etc/dhcp
+        cp -r /etc/dhcp/. /mnt/dhcp/
+        mount --bind /mnt/dhcp /etc/dhcp
         mount -t tmpfs tmpfs /var/lib
         mkdir -p /var/lib/dhcp /var/lib/dhcpcd""")
     said = run("cmake", "--install", build, "--prefix", PREFIX, "--component", "router")

@@ -172,11 +172,10 @@ class Told(unittest.TestCase):
         script = f"""set -e
             unset TC_PACKAGE
             mount -t tmpfs tmpfs /mnt
-            mkdir /mnt/up /mnt/work
-            mount -t overlay overlay -o lowerdir=/etc,upperdir=/mnt/up,workdir=/mnt/work /etc
+            cp /etc/ppp/ip-up /etc/ppp/ip-down /mnt/
+            mkdir /mnt/ip-up.d /mnt/ip-down.d
+            mount --bind /mnt /etc/ppp
             mount --bind {self.world}/usr_libexec /usr/libexec
-            mkdir -p /etc/ppp/ip-up.d /etc/ppp/ip-down.d
-            rm -f /etc/ppp/ip-up.d/* /etc/ppp/ip-down.d/*
             cp {HOOKS}/ip-up /etc/ppp/ip-up.d/time_check
             cp {HOOKS}/ip-down /etc/ppp/ip-down.d/time_check
             sed -i 's|^PATH=|PATH={BINARIES}:|' /etc/ppp/ip-up /etc/ppp/ip-down
