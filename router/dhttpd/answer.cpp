@@ -55,17 +55,17 @@ void look(looked *at)
 }
 
 // RFC 8908, for phones that ask whether they are let through.
-answer captive_portal(const site &site)
+answer captive_portal(const request &asked)
 {
     looked at;
     look(&at);
     const bool is_captive = report_of(at.current()).what != outcome::WELL;
-    const std::string host = site.port == "80" ? site.host : site.host + ':' + site.port;
+    const std::string host = asked.own_port == "80" ? asked.own_host : asked.own_host + ':' + asked.own_port;
     return {.body = fmt::format("{{\"captive\": {}, \"user-portal-url\": \"http://{}/\"}}\n", is_captive, host),
             .headers = {{"Content-Type", "application/captive+json"}}};
 }
 
-answer status(const site & /*site*/)
+answer status()
 {
     constexpr int REFRESH = 5;
     looked at;
@@ -118,11 +118,11 @@ answer route(const request &asked, const site &site)
     const std::optional<target> wanted = read_target(asked.uri, asked.host);
     if (!wanted)
         return plain(BAD_REQUEST, "This request makes no sense.\n");
-    const bool is_own = wanted->host == site.host;
+    const bool is_own = wanted->host == asked.own_host;
     if (is_own && wanted->path == "/captive-portal")
-        return captive_portal(site);
+        return captive_portal(asked);
     if (is_own && wanted->path == "/status" && site.has_status)
-        return status(site);
+        return status();
     if (is_own && wanted->path == "/preview" && !site.preview_path.empty())
         return preview(site);
     return fault(asked, *wanted, is_own);

@@ -11,8 +11,6 @@ namespace dhttpd
 {
 
 struct site {
-    std::string host;         // the address that it is asked at
-    std::string port;         //
     std::string preview_path; // of the file at /preview; "": there is none
     bool has_status = false;  // at /status
 };
@@ -22,6 +20,8 @@ struct request {
     std::string uri;
     std::string host;     // the header Host
     std::string accepted; // the header Accept-Language
+    std::string own_host; // the router's address at which it has come in, as a link has it
+    std::string own_port; //
 };
 
 struct answer {

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <getopt.h>
 #include <string>
+#include <vector>
 
 #include "router/call.h"
 #include "router/dhttpd/server.h"
@@ -12,14 +13,15 @@
 namespace
 {
 
-constexpr char USAGE[] = "Usage: dhttpd --listen ADDRESS:PORT [OPTION]...\n"
-                         "Serves the page that tells why the line is dead, from time_check's status page.\n"
-                         "\n"
-                         "  --listen ADDRESS:PORT  the LAN's own address; of IPv6 in brackets\n"
-                         "  --interface NAME       take only what comes in there\n"
-                         "  --status               show at /status what every module is doing\n"
-                         "  --preview FILE         show the file, made by tcctl preview --format html, at /preview\n"
-                         "  --help, --version      print this, or the version, and end\n";
+constexpr char USAGE[] =
+    "Usage: dhttpd --listen ADDRESS:PORT [OPTION]...\n"
+    "Serves the page that tells why the line is dead, from time_check's status page.\n"
+    "\n"
+    "  --listen ADDRESS:PORT  the LAN's own address, of IPv6 in brackets; several times for several\n"
+    "  --interface NAME       take only what comes in there; then [::] is each address of it\n"
+    "  --status               show at /status what every module is doing\n"
+    "  --preview FILE         show the file, made by tcctl preview --format html, at /preview\n"
+    "  --help, --version      print this, or the version, and end\n";
 
 enum option_code { LISTEN = 256, INTERFACE, STATUS, PREVIEW };
 
@@ -37,24 +39,24 @@ constexpr program IS = {.name = "dhttpd", .version = DHTTPD_VERSION, .usage = US
 
 struct arguments {
     dhttpd::site site;
+    std::vector<dhttpd::place> places;
     std::string interface;
 };
 
-void take_address(dhttpd::site *site, const std::string &text)
+dhttpd::place place_in(const std::string &text)
 {
     const size_t colon = text.rfind(':');
     const long port = colon == std::string::npos ? 0 : strtol(text.c_str() + colon + 1, nullptr, 10);
     if (port < 1 || port > 65535 || text.find_first_not_of("0123456789", colon + 1) != std::string::npos)
         wrong_call(IS, "--listen: not an ADDRESS:PORT: " + text);
-    site->host = text.substr(0, colon);
-    site->port = std::to_string(port);
+    return {.host = text.substr(0, colon), .port = std::to_string(port)};
 }
 
 void take_option(arguments *arguments, int code)
 {
     switch (code) {
     case LISTEN:
-        take_address(&arguments->site, optarg);
+        arguments->places.push_back(place_in(optarg));
         break;
     case INTERFACE:
         arguments->interface = optarg;
@@ -79,13 +81,16 @@ int main(int argc, char **argv)
         take_option(&arguments, code);
     if (optind < argc)
         wrong_call(IS, std::string("what is that: ") + argv[optind]);
-    if (arguments.site.host.empty())
+    if (arguments.places.empty())
         wrong_call(IS, "--listen is missing");
-    std::string why;
-    const int listening = dhttpd::listen_at(arguments.site, arguments.interface, &why);
-    if (listening < 0) {
-        fprintf(stderr, "dhttpd: %s\n", why.c_str());
-        return 1;
+    std::vector<int> listening;
+    for (const dhttpd::place &place : arguments.places) {
+        std::string why;
+        listening.push_back(dhttpd::listen_at(place, arguments.interface, &why));
+        if (listening.back() < 0) {
+            fprintf(stderr, "dhttpd: %s\n", why.c_str());
+            return 1;
+        }
     }
     return dhttpd::serve(arguments.site, listening);
 }

@@ -1,6 +1,7 @@
 #include "router/dhttpd/request.h"
 
 #include <algorithm>
+#include <arpa/inet.h>
 
 #include "tools/html.h"
 
@@ -70,12 +71,17 @@ bool is_name(std::string_view host)
     });
 }
 
-// "[fd00::1]"
-bool is_address_6(std::string_view host)
+// Has "[FD00:0::1]" as "[fd00::1]", which is how everybody else writes it.
+bool shorten_address_6(std::string *host)
 {
-    return host.size() > 2 && host.front() == '[' && host.back() == ']' &&
-           std::all_of(host.begin() + 1, host.end() - 1,
-                       [](char c) { return is_digit(c) || (c >= 'a' && c <= 'f') || c == ':' || c == '.'; });
+    if (host->size() < 2 || host->front() != '[' || host->back() != ']')
+        return false;
+    in6_addr address = {};
+    char text[INET6_ADDRSTRLEN] = "";
+    if (inet_pton(AF_INET6, host->substr(1, host->size() - 2).c_str(), &address) != 1)
+        return false;
+    *host = std::string("[") + inet_ntop(AF_INET6, &address, text, sizeof text) + ']';
+    return true;
 }
 
 bool read_host(std::string_view text, target *wanted)
@@ -91,7 +97,7 @@ bool read_host(std::string_view text, target *wanted)
     }
     if (wanted->port == "80")
         wanted->port.clear();
-    return (is_name(wanted->host) || is_address_6(wanted->host)) && wanted->port.size() <= 5 &&
+    return (is_name(wanted->host) || shorten_address_6(&wanted->host)) && wanted->port.size() <= 5 &&
            std::all_of(wanted->port.begin(), wanted->port.end(), is_digit);
 }
 

@@ -16,7 +16,7 @@ enum class language { ENGLISH, GERMAN };
 language language_of(std::string_view accepted);
 
 struct target {
-    std::string host; // in small letters, without port; "" where the client named none
+    std::string host; // in small letters, of IPv6 as short as it can be, without port; "" where the client named none
     std::string port; // "" where it is the usual one
     std::string path; // with its query; begins with a slash
 };

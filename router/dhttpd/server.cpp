@@ -1,7 +1,9 @@
 #include "router/dhttpd/server.h"
 
 #include <algorithm>
+#include <arpa/inet.h>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstring>
 #include <ctime>
@@ -43,6 +45,7 @@ bool bind_to(int fd, const addrinfo &found, const std::string &interface)
     constexpr int WAITING = 128;
     const int on = 1;
     return setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == 0 &&
+           (found.ai_family != AF_INET6 || setsockopt(fd, IPPROTO_IPV6, IPV6_V6ONLY, &on, sizeof on) == 0) &&
            (interface.empty() || setsockopt(fd, SOL_SOCKET, SO_BINDTODEVICE, interface.c_str(),
                                             static_cast<socklen_t>(interface.size() + 1)) == 0) &&
            bind(fd, found.ai_addr, found.ai_addrlen) == 0 && listen(fd, WAITING) == 0;
@@ -50,26 +53,26 @@ bool bind_to(int fd, const addrinfo &found, const std::string &interface)
 
 } // namespace
 
-int listen_at(const site &site, const std::string &interface, std::string *why)
+int listen_at(const place &place, const std::string &interface, std::string *why)
 {
     addrinfo hints = {};
     hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV;
     hints.ai_socktype = SOCK_STREAM;
     addrinfo *found = nullptr;
-    const int error = getaddrinfo(bare(site.host).c_str(), site.port.c_str(), &hints, &found);
+    const int error = getaddrinfo(bare(place.host).c_str(), place.port.c_str(), &hints, &found);
     if (error != 0) {
-        *why = site.host + ':' + site.port + ": " + gai_strerror(error);
+        *why = place.host + ':' + place.port + ": " + gai_strerror(error);
         return -1;
     }
     const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(found, freeaddrinfo);
-    if (is_any(found->ai_addr)) {
-        *why = site.host + ": that is every address; the LAN's is wanted";
+    if (interface.empty() && is_any(found->ai_addr)) {
+        *why = place.host + ": that is every address; the LAN's is wanted, or an interface";
         return -1;
     }
     const int fd = socket(found->ai_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (fd >= 0 && bind_to(fd, *found, interface))
         return fd;
-    *why = "cannot listen at " + site.host + ':' + site.port + (interface.empty() ? "" : " of " + interface) + ": " +
+    *why = "cannot listen at " + place.host + ':' + place.port + (interface.empty() ? "" : " of " + interface) + ": " +
            strerror(errno);
     if (fd >= 0)
         close(fd);
@@ -116,6 +119,28 @@ MHD_Response *response_of(answer &made)
     return response;
 }
 
+// Where the request has come in: which of the router's addresses the client, or who leads it here, has asked.
+void note_own(MHD_Connection *connection, request *asked)
+{
+    const MHD_ConnectionInfo *const info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
+    sockaddr_storage own = {};
+    socklen_t size = sizeof own;
+    if (info == nullptr || getsockname(info->connect_fd, reinterpret_cast<sockaddr *>(&own), &size) != 0)
+        return;
+    char text[INET6_ADDRSTRLEN] = "";
+    in_port_t port = 0;
+    if (own.ss_family == AF_INET6) {
+        const auto *const address = reinterpret_cast<const sockaddr_in6 *>(&own);
+        asked->own_host = std::string("[") + inet_ntop(AF_INET6, &address->sin6_addr, text, sizeof text) + ']';
+        port = address->sin6_port;
+    } else {
+        const auto *const address = reinterpret_cast<const sockaddr_in *>(&own);
+        asked->own_host = inet_ntop(AF_INET, &address->sin_addr, text, sizeof text);
+        port = address->sin_port;
+    }
+    asked->own_port = std::to_string(ntohs(port));
+}
+
 // Keeps a request's first line as it came: the library takes the query away.
 void *note_uri(void * /*server*/, const char *uri, MHD_Connection * /*connection*/)
 {
@@ -133,11 +158,14 @@ MHD_Result take_request(void *of, MHD_Connection *connection, const char * /*pat
 {
     // At the first call, with the head alone: whatever body follows is not read.
     const server *const self = static_cast<server *>(of);
-    answer made = answer_to({.method = method,
-                             .uri = *uri == nullptr ? "" : *static_cast<std::string *>(*uri),
-                             .host = header_of(connection, MHD_HTTP_HEADER_HOST),
-                             .accepted = header_of(connection, MHD_HTTP_HEADER_ACCEPT_LANGUAGE)},
-                            self->is);
+    request asked = {.method = method,
+                     .uri = *uri == nullptr ? "" : *static_cast<std::string *>(*uri),
+                     .host = header_of(connection, MHD_HTTP_HEADER_HOST),
+                     .accepted = header_of(connection, MHD_HTTP_HEADER_ACCEPT_LANGUAGE),
+                     .own_host = "",
+                     .own_port = ""};
+    note_own(connection, &asked);
+    answer made = answer_to(asked, self->is);
     MHD_Response *const response = response_of(made);
     if (response == nullptr)
         return MHD_NO;
@@ -206,32 +234,57 @@ int wait_of(MHD_Daemon *daemon)
     return static_cast<int>(std::min(wait, LONGEST));
 }
 
+// One of the library's servers for each socket; what they share is the crowd.
+struct running {
+    std::vector<MHD_Daemon *> daemons = {};
+    std::vector<pollfd> watched = {}; // theirs, and the one that tells of the end
+};
+
+bool start_all(server *self, const std::vector<int> &listening, running *all)
+{
+    for (const int fd : listening) {
+        MHD_Daemon *const daemon = start(self, fd);
+        if (daemon == nullptr)
+            return false;
+        all->daemons.push_back(daemon);
+        all->watched.push_back(
+            {.fd = MHD_get_daemon_info(daemon, MHD_DAEMON_INFO_EPOLL_FD)->epoll_fd, .events = POLLIN, .revents = 0});
+    }
+    all->watched.push_back({.fd = signals_of_the_end(), .events = POLLIN, .revents = 0});
+    return all->watched.back().fd >= 0;
+}
+
+void run(server *self, running *all)
+{
+    for (;;) {
+        int wait = INT_MAX;
+        for (MHD_Daemon *const daemon : all->daemons)
+            wait = std::min(wait, wait_of(daemon));
+        poll(all->watched.data(), all->watched.size(), wait);
+        if (all->watched.back().revents != 0)
+            return;
+        for (int fd = 0; (fd = self->visitors.overdue(now_ms())) >= 0;)
+            send_away(fd);
+        for (MHD_Daemon *const daemon : all->daemons)
+            MHD_run(daemon);
+    }
+}
+
 } // namespace
 
-int serve(const site &site, int listening)
+int serve(const site &site, const std::vector<int> &listening)
 {
     server self{.is = site};
+    running all;
     signal(SIGPIPE, SIG_IGN);
-    const int ended = signals_of_the_end();
-    MHD_Daemon *const daemon = start(&self, listening);
-    const MHD_DaemonInfo *const events =
-        daemon == nullptr ? nullptr : MHD_get_daemon_info(daemon, MHD_DAEMON_INFO_EPOLL_FD);
-    if (events == nullptr || ended < 0) {
+    if (!start_all(&self, listening, &all)) {
         fprintf(stderr, "dhttpd: cannot start: %s\n", strerror(errno));
         return 1;
     }
-    for (;;) {
-        pollfd watched[] = {{.fd = events->epoll_fd, .events = POLLIN, .revents = 0},
-                            {.fd = ended, .events = POLLIN, .revents = 0}};
-        poll(watched, 2, wait_of(daemon));
-        if (watched[1].revents != 0)
-            break;
-        for (int fd = 0; (fd = self.visitors.overdue(now_ms())) >= 0;)
-            send_away(fd);
-        MHD_run(daemon);
-    }
-    MHD_stop_daemon(daemon);
-    close(ended);
+    run(&self, &all);
+    for (MHD_Daemon *const daemon : all.daemons)
+        MHD_stop_daemon(daemon);
+    close(all.watched.back().fd);
     return 0;
 }
 

@@ -233,7 +233,8 @@ class Calls(unittest.TestCase):
                               (("--listen", "127.0.0.1:80", "more"), 2), (("--nonsense",), 2),
                               (("--listen", "0.0.0.0:8053"), 1), (("--listen", "[::]:8053"), 1),
                               (("--listen", "router.example:8053"), 1), (("--listen", "192.0.2.1:8053"), 1),
-                              (("--listen", "127.0.0.1:8053", "--interface", "none0"), 1)):
+                              (("--listen", "127.0.0.1:8053", "--interface", "none0"), 1),
+                              (("--listen", "127.0.0.1:8053", "--listen", "[::]:8053"), 1)):
             done = subprocess.run([World.dhttpd, *words], capture_output=True, text=True, timeout=20, check=False)
             self.assertEqual((done.returncode, done.stdout), (status, ""), words)
             self.assertTrue(done.stderr.startswith("dhttpd: ") or "Try dhttpd --help" in done.stderr, done.stderr)

@@ -42,6 +42,7 @@ TEST(DhttpdTarget, IsHostAndPath)
     EXPECT_EQ(wanted("/a/b?c=d&e=%20#f", "Example.ORG:80"), "http://example.org/a/b?c=d&e=%20#f");
     EXPECT_EQ(wanted("/", "example.org:8080"), "http://example.org:8080/");
     EXPECT_EQ(wanted("/", "[FD00::1]:81"), "http://[fd00::1]:81/");
+    EXPECT_EQ(wanted("/", "[fd00:0:0:0::1]"), "http://[fd00::1]/");
     EXPECT_EQ(wanted("http://other.example/x", "example.org"), "http://other.example/x");
     EXPECT_EQ(wanted("http://other.example", ""), "http://other.example/");
 }
@@ -56,8 +57,8 @@ TEST(DhttpdTarget, IsNotShownWhenItIsStrange)
 
 TEST(DhttpdTarget, MayMakeNoSense)
 {
-    for (const char *host :
-         {"a b", "a/b", "<b>", "a:b", "a:123456", "[", "[]", "[g]", "a@b", ":80", "\xc3\xa4", "a]", "a\tb"})
+    for (const char *host : {"a b", "a/b", "<b>", "a:b", "a:123456", "[", "[]", "[g]", "[fd00:::1]", "[fd00::1%25br0]",
+                             "[fd00::1", "a@b", ":80", "\xc3\xa4", "a]", "a\tb"})
         EXPECT_FALSE(read_target("/", host)) << host;
     for (const char *uri : {"", "a", "*", "//\n", "/ ", "/\xc3\xa4", "https://example.org/", "http:///x", "http://?"})
         EXPECT_FALSE(read_target(uri, "example.org")) << uri;
