@@ -10,8 +10,8 @@ config=${TIME_CHECK_ROUTER_CONF:-/etc/time_check/router.conf}
 : "${HOSTAPD_DIR=/run/hostapd}" "${WPA_DIR=/run/wpa_supplicant}" "${DNSMASQ_DIR=/etc/dnsmasq.d}"
 : "${DNSMASQ_SERVICE=dnsmasq}" "${MEDIA_SERVICE=minidlna}" "${FAULT_PAGE_SERVICE=time_check-dhttpd}"
 : "${FAULT_NAMES_SERVICE=time_check-fault-names}" "${FAULT_PAGE_PORT=8053}" "${FAULT_PAGE_NAMES_PORT=8054}"
-: "${FAULT_PAGE_NOWHERE=192.0.2.1}" "${LINE_PATIENCE=40}"
-: "${REPLY_DIR=${TIME_CHECK_RUN_DIR:-/run/time_check}}" "${NET_DIR=/sys/class/net}"
+: "${FAULT_PAGE_NOWHERE=192.0.2.1}" "${FAULT_PAGE_NOWHERE_6=2001:db8::1}" "${LINE_PATIENCE=40}"
+: "${REPLY_DIR=${TIME_CHECK_RUN_DIR:-/run/time_check}}" "${NET_DIR=/sys/class/net}" "${IPV6_DIR=/proc/sys/net/ipv6/conf}"
 : "${FAULT_PAGE_ENV=$REPLY_DIR/dhttpd.env}"
 
 # ---- how it went: exit statuses as netctrl knows them ----
@@ -74,6 +74,18 @@ lan_address()
     '' | */*) printf '%s\n' "$address" ;;
     *) printf '%s\n' "$address/24" ;;
     esac
+}
+
+# speaks_6 INTERFACE: whether it has IPv6, which then has an address of the link at least
+speaks_6()
+{
+    [ "$(cat "$IPV6_DIR/$1/disable_ipv6" 2>/dev/null)" = 0 ]
+}
+
+# has_address_6 INTERFACE: whether others of the link can have a way by IPv6 to elsewhere
+has_address_6()
+{
+    ip -6 addr show dev "$1" scope global 2>/dev/null | grep -q inet6
 }
 
 # wan NUMBER: its interface

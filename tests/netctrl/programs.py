@@ -43,7 +43,7 @@ class Programs(unittest.TestCase):
         self.settings = {}
         self.environment = {
             "PATH": str(self.world / "bin"), "WORLD": str(self.world), "TC_PACKAGE": str(SOURCE / "programs"),
-            "NET_DIR": str(self.world / "net"), "HOSTAPD_DIR": f"{self.world}/hostapd", "REPLY_DIR": f"{self.world}/reply",
+            "NET_DIR": str(self.world / "net"), "IPV6_DIR": str(self.world / "ipv6"), "HOSTAPD_DIR": f"{self.world}/hostapd", "REPLY_DIR": f"{self.world}/reply",
             "WPA_DIR": f"{self.world}/wpa", "DNSMASQ_DIR": str(self.world / "dnsmasq.d"),
             "TIME_CHECK_ROUTER_CONF": str(self.world / "router.conf")}
         self.tool("cfm", any_status=1)
@@ -381,40 +381,71 @@ class Programs(unittest.TestCase):
         self.run_verb("media-server-start")
         self.assertEqual(self.calls(), ["systemctl restart gerbera"])
 
-    LEADS = ["nft -f -", "table ip time_check_fault_page", "delete table ip time_check_fault_page",
-             "table ip time_check_fault_page {", "    chain prerouting {",
-             "        type nat hook prerouting priority -101; policy accept", '        iifname != "br7" accept',
-             "        tcp dport 80 fib daddr type != local dnat to 192.168.7.1:8053"]
+    @staticmethod
+    def leads(family, page, *more):
+        return [f"table {family} time_check_fault_page", f"delete table {family} time_check_fault_page",
+                f"table {family} time_check_fault_page {{", "chain prerouting {",
+                "type nat hook prerouting priority -101; policy accept", 'iifname != "br7" accept',
+                f"tcp dport 80 fib daddr type != local {page}", *more, "}", "}"]
+
+    def started_page(self):
+        """What the page's start calls, without blanks and empty lines, and what it leaves for the services."""
+        self.run_verb("fault-page-start")
+        left = (self.world / "reply/dhttpd.env").read_text().split()
+        return [line.strip() for line in self.calls() if line.strip()], left
 
     def test_clients_are_led_to_the_fault_page(self):
         for tool in ("systemctl", "nft"):
             self.tool(tool)
         self.config("LAN=br7\nLAN_ADDRESS=192.168.7.1/24\n")
-        self.run_verb("fault-page-start")
-        calls = self.calls()
-        self.assertEqual(calls[:9], ["systemctl start time_check-dhttpd", *self.LEADS])
-        self.assertNotIn("8054", "".join(calls), "without dnsmasq names stay as they are")
-        self.assertEqual((self.world / "reply/dhttpd.env").read_text().split(), [
-            "ADDRESS=192.168.7.1", "INTERFACE=br7", "PORT=8053", "NAMES_PORT=8054", "NOWHERE=192.0.2.1"])
+        page = "dnat to 192.168.7.1:8053"
+        self.assertEqual(self.started_page(), (  # without dnsmasq names stay as they are
+            ["systemctl start time_check-dhttpd", "nft -f -", *self.leads("ip", page)],
+            ["ADDRESS=192.168.7.1", "INTERFACE=br7", "PORT=8053", "LISTEN_6=", "NAMES_PORT=8054", "NOWHERE=192.0.2.1",
+             "NOWHERE_6="]))
         self.tool("dnsmasq")
-        self.run_verb("fault-page-start")
-        calls = self.calls()
-        self.assertEqual(calls[:10], ["systemctl start time_check-dhttpd", "systemctl start time_check-fault-names",
-                                      *self.LEADS])
-        self.assertEqual(calls[10].strip(), "meta l4proto { tcp, udp } th dport 53 dnat to 192.168.7.1:8054")
+        self.assertEqual(self.started_page()[0], [
+            "systemctl start time_check-dhttpd", "systemctl start time_check-fault-names", "nft -f -",
+            *self.leads("ip", page, "meta l4proto { tcp, udp } th dport 53 dnat to 192.168.7.1:8054")])
         self.config("LAN=br7\nLAN_ADDRESS=192.168.7.1/24\nFAULT_PAGE_NOWHERE=\n")
-        self.run_verb("fault-page-start")
-        self.assertNotIn("8054", "".join(self.calls()))
+        self.assertNotIn("8054", "".join(self.started_page()[0]))
+
+    def test_clients_are_led_to_the_fault_page_by_ipv6_where_the_lan_speaks_it(self):
+        for tool in ("systemctl", "nft", "ip", "dnsmasq"):
+            self.tool(tool)
+        self.config("LAN=br7\nLAN_ADDRESS=192.168.7.1/24\n")
+        (self.world / "ipv6/br7").mkdir(parents=True)
+        switch = self.world / "ipv6/br7/disable_ipv6"
+        switch.write_text("0\n")
+        names = "meta l4proto { tcp, udp } th dport 53 "
+        calls, left = self.started_page()
+        self.assertEqual(calls[calls.index("nft -f -") + 1:], [  # in one go: both or none
+            *self.leads("ip", "dnat to 192.168.7.1:8053", names + "dnat to 192.168.7.1:8054"),
+            *self.leads("ip6", "redirect to :8053", names + "redirect to :8054")])
+        self.assertIn("LISTEN_6=--listen=[::]:8053", left)
+        self.assertIn("NOWHERE_6=", left, "addresses of the link alone lead nobody anywhere")
+        self.says("ip", "-6 addr show dev br7 scope global", "    inet6 fd00:7::1/64 scope global\n")
+        self.assertIn("NOWHERE_6=--address=/#/2001:db8::1", self.started_page()[1])
+        self.config("LAN=br7\nLAN_ADDRESS=192.168.7.1/24\nFAULT_PAGE_NOWHERE_6=\n")
+        self.assertIn("NOWHERE_6=", self.started_page()[1])
+        switch.write_text("1\n")
+        calls, left = self.started_page()
+        self.assertNotIn("table ip6 time_check_fault_page", calls)
+        self.assertIn("LISTEN_6=", left)
 
     def test_clients_are_led_to_the_fault_page_no_more(self):
         for tool in ("systemctl", "nft"):
             self.tool(tool)
         self.run_verb("fault-page-stop")
-        self.assertEqual(self.calls(), ["nft list table ip time_check_fault_page",
-                                        "nft delete table ip time_check_fault_page", "systemctl stop time_check-dhttpd"])
-        self.says("nft", "list table ip time_check_fault_page", "", 1)
+        self.assertEqual(self.calls(), [
+            "nft list table ip time_check_fault_page", "nft delete table ip time_check_fault_page",
+            "nft list table ip6 time_check_fault_page", "nft delete table ip6 time_check_fault_page",
+            "systemctl stop time_check-dhttpd"])
+        for family in ("ip", "ip6"):
+            self.says("nft", f"list table {family} time_check_fault_page", "", 1)
         self.run_verb("fault-page-stop")
-        self.assertEqual(self.calls(), ["nft list table ip time_check_fault_page", "systemctl stop time_check-dhttpd"])
+        self.assertEqual(self.calls(), ["nft list table ip time_check_fault_page", "nft list table ip6 time_check_fault_page",
+                                        "systemctl stop time_check-dhttpd"])
 
     def test_a_fault_page_without_a_lan(self):
         self.tool("systemctl")
@@ -511,7 +542,7 @@ class EachNameOfTheConfiguration(unittest.TestCase):
         defaults = {}
         for source in (SOURCE / "programs/router.sh", SOURCE / "path/wlconf"):
             defaults.update(re.findall(r'"\$\{([A-Z0-9_]+)=([^$"}]*)\}"', source.read_text()))
-        del defaults["NET_DIR"]  # for tests
+        del defaults["NET_DIR"], defaults["IPV6_DIR"]  # for tests
         self.assertGreater(len(defaults), 8)
         self.assertEqual({name: value for name, value in example.items() if name in defaults}, defaults)
         self.assertEqual({value for name, value in example.items() if name not in defaults}, {""})

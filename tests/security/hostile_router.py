@@ -38,7 +38,7 @@ ADDRESS = r"[0-9.]+/?[0-9]*"
 # What a tool may be told: its words, each after a blank; the shell's functions mark the end of each.
 CALLS = re.compile("|".join((
     rf"ip addr replace {ADDRESS} dev {NAME}", r"ip -4 route show (table wan[\w=,?-]* )?default", rf"ip -4 route del default dev {NAME}",
-    r"ip -4 route (add|replace) default [^\0]*", rf"ip link set {NAME} (up|down)", r"nft (-f -|(list|delete) table (ip|inet) time_check_\w+)",
+    r"ip -4 route (add|replace) default [^\0]*", rf"ip link set {NAME} (up|down)", r"nft (-f -|(list|delete) table (ip6?|inet) time_check_\w+)",
     r"systemctl (start|stop|restart|try-restart) [\w-]+", rf"networkctl (status|reconfigure) {NAME}",
     rf"ifup {NAME}", rf"ifdown --force {NAME}", rf"ifquery (--state )?{NAME}", rf"hostapd_cli -p \S+ -s \S+ -i {NAME} (status|enable|disable|reload)",
     r"cfm set (wan[12]\.(pppoe\.auth\.changed|onln\.beforestart|down\.flag)|reboot\.flag|wan[12]_err_check) [0-4]",
@@ -65,7 +65,8 @@ table inet time_check_guest \{
     \}
 \}""")))
 FILES = {"dnsmasq.d/time_check-lan.conf": rf"no-dhcp-interface={NAME}\n", "dnsmasq.d/time_check-guest.conf": r"no-dhcp-interface=br1\n",
-         "reply/dhttpd.env": rf"ADDRESS=[0-9.]+\nINTERFACE={NAME}\nPORT=8053\nNAMES_PORT=8054\nNOWHERE=192\.0\.2\.1\n",
+         "reply/dhttpd.env": rf"ADDRESS=[0-9.]+\nINTERFACE={NAME}\nPORT=8053\nLISTEN_6=(--listen=\[::\]:8053)?\nNAMES_PORT=8054\nNOWHERE=192\.0\.2\.1\n"
+                             r"NOWHERE_6=(--address=/#/2001:db8::1)?\n",
          "noresp": r"[01]\n", "asking": r"\d+\n"}
 PRELUDE = """
 say() { printf '%s\\000' $# "$@" >>"$WORLD/calls"; }
