@@ -3,7 +3,6 @@
 // Ends with 0 after SIGTERM or SIGINT, 1 when it cannot listen, 2 when it was called wrongly.
 #include <cstdio>
 #include <cstdlib>
-#include <getopt.h>
 #include <string>
 #include <vector>
 
@@ -23,18 +22,6 @@ constexpr char USAGE[] =
     "  --preview FILE         show the file, made by tcctl preview --format html, at /preview\n"
     "  --help, --version      print this, or the version, and end\n";
 
-enum option_code { LISTEN = 256, INTERFACE, STATUS, PREVIEW };
-
-constexpr option OPTIONS[] = {
-    {"listen", required_argument, nullptr, LISTEN},
-    {"interface", required_argument, nullptr, INTERFACE},
-    {"status", no_argument, nullptr, STATUS},
-    {"preview", required_argument, nullptr, PREVIEW},
-    {"help", no_argument, nullptr, CALL_HELP},
-    {"version", no_argument, nullptr, CALL_VERSION},
-    {nullptr, 0, nullptr, 0},
-};
-
 constexpr program IS = {.name = "dhttpd", .version = DHTTPD_VERSION, .usage = USAGE};
 
 struct arguments {
@@ -52,35 +39,21 @@ dhttpd::place place_in(const std::string &text)
     return {.host = text.substr(0, colon), .port = std::to_string(port)};
 }
 
-void take_option(arguments *arguments, int code)
-{
-    switch (code) {
-    case LISTEN:
-        arguments->places.push_back(place_in(optarg));
-        break;
-    case INTERFACE:
-        arguments->interface = optarg;
-        break;
-    case STATUS:
-        arguments->site.has_status = true;
-        break;
-    case PREVIEW:
-        arguments->site.preview_path = optarg;
-        break;
-    default:
-        end_call(IS, code);
-    }
-}
+constexpr call_option<arguments> OPTIONS[] = {
+    {"listen", required_argument, [](arguments *to, const char *value) { to->places.push_back(place_in(value)); }},
+    {"interface", required_argument, [](arguments *to, const char *value) { to->interface = value; }},
+    {"status", no_argument, [](arguments *to, const char * /*none*/) { to->site.has_status = true; }},
+    {"preview", required_argument, [](arguments *to, const char *value) { to->site.preview_path = value; }},
+};
 
 } // namespace
 
 int main(int argc, char **argv)
 {
     arguments arguments;
-    for (int code = 0; (code = getopt_long(argc, argv, "", OPTIONS, nullptr)) != -1;)
-        take_option(&arguments, code);
-    if (optind < argc)
-        wrong_call(IS, std::string("what is that: ") + argv[optind]);
+    const int words = take_options(IS, OPTIONS, argc, argv, &arguments);
+    if (words < argc)
+        wrong_call(IS, std::string("what is that: ") + argv[words]);
     if (arguments.places.empty())
         wrong_call(IS, "--listen is missing");
     std::vector<int> listening;

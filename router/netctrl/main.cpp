@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <getopt.h>
 
 #include "platform/linux/run_directory.h"
 #include "router/call.h"
@@ -29,20 +28,6 @@ constexpr char USAGE[] =
     "  --state FILE       what is wanted and not done yet (netctrl.state in the run directory)\n"
     "  --limit SECONDS    what a program may take before it is ended (60)\n"
     "  --help, --version  print this, or the version, and end\n";
-
-enum option_code { DRY_RUN = 256, LIST_VERBS, OWNER, PACKAGE, STATE, LIMIT };
-
-constexpr option OPTIONS[] = {
-    {"dry-run", no_argument, nullptr, DRY_RUN},
-    {"list-verbs", no_argument, nullptr, LIST_VERBS},
-    {"owner", required_argument, nullptr, OWNER},
-    {"package", required_argument, nullptr, PACKAGE},
-    {"state", required_argument, nullptr, STATE},
-    {"limit", required_argument, nullptr, LIMIT},
-    {"help", no_argument, nullptr, CALL_HELP},
-    {"version", no_argument, nullptr, CALL_VERSION},
-    {nullptr, 0, nullptr, 0},
-};
 
 constexpr program IS = {.name = "netctrl", .version = NETCTRL_VERSION, .usage = USAGE};
 
@@ -96,31 +81,14 @@ struct arguments {
     bool lists = false;
 };
 
-void take_option(arguments *arguments, int code)
-{
-    switch (code) {
-    case DRY_RUN:
-        arguments->is.is_dry = true;
-        break;
-    case LIST_VERBS:
-        arguments->lists = true;
-        break;
-    case OWNER:
-        arguments->is.folders.owner = optarg;
-        break;
-    case PACKAGE:
-        arguments->is.folders.package = optarg;
-        break;
-    case STATE:
-        arguments->is.state_path = optarg;
-        break;
-    case LIMIT:
-        arguments->is.limit_ms = limit_in(optarg);
-        break;
-    default:
-        end_call(IS, code);
-    }
-}
+constexpr call_option<arguments> OPTIONS[] = {
+    {"dry-run", no_argument, [](arguments *to, const char * /*none*/) { to->is.is_dry = true; }},
+    {"list-verbs", no_argument, [](arguments *to, const char * /*none*/) { to->lists = true; }},
+    {"owner", required_argument, [](arguments *to, const char *value) { to->is.folders.owner = value; }},
+    {"package", required_argument, [](arguments *to, const char *value) { to->is.folders.package = value; }},
+    {"state", required_argument, [](arguments *to, const char *value) { to->is.state_path = value; }},
+    {"limit", required_argument, [](arguments *to, const char *value) { to->is.limit_ms = limit_in(value); }},
+};
 
 } // namespace
 
@@ -132,12 +100,11 @@ int main(int argc, char **argv)
                .state_path = default_state(),
                .limit_ms = 60'000,
                .is_dry = false}};
-    for (int code = 0; (code = getopt_long(argc, argv, "", OPTIONS, nullptr)) != -1;)
-        take_option(&arguments, code);
-    const bool has_messages = optind < argc;
+    const int words = take_options(IS, OPTIONS, argc, argv, &arguments);
+    const bool has_messages = words < argc;
     if (has_messages && (!arguments.is.is_dry || arguments.lists))
-        wrong_call(IS, std::string("messages go with --dry-run alone: ") + argv[optind]);
+        wrong_call(IS, std::string("messages go with --dry-run alone: ") + argv[words]);
     if (arguments.lists)
         return list_verbs(arguments.is);
-    return has_messages ? say_what_would_run(arguments.is, argv + optind) : serve(arguments.is);
+    return has_messages ? say_what_would_run(arguments.is, argv + words) : serve(arguments.is);
 }
