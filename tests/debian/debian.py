@@ -82,15 +82,23 @@ def not_seen_ends():
         sys.exit(f"  NOT SEEN: {error}")
 
 
-def packages_folder(*programs):
-    """Where the packages are. Ends the program when they, or the programs of this machine, are missing."""
-    folder = pathlib.Path(os.environ.get("DEBIAN_PACKAGES", PROJECT / "build" / "packages" / "amd64"))
+def need(*programs):
+    """Ends the program when the emulator or one of these programs of this machine is missing."""
     missing = [program for program in ("qemu-system-x86_64", *programs) if shutil.which(program) is None]
     if missing:
         sys.exit(f"there is no {missing[0]} (lab/packages)")
-    if not list(folder.glob("*.deb")):
-        sys.exit(f"there is no package in {folder} (packaging/debian/build {folder})")
-    return folder
+
+
+def packages(*names):
+    """The files of these packages, in the order of their names. Ends the program when one is missing."""
+    folder = pathlib.Path(os.environ.get("DEBIAN_PACKAGES", PROJECT / "build" / "packages" / "amd64"))
+    files = []
+    for name in names:
+        found = list(folder.glob(f"{name}_*_amd64.deb"))
+        if len(found) != 1:
+            sys.exit(f"there are {len(found)} packages {name} in {folder}, not one (packaging/debian/build {folder})")
+        files += found
+    return files
 
 
 @contextlib.contextmanager
