@@ -9,10 +9,12 @@ class NotSeen(Exception):
 
 
 class Onlooker:
-    """Stands before a machine (lab/emulated.py) that takes commands."""
+    """Stands before a machine (lab/emulated.py) that takes commands. patience is how many times as long things may take
+    as on an idle machine, for which all seconds are meant."""
 
     def __init__(self, machine):
         self._machine = machine
+        self.patience = 1
 
     def end(self):
         """Ends the machine at once."""
@@ -24,7 +26,7 @@ class Onlooker:
 
     def do(self, command, seconds=60):
         """Runs a command that must succeed, and returns what it printed."""
-        status, output = self._machine.run(command, seconds)
+        status, output = self._machine.run(command, seconds * self.patience)
         if status != 0:
             raise NotSeen(f"{command}\n    gave {status} and printed: {output or 'nothing'}")
         return output
@@ -42,9 +44,10 @@ class Onlooker:
         self._wait(what, seconds, look.__doc__, look, pattern, True)
 
     def _seen_by(self, command):
-        return lambda: self._machine.run(command)[1]
+        return lambda: self._machine.run(command, 60 * self.patience)[1]
 
     def _wait(self, what, seconds, where, look, pattern, wanted):
+        seconds = round(seconds * self.patience)
         deadline = time.monotonic() + seconds
         while True:
             seen = look()
