@@ -6,6 +6,7 @@ import datetime
 import json
 import os
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -28,6 +29,10 @@ JUMP_S = 1.5
 
 # The journal has whole seconds of both, and the observer of one.
 WHOLE_S = 2
+
+# Of the machine's time, between the daemon's reading the one and the other: it may have to wait for its turn, in which a
+# faster clock goes on.
+TURN_S = 0.2
 
 
 def named(what):
@@ -70,6 +75,12 @@ def looks_of(text, life):
     return looks
 
 
+def taken_by(line):
+    """How many seconds a program of netctrl's took. Its line comes afterwards, and the next message may have waited for it."""
+    took = re.search(r": exit \d+, (\d+\.\d+) s", line)
+    return float(took.group(1)) if took else 0
+
+
 def seen_in(looks, messages):
     """What a life's looks saw, in the words of the box's observer. `messages` are the lines of netctrl's log."""
     yield {"what": "looks", "at": looks[0].began}
@@ -79,8 +90,9 @@ def seen_in(looks, messages):
         for what, value in (look.state or {}).items():
             old = state.get(what, value)
             if what == "netctrl":
-                for message in messages[int(old):int(value)]:
-                    yield {"what": "message", "old": "", "new": message.split(": ")[0], **span}
+                for i in range(int(old), int(value)):
+                    asked = span["before"] - sum(taken_by(line) for line in messages[max(0, i - 1):i + 1])
+                    yield {"what": "message", "old": "", "new": messages[i].split(": ")[0], "before": asked, "at": span["at"]}
             elif old != value:
                 yield {"what": named(what), "old": old, "new": value, **span}
         state = state | (look.state or {})
@@ -106,7 +118,8 @@ class Clock:
     def moment_of(self, calendar, uptime):
         """By the router's up-time; None: this clock did not show these two together."""
         at = LIFE_S * self.life + uptime / self.rate
-        is_shown = self.ahead[1] - WHOLE_S < calendar - uptime < self.ahead[0] + WHOLE_S
+        apart = WHOLE_S + TURN_S * (self.rate - 1)
+        is_shown = self.ahead[1] - apart < calendar - uptime < self.ahead[0] + apart
         return at if is_shown and self.since - 1 < at < self.until else None
 
 

@@ -21,7 +21,7 @@ class Router(Onlooker):
         self._machine.wait_ready()
         print(f"  it has booted after {time.monotonic() - began:.1f} s", flush=True)
         self.expect("its commands answer", 10, "echo hi", "^hi$")
-        self.expect("it is up", 60, "cat /run/log/router.log", "the router is up")
+        self.expect("it is up", 120, "cat /run/log/router.log", "the router is up")
 
     def expect_restart(self, what, seconds):
         """Waits until the router has started once more; what was seen before is taken out of it first, which takes
