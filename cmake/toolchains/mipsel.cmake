@@ -5,7 +5,7 @@ include(${CMAKE_CURRENT_LIST_DIR}/mips-common.cmake)
 
 cmake_path(SET house NORMALIZE ${CMAKE_CURRENT_LIST_DIR}/../..)
 set(libraries ${house}build/mips/sysroot)
-set(wanted libcli11-dev libfmt-dev liblmdb-dev liblmdb0 libmnl-dev libmnl0 nlohmann-json3-dev)
+set(wanted libcli11-dev libfmt-dev liblmdb-dev liblmdb0 libmicrohttpd-dev libmnl-dev libmnl0 nlohmann-json3-dev)
 set(fetched "")
 if(EXISTS ${libraries}/complete)
     file(STRINGS ${libraries}/complete fetched)
