@@ -163,7 +163,7 @@ def live(client):
     wait_for("it is noted", lambda: noted() == "0\n")
     wait_for("the daemon finds no fault", has_no_fault)
     if client.lease is not None:
-        expect(str(PLANTED) in pathlib.Path(client.lease).read_text(), "what the server says has come")
+        wait_for("what the server says has come", lambda: str(PLANTED) in pathlib.Path(client.lease).read_text())
     nothing_was_run()
     end(server)
     wait_for("the lease ends and nobody answers: it is noted", lambda: not address() and noted() == "1\n")
