@@ -9,7 +9,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
-#include <functional>
 #include <gtest/gtest.h>
 #include <netdb.h>
 #include <ostream>
@@ -21,104 +20,10 @@
 #include <unistd.h>
 #include <vector>
 
-#include "platform/sim/virtual_router.h"
-#include "platform/sim/wrap.h"
+#include "tests/contract/two_libcs.h"
 
 namespace
 {
-
-// One of the two: the calls, and how their world is set up.
-struct Libc {
-    std::string root;
-    int (*open)(const char *, int, ...);
-    ssize_t (*read)(int, void *, size_t);
-    ssize_t (*write)(int, const void *, size_t);
-    int (*fsync)(int);
-    int (*ftruncate)(int, off_t);
-    int (*fstat)(int, struct stat *);
-    int (*fchmod)(int, mode_t);
-    int (*fchown)(int, uid_t, gid_t);
-    int (*close)(int);
-    int (*rename)(const char *, const char *);
-    int (*unlink)(const char *);
-    ssize_t (*readlink)(const char *, char *, size_t);
-    FILE *(*popen)(const char *, const char *);
-    int (*pclose)(FILE *);
-    DIR *(*opendir)(const char *);
-    dirent *(*readdir)(DIR *);
-    int (*closedir)(DIR *);
-    int (*select)(int, fd_set *, fd_set *, fd_set *, timeval *);
-    hostent *(*gethostbyname)(const char *);
-    std::function<void(const std::string &path)> make_folder;
-    std::function<void(const std::string &path, const std::string &target)> make_link;
-    std::function<void(const std::string &command, int status, const std::string &output)> teach_command;
-
-    std::string in(const std::string &name) const
-    {
-        return root + "/" + name;
-    }
-};
-
-Libc real_libc(const std::string &folder)
-{
-    namespace fs = std::filesystem;
-    const auto nothing = [](const std::string &, int, const std::string &) {};
-    return {folder,
-            ::open,
-            ::read,
-            ::write,
-            ::fsync,
-            ::ftruncate,
-            ::fstat,
-            ::fchmod,
-            ::fchown,
-            ::close,
-            ::rename,
-            ::unlink,
-            ::readlink,
-            ::popen,
-            ::pclose,
-            ::opendir,
-            ::readdir,
-            ::closedir,
-            ::select,
-            ::gethostbyname,
-            [](const std::string &path) { fs::create_directory(path); },
-            [](const std::string &path, const std::string &target) { fs::create_symlink(target, path); },
-            nothing};
-}
-
-Libc model_libc()
-{
-    sim::VirtualRouter &box = sim::router();
-    box.files.set_directory("/scratch");
-    return {"/scratch",
-            sim_open,
-            sim_read,
-            sim_write,
-            sim_fsync,
-            sim_ftruncate,
-            sim_fstat,
-            sim_fchmod,
-            sim_fchown,
-            sim_close,
-            sim_rename,
-            sim_unlink,
-            sim_readlink,
-            sim_popen,
-            sim_pclose,
-            sim_opendir,
-            sim_readdir,
-            sim_closedir,
-            sim_select,
-            sim_gethostbyname,
-            [&box](const std::string &path) { box.files.set_directory(path); },
-            [&box](const std::string &path, const std::string &target) { box.files.set_link(path, target); },
-            [&box](const std::string &command, int status, const std::string &output) {
-                box.commands.set_output(command, output);
-                box.commands.set_status(command, status);
-            }};
-}
 
 // What came of the calls, a line each.
 class Trace
@@ -500,7 +405,7 @@ TEST_P(LibcModel, DoesWhatLibcDoes)
     Trace model;
     GetParam().run(real_libc(folder), real);
     std::filesystem::remove_all(folder);
-    GetParam().run(model_libc(), model);
+    GetParam().run(model_libc("/scratch"), model);
     ASSERT_EQ(model.lines.size(), real.lines.size());
     for (size_t i = 0; i < real.lines.size(); i++)
         EXPECT_EQ(model.lines[i], real.lines[i]) << "line " << i;
