@@ -162,14 +162,13 @@ int Files::open(const char *name, int flags, mode_t mode)
     const bool creates = (flags & O_CREAT) != 0;
     const bool creates_only = creates && (flags & O_EXCL) != 0;
     const bool writes = (flags & O_ACCMODE) != O_RDONLY;
-    Place place = place_of(name, (flags & O_NOFOLLOW) == 0 && !creates_only);
-    if (creates && std::string_view(name).ends_with('/') && has_parent(place.path))
-        return fail(EISDIR);
-    if (creates_only && (place.node != nullptr || place.is_folder || place.error == ELOOP))
+    const int keeps = (flags & O_NOFOLLOW) != 0 || creates_only ? KEPT : FOLLOWED;
+    Place place = place_of(name, keeps | (creates ? MADE : FOLLOWED));
+    if (creates_only && (place.node != nullptr || place.is_folder || place.is_link))
         return fail(EEXIST);
-    if (place.error == 0 && place.is_folder && (writes || creates))
+    if (place.error == 0 && place.is_folder && (writes || creates || (flags & O_TRUNC) != 0))
         return fail(EISDIR);
-    if (place.node != nullptr && (flags & O_DIRECTORY) != 0)
+    if ((place.node != nullptr || place.is_link) && (flags & O_DIRECTORY) != 0)
         return fail(ENOTDIR);
     if (place.error != 0 || (place.node == nullptr && !place.is_folder && !creates))
         return fail_at(place);
@@ -192,7 +191,7 @@ int Files::open_place(const Place &place, int flags)
     opened.readable = (flags & O_ACCMODE) != O_WRONLY;
     opened.writable = (flags & O_ACCMODE) != O_RDONLY;
     opened.append = (flags & O_APPEND) != 0;
-    opened.written = opened.writable && (flags & O_TRUNC) != 0;
+    opened.written = place.node != nullptr && (flags & O_TRUNC) != 0; // also when it is opened to be read
     opened.path = place.path;
     opened.node = place.node;
     if (opened.written)
@@ -258,10 +257,12 @@ int Files::sync(int fd)
 
 int Files::truncate(int fd, off_t size)
 {
+    if (size < 0)
+        return fail(EINVAL);
     Descriptor *const of = descriptor(fd);
     if (of == nullptr)
         return -1;
-    if (!of->writable || size < 0)
+    if (!of->writable)
         return fail(EINVAL);
     of->content().resize(static_cast<size_t>(size), '\0');
     of->written = true;
@@ -298,8 +299,10 @@ int Files::change_owner(int fd, uid_t user, gid_t group)
     Node *const node = node_of(fd);
     if (node == nullptr)
         return -1;
-    node->user = user;
-    node->group = group;
+    if (user != static_cast<uid_t>(-1))
+        node->user = user;
+    if (group != static_cast<gid_t>(-1))
+        node->group = group;
     node->mode &= ~static_cast<mode_t>((node->mode & S_IXGRP) != 0 ? S_ISUID | S_ISGID : S_ISUID);
     return 0;
 }

@@ -131,20 +131,31 @@ private:
             return node == nullptr || node->generator ? text : node->text;
         }
     };
-    // Where a name leads: `path` is that of a file (with a node), of a folder, or of what is not there.
+    // Where a name leads: `path` is that of a file (with a node), of a folder, of a link that is not followed, or of
+    // what is not there.
     struct Place {
         std::string path;
         NodeRef node;
         bool is_folder = false;
-        int error = 0; // why it can be none of them
+        bool is_link = false;    // the error is then that of who wants to open it
+        bool is_slashed = false; // there are slashes behind the last name
+        bool is_dots = false;    // the last name is "." or ".."
+        bool is_on_way = false;  // the error is one of the folders on the way
+        int error = 0;           // why it can be none of them
     };
+    // What becomes of the last name: a link is followed; it is kept, but for one with slashes behind it; it is made,
+    // and must be none with slashes; it is taken as it is.
+    enum LastName : uint8_t { FOLLOWED = 0, KEPT = 1, MADE = 2, AS_IT_IS = 4 };
     static constexpr int FIRST_FD = 3;
 
     int fail(int error) const;
     int absent(std::string_view path);
     int fail_at(const Place &place);
     int open_place(const Place &place, int flags);
-    Place place_of(std::string_view name, bool follow_last) const;
+    Place place_of(std::string_view name, int last) const;
+    Place place_on_way(std::string_view name, int last) const;
+    bool ends_way(Place &place, int last) const;
+    int error_of_way(const Place &place) const;
     int error_of_parents(std::string_view path) const;
     bool has_parent(std::string_view path) const;
     Node &node_at(std::string_view path);
