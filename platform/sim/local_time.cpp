@@ -1,5 +1,6 @@
 #include "platform/sim/local_time.h"
 
+#include <cerrno>
 #include <cstdlib>
 
 namespace sim
@@ -34,7 +35,9 @@ bool LocalTime::look_up(time_t time)
         return convert_by_zone_read(time);
     make_own_zone(read_);
     const bool converted = convert_by_zone_read(time);
+    const int error = errno; // looking for a zone's file leaves one
     make_own_zone(zone_);
+    errno = error;
     return converted;
 }
 

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
+#include <cctype>
 #include <cstdlib>
+#include <cstring>
 #include <sstream>
 
 #include "platform/network.h"
@@ -165,9 +167,16 @@ const char *Network::eth_name(int id) const
 
 // ---- names ----
 
+// Name servers do not tell large letters from small ones.
+static std::string in_small_letters(std::string name)
+{
+    std::ranges::transform(name, name.begin(), [](unsigned char each) { return static_cast<char>(tolower(each)); });
+    return name;
+}
+
 void Network::set_name(const std::string &host_name, const std::string &ip)
 {
-    names_[host_name] = ip;
+    names_[in_small_letters(host_name)] = ip;
 }
 
 void Network::set_dns(bool up)
@@ -221,19 +230,59 @@ void Network::wait_for_answers() const
         router().wait(delay_());
 }
 
+// Digits and dots alone are an address, or nothing, and need no name server.
+static bool is_numeric(std::string_view text)
+{
+    return !text.empty() && text[0] != '.' && text.back() != '.' &&
+           text.find_first_not_of("0123456789.") == std::string_view::npos;
+}
+
+// Whether libc asks for a name at all: its parts go into a question with their lengths.
+static bool is_askable(std::string_view name)
+{
+    constexpr size_t LONGEST_NAME = 253;
+    constexpr size_t LONGEST_PART = 63;
+    if (name == ".")
+        return true;
+    if (name.empty() || name.size() > LONGEST_NAME || name[0] == '-')
+        return false;
+    if (!std::ranges::all_of(name,
+                             [](unsigned char each) { return isalnum(each) != 0 || strchr("-_.", each) != nullptr; }))
+        return false;
+    for (size_t begin = 0; begin <= name.size();) {
+        const size_t end = std::min(name.find('.', begin), name.size());
+        if (end == begin || end - begin > LONGEST_PART)
+            return false;
+        begin = end + 1;
+    }
+    return true;
+}
+
+// 0, or an error as in h_errno.
+int Network::find_address(const char *host_name)
+{
+    if (is_numeric(host_name))
+        return inet_aton(host_name, reinterpret_cast<in_addr *>(&answer_.address)) == 1 ? 0 : HOST_NOT_FOUND;
+    if (answer_.name.size() > 1 && answer_.name.ends_with('.'))
+        answer_.name.pop_back();
+    if (!is_askable(answer_.name))
+        return NO_RECOVERY;
+    const std::string ip = lookup(in_small_letters(answer_.name));
+    if (look_at_lookup_)
+        look_at_lookup_(host_name, ip);
+    if (inet_pton(AF_INET, ip.c_str(), &answer_.address) == 1)
+        return 0;
+    return name_server_answers() ? HOST_NOT_FOUND : TRY_AGAIN;
+}
+
 struct hostent *Network::resolve(const char *host_name)
 {
     wait_for_answers();
-    if (inet_pton(AF_INET, host_name, &answer_.address) != 1) { // an address needs no name server
-        const std::string ip = lookup(host_name);
-        if (look_at_lookup_)
-            look_at_lookup_(host_name, ip);
-        if (inet_pton(AF_INET, ip.c_str(), &answer_.address) != 1) {
-            h_errno = name_server_answers() ? HOST_NOT_FOUND : TRY_AGAIN;
-            return nullptr;
-        }
-    }
     answer_.name = host_name;
+    if (const int error = find_address(host_name); error != 0) {
+        h_errno = error;
+        return nullptr;
+    }
     answer_.addresses = {reinterpret_cast<char *>(&answer_.address), nullptr};
     answer_.aliases = {nullptr};
     answer_.entry.h_name = answer_.name.data();

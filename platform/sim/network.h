@@ -53,7 +53,7 @@ public:
     // list's own totals are their sums. A restart puts all of them to 0, and the hosts stay.
     void set_host(const std::string &ip, uint64_t up_bytes, uint64_t down_bytes);
     // An interface's IPv4 address; "": none. The one answer to getIfIp and tpi_wan_get_ip, whatever the WAN, and the
-    // LAN's side in wan_lan_check.
+    // LAN's side in wan_lan_check, where its network has 256 addresses.
     void set_address(const std::string &ifname, const std::string &ip);
     // The link of a switch port; down unless set. WAN N is wired to port N.
     void set_link(int port, bool up);
@@ -150,6 +150,7 @@ private:
     void write_neighbours();
     void write_multicast();
     std::string lookup(const std::string &host_name);
+    int find_address(const char *host_name);
     bool name_server_answers() const;
     bool answers(const std::string &ip, const std::string &ifname) const;
     void wait_for_answers() const;

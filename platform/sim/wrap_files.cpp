@@ -178,7 +178,7 @@ int sim_putchar(int character)
 {
     const char text = static_cast<char>(character);
     router().log.print({&text, 1});
-    return character;
+    return static_cast<unsigned char>(character);
 }
 
 } // extern "C"
