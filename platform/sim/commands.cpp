@@ -124,8 +124,11 @@ int Commands::ip_rule(const Words &words)
         return 1;
     const int priority = atoi((prio + 1)->c_str());
     if (words[2] == "add") {
-        Words selector(words.begin() + 3, prio);
-        rules_.emplace(priority, joined(selector, 0));
+        const std::string selector = joined(Words(words.begin() + 3, prio), 0);
+        const auto [first, last] = rules_.equal_range(priority);
+        if (std::any_of(first, last, [&](const auto &each) { return each.second == selector; }))
+            return 2; // it is there
+        rules_.emplace(priority, selector);
         return 0;
     }
     const auto found = rules_.find(priority);
@@ -166,6 +169,7 @@ using sim::Call;
 using sim::router;
 
 static constexpr int COMMAND_MAX = 4095;
+static constexpr size_t MESSAGE_MAX = 4095; // what the bus takes
 
 extern "C" int doSystemCmd(const char *format, ...)
 {
@@ -204,7 +208,7 @@ extern "C" int _eval(char *const argv[], const char *redirect, int /*timeout*/, 
 extern "C" int send_msg_to_netctrl(int module, const char *text)
 {
     const std::string message = std::to_string(module) + "?" + text;
-    if (router().faults.hits(Call::send_msg_to_netctrl)) {
+    if (router().faults.hits(Call::send_msg_to_netctrl) || message.size() > MESSAGE_MAX) {
         router().journal.act("netctrl failed " + message);
         journal_netctrl(module, text, 0);
         return -1;

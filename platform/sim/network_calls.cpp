@@ -64,9 +64,14 @@ int wan_lan_check(const char *address, const char *netmask)
     router().journal.act(std::string("wan_lan_check ") + address + " " + netmask);
     journal_wan_lan_check(address, netmask);
     const std::string *const lan = router().network.address(getLanIfName());
-    const in_addr_t mask = inet_addr(netmask);
-    return !router().faults.hits(Call::wan_lan_check) && lan != nullptr &&
-           (inet_addr(address) & mask) == (inet_addr(lan->c_str()) & mask);
+    in_addr_t wan = 0;
+    in_addr_t mask = 0;
+    in_addr_t own = 0;
+    if (router().faults.hits(Call::wan_lan_check) || lan == nullptr || inet_pton(AF_INET, address, &wan) != 1 ||
+        inet_pton(AF_INET, netmask, &mask) != 1 || inet_pton(AF_INET, lan->c_str(), &own) != 1)
+        return 0;
+    mask &= inet_addr("255.255.255.0");
+    return (wan & mask) == (own & mask);
 }
 
 int wanid_to_sw_port(int wan_id)

@@ -1,5 +1,6 @@
 #include "platform/sim/radios.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "platform/sim/virtual_router.h"
@@ -11,8 +12,12 @@ using sim::router;
 
 static Radio radio_of(const char *ifname)
 {
-    const Radio *const radio = router().radios.by_name.value_of(ifname);
-    return radio == nullptr ? Radio{} : *radio;
+    const sim::Radios &radios = router().radios;
+    if (const Radio *const radio = radios.by_name.value_of(ifname); radio != nullptr)
+        return *radio;
+    const bool is_there =
+        std::ranges::any_of(radios.names, [ifname](const auto &each) { return each.second == ifname; });
+    return is_there ? Radio{} : Radio{.phy = -1, .relay = WIFI_RELAY_DOWN, .connection = {}};
 }
 
 extern "C" {
@@ -37,7 +42,7 @@ int tpi_wifi_wisp_connect_check(const char *ifname, int access_type)
     if (radio.connection)
         return *radio.connection;
     if (radio.phy != TPI_CONNECTED)
-        return TPI_NOT_CONNECTED;
+        return radio.phy < 0 ? TPI_NO_WIRE : radio.phy;
     return router().network.address(ifname) != nullptr ? TPI_CONNECTED : TPI_CONNECTING;
 }
 

@@ -24,7 +24,8 @@ struct Radios {
     // ---- for the test; values are not checked, and those of platform/wifi.h are meant ----
 
     // The states that the driver tells of a client interface, as in platform/wifi.h; not associated unless told. A name
-    // that no band has can be told of, too: the daemon may have it from its settings.
+    // that no band has can be told of, too: the daemon may have it from its settings. One that was not is no interface,
+    // which is as good as off.
     void set(const std::string &ifname, int phy_state, int relay_state)
     {
         Radio &radio = by_name.at_key(ifname);
@@ -32,8 +33,8 @@ struct Radios {
         radio.relay = relay_state;
     }
     // The state of the WAN connection over a radio; unless told: connected with an association and an address,
-    // connecting with an association, else not connected. The address is the interface's, of Network::set_address. Once
-    // told it stays, whatever the association does.
+    // connecting with an association, else as the association, and without a wire when the radio is off. The address is
+    // the interface's, of Network::set_address. Once told it stays, whatever the association does.
     void set_connection(const std::string &ifname, int state)
     {
         by_name.at_key(ifname).connection = state;

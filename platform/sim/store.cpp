@@ -62,9 +62,15 @@ std::vector<std::string> Store::unknown_keys() const
 using sim::Call;
 using sim::router;
 
-// The store's own limits: a longer key or value is not stored.
+// The store's own limits, as on plain Linux: what is no key of them, or longer, is not stored.
 static constexpr size_t KEY_MAX = 511;
-static constexpr size_t VALUE_MAX = 65535;
+static constexpr size_t VALUE_MAX = 65536;
+
+static bool is_key(std::string_view key)
+{
+    return !key.empty() && key.size() <= KEY_MAX && key[0] != '#' &&
+           std::ranges::none_of(key, [](unsigned char each) { return each < 0x20 || each == 0x7f || each == '='; });
+}
 
 extern "C" int GetValue(const char *key, char *value, size_t size)
 {
@@ -80,7 +86,7 @@ extern "C" int GetValue(const char *key, char *value, size_t size)
 extern "C" int SetValue(const char *key, const char *value)
 {
     router().store.use(key);
-    if (router().faults.hits(Call::SetValue) || strlen(key) > KEY_MAX || strlen(value) > VALUE_MAX) {
+    if (router().faults.hits(Call::SetValue) || !is_key(key) || strlen(value) > VALUE_MAX) {
         router().journal.act(std::string("set failed ") + key);
         journal_set(key, value, 0);
         return 0;

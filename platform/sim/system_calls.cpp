@@ -1,4 +1,6 @@
 // Clocks, LEDs, the restart and the bus: the rest of the contract.
+#include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 
@@ -28,7 +30,8 @@ void system_sleep(int seconds)
 int get_sys_mode(void)
 {
     const std::string *const mode = router().store.value_of("sys.mode");
-    return mode == nullptr ? 0 : atoi(mode->c_str());
+    const long long number = mode == nullptr ? 0 : strtoll(mode->c_str(), nullptr, 10);
+    return static_cast<int>(std::clamp<long long>(number, INT_MIN, INT_MAX));
 }
 
 void set_all_led(int state)
