@@ -420,8 +420,10 @@ void *wan_surf_check(void * /*unused*/)
         tell_pass(renews ? 0 : state.sleep_time);
         if (renews) {
             status_begin_wan(1, STATUS_BY_MESSAGE);
-            SetValue(KEY_SURF_CHECK_RENEW_FLAG, "0");
+            const bool is_noted = SetValue(KEY_SURF_CHECK_RENEW_FLAG, "0") != 0;
             wan_surf_check_init();
+            if (!is_noted) // it is wanted again after the next pass
+                system_sleep(state.sleep_time);
         } else {
             system_sleep(state.sleep_time);
         }

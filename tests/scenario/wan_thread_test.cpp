@@ -124,6 +124,22 @@ TEST_F(WanThread, ARenewalThatLeavesNothingToProbeIsFollowedByTheShortPauseOfThe
               (Lines{"32 set surf_check_renew_flag=0", "37 set surf_check_renew_flag=0"}));
 }
 
+TEST_F(WanThread, ARenewalThatCannotBeNotedComesAgainAfterAPause)
+{
+    boot_wired(1);
+    run_to(20);
+    box.faults.fail("SetValue", 1, EIO, true);
+    box.store.set("surf_check_renew_flag", "1");
+    run_to(320);
+    const size_t renewals = acts_with_time("set failed surf_check_renew_flag").size();
+    EXPECT_GT(renewals, 20U);
+    EXPECT_LE(renewals, 61U) << "more than one in five seconds";
+    box.faults.clear();
+    run_to(360);
+    EXPECT_EQ(box.store.get("surf_check_renew_flag"), "0");
+    EXPECT_EQ(box.store.get("wan1_isonln"), "1");
+}
+
 TEST_F(WanThread, OnlyAFlagThatBeginsWithOneIsAWish)
 {
     boot_wired(1);
