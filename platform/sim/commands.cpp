@@ -126,8 +126,8 @@ int Commands::ip_rule(const Words &words)
     if (words[2] == "add") {
         const std::string selector = joined(Words(words.begin() + 3, prio), 0);
         const auto [first, last] = rules_.equal_range(priority);
-        if (std::any_of(first, last, [&](const auto &each) { return each.second == selector; }))
-            return 2; // it is there
+        if (std::any_of(first, last, [&](const auto &rule) { return rule.second == selector; }))
+            return 2; // the kernel has no rule twice
         rules_.emplace(priority, selector);
         return 0;
     }

@@ -267,6 +267,10 @@ TEST_F(SimCommands, ChainsAndRulesAreKept)
 
     EXPECT_EQ(doSystemCmd("ip rule add to 192.0.2.7 iif lo lookup wan1 prio 5000 2> /dev/null"), 0);
     EXPECT_EQ(box.commands.rules(), Lines{"5000 to 192.0.2.7 iif lo lookup wan1"});
+    EXPECT_EQ(doSystemCmd("ip rule add to 192.0.2.7 iif lo lookup wan1 prio 5000 2> /dev/null"), 2);
+    EXPECT_EQ(doSystemCmd("ip rule add to 192.0.2.8 iif lo lookup wan1 prio 5000"), 0);
+    EXPECT_EQ(box.commands.rules().size(), 2U);
+    EXPECT_EQ(doSystemCmd("ip rule del prio 5000"), 0);
     EXPECT_EQ(doSystemCmd("ip rule del prio 5000"), 0);
     EXPECT_EQ(doSystemCmd("ip rule del prio 5000"), 2);
 }
