@@ -331,6 +331,8 @@ bool Network::ping(const char *ip, int count, const char *ifname)
 
 void Network::machine_restarted()
 {
+    wan_texts_.clear(); // the threads that they were for are gone
+    eth_texts_.clear();
     for (Host &host : hosts_)
         host.up_bytes = host.down_bytes = 0;
     for (auto &[ifname, bytes_out] : multicast_)
