@@ -1,4 +1,5 @@
-// The router of the soak in each of its modes, and the faults that it meets.
+// The router of the soak in each of its modes, and the faults of the one journal. The soak's own are in
+// fault_catalogue.h.
 #ifndef TESTS_SUPPORT_FAULTS_WORLD_H
 #define TESTS_SUPPORT_FAULTS_WORLD_H
 
