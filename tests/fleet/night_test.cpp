@@ -1,5 +1,6 @@
 // A fleet's counts: that they hang on the router alone, that they add up, and that nothing of the model's is missed.
 #include <algorithm>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <numeric>
 #include <string>
@@ -159,6 +160,10 @@ TEST(FleetCounts, OfAnotherFleetOrOfTheSameRoutersAreRefused)
     EXPECT_THROW(fleet::add(some, others), fleet::refused);
     EXPECT_THROW(fleet::counts_of("{", "a file"), fleet::refused);
     EXPECT_THROW(fleet::counts_of("{\"version\": 1}", "a file"), fleet::refused);
+    std::string far = fleet::json_of(some);
+    const size_t begin = far.find("\"begin_seconds\":") + strlen("\"begin_seconds\":");
+    far.replace(begin, far.find(',', begin) - begin, "9223372036854775807");
+    EXPECT_THROW(fleet::counts_of(far, "a file"), fleet::refused) << "which no calendar can show";
 }
 
 TEST(FleetProfile, SaysEachThingInOneWay)

@@ -13,6 +13,7 @@ namespace
 using nlohmann::json;
 
 constexpr int VERSION = 1;
+constexpr time_t LAST_NIGHT = 7258118400; // the year 2200; beyond what a calendar can be asked of
 
 json peak_json(const series &steps, time_t begin, int step_s)
 {
@@ -51,6 +52,8 @@ counts read(const json &given)
                  .night = given.at("night").get<std::string>(),
                  .routers = given.at("routers").get<uint32_t>()};
     result.begin = given.at("begin_seconds").get<time_t>();
+    if (result.begin < 0 || result.begin >= LAST_NIGHT)
+        throw refused("its night begins in no year from 1970 to 2199");
     result.zone = given.at("zone").get<std::string>();
     for (const json &each : given.at("done"))
         result.done.push_back({.first = each.at(0).get<uint32_t>(), .last = each.at(1).get<uint32_t>()});
