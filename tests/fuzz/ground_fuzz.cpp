@@ -153,6 +153,8 @@ void read_kernel_files(Input &input)
     expect(read_first_line(file.path(), buffer.get(), size), "a file's first line is read");
     const std::string line = content.substr(0, std::min(content.find('\n'), size - 1));
     expect(strcmp(buffer.get(), line.c_str()) == 0, "the first line is what stands before the first line end");
+    expect(read_kernel_file("/nowhere/x", buffer.get(), size) == -1, "a file that is not there cannot be read");
+    expect(!read_first_line("/nowhere/x", buffer.get(), size), "nor its first line");
 }
 
 // ---- from people ----

@@ -1,4 +1,5 @@
-// The kernel's tables and the other files that the daemon reads, one a part; parts are divided by '|'.
+// The kernel's tables and the other files that the daemon reads, one a part; parts are divided by '|', and of one
+// that is "-" the file is not there.
 #include <cstddef>
 #include <iterator>
 #include <utility>
@@ -18,7 +19,12 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         box.store.set(key, value);
     size_t number = 0;
     for (const std::string &text : parts_of(data, size, '|', std::size(FILES_READ)))
-        box.files.set(FILES_READ[number++], text);
+        if (text == "-") {
+            box.files.remove(FILES_READ[number]);
+            box.files.set_missing(FILES_READ[number++]);
+        } else {
+            box.files.set(FILES_READ[number++], text);
+        }
 
     box.boot();
     box.tick(30); // the second pass of the reachability check among them

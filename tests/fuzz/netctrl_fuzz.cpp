@@ -1,5 +1,6 @@
 // What netctrl reads: messages of any text, between them programs that begin and end, and in the end a file of what is
 // still wanted. The input's first byte says whether it is such a story or such a file.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -33,6 +34,15 @@ void expect_plain(const request &asked)
            "a message is read as it was written");
 }
 
+// Whether one runs for each subject, so that nothing can begin.
+bool runs_all(const wanted &all)
+{
+    return std::ranges::all_of(all.subjects, [](const auto &subject) {
+        return subject.second.empty() ||
+               std::ranges::any_of(subject.second, [](const wish &each) { return each.is_running; });
+    });
+}
+
 size_t length_of(const wanted &all)
 {
     size_t length = 0;
@@ -49,6 +59,7 @@ size_t length_of(const wanted &all)
 void check(const wanted &all)
 {
     expect(length_of(all) < 64, "what waits is bounded");
+    expect(next_due(all).has_value() || length_of(all) == 0 || runs_all(all), "what waits is due at some time");
     wanted again;
     expect(read_text(&again, text_of(all), 0).empty(), "what is kept is understood");
     wanted third;

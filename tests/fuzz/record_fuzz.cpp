@@ -21,6 +21,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const auto tell = [&lines](kind what, const record::row &words) { lines += replay::line_of(0, 0, 0, what, words); };
     if (text.find('\0') == std::string::npos) { // as no value of a setting, message or command line has it
         hides.setting("wl.wisp.pppoe_password", secret);
+        hides.other(secret, text.substr(0, text.size() / 2));
+        hides.device(text);
         const std::string masked = hides.text(text);
         if (secret.size() > 2 && secret.find('*') == std::string::npos && masked.find(secret) != std::string::npos)
             std::abort();
