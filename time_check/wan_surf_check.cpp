@@ -413,6 +413,7 @@ void *wan_surf_check(void * /*unused*/)
     for (status_wan &wan : status_memory.wans.wan)
         status_turned(&wan.row, 0);
     status_begin_wan(1, STATUS_AT_START);
+    take_probe_back(false); // of a daemon that was killed
     wan_surf_check_init();
     for (;;) {
         surf_check(&state.sleep_time, state.wann);
@@ -437,7 +438,7 @@ void wan_surf_check_renew()
 
 void wan_surf_check_end()
 {
-    remove_probe_rules();
+    take_probe_back(true);
 }
 
 reachability_verdict wan_surf_verdict(int wan_id)

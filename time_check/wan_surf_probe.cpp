@@ -11,6 +11,7 @@
 
 #include "platform/config_keys.h"
 #include "platform/config_store.h"
+#include "platform/ledger.h"
 #include "platform/network.h"
 #include "platform/status.h"
 #include "platform/system.h"
@@ -34,22 +35,41 @@ static struct probe_state {
     char ipaddr[PROBE_NUM][16];    // their addresses; [0] empty: not resolved
     int32_t first_config = 1;      // 1: the policy rules have yet to be added
     uint32_t names;                // why they are not resolved, a STATUS_ value
+    int32_t is_turning;            // 1: a thread is about to change the name servers' order, or none may any more
 } state;
 
 // ---- netfilter and policy rules ----
 
+// iptables' letters: A add, D delete, F flush, N new chain, X delete the chain.
+static void do_jump(char letter)
+{
+    doSystemCmd("iptables -%c OUTPUT -p udp --dport %d -m state --state NEW -j %s", letter, DNS_PORT, DNS_CHAIN);
+}
+
+static void do_chain(char letter)
+{
+    doSystemCmd("iptables -%c %s", letter, DNS_CHAIN);
+}
+
+static void do_block(char letter, const char *interface)
+{
+    char name[shell_quoted_size(64)];
+    doSystemCmd("iptables -%c %s -o %s -j DROP", letter, DNS_CHAIN, shell_quoted(name, sizeof name, interface));
+}
+
 static void remove_dns_chain()
 {
-    doSystemCmd("iptables -D OUTPUT -p udp --dport %d -m state --state NEW -j %s", DNS_PORT, DNS_CHAIN);
-    doSystemCmd("iptables -F %s", DNS_CHAIN);
-    doSystemCmd("iptables -X %s", DNS_CHAIN);
+    do_jump('D');
+    do_chain('F');
+    do_chain('X');
 }
 
 static void new_dns_chain()
 {
     remove_dns_chain();
-    doSystemCmd("iptables -N %s", DNS_CHAIN);
-    doSystemCmd("iptables -A OUTPUT -p udp --dport %d -m state --state NEW -j %s", DNS_PORT, DNS_CHAIN);
+    ledger_memory->chain = 1;
+    do_chain('N');
+    do_jump('A');
 }
 
 void config_iptables_rule(const char *interface, iptables_cmd command)
@@ -58,13 +78,12 @@ void config_iptables_rule(const char *interface, iptables_cmd command)
         printf("%s %d: the args is error\n", __func__, 126);
         return;
     }
-    char name[shell_quoted_size(64)];
     switch (command) {
     case IPTABLES_ADD:
-        doSystemCmd("iptables -A %s -o %s -j DROP", DNS_CHAIN, shell_quoted(name, sizeof name, interface));
+        do_block('A', interface);
         break;
     case IPTABLES_DEL:
-        doSystemCmd("iptables -D %s -o %s -j DROP", DNS_CHAIN, shell_quoted(name, sizeof name, interface));
+        do_block('D', interface);
         break;
     case IPTABLES_NEW_CHAIN:
         new_dns_chain();
@@ -84,23 +103,19 @@ void config_ip_rule_policy(const char *action)
     const int wans = configured_wans();
     for (int i = 0; i < wans; i++) {
         for (int j = 0; j < PROBE_NUM; j++) {
-            const int priority = IPRULE_POLICY_PRIO_ID_INTERNET_CHECK + PROBE_NUM * i + j;
-            if (removes)
+            const int rule = PROBE_NUM * i + j;
+            const int priority = IPRULE_POLICY_PRIO_ID_INTERNET_CHECK + rule;
+            if (removes) {
                 doSystemCmd("ip rule %s prio %d", action, priority);
-            else if (adds)
+            } else if (adds) {
+                copy_text(ledger_memory->rules[rule], sizeof ledger_memory->rules[rule], state.ipaddr[j]);
                 doSystemCmd("ip rule %s to %s iif lo lookup wan%d prio %d 2> /dev/null", action, state.ipaddr[j], i + 1,
                             priority);
+            }
         }
     }
 }
-
-// Of both WANs: there may have been more than there are now.
-void remove_probe_rules()
-{
-    remove_dns_chain();
-    for (int rule = 0; rule < PROBE_NUM * WAN_NUM; rule++)
-        doSystemCmd("ip rule del prio %d", IPRULE_POLICY_PRIO_ID_INTERNET_CHECK + rule);
-}
+static_assert(PROBE_NUM * WAN_NUM == LEDGER_RULES);
 
 void reset_probe()
 {
@@ -167,6 +182,41 @@ static void move_first_name_server(resolv_conf *conf)
     append(conf, held, rest);
 }
 
+static ledger_identity identity_of(const struct stat *file)
+{
+    return {.node = static_cast<uint32_t>(file->st_ino),
+            .seconds = static_cast<uint32_t>(file->st_mtim.tv_sec),
+            .nanoseconds = static_cast<uint32_t>(file->st_mtim.tv_nsec),
+            .size = static_cast<uint32_t>(file->st_size)};
+}
+
+// Whether nobody else has written the file since this program did. It is then the first of the two, so that the second
+// is free for what comes.
+static bool is_own_file(const struct stat *file)
+{
+    const ledger_identity found = identity_of(file);
+    ledger_identity *const written = ledger_memory->written;
+    const size_t known = written[1].seconds == 0 ? sizeof found.node : sizeof found;
+    if (memcmp(&found, &written[0], sizeof found) != 0 && memcmp(&found, &written[1], known) != 0)
+        return false;
+    written[0] = found;
+    return true;
+}
+
+// Before the file is changed. What another program has written is what will be put back.
+static void note_file(const resolv_conf *conf)
+{
+    time_check_ledger *const ledger = ledger_memory;
+    if (ledger->length != 0 && is_own_file(&conf->status))
+        return;
+    ledger->length = 0;
+    __atomic_signal_fence(__ATOMIC_SEQ_CST); // the compiler keeps the order
+    memset(ledger->written, 0, sizeof ledger->written);
+    memcpy(ledger->text, conf->text, conf->length);
+    __atomic_signal_fence(__ATOMIC_SEQ_CST);
+    ledger->length = static_cast<uint32_t>(conf->length);
+}
+
 // Cuts the file only when it is overwritten, so that at no moment it stands there empty. A new one gets the old one's
 // owner and mode, for other programs read it.
 static bool write_file(const char *path, int how, const resolv_conf *conf)
@@ -176,9 +226,12 @@ static bool write_file(const char *path, int how, const resolv_conf *conf)
         return false;
     const bool is_ready = how == 0 || (fchown(fd, conf->status.st_uid, conf->status.st_gid) == 0 &&
                                        fchmod(fd, conf->status.st_mode) == 0);
+    struct stat status;
     const bool is_written = is_ready &&
                             write(fd, conf->new_text, conf->new_length) == static_cast<ssize_t>(conf->new_length) &&
                             ftruncate(fd, static_cast<off_t>(conf->new_length)) == 0 && fsync(fd) == 0;
+    if (is_written && fstat(fd, &status) == 0)
+        ledger_memory->written[1] = identity_of(&status);
     return close(fd) == 0 && is_written;
 }
 
@@ -196,20 +249,75 @@ static bool write_resolv_conf(const resolv_conf *conf)
             return true;
         unlink(NEW_RESOLV_CONF);
     }
+    ledger_memory->written[1] = {
+        .node = static_cast<uint32_t>(conf->status.st_ino), .seconds = 0, .nanoseconds = 0, .size = 0};
     return write_file(RESOLV_CONF, 0, conf);
+}
+
+// Written again at each failure it would wear the flash.
+static bool write_if_changed(const resolv_conf *conf)
+{
+    if (conf->new_length == conf->length && memcmp(conf->new_text, conf->text, conf->length) == 0)
+        return true;
+    note_file(conf);
+    return write_resolv_conf(conf);
 }
 
 void adjust_resolv_conf_sequence()
 {
     resolv_conf conf;
+    if (__atomic_exchange_n(&state.is_turning, 1, __ATOMIC_SEQ_CST) != 0)
+        return;
     if (!read_resolv_conf(&conf)) {
         printf("%s %d: open %s fail!\n", __func__, 286, RESOLV_CONF);
-        return;
+    } else {
+        move_first_name_server(&conf);
+        if (!write_if_changed(&conf))
+            printf("%s %d: open %s fail!\n", __func__, 303, RESOLV_CONF);
     }
-    move_first_name_server(&conf);
-    const bool is_same = conf.new_length == conf.length && memcmp(conf.new_text, conf.text, conf.length) == 0;
-    if (!is_same && !write_resolv_conf(&conf)) // written again at each failure it would wear the flash
-        printf("%s %d: open %s fail!\n", __func__, 303, RESOLV_CONF);
+    __atomic_store_n(&state.is_turning, 0, __ATOMIC_SEQ_CST);
+}
+
+static_assert(sizeof resolv_conf::text == LEDGER_TEXT_SIZE + 1);
+
+// Only while it is as this program left it.
+static void put_name_servers_back()
+{
+    time_check_ledger *const ledger = ledger_memory;
+    resolv_conf conf;
+    if (ledger->length == 0)
+        return;
+    unlink(NEW_RESOLV_CONF);
+    if (ledger->length <= sizeof ledger->text && read_resolv_conf(&conf) && is_own_file(&conf.status)) {
+        conf.new_length = ledger->length;
+        memcpy(conf.new_text, ledger->text, conf.new_length);
+        if (!write_resolv_conf(&conf))
+            return; // the next daemon may be able to
+    }
+    ledger->length = 0;
+}
+
+// ---- what is owed ----
+
+void take_probe_back(bool for_good)
+{
+    while (__atomic_exchange_n(&state.is_turning, 1, __ATOMIC_SEQ_CST) != 0)
+        system_sleep(1);
+    put_name_servers_back();
+    if (!for_good)
+        __atomic_store_n(&state.is_turning, 0, __ATOMIC_SEQ_CST);
+    for (int rule = 0; rule < LEDGER_RULES; rule++) {
+        char address[shell_quoted_size(LEDGER_ADDRESS_SIZE)];
+        char(&noted)[LEDGER_ADDRESS_SIZE] = ledger_memory->rules[rule];
+        noted[sizeof noted - 1] = '\0';
+        if (noted[0] != '\0')
+            doSystemCmd("ip rule del to %s iif lo prio %d", shell_quoted(address, sizeof address, noted),
+                        IPRULE_POLICY_PRIO_ID_INTERNET_CHECK + rule);
+        noted[0] = '\0';
+    }
+    if (ledger_memory->chain != 0)
+        remove_dns_chain();
+    ledger_memory->chain = 0;
 }
 
 // ---- the probe ----

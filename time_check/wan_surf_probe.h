@@ -35,8 +35,10 @@ void set_probe_hosts(const char *country);
 // Makes the DNS block and the policy rules afresh and empty, and forgets the probe addresses.
 void reset_probe();
 
-// Takes all of them away, of as many WANs as there may ever have been. At the program's end, on the main thread.
-void remove_probe_rules();
+// Takes back what stands in the ledger, and nothing else: the order of the name servers, if nobody else has written
+// their file meanwhile, the policy rules, the DNS block. `for_good`: at the program's end, on the main thread; the name
+// servers' order is not changed after that. Otherwise on the thread of the checks, before they begin.
+void take_probe_back(bool for_good);
 
 // Adds or removes the rule that blocks new DNS queries out of `interface`, or makes the chain of these rules afresh and
 // empty (`interface` is not looked at then). Anything else is only logged.

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "platform/ledger.h"
 #include "platform/status.h"
 
 // The linker marks the ends of the sections into which the daemon's writable data were gathered.
@@ -54,6 +55,7 @@ void restore_daemon_state()
     data.restore();
     bss.restore();
     status_memory = {}; // memory of the ground's, which a restart empties, too
+    *ledger_memory = {};
 }
 
 } // namespace sim

@@ -78,12 +78,12 @@ def version():
 
 
 def described():
-    """The status page's layout has a version of its own, and a ground copies it whole."""
+    """The layouts of the status page and of the ledger are no matter of a ground, which copies or maps them whole."""
     lines = [
         f"{header}: {each}"
         for header, all_of_it in declarations().items()
         for each in all_of_it
-        if header != "status.h" or name_of(each) is not None
+        if header not in ("status.h", "ledger.h") or name_of(each) is not None
     ]
     return "\n".join([f"version {version()}", *lines, ""])
 
