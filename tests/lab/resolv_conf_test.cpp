@@ -141,6 +141,74 @@ TEST_F(ResolvConf, TooLargeIsLeftAsItIs)
     EXPECT_EQ(text_of(PATH), text);
 }
 
+// Each as it was found, after two turns: the second must not take the first one's text for the original.
+class ResolvConfPutBack : public ResolvConf
+{
+protected:
+    void turn_twice()
+    {
+        adjust_resolv_conf_sequence();
+        adjust_resolv_conf_sequence();
+        EXPECT_EQ(text_of(PATH), "# by hand\nnameserver 10.0.0.3\nnameserver 10.0.0.1\nnameserver 10.0.0.2\n");
+    }
+    static constexpr char FOUND[] = "# by hand\nnameserver 10.0.0.1\nnameserver 10.0.0.2\nnameserver 10.0.0.3";
+};
+
+TEST_F(ResolvConfPutBack, AFile)
+{
+    write_text(PATH, FOUND);
+    turn_twice();
+    take_probe_back(false);
+    EXPECT_EQ(text_of(PATH), FOUND);
+    EXPECT_NE(access(NEW_PATH, F_OK), 0);
+    take_probe_back(false);
+    EXPECT_EQ(text_of(PATH), FOUND);
+}
+
+TEST_F(ResolvConfPutBack, WhereALinkLeads)
+{
+    write_text("/etc/real", FOUND);
+    ASSERT_EQ(unlink(PATH), 0);
+    ASSERT_EQ(symlink("real", PATH), 0);
+    turn_twice();
+    take_probe_back(false);
+    EXPECT_EQ(text_of("/etc/real"), FOUND);
+    EXPECT_TRUE(S_ISLNK(status_of(PATH).st_mode));
+}
+
+TEST_F(ResolvConfPutBack, NotWhenSomebodyElseHasWrittenIt)
+{
+    write_text(PATH, FOUND);
+    turn_twice();
+    write_text("/etc/others", "nameserver 10.0.0.7\nnameserver 10.0.0.8\n");
+    ASSERT_EQ(rename("/etc/others", PATH), 0);
+    write_text(NEW_PATH, "left by a daemon that was killed");
+    const struct stat before = status_of(PATH);
+    take_probe_back(false);
+    EXPECT_EQ(status_of(PATH).st_ino, before.st_ino);
+    EXPECT_EQ(text_of(PATH), "nameserver 10.0.0.7\nnameserver 10.0.0.8\n");
+    EXPECT_NE(access(NEW_PATH, F_OK), 0);
+}
+
+TEST_F(ResolvConfPutBack, AsSomebodyElseHasWrittenItBeforeTheLastTurn)
+{
+    write_text(PATH, FOUND);
+    turn_twice();
+    write_text(PATH, OLD_TEXT);
+    adjust_resolv_conf_sequence();
+    EXPECT_EQ(text_of(PATH), NEW_TEXT);
+    take_probe_back(false);
+    EXPECT_EQ(text_of(PATH), OLD_TEXT);
+}
+
+TEST_F(ResolvConfPutBack, AndNeverTurnedAgainAtTheEnd)
+{
+    write_text(PATH, FOUND);
+    take_probe_back(true);
+    adjust_resolv_conf_sequence();
+    EXPECT_EQ(text_of(PATH), FOUND);
+}
+
 } // namespace
 
 int main(int argc, char **argv)
