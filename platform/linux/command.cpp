@@ -19,6 +19,7 @@
 #include "platform/linux/command.h"
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
+#include "platform/linux/ledger.h"
 #include "platform/linux/program.h"
 #include "platform/linux/store_setting.h"
 #include "platform/linux/watched.h"
@@ -35,8 +36,9 @@ static std::atomic<int> logged_run_error; // of the latest command that could no
 struct program {
     const char *path; // looked up in PATH
     char *const *argv;
-    int output; // what becomes standard output; -1: the caller's
-    int errors; // the same of standard error
+    int output;     // what becomes standard output; -1: the caller's
+    int errors;     // the same of standard error
+    bool is_waited; // whether it ends with the daemon, also with one that is killed
 };
 
 static void default_signals()
@@ -78,6 +80,11 @@ static void leave_unread_output(int nowhere)
 [[noreturn]] static void become(const program *program, volatile int *error)
 {
     setpgid(0, 0);
+    if (program->is_waited) {
+        ledger_command *const command = ledger_own_command();
+        command->uptime = get_uptime();
+        command->pid = getpid();
+    }
     const int empty = open("/dev/null", O_RDWR | O_CLOEXEC);
     if (empty >= 0)
         dup2(empty, STDIN_FILENO);
@@ -112,6 +119,7 @@ static pid_t start(const program *program)
     errno = kept_errno;
     if (pid > 0 && error != 0) {
         waitpid(pid, nullptr, 0);
+        program_notes_command(0);
         errno = error;
         return -1;
     }
@@ -226,12 +234,12 @@ static void log_not_run(const char *name)
 }
 
 // A shell with the command, -1 and perhaps a line when there can be none. `output`: as in program.
-static pid_t start_shell(const char *command, int output)
+static pid_t start_shell(const char *command, int output, bool is_waited)
 {
     char shell[] = "sh";
     char option[] = "-c";
     char *const argv[] = {shell, option, const_cast<char *>(command), nullptr};
-    const program program = {.path = "/bin/sh", .argv = argv, .output = output, .errors = -1};
+    const program program = {.path = "/bin/sh", .argv = argv, .output = output, .errors = -1, .is_waited = is_waited};
     const pid_t pid = start(&program);
     if (pid < 0)
         log_not_run(command);
@@ -256,7 +264,7 @@ int doSystemCmd(const char *format, ...)
 
     program_notes_command(-1);
     journal_command(command);
-    const pid_t pid = start_shell(command, -1);
+    const pid_t pid = start_shell(command, -1, true);
     if (pid >= 0)
         return finish(pid, command_deadline_s(), command);
     program_notes_command(0);
@@ -282,7 +290,8 @@ int _eval(char *const argv[], const char *redirect, int timeout, int *pid) // NO
         return NOT_RUN;
     journal_exec(argv, redirect);
     const int output = open_redirect(redirect);
-    const program program = {.path = argv[0], .argv = argv, .output = output, .errors = output};
+    const program program = {
+        .path = argv[0], .argv = argv, .output = output, .errors = output, .is_waited = pid == nullptr};
     const pid_t started = start(&program);
     const int kept_errno = errno;
     if (output >= 0)
@@ -301,7 +310,7 @@ int _eval(char *const argv[], const char *redirect, int timeout, int *pid) // NO
 
 pid_t command_begin(const char *command)
 {
-    return start_shell(command, -1);
+    return start_shell(command, -1, false);
 }
 
 bool command_is_over(pid_t pid, int *status)
@@ -372,7 +381,7 @@ FILE *__wrap_popen(const char *command, const char *mode) // NOLINT(bugprone-res
     if (read_command.pid != 0 || strcmp(mode, "r") != 0 || pipe2(ends, O_CLOEXEC) != 0)
         return nullptr;
     FILE *const stream = fopencookie(&read_command, mode, {read_output, nullptr, nullptr, nullptr});
-    const pid_t pid = stream == nullptr ? -1 : start_shell(command, ends[1]);
+    const pid_t pid = stream == nullptr ? -1 : start_shell(command, ends[1], true);
     close(ends[1]);
     if (pid < 0) {
         close(ends[0]);

@@ -57,18 +57,24 @@ bool journal_file_write(int dir, const char *name, uint32_t slots, const journal
     return is_written;
 }
 
+void *file_map(int fd, size_t size, bool is_written)
+{
+    struct stat file = {};
+    void *mapping = MAP_FAILED;
+    if (fd < 0)
+        return nullptr;
+    if (fstat(fd, &file) == 0 && S_ISREG(file.st_mode) && file.st_size == static_cast<off_t>(size))
+        mapping = mmap(nullptr, size, is_written ? PROT_READ | PROT_WRITE : PROT_READ,
+                       is_written ? MAP_SHARED : MAP_PRIVATE, fd, 0);
+    close(fd);
+    return mapping == MAP_FAILED ? nullptr : mapping;
+}
+
 void *journal_file_map(int dir, const char *name, uint32_t slots, bool is_written)
 {
     const int fd = openat(dir, name, (is_written ? O_RDWR : O_RDONLY) | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
-    if (fd < 0)
-        return nullptr;
-    struct stat file = {};
-    void *mapping = MAP_FAILED;
-    if (fstat(fd, &file) == 0 && S_ISREG(file.st_mode) && file.st_size == static_cast<off_t>(size_of(slots)))
-        mapping = mmap(nullptr, size_of(slots), is_written ? PROT_READ | PROT_WRITE : PROT_READ,
-                       is_written ? MAP_SHARED : MAP_PRIVATE, fd, 0);
-    close(fd);
-    if (mapping == MAP_FAILED)
+    void *const mapping = file_map(fd, size_of(slots), is_written);
+    if (mapping == nullptr)
         return nullptr;
     const journal_head *const head = journal_head_of(mapping, size_of(slots));
     if (head != nullptr && head->slots == slots)

@@ -8,6 +8,10 @@
 // A folder's descriptor, or -1.
 int journal_folder(const char *path);
 
+// Maps the whole of a regular file of exactly this size, and closes the descriptor, which may be -1. `is_written`: what
+// is written goes to the file. Null: it is something else.
+void *file_map(int fd, size_t size, bool is_written);
+
 // Writes a journal of so many slots, its head like that one, with the latest of a ring's records, under that name in
 // the folder: beside, synced, then renamed. System calls only. False: it could not be written, and nothing is left of
 // it.

@@ -13,6 +13,7 @@
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
 #include "platform/linux/journal.h"
+#include "platform/linux/ledger.h"
 #include "platform/linux/message_loop.h"
 #include "platform/linux/program.h"
 #include "platform/linux/service_manager.h"
@@ -48,6 +49,7 @@ int RegMsgHandle(const char *name, const char *filter, message_handle_fn handle)
     status_file_begin();
     program_serves();
     journal_open();
+    ledger_open();
     zone_watch_begin();
     return 1;
 }

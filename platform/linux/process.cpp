@@ -62,3 +62,17 @@ int find_process(const char *name)
     close_directory(&processes);
     return found;
 }
+
+bool has_run_since(int pid, int uptime)
+{
+    constexpr unsigned TICKS_A_SECOND = 100; // in the kernel's files, whatever it counts by itself
+    char path[48];
+    char stat[512];
+    unsigned long begun = 0; // after 497 days a small machine reads the highest number: not so
+    snprintf(path, sizeof path, "/proc/%d/stat", pid);
+    const char *const end = read_kernel_file(path, stat, sizeof stat) <= 0 ? nullptr : strrchr(stat, ')');
+    return end != nullptr &&
+           sscanf(end, ") %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %lu", &begun) ==
+               1 &&
+           begun / TICKS_A_SECOND <= static_cast<unsigned long>(uptime);
+}

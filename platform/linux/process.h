@@ -17,4 +17,7 @@ bool is_process(int pid, const char *name);
 // `name` does, as far as the kernel keeps names.
 bool has_kernel_name(const char *stat, const char *name);
 
+// Whether this process has begun at this up-time or before, in seconds.
+bool has_run_since(int pid, int uptime);
+
 #endif

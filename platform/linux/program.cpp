@@ -12,6 +12,7 @@
 #include "platform/linux/deadline.h"
 #include "platform/linux/ground_log.h"
 #include "platform/linux/journal.h"
+#include "platform/linux/ledger.h"
 #include "platform/linux/message_loop.h"
 #include "platform/linux/service_manager.h"
 #include "platform/program.h"
@@ -98,6 +99,8 @@ void program_notes_command(pid_t pid)
     const bool is_main = program_is_main();
     std::atomic<pid_t> *const command = is_main ? &own_command : &others_command;
     *command = pid;
+    if (pid == 0)
+        ledger_own_command()->pid = 0;
     if (pid >= 0 || is_main || is_ending == 0)
         return;
     *command = 0;
