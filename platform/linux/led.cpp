@@ -11,9 +11,12 @@
 #include "platform/config_store.h"
 #include "platform/linux/directory.h"
 #include "platform/linux/kernel_file.h"
+#include "platform/linux/ledger.h"
 
 enum led_state { LED_OFF = 0, LED_ON = 1, LED_BLINKING = 2, LED_AUTOMATIC = 3 };
 
+constexpr int LED_AS_FOUND = -1;
+constexpr char NO_TRIGGER[] = "none";
 constexpr size_t TRIGGER_SIZE = 32;
 constexpr size_t PATTERN_SIZE = 64;
 constexpr size_t PATH_SIZE = 256;
@@ -57,12 +60,19 @@ static bool set_attribute(const char *led, const char *attribute, const char *va
     return write_kernel_file(path, value);
 }
 
-static void set_full_brightness(const char *led)
+// "" when it cannot be read.
+static void read_attribute(const char *led, const char *attribute, char *value, size_t size)
 {
     char path[PATH_SIZE];
+    led_path(path, led, attribute);
+    read_first_line(path, value, size);
+}
+
+static void set_full_brightness(const char *led)
+{
     char full[16];
-    led_path(path, led, "max_brightness");
-    if (!read_first_line(path, full, sizeof full) || full[0] == '\0')
+    read_attribute(led, "max_brightness", full, sizeof full);
+    if (full[0] == '\0')
         strcpy(full, "1");
     set_attribute(led, "brightness", full);
 }
@@ -70,14 +80,12 @@ static void set_full_brightness(const char *led)
 // The trigger in force is the one in square brackets. "none" when there is no telling.
 static void read_trigger(const char *led, char (&trigger)[TRIGGER_SIZE])
 {
-    char path[PATH_SIZE];
     char line[4096]; // what a file of this kind can hold
-    led_path(path, led, "trigger");
-    read_first_line(path, line, sizeof line);
+    read_attribute(led, "trigger", line, sizeof line);
     const char *const begin = strchr(line, '[');
     const size_t length = begin == nullptr ? 0 : strcspn(begin + 1, "]");
     if (length == 0 || length >= sizeof trigger) {
-        strcpy(trigger, "none");
+        strcpy(trigger, NO_TRIGGER);
         return;
     }
     memcpy(trigger, begin + 1, length);
@@ -96,16 +104,60 @@ static void board_trigger(const char *led, char (&trigger)[TRIGGER_SIZE])
     SetValue(key, trigger);
 }
 
+// ---- the ledger ----
+
+// Where the LED stands in the ledger; null: nowhere. "": a free place.
+static ledger_led *noted(const char *led)
+{
+    for (ledger_led &note : ground_ledger->leds)
+        if (strncmp(note.name, led, sizeof note.name - 1) == 0)
+            return &note;
+    return nullptr;
+}
+
+static void read_led(const char *led, ledger_led *as_it_is)
+{
+    read_attribute(led, "brightness", as_it_is->brightness, sizeof as_it_is->brightness);
+    read_trigger(led, as_it_is->trigger);
+}
+
+// Before it is changed.
+static void note_led(const char *led)
+{
+    ledger_led *const note = noted(led) == nullptr ? noted("") : nullptr;
+    if (note == nullptr)
+        return;
+    read_led(led, note);
+    snprintf(note->name, sizeof note->name, "%s", led);
+}
+
+// One that is not dark any more somebody else has switched.
+static void put_led_back(const char *led)
+{
+    ledger_led *const note = noted(led);
+    ledger_led now;
+    if (note == nullptr)
+        return;
+    read_led(led, &now);
+    const bool is_dark = strcmp(now.trigger, NO_TRIGGER) == 0 && strcmp(now.brightness, "0") == 0;
+    if ((is_dark || ground_ledger->led_state != LED_OFF + 1) &&
+        (strcmp(note->trigger, NO_TRIGGER) == 0 || !set_attribute(led, "trigger", note->trigger)))
+        set_attribute(led, "brightness", note->brightness);
+    note->name[0] = '\0';
+}
+
+// ---- the states ----
+
 static void set_led(const char *led, int state)
 {
     char board[TRIGGER_SIZE];
     board_trigger(led, board);
-    const char *trigger = "none";
+    const char *trigger = NO_TRIGGER;
     if (state == LED_AUTOMATIC)
         trigger = board;
     else if (state == LED_BLINKING)
         trigger = "timer";
-    const bool triggered = set_attribute(led, "trigger", trigger) && strcmp(trigger, "none") != 0;
+    const bool triggered = set_attribute(led, "trigger", trigger) && strcmp(trigger, NO_TRIGGER) != 0;
 
     if (state == LED_OFF)
         set_attribute(led, "brightness", "0");
@@ -113,16 +165,48 @@ static void set_led(const char *led, int state)
         set_full_brightness(led);
 }
 
-void set_all_led(int state)
+static void set_panel(int state)
 {
     directory_reader leds;
+    if (!open_directory(&leds, led_directory()))
+        return;
+    for (const char *led = next_name(&leds); led != nullptr; led = next_name(&leds)) {
+        if (state == LED_AS_FOUND) {
+            put_led_back(led);
+        } else if (is_of_panel(led)) {
+            note_led(led);
+            set_led(led, state);
+        }
+    }
+    close_directory(&leds);
+}
+
+void set_all_led(int state)
+{
+    ledger_file *const ledger = ground_ledger;
     if (state < LED_OFF || state > LED_AUTOMATIC)
         return;
     journal_leds(state);
-    if (!open_directory(&leds, led_directory()))
+    ledger->led_state = static_cast<uint32_t>(state) + 1;
+    ledger->leds_again = 1;
+    set_panel(state);
+    if (state == LED_AUTOMATIC) { // what the board drives is owed to nobody
+        memset(ledger->leds, 0, sizeof ledger->leds);
+        ledger->led_state = 0;
+    }
+    ledger->leds_again = 0;
+}
+
+void leds_put_back()
+{
+    if (ground_ledger->led_state == 0)
         return;
-    for (const char *led = next_name(&leds); led != nullptr; led = next_name(&leds))
-        if (is_of_panel(led))
-            set_led(led, state);
-    close_directory(&leds);
+    ground_ledger->leds_again = 1;
+    set_panel(LED_AS_FOUND);
+}
+
+void leds_go_on()
+{
+    if (ground_ledger->leds_again != 0)
+        set_all_led(static_cast<int>(ground_ledger->led_state) - 1);
 }

@@ -62,4 +62,5 @@ void ledger_open()
         ground_log("ledger: takes back what a daemon left");
     for (ledger_command &command : file->commands)
         end_command(&command);
+    leds_go_on();
 }

@@ -139,6 +139,7 @@ static void stop_others_commands()
     stop_others_commands();
     time_is_up = monotonic_ms() + patience_ms;
     end_daemon();
+    leds_put_back();
     journal_end(asked_to_end == SIGINT ? "SIGINT" : "SIGTERM");
     exit(EXIT_SUCCESS);
 }

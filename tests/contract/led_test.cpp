@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
+#include "platform/linux/ledger.h"
 #include "tests/contract/contract_support.h"
 #include "tests/contract/memory_store.h"
 
@@ -20,6 +21,7 @@ protected:
         setenv("TIME_CHECK_LED_DIR", folder.path().c_str(), 1);
         unsetenv("TIME_CHECK_LEDS");
         stored().clear();
+        *ground_ledger = {};
     }
 
     void add(const std::string &name, const std::string &most, const std::string &trigger = "")
@@ -107,6 +109,51 @@ TEST_F(Leds, OtherStatesAndAMissingFolderDoNothing)
     EXPECT_EQ(brightness("wan"), "0\n");
     setenv("TIME_CHECK_LED_DIR", "/there/is/no/such/folder", 1);
     set_all_led(1);
+}
+
+// Switched off, somebody else switches `wan` on, and the daemon ends.
+TEST_F(Leds, ThoseThatAreStillDarkAreAsTheyWereFoundAfterTheEnd)
+{
+    add("power", "9", "none [heartbeat] timer");
+    add("lan", "9");
+    add("wan", "9");
+    write_text(folder.path() / "lan" / "brightness", "5\n");
+    set_all_led(0);
+    write_text(folder.path() / "power" / "trigger", "[none] heartbeat timer\n"); // as the kernel would show it now
+    write_text(folder.path() / "wan" / "brightness", "7\n");
+    leds_put_back();
+    EXPECT_EQ(trigger("power"), "heartbeat");
+    EXPECT_EQ(brightness("lan"), "5");
+    EXPECT_EQ(brightness("wan"), "7\n");
+    leds_go_on(); // the next daemon
+    EXPECT_EQ(brightness("lan"), "0");
+    EXPECT_EQ(brightness("wan"), "0");
+}
+
+TEST_F(Leds, AutomaticOnesAreLeftAtTheEnd)
+{
+    add("wan", "9", "[none] timer");
+    set_all_led(0);
+    set_all_led(3);
+    EXPECT_EQ(brightness("wan"), "9");
+    leds_put_back();
+    leds_go_on();
+    EXPECT_EQ(brightness("wan"), "9");
+    EXPECT_EQ(ground_ledger->led_state, 0U);
+}
+
+TEST_F(Leds, OfAsManyAsTheLedgerHoldsEachIsPutBack)
+{
+    for (size_t i = 0; i < LEDGER_LEDS + 3; i++) {
+        add("led" + std::to_string(i), "9");
+        write_text(folder.path() / ("led" + std::to_string(i)) / "brightness", "5\n");
+    }
+    set_all_led(0);
+    leds_put_back();
+    size_t back = 0;
+    for (size_t i = 0; i < LEDGER_LEDS + 3; i++)
+        back += brightness("led" + std::to_string(i)) == "5";
+    EXPECT_EQ(back, LEDGER_LEDS);
 }
 
 TEST_F(Leds, OfThePanelAreThoseThatAPatternNames)
