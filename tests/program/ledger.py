@@ -1,6 +1,10 @@
 #!/usr/bin/env python3
 """ledger.py BIN_FOLDER CASE: what a daemon has made outside is taken back when it ends and by the next one when it was
 killed, and what is somebody else's is left alone. In namespaces of its own. Ends with status 0 when all is as it should be.
+
+The case "walk" kills daemons at steps of their lives. LEDGER_ROUNDS (how many; default 2), LEDGER_SECONDS (for how long
+instead), LEDGER_FIRST (the first round's number, from which all chance comes; default random) in the environment; with
+LEDGER_EACH=yes round N kills at step N. A round is told by its number again. The last line has the figures.
 """
 import os
 import pathlib
@@ -297,7 +301,57 @@ def ends_commands_of_a_killed_one(world):
         life.wait()
 
 
-CASES = (ends_in_order, leaves_what_is_others, trusts_no_other_file, ends_commands_of_a_killed_one)
+class Walk:
+    """Rounds in which a daemon is killed at a step of its life, often the next one, too, and a third one ends in order."""
+
+    def __init__(self, world):
+        self.world = world
+        self.rounds = self.kills = self.most = 0
+
+    def life(self, step, chance, is_first=False):
+        life = Life(self.world, step)
+        live(self.world, life, is_first)
+        if chance.random() < 0.5:
+            self.world.names.answers = False
+        life.signal(signal.SIGTERM)
+        steps = life.wait()
+        self.most = max(self.most, steps)
+        self.kills += steps == step and step != 0
+
+    def round(self, number):
+        chance = random.Random(number)
+        self.world.make()
+        before = self.world.outside()
+        is_each = os.environ.get("LEDGER_EACH") == "yes"
+        self.life(number if is_each else chance.randint(1, self.most), chance, True)
+        if chance.random() < 0.5:
+            self.life(chance.randint(1, self.most), chance)
+        self.life(0, chance)
+        found = differences(self.world.outside(), before)
+        if found:
+            sys.exit(f"NOT SO: round {number}: all is as before: {found}")
+        self.rounds += 1
+
+    def run(self):
+        first = int(os.environ.get("LEDGER_FIRST", random.randrange(1 << 20)))
+        seconds = float(os.environ.get("LEDGER_SECONDS", 0))
+        rounds = int(os.environ.get("LEDGER_ROUNDS", 0 if seconds else 2))
+        print(f"first round {first}", flush=True)
+        deadline = time.monotonic() + seconds
+        self.world.make()
+        self.life(0, random.Random(0))
+        number = first
+        while number - first < rounds or time.monotonic() < deadline:
+            self.round(number)
+            number += 1
+        print(f"rounds {first} to {number - 1}: {self.kills} kills at steps of lives of up to {self.most} steps; all was as before each time")
+
+
+def walk(world):
+    Walk(world).run()
+
+
+CASES = (ends_in_order, leaves_what_is_others, trusts_no_other_file, ends_commands_of_a_killed_one, walk)
 
 
 def inside(name, work):
