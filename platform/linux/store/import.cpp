@@ -160,7 +160,7 @@ int store_put_settings(MDB_txn *transaction, store_text_writer *writer)
         return rc;
     MDB_val key = {};
     MDB_val value = {};
-    while ((rc = mdb_cursor_get(cursor, &key, &value, MDB_NEXT)) == 0) {
+    while (!writer->failed && (rc = mdb_cursor_get(cursor, &key, &value, MDB_NEXT)) == 0) {
         const auto *const name = static_cast<const char *>(key.mv_data);
         if (!is_published_key(name, key.mv_size))
             store_text_setting(writer, name, key.mv_size, static_cast<const char *>(value.mv_data), value.mv_size);

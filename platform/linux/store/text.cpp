@@ -86,8 +86,9 @@ void store_text_begin(store_text_writer *writer, config_store_sink sink, void *c
 bool store_text_flush(store_text_writer *writer)
 {
     if (writer->used > 0 && !writer->failed) {
-        writer->crc = crc_add(writer->crc, writer->buffer, writer->used);
         writer->failed = !writer->sink(writer->context, writer->buffer, writer->used);
+        if (!writer->failed)
+            writer->crc = crc_add(writer->crc, writer->buffer, writer->used);
     }
     writer->used = 0;
     return !writer->failed;
@@ -122,11 +123,11 @@ static void put_escaped(store_text_writer *writer, const char *text, size_t leng
     static constexpr char DIGITS[] = "0123456789abcdef";
     for (size_t i = 0; i < length; i++) {
         const char c = text[i];
-        const char letter = escape_letter(c);
-        if (letter == '\0' && !is_control(c)) {
+        if (c != '\\' && !is_control(c)) {
             put_char(writer, c);
             continue;
         }
+        const char letter = escape_letter(c);
         put_char(writer, '\\');
         put_char(writer, letter == '\0' ? 'x' : letter);
         if (letter == '\0') {

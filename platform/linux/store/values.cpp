@@ -43,7 +43,7 @@ static int set_value(const char *key, const char *value)
         store_line("'%.80s' is not set: %s", key, fault);
         return 0;
     }
-    if (holds(key, value))
+    if (holds(key, value)) // without a lock, unlike a write (decision 0233)
         return 1;
     setting wanted = {key, value};
     const int rc = store_change_by(put_setting, &wanted);
