@@ -12,6 +12,7 @@
 
 #include "bench/alternate.h"
 #include "platform/config_store.h"
+#include "platform/linux/store/admin.h"
 
 namespace
 {
@@ -28,13 +29,13 @@ std::string key_of(int number)
     return "wl2g.public.key" + std::to_string(number);
 }
 
-// Folders in memory, gone with the program.
+// A folder that is gone with the program.
 class Folder
 {
 public:
-    Folder()
+    explicit Folder(const std::filesystem::path &place)
     {
-        std::string name = "/dev/shm/store_bench_XXXXXX";
+        std::string name = place / "store_bench_XXXXXX";
         if (mkdtemp(name.data()) == nullptr)
             std::abort();
         path = name;
@@ -148,6 +149,27 @@ void commit()
     check(CommitCfm() != 0);
 }
 
+bool append(void *text, const char *piece, size_t length)
+{
+    static_cast<std::string *>(text)->append(piece, length);
+    return true;
+}
+
+// The least that leaves the old contents or the new ones after a power cut: a new file in one write, synced, which
+// takes the name of the old one, and its folder synced.
+void replace_bare(const std::filesystem::path &folder, const std::string &contents)
+{
+    const std::string beside = folder / "bare.new";
+    const int dir = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int fd = open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    check(dir >= 0 && fd >= 0);
+    check(write(fd, contents.data(), contents.size()) == static_cast<ssize_t>(contents.size()));
+    check(fsync(fd) == 0);
+    close(fd);
+    check(rename(beside.c_str(), (folder / "bare").c_str()) == 0 && fsync(dir) == 0);
+    close(dir);
+}
+
 // ---- what is compared ----
 
 void reads()
@@ -182,15 +204,29 @@ void writes(const std::string &copy)
                      {"LMDB copy of the environment", [&] { copy_raw(copy); }, {}}, {15, 40, 1});
 }
 
+// Where syncs cost what they cost, next to the program, and in memory, where the rest is seen.
+void commits_in(const char *what, const std::filesystem::path &place)
+{
+    const Folder folder(place);
+    std::string contents;
+    setenv("TIME_CHECK_CONF_DIR", folder.path.c_str(), 1); // NOLINT(concurrency-mt-unsafe)
+    check(config_store_export(append, &contents));
+    bench::alternate(what, {"CommitCfm", commit, [] { set(KEY, next_value()); }},
+                     {"one write and two syncs", [&] { replace_bare(folder.path, contents); }, {}}, {15, 40, 1});
+}
+
 } // namespace
 
 int main()
 {
-    const Folder folder;
+    const std::filesystem::path memory = "/dev/shm";
+    const Folder folder(memory);
     open_raw(folder);
     open_store(folder);
     reads();
     writes(folder.path / "copy.mdb");
+    commits_in("commit on the disk", std::filesystem::read_symlink("/proc/self/exe").parent_path());
+    commits_in("commit in memory", memory);
     mdb_txn_abort(reader);
     mdb_env_close(raw);
 }
