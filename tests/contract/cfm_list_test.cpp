@@ -143,4 +143,25 @@ TEST_F(Cfm, JsonHoldsAllPairsOfBytes)
     EXPECT_EQ(output("list --json | python3 -c 'import json, sys; print(len(json.load(sys.stdin)))'"), "2\n");
 }
 
+#if !defined __SANITIZE_ADDRESS__ && !defined __SANITIZE_THREAD__ // which need more of it than there is
+TEST_F(Cfm, WithoutMemoryEndsWithALine)
+{
+    for (int i = 0; i < 12; i++)
+        SetValue(("key" + std::to_string(i)).c_str(), std::string(60000, 'v').c_str());
+    const Outcome whole = cfm("list");
+    int short_of_memory = 0;
+    int listed = 0;
+    for (int kilobytes = 6000; kilobytes < 30000; kilobytes += 1000) {
+        const Outcome outcome =
+            cfm("--version >/dev/null; ulimit -v " + std::to_string(kilobytes) + "; timeout 60 '" CFM_PROGRAM "' list");
+        short_of_memory += outcome == Outcome{1, "cfm: no memory is left\n"} ? 1 : 0;
+        listed += outcome == whole ? 1 : 0;
+        EXPECT_TRUE(outcome.status == 1 || outcome.status == 127 || outcome == whole) // 127: the loader's
+            << kilobytes << ": " << outcome.status;
+    }
+    EXPECT_GT(short_of_memory, 0);
+    EXPECT_GT(listed, 0);
+}
+#endif
+
 } // namespace

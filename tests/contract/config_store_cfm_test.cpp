@@ -235,4 +235,51 @@ TEST_F(Cfm, CallThatMakesNoSenseEndsWithTwo)
         EXPECT_EQ(cfm(words).status, 2) << words;
 }
 
+TEST_F(Cfm, CallThatMakesNoSenseIsToldWhatIsWrongWithIt)
+{
+    const std::string help = "\nRun with --help for more information.\n";
+    for (const auto &[words, why] :
+         {std::pair{"", "A subcommand is required"},
+          {"--frobnicate", "A subcommand is required"},
+          {"get", "KEY is required"},
+          {"get -x", "KEY is required"},
+          {"post name", "TEXT is required"},
+          {"get one two", "The following argument was not expected: two"},
+          {"get one two three", "The following arguments were not expected: two three"},
+          {"get one list", "The following argument was not expected: list"},
+          {"get one -- --help", "The following argument was not expected: --help"},
+          {"list --frob", "The following argument was not expected: --frob"},
+          {"list --jso", "The following argument was not expected: --jso"},
+          {"list --json=1", "The following argument was not expected: --json=1"},
+          {"--json list", "The following argument was not expected: --json"},
+          {"wait a=b --timeout", "--timeout: 1 required SECONDS missing"},
+          {"wait a=b --timeout 1s", "Could not convert: --timeout = 1s"},
+          {"wait a=b --timeout=", "Could not convert: --timeout = "},
+          {"wait a=b --timeout 1 --timeout 2", "--timeout: At Most 1 required but received 2"}})
+        EXPECT_EQ(cfm(words), (Outcome{2, why + help})) << words;
+}
+
+TEST_F(Cfm, TakesOptionsInAnyPlace)
+{
+    SetValue("-key", "1");
+    EXPECT_EQ(cfm("get -- -key"), (Outcome{0, "1\n"}));
+    EXPECT_EQ(cfm("list --json -- -k"), (Outcome{0, "{\n  \"-key\": \"1\"\n}\n"}));
+    EXPECT_EQ(output("list other --json"), output("list --json other"));
+    EXPECT_EQ(cfm("wait --timeout=0 other=").status, 0);
+    EXPECT_EQ(cfm("wait --timeout 0x1p-4 other=x").status, 1);
+    for (const char *words : {"get --help", "get -h", "get -h more than it takes", "get key --help", "--help get"})
+        EXPECT_EQ(output(words).substr(0, 52), "print the value of KEY\nUsage: cfm get [OPTIONS] KEY\n");
+    EXPECT_EQ(output("--version get key").substr(0, 4), "cfm ");
+    EXPECT_EQ(output("list --help"),
+              "print the keys that begin with PREFIX, and their values\n"
+              "Usage: cfm list [OPTIONS] [PREFIX]\n\nPositionals:\n  PREFIX TEXT\n\nOptions:\n"
+              "  -h,--help                   Print this help message and exit\n"
+              "  --json                      as one JSON object\n"
+              "  --settings                  only what is set\n"
+              "  --state                     only what tells how the router is doing, or what it "
+              "remembers\n"
+              "  --changed                   only what differs from the committed settings\n"
+              "  --secrets                   show secrets instead of ***\n\n");
+}
+
 } // namespace
