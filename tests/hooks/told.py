@@ -22,6 +22,7 @@ HOSTILE = "$(touch {0}/planted)`touch {0}/planted`;touch {0}/planted;'\"\\ * ../
 class Told(unittest.TestCase):
     def setUp(self):
         self.folder = tempfile.TemporaryDirectory(prefix="told-")
+        self.addCleanup(self.folder.cleanup)  # at last, when the watches have ended
         self.world = pathlib.Path(self.folder.name)
         for name in ("proc", "ppp/peers", "net/wan1", "netif/links", "netif/leases", "run", "bin"):
             (self.world / name).mkdir(parents=True)
@@ -38,7 +39,6 @@ class Told(unittest.TestCase):
 
     def tearDown(self):
         self.assertFalse((self.world / "planted").exists(), "something that the network says was run")
-        self.folder.cleanup()
 
     # ---- the machine ----
 
