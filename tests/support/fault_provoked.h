@@ -72,6 +72,35 @@ inline void miss_minidlna(Standing &on, Dice & /*dice*/)
     box.post("6?op=1,string_info=minidlna");
 }
 
+// The reboot's window is the present hour.
+inline void open_window(Standing &on, const std::string &type)
+{
+    const std::string hour = box.clock.local().substr(11, 2);
+    const std::string start = hour + ":00";
+    const std::string end = hour + ":59";
+    on.spoil_setting("sys.schedulereboot.type", &type);
+    on.spoil_setting("sys.schedulereboot.end_time", &end);
+    on.spoil_setting("sys.schedulereboot.start_time", &start);
+}
+
+inline void restart_now(Standing &on, Dice & /*dice*/)
+{
+    open_window(on, "0");
+}
+
+inline void count_quiet(Standing &on, Dice & /*dice*/)
+{
+    open_window(on, "1");
+}
+
+// The uplink is lost, and another cipher is tried.
+inline void try_ciphers(Standing &on, Dice &dice)
+{
+    const std::string both = "tkip+aes";
+    on.spoil_setting("wl2g.extra.wpapsk_crypto", &both);
+    lose_radio(on, dice);
+}
+
 inline void start_again_when_ended(Standing &on)
 {
     on.undo([] {

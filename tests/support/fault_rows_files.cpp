@@ -7,13 +7,20 @@ namespace fault_catalogue
 namespace
 {
 
-// A product's table has a hook that looks whether there is a disk.
+bool looks_for_disk;
+
+// A product's hook: without a folder of films nobody misses the program.
+int32_t disk_is_there(struct time_check_daemon * /*state*/)
+{
+    return looks_for_disk ? check_if_dir_empty("/mnt/disk") : 1;
+}
+
 void look_for_a_disk(Standing &on, Dice &dice)
 {
     miss_minidlna(on, dice);
-    on.undo([hook = daemon_exe_info[0].func] { daemon_exe_info[0].func = hook; });
+    on.undo([] { looks_for_disk = false; });
     box.files.set_directory("/mnt/disk/films");
-    daemon_exe_info[0].func = [](struct time_check_daemon *) { return check_if_dir_empty("/mnt/disk"); };
+    looks_for_disk = true;
 }
 
 void spoil_kernel_file(Standing &on, Dice &dice, const std::string &path)
@@ -44,6 +51,23 @@ void counters_wrap_for_a_while(Standing &on, Dice &dice)
 }
 
 } // namespace
+} // namespace fault_catalogue
+
+// The factory's row with that hook, in place of the daemon's own table.
+time_check_daemon_exe_struct daemon_exe_info[] = {
+    {.daemon_exe_name = "minidlna",
+     .daemon_exe_enable_mib = "",
+     .daemon_exe_enable = 0,
+     .daemon_exe_spa_time = 3,
+     .daemon_exe_check_num = 10,
+     .daemon_exe_problem_check_num = 0,
+     .daemon_exe_system_cmd = "cfm post netctrl 51?op=6",
+     .func = fault_catalogue::disk_is_there},
+};
+uint32_t daemon_exe_info_num = 1;
+
+namespace fault_catalogue
+{
 
 const std::vector<Fault> PROCESSES_AND_FILES = {
     {"process",
@@ -136,7 +160,10 @@ const std::vector<Fault> PROCESSES_AND_FILES = {
      Wans::ALL_ONLINE,
      {},
      0,
-     [](Standing &on, Dice &dice) { spoil_kernel_file(on, dice, "/sys/class/net/br0/statistics/tx_bytes"); }},
+     [](Standing &on, Dice &dice) {
+         count_quiet(on, dice);
+         spoil_kernel_file(on, dice, "/sys/class/net/br0/statistics/tx_bytes");
+     }},
     {"text",
      "garbage among the name servers",
      ALL_MODES,

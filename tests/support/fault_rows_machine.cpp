@@ -5,17 +5,6 @@ namespace fault_catalogue
 namespace
 {
 
-void let_restart_come(Standing &on, Dice & /*dice*/)
-{
-    const std::string now = box.clock.local().substr(11, 2);
-    const std::string type = "0";
-    const std::string start = now + ":00";
-    const std::string end = now + ":59";
-    on.spoil_setting("sys.schedulereboot.type", &type);
-    on.spoil_setting("sys.schedulereboot.end_time", &end);
-    on.spoil_setting("sys.schedulereboot.start_time", &start);
-}
-
 void step_by(Standing &on, int64_t seconds)
 {
     on.undo([seconds] { box.clock.step(-seconds); });
@@ -123,7 +112,7 @@ const std::vector<Fault> MACHINE = {
          on.meeting()();
          cuts(dice, 2 + dice.roll(8));
      }},
-    {"power", "a restart is refused", ALL_MODES, Wans::UNKNOWN, {"tpi_systool_reboot"}, EPERM, let_restart_come},
+    {"power", "a restart is refused", ALL_MODES, Wans::UNKNOWN, {"tpi_systool_reboot"}, EPERM, restart_now},
 };
 
 } // namespace fault_catalogue

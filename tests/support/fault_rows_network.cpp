@@ -153,8 +153,17 @@ const std::vector<Fault> NETWORK = {
     {"addresses", "an address cannot be asked for", ALL_MODES, Wans::UNKNOWN, {"getIfIp"}, EIO},
     {"addresses", "a WAN cannot be asked for its address", TWO_WANS, Wans::UNKNOWN, {"tpi_wan_get_ip"}, EIO},
     {"addresses", "a WAN has no interface", TWO_WANS | WISP, Wans::UNKNOWN, {"getWanIfName"}, EIO},
-    {"addresses", "a switch has no name", ALL_MODES, Wans::ALL_ONLINE, {"get_eth_name"}, EIO},
-    {"addresses", "LAN and WAN cannot be compared", ALL_MODES, Wans::UNKNOWN, {"wan_lan_check"}, EIO},
+    {"addresses", "a switch has no name", WIRED, Wans::UNKNOWN, {"get_eth_name"}, EIO, count_quiet},
+    {"addresses",
+     "LAN and WAN cannot be compared",
+     ALL_MODES,
+     Wans::UNKNOWN,
+     {"wan_lan_check"},
+     EIO,
+     [](Standing &on, Dice &) {
+         on.undo([] { box.network.set_address("ppp0", ""); });
+         box.network.set_address("ppp0", "192.168.0.77");
+     }},
     {"radios", "the uplink is lost, WISP", WISP, Wans::FIRST_DOWN, {"tpi_wifi_wisp_phy_link_check"}, 0, lose_radio},
     {"radios",
      "the uplink is lost, AP client",
@@ -170,7 +179,7 @@ const std::vector<Fault> NETWORK = {
      {"tpi_wifi_wisp_phy_link_check"},
      0,
      radio_flaps},
-    {"radios", "a radio has no name", WISP | AP_CLIENT, Wans::UNKNOWN, {"tpi_wifi_get_ifname"}, EIO, lose_radio},
+    {"radios", "a radio has no name", WISP | AP_CLIENT, Wans::UNKNOWN, {"tpi_wifi_get_ifname"}, EIO, try_ciphers},
     {"radios",
      "a radio cannot be asked whether it is connected",
      WISP,

@@ -118,7 +118,7 @@ const std::vector<Fault> STORE_AND_BUS = {
      ENOMEM,
      lose_internet_for_a_while},
     {"shell", "commands take long", ALL_MODES, Wans::UNKNOWN, {"doSystemCmd"}, 0, commands_take_long},
-    {"shell", "a program cannot be started", WISP | AP_CLIENT, Wans::UNKNOWN, {"_eval"}, ENOENT, lose_radio},
+    {"shell", "a program cannot be started", WISP | AP_CLIENT, Wans::UNKNOWN, {"_eval"}, ENOENT, try_ciphers},
     {"shell", "ps cannot be run", ALL_MODES, Wans::ALL_ONLINE, {"popen"}, EAGAIN, miss_minidlna},
 };
 

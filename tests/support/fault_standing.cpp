@@ -53,12 +53,13 @@ std::function<void()> Standing::meeting()
 
 // ---- calls that fail ----
 
-// One of them, each of some, or all.
+// One of them, each of some, or all; half of them from the first, for some are made once.
 void Standing::fail(const char *call, int error)
 {
     constexpr uint64_t FIRST_MAX = 20;
     constexpr uint64_t EVERY_MAX = 10;
-    Failing failing = {.fault = begun_, .error = error, .first = 1 + dice_.roll(FIRST_MAX), .every = 1};
+    const uint64_t first = dice_.roll(2) == 0 ? 1 : 1 + dice_.roll(FIRST_MAX);
+    Failing failing = {.fault = begun_, .error = error, .first = first, .every = 1};
     const size_t way = dice_.roll(4);
     if (way == 0)
         failing.every = 0;
