@@ -199,7 +199,7 @@ std::map<std::string, int> Disks::names_with(size_t subset) const
 // Only one file at a time has bytes that are not synced.
 void Disks::add_with_all_bytes(const std::map<std::string, int> &names, std::set<Disk> *disks) const
 {
-    constexpr int WAYS = 4;
+    constexpr int WAYS = 7;
     for (int way = 0; way < WAYS; way++) {
         Disk disk = {true, {}};
         for (const auto &[name, file] : names)
@@ -217,7 +217,19 @@ std::string Disks::text_of(const Bytes &bytes, int way)
         return bytes.synced + bytes.rest.substr(0, bytes.rest.size() / 2);
     case 2:
         return bytes.synced + std::string(bytes.rest.size(), '\0');
-    default:
+    case 3:
         return bytes.synced;
+    case 4: { // the second half came to the disk first
+        const size_t half = bytes.rest.size() / 2;
+        return bytes.synced + std::string(half, '\0') + bytes.rest.substr(half);
+    }
+    default: { // one page of two, the others zeros: the even or the odd ones
+        constexpr size_t PAGE = 4096;
+        std::string text = bytes.synced + bytes.rest;
+        for (size_t at = bytes.synced.size(); at < text.size(); at++)
+            if (at / PAGE % 2 == static_cast<size_t>(way) % 2)
+                text[at] = '\0';
+        return text;
+    }
     }
 }

@@ -3,7 +3,8 @@
 //
 // What POSIX promises: bytes are on the disk once the file is synced, and names once their folder is; each name changes
 // at once. What was not synced may be there or not, whatever came before or after it; only changes of the same name
-// keep their order. Of bytes that were not synced there may be none, half, or zeros in their place.
+// keep their order. Of bytes that were not synced there may be none, either half, every
+// other page, or zeros in their place.
 #ifndef TESTS_CONTRACT_POWER_CUT_H
 #define TESTS_CONTRACT_POWER_CUT_H
 
