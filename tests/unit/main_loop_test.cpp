@@ -68,8 +68,8 @@ TEST_F(MainLoop, AskedToEndTheDaemonTakesItsRulesAwayAndNothingElse)
 {
     box.boot();
     box.run(10);
-    strcpy(ledger_memory->rules[5],
-           "192.0.2.7"); // as the check notes a rule that it makes, of a WAN more than there are now
+    // As the check notes a rule that it makes, of a WAN more than there are now.
+    strcpy(ledger_memory->rules[5], "192.0.2.7");
     box.journal.clear();
     EXPECT_TRUE(box.ask_to_end());
     EXPECT_FALSE(box.running());
