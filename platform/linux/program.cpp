@@ -100,7 +100,7 @@ void program_notes_command(pid_t pid)
     std::atomic<pid_t> *const command = is_main ? &own_command : &others_command;
     *command = pid;
     if (pid == 0)
-        ledger_own_command()->pid = 0;
+        __atomic_store_n(&ledger_own_command()->pid, 0, __ATOMIC_RELAXED);
     if (pid >= 0 || is_main || is_ending == 0)
         return;
     *command = 0;
